@@ -1,0 +1,182 @@
+// String: an immutable, reference-counted sequence of UTF-16 code units.
+//
+// A default-constructed String is nil, distinct from the empty string. Asking nil anything answers
+// nil, 0, false or an empty view, and never crashes or throws: code may rely on that rule as code
+// relied on messages to nil. Copies share their storage, so copying is cheap, and an operation that
+// "returns the receiver itself" returns a String with the very same storage: isIdenticalTo() tells.
+//
+// Every index, length and Range counts UTF-16 code units. Operations that take an index or a range
+// check it and raise NSRangeException (a tq::Exception) when it lies outside the string.
+//
+// Literals: String s = u"text"; is the usual way to write a constant.
+//
+// Threads: a String may be read from any number of threads at once.
+#pragma once
+
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "tq/platform/base/range.h"
+
+namespace tq {
+
+using unichar = char16_t;
+class CharacterSet;
+class MutableString;
+
+class String {
+ public:
+  // nil.
+  String() noexcept = default;
+  String(std::nullptr_t) noexcept {}
+  // A copy of a NUL-terminated UTF-16 literal; a null pointer gives nil.
+  String(const char16_t* literal);
+  // A copy of the code units (never nil, possibly empty).
+  String(std::u16string_view units);
+  String(const std::u16string& units) : String(std::u16string_view(units)) {}
+  // Narrow C strings are deliberately not convertible: say fromUTF8() or fromASCII().
+  String(const char*) = delete;
+
+  // Decodes UTF-8. Never fails and never crashes: each maximal ill-formed subsequence (and every
+  // encoded surrogate or overlong form) becomes one U+FFFD REPLACEMENT CHARACTER.
+  static String fromUTF8(std::string_view utf8);
+  // Bytes 0-127 as themselves; any other byte becomes U+FFFD.
+  static String fromASCII(std::string_view ascii);
+  static String withCharacters(const unichar* units, UInteger length);
+  // The empty (non-nil) string.
+  static String empty();
+
+  bool isNil() const noexcept { return !storage_; }
+  // True for any non-nil string, the empty one included.
+  explicit operator bool() const noexcept { return static_cast<bool>(storage_); }
+
+  UInteger length() const noexcept;
+  // The code unit at index; raises NSRangeException when index >= length (also for nil).
+  unichar characterAtIndex(UInteger index) const;
+  // The code units; empty for nil. Valid as long as this String (or a copy) lives.
+  std::u16string_view view() const noexcept;
+  const unichar* data() const noexcept { return view().data(); }
+  std::u16string u16string() const { return std::u16string(view()); }
+
+  // UTF-8. Unpaired surrogates become U+FFFD; nil gives "".
+  std::string UTF8String() const;
+
+  // Equality of contents. operator== treats two nils as equal and nil as unequal to "";
+  // isEqual() follows the message-to-nil rule: a nil receiver answers false.
+  bool isEqual(const String& other) const noexcept { return !isNil() && *this == other; }
+  friend bool operator==(const String& a, const String& b) noexcept;
+  friend bool operator!=(const String& a, const String& b) noexcept { return !(a == b); }
+  // Code-unit order (nil sorts first).
+  friend bool operator<(const String& a, const String& b) noexcept;
+  // Same storage: true only when one String is a copy of the other (nil is identical to nothing).
+  bool isIdenticalTo(const String& other) const noexcept {
+    return storage_ && storage_ == other.storage_;
+  }
+
+  bool hasPrefix(const String& prefix) const noexcept;
+  bool hasSuffix(const String& suffix) const noexcept;
+
+  // Searches. Searches are literal (code unit by code unit). An empty needle is never found.
+  // With BackwardsSearch the last occurrence inside the range is found. The range must lie inside
+  // the string (NSRangeException otherwise).
+  Range rangeOfString(const String& needle) const;
+  Range rangeOfString(const String& needle, unsigned options) const;
+  Range rangeOfString(const String& needle, unsigned options, Range range) const;
+  Range rangeOfCharacterFromSet(const CharacterSet& set) const;
+  Range rangeOfCharacterFromSet(const CharacterSet& set, unsigned options) const;
+  Range rangeOfCharacterFromSet(const CharacterSet& set, unsigned options, Range range) const;
+
+  // Substrings (NSRangeException outside the string). The whole range returns the receiver itself.
+  String substringWithRange(Range range) const;
+  String substringFromIndex(UInteger index) const;
+  String substringToIndex(UInteger index) const;
+
+  String stringByAppendingString(const String& tail) const;
+  // Literal replacement of every non-overlapping occurrence, left to right. Returns the receiver
+  // itself when the target does not occur.
+  String stringByReplacingOccurrencesOfString(const String& target, const String& replacement) const;
+  // Removes members of the set from both ends; the receiver itself when nothing is removed.
+  String stringByTrimmingCharactersInSet(const CharacterSet& set) const;
+
+  // Paths, with "/" as the separator and the platform's rules: trailing separators are ignored
+  // (except for the root "/"), the extension is the text after the last "." of the last component
+  // unless that dot is the component's first character.
+  std::vector<String> pathComponents() const;  // "/a/b" -> ("/", "a", "b"); "a/b/" -> ("a", "b", "/")
+  static String pathWithComponents(const std::vector<String>& components);
+  String lastPathComponent() const;
+  String pathExtension() const;
+  String stringByDeletingLastPathComponent() const;
+  String stringByDeletingPathExtension() const;
+  String stringByAppendingPathComponent(const String& component) const;
+  String stringByAppendingPathExtension(const String& extension) const;
+
+  std::size_t hash() const noexcept;
+
+  // The shared code units (an implementation detail, opaque outside the library).
+  struct Storage;
+
+ private:
+  friend class MutableString;
+  explicit String(std::shared_ptr<const Storage> storage) noexcept : storage_(std::move(storage)) {}
+  std::shared_ptr<const Storage> storage_;
+};
+
+// A growable string for building text. Not shared: copying a MutableString copies its contents.
+// copy() (or std::move into a String) makes the immutable result; moving hands the buffer over
+// without copying a code unit.
+class MutableString {
+ public:
+  MutableString() = default;
+  explicit MutableString(const String& initial);
+  MutableString(const MutableString& other);
+  MutableString& operator=(const MutableString& other);
+  MutableString(MutableString&&) noexcept = default;
+  MutableString& operator=(MutableString&&) noexcept = default;
+  ~MutableString() = default;
+
+  UInteger length() const noexcept { return length_; }
+  std::u16string_view view() const noexcept { return {units_.get(), length_}; }
+  unichar characterAtIndex(UInteger index) const;
+
+  void appendString(const String& s);
+  void appendCharacters(const unichar* units, UInteger count);
+  void appendCharacter(unichar c);
+  // ASCII bytes as code units (bytes above 127 become U+FFFD).
+  void appendASCII(std::string_view ascii);
+  // Replaces the range (NSRangeException outside the string).
+  void replaceCharactersInRange(Range range, const String& replacement);
+  // Literal replacement of every occurrence inside range; returns the count replaced.
+  UInteger replaceOccurrencesOfString(const String& target, const String& replacement, unsigned options,
+                                      Range range);
+  void setString(const String& s);
+
+  // Capacity management for code that writes code units directly: reserve() guarantees room,
+  // mutableData() exposes it, setLength() declares how much of it is now text (<= capacity).
+  void reserve(UInteger capacity);
+  UInteger capacity() const noexcept { return capacity_; }
+  unichar* mutableData() noexcept { return units_.get(); }
+  void setLength(UInteger length);
+
+  // The contents as an immutable String (a copy; the builder keeps its text).
+  String copy() const;
+  // The contents as an immutable String without copying; the builder is left empty.
+  String take() &&;
+  operator String() && { return std::move(*this).take(); }
+
+ private:
+  void grow(UInteger needed);
+  std::unique_ptr<unichar[]> units_;
+  UInteger length_ = 0;
+  UInteger capacity_ = 0;
+};
+
+}  // namespace tq
+
+template <>
+struct std::hash<tq::String> {
+  std::size_t operator()(const tq::String& s) const noexcept { return s.hash(); }
+};

@@ -1,0 +1,554 @@
+// String storage, UTF-8 conversion, searches and path rules.
+#include "tq/platform/base/string.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "tq/platform/base/character_set.h"
+#include "tq/platform/base/exception.h"
+
+namespace tq {
+
+struct String::Storage {
+  std::unique_ptr<unichar[]> units;
+  UInteger length = 0;
+};
+
+namespace {
+
+[[noreturn]] void raiseRange(const char* what, UInteger location, UInteger length, UInteger size) {
+  std::string reason = std::string(what) + ": range {" + std::to_string(location) + ", " +
+                       std::to_string(length) + "} out of bounds; string length " + std::to_string(size);
+  Exception::raise(NSRangeException, String::fromUTF8(reason));
+}
+
+void checkRange(const char* what, Range r, UInteger size) {
+  if (r.location > size || r.length > size - r.location) raiseRange(what, r.location, r.length, size);
+}
+
+std::shared_ptr<String::Storage> makeStorage(const unichar* units, UInteger length) {
+  auto s = std::make_shared<String::Storage>();
+  s->units.reset(new unichar[length ? length : 1]);
+  if (length) std::memcpy(s->units.get(), units, length * sizeof(unichar));
+  s->length = length;
+  return s;
+}
+
+const std::shared_ptr<const String::Storage>& emptyStorage() {
+  static const std::shared_ptr<const String::Storage> empty = makeStorage(nullptr, 0);
+  return empty;
+}
+
+}  // namespace
+
+String::String(const char16_t* literal) {
+  if (!literal) return;
+  storage_ = makeStorage(literal, std::char_traits<char16_t>::length(literal));
+}
+
+String::String(std::u16string_view units) : storage_(makeStorage(units.data(), units.size())) {}
+
+String String::withCharacters(const unichar* units, UInteger length) {
+  return String(std::u16string_view(units, length));
+}
+
+String String::empty() { return String(emptyStorage()); }
+
+String String::fromASCII(std::string_view ascii) {
+  MutableString m;
+  m.appendASCII(ascii);
+  return std::move(m).take();
+}
+
+String String::fromUTF8(std::string_view in) {
+  MutableString m;
+  m.reserve(in.size());
+  unichar* out = m.mutableData();
+  UInteger n = 0;
+  const auto* s = reinterpret_cast<const unsigned char*>(in.data());
+  const UInteger size = in.size();
+  UInteger i = 0;
+  while (i < size) {
+    unsigned char c = s[i];
+    if (c < 0x80) {
+      out[n++] = c;
+      ++i;
+      continue;
+    }
+    // Decode one sequence; on any flaw emit U+FFFD for the maximal ill-formed prefix (per the
+    // Unicode "substitution of maximal subparts" practice).
+    uint32_t cp = 0;
+    int need = 0;
+    unsigned char lo = 0x80, hi = 0xBF;
+    if (c >= 0xC2 && c <= 0xDF) {
+      need = 1;
+      cp = c & 0x1F;
+    } else if (c >= 0xE0 && c <= 0xEF) {
+      need = 2;
+      cp = c & 0x0F;
+      if (c == 0xE0) lo = 0xA0;
+      if (c == 0xED) hi = 0x9F;  // no encoded surrogates
+    } else if (c >= 0xF0 && c <= 0xF4) {
+      need = 3;
+      cp = c & 0x07;
+      if (c == 0xF0) lo = 0x90;
+      if (c == 0xF4) hi = 0x8F;
+    } else {
+      out[n++] = 0xFFFD;
+      ++i;
+      continue;
+    }
+    UInteger j = i + 1;
+    bool ok = true;
+    for (int k = 0; k < need; ++k, ++j) {
+      if (j >= size) {
+        ok = false;
+        break;
+      }
+      unsigned char cc = s[j];
+      unsigned char l = k == 0 ? lo : 0x80, h = k == 0 ? hi : 0xBF;
+      if (cc < l || cc > h) {
+        ok = false;
+        break;
+      }
+      cp = (cp << 6) | (cc & 0x3F);
+    }
+    if (!ok) {
+      out[n++] = 0xFFFD;
+      i = j;  // resume at the byte that broke the sequence
+      continue;
+    }
+    if (cp >= 0x10000) {
+      cp -= 0x10000;
+      out[n++] = static_cast<unichar>(0xD800 + (cp >> 10));
+      out[n++] = static_cast<unichar>(0xDC00 + (cp & 0x3FF));
+    } else {
+      out[n++] = static_cast<unichar>(cp);
+    }
+    i = j;
+  }
+  m.setLength(n);
+  return std::move(m).take();
+}
+
+UInteger String::length() const noexcept { return storage_ ? storage_->length : 0; }
+
+std::u16string_view String::view() const noexcept {
+  if (!storage_) return {};
+  return {storage_->units.get(), storage_->length};
+}
+
+unichar String::characterAtIndex(UInteger index) const {
+  if (index >= length()) raiseRange("characterAtIndex:", index, 0, length());
+  return storage_->units[index];
+}
+
+std::string String::UTF8String() const {
+  std::u16string_view v = view();
+  std::string out;
+  out.reserve(v.size());
+  for (UInteger i = 0; i < v.size(); ++i) {
+    uint32_t c = v[i];
+    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < v.size() && v[i + 1] >= 0xDC00 && v[i + 1] <= 0xDFFF) {
+      c = 0x10000 + ((c - 0xD800) << 10) + (v[i + 1] - 0xDC00);
+      ++i;
+    } else if (c >= 0xD800 && c <= 0xDFFF) {
+      c = 0xFFFD;
+    }
+    if (c < 0x80) {
+      out.push_back(static_cast<char>(c));
+    } else if (c < 0x800) {
+      out.push_back(static_cast<char>(0xC0 | (c >> 6)));
+      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    } else if (c < 0x10000) {
+      out.push_back(static_cast<char>(0xE0 | (c >> 12)));
+      out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    } else {
+      out.push_back(static_cast<char>(0xF0 | (c >> 18)));
+      out.push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
+      out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
+    }
+  }
+  return out;
+}
+
+bool operator==(const String& a, const String& b) noexcept {
+  if (a.storage_ == b.storage_) return true;
+  if (!a.storage_ || !b.storage_) return false;
+  return a.view() == b.view();
+}
+
+bool operator<(const String& a, const String& b) noexcept {
+  if (!a.storage_ || !b.storage_) return !a.storage_ && b.storage_;
+  return a.view() < b.view();
+}
+
+bool String::hasPrefix(const String& prefix) const noexcept {
+  if (!storage_ || prefix.length() == 0) return false;
+  return view().substr(0, prefix.length()) == prefix.view();
+}
+
+bool String::hasSuffix(const String& suffix) const noexcept {
+  if (!storage_ || suffix.length() == 0 || suffix.length() > length()) return false;
+  return view().substr(length() - suffix.length()) == suffix.view();
+}
+
+Range String::rangeOfString(const String& needle) const {
+  return rangeOfString(needle, 0, Range{0, length()});
+}
+
+Range String::rangeOfString(const String& needle, unsigned options) const {
+  return rangeOfString(needle, options, Range{0, length()});
+}
+
+Range String::rangeOfString(const String& needle, unsigned options, Range range) const {
+  if (!storage_) return Range::notFound();
+  checkRange("rangeOfString:options:range:", range, length());
+  std::u16string_view hay = view().substr(range.location, range.length);
+  std::u16string_view pat = needle.view();
+  if (pat.empty() || pat.size() > hay.size()) return Range::notFound();
+  if (options & CaseInsensitiveSearch) {
+    auto fold = [](unichar c) -> unichar { return (c >= u'A' && c <= u'Z') ? c + 32 : c; };
+    auto eq = [&](unichar a, unichar b) { return fold(a) == fold(b); };
+    if (options & BackwardsSearch) {
+      auto it = std::find_end(hay.begin(), hay.end(), pat.begin(), pat.end(), eq);
+      if (it == hay.end()) return Range::notFound();
+      UInteger at = static_cast<UInteger>(it - hay.begin());
+      if ((options & AnchoredSearch) && at + pat.size() != hay.size()) return Range::notFound();
+      return {range.location + at, pat.size()};
+    }
+    auto it = std::search(hay.begin(), hay.end(), pat.begin(), pat.end(), eq);
+    if (it == hay.end()) return Range::notFound();
+    UInteger at = static_cast<UInteger>(it - hay.begin());
+    if ((options & AnchoredSearch) && at != 0) return Range::notFound();
+    return {range.location + at, pat.size()};
+  }
+  if (options & AnchoredSearch) {
+    if (options & BackwardsSearch) {
+      if (hay.substr(hay.size() - pat.size()) == pat) return {range.max() - pat.size(), pat.size()};
+      return Range::notFound();
+    }
+    if (hay.substr(0, pat.size()) == pat) return {range.location, pat.size()};
+    return Range::notFound();
+  }
+  UInteger at = (options & BackwardsSearch) ? hay.rfind(pat) : hay.find(pat);
+  if (at == std::u16string_view::npos) return Range::notFound();
+  return {range.location + at, pat.size()};
+}
+
+Range String::rangeOfCharacterFromSet(const CharacterSet& set) const {
+  return rangeOfCharacterFromSet(set, 0, Range{0, length()});
+}
+
+Range String::rangeOfCharacterFromSet(const CharacterSet& set, unsigned options) const {
+  return rangeOfCharacterFromSet(set, options, Range{0, length()});
+}
+
+Range String::rangeOfCharacterFromSet(const CharacterSet& set, unsigned options, Range range) const {
+  if (!storage_) return Range::notFound();
+  checkRange("rangeOfCharacterFromSet:options:range:", range, length());
+  const unichar* u = storage_->units.get();
+  if (options & BackwardsSearch) {
+    for (UInteger i = range.max(); i > range.location; --i) {
+      if (set.characterIsMember(u[i - 1])) return {i - 1, 1};
+      if (options & AnchoredSearch) break;
+    }
+  } else {
+    for (UInteger i = range.location; i < range.max(); ++i) {
+      if (set.characterIsMember(u[i])) return {i, 1};
+      if (options & AnchoredSearch) break;
+    }
+  }
+  return Range::notFound();
+}
+
+String String::substringWithRange(Range range) const {
+  if (!storage_) return {};
+  checkRange("substringWithRange:", range, length());
+  if (range.location == 0 && range.length == length()) return *this;
+  return String(view().substr(range.location, range.length));
+}
+
+String String::substringFromIndex(UInteger index) const {
+  if (!storage_) return {};
+  if (index > length()) raiseRange("substringFromIndex:", index, 0, length());
+  return substringWithRange({index, length() - index});
+}
+
+String String::substringToIndex(UInteger index) const {
+  if (!storage_) return {};
+  if (index > length()) raiseRange("substringToIndex:", index, 0, length());
+  return substringWithRange({0, index});
+}
+
+String String::stringByAppendingString(const String& tail) const {
+  if (!storage_) return {};
+  MutableString m(*this);
+  m.appendString(tail);
+  return std::move(m).take();
+}
+
+String String::stringByReplacingOccurrencesOfString(const String& target, const String& replacement) const {
+  if (!storage_) return {};
+  if (target.length() == 0 || view().find(target.view()) == std::u16string_view::npos) return *this;
+  MutableString m(*this);
+  m.replaceOccurrencesOfString(target, replacement, LiteralSearch, Range{0, m.length()});
+  return std::move(m).take();
+}
+
+String String::stringByTrimmingCharactersInSet(const CharacterSet& set) const {
+  if (!storage_) return {};
+  std::u16string_view v = view();
+  UInteger b = 0, e = v.size();
+  while (b < e && set.characterIsMember(v[b])) ++b;
+  while (e > b && set.characterIsMember(v[e - 1])) --e;
+  return substringWithRange({b, e - b});
+}
+
+// --- paths -----------------------------------------------------------------------------------
+
+namespace {
+
+// The path without trailing separators (the root stays "/").
+std::u16string_view stripTrailingSlashes(std::u16string_view p) {
+  while (p.size() > 1 && p.back() == u'/') p.remove_suffix(1);
+  return p;
+}
+
+// Index of the extension's dot in the last component of a stripped path, or npos.
+UInteger extensionDot(std::u16string_view p) {
+  UInteger slash = p.rfind(u'/');
+  UInteger start = slash == std::u16string_view::npos ? 0 : slash + 1;
+  UInteger dot = p.rfind(u'.');
+  if (dot == std::u16string_view::npos || dot <= start) return std::u16string_view::npos;
+  if (dot + 1 == p.size()) return std::u16string_view::npos;  // "name." has no extension
+  return dot;
+}
+
+}  // namespace
+
+std::vector<String> String::pathComponents() const {
+  std::vector<String> out;
+  std::u16string_view p = view();
+  if (!storage_ || p.empty()) return out;
+  UInteger i = 0;
+  if (p[0] == u'/') {
+    out.emplace_back(u"/");
+    while (i < p.size() && p[i] == u'/') ++i;
+  }
+  while (i < p.size()) {
+    UInteger j = p.find(u'/', i);
+    if (j == std::u16string_view::npos) j = p.size();
+    out.emplace_back(p.substr(i, j - i));
+    i = j;
+    bool trailing = false;
+    while (i < p.size() && p[i] == u'/') {
+      ++i;
+      trailing = true;
+    }
+    if (trailing && i == p.size()) out.emplace_back(u"/");
+  }
+  return out;
+}
+
+String String::pathWithComponents(const std::vector<String>& components) {
+  std::u16string out;
+  for (UInteger k = 0; k < components.size(); ++k) {
+    std::u16string_view c = components[k].view();
+    if (c.empty()) continue;
+    if (c == u"/") {
+      if (out.empty() || out.back() != u'/') out += u'/';
+      continue;
+    }
+    if (!out.empty() && out.back() != u'/') out += u'/';
+    out += c;
+  }
+  return String(out);
+}
+
+String String::lastPathComponent() const {
+  if (!storage_) return {};
+  std::u16string_view p = stripTrailingSlashes(view());
+  if (p == u"/") return String(u"/");
+  UInteger slash = p.rfind(u'/');
+  if (slash == std::u16string_view::npos) {
+    if (p.size() == length()) return *this;
+    return String(p);
+  }
+  return String(p.substr(slash + 1));
+}
+
+String String::pathExtension() const {
+  if (!storage_) return {};
+  std::u16string_view p = stripTrailingSlashes(view());
+  UInteger dot = extensionDot(p);
+  if (dot == std::u16string_view::npos) return String::empty();
+  return String(p.substr(dot + 1));
+}
+
+String String::stringByDeletingLastPathComponent() const {
+  if (!storage_) return {};
+  std::u16string_view p = stripTrailingSlashes(view());
+  if (p == u"/") return String(u"/");
+  UInteger slash = p.rfind(u'/');
+  if (slash == std::u16string_view::npos) return String::empty();
+  std::u16string_view head = p.substr(0, slash);
+  while (head.size() > 1 && head.back() == u'/') head.remove_suffix(1);
+  if (head.empty()) return String(u"/");
+  return String(head);
+}
+
+String String::stringByDeletingPathExtension() const {
+  if (!storage_) return {};
+  std::u16string_view p = stripTrailingSlashes(view());
+  UInteger dot = extensionDot(p);
+  if (dot == std::u16string_view::npos) {
+    if (p.size() == length()) return *this;
+    return String(p);
+  }
+  return String(p.substr(0, dot));
+}
+
+String String::stringByAppendingPathComponent(const String& component) const {
+  if (!storage_) return {};
+  std::u16string out(stripTrailingSlashes(view()));
+  std::u16string_view c = component.view();
+  while (!c.empty() && c.front() == u'/') c.remove_prefix(1);
+  c = stripTrailingSlashes(c);
+  if (c == u"/") c = {};
+  if (!c.empty()) {
+    if (!out.empty() && out.back() != u'/') out += u'/';
+    out += c;
+  }
+  return String(out);
+}
+
+String String::stringByAppendingPathExtension(const String& extension) const {
+  if (!storage_) return {};
+  std::u16string out(stripTrailingSlashes(view()));
+  if (out.empty() || out == u"/") return String(out);
+  out += u'.';
+  out += extension.view();
+  return String(out);
+}
+
+std::size_t String::hash() const noexcept { return std::hash<std::u16string_view>()(view()); }
+
+// --- MutableString -----------------------------------------------------------------------------
+
+MutableString::MutableString(const String& initial) { appendString(initial); }
+
+MutableString::MutableString(const MutableString& other) {
+  appendCharacters(other.units_.get(), other.length_);
+}
+
+MutableString& MutableString::operator=(const MutableString& other) {
+  if (this != &other) {
+    length_ = 0;
+    appendCharacters(other.units_.get(), other.length_);
+  }
+  return *this;
+}
+
+unichar MutableString::characterAtIndex(UInteger index) const {
+  if (index >= length_) raiseRange("characterAtIndex:", index, 0, length_);
+  return units_[index];
+}
+
+void MutableString::grow(UInteger needed) {
+  if (needed <= capacity_) return;
+  UInteger cap = std::max<UInteger>(needed, capacity_ + capacity_ / 2 + 16);
+  std::unique_ptr<unichar[]> fresh(new unichar[cap]);
+  if (length_) std::memcpy(fresh.get(), units_.get(), length_ * sizeof(unichar));
+  units_ = std::move(fresh);
+  capacity_ = cap;
+}
+
+void MutableString::reserve(UInteger capacity) { grow(capacity); }
+
+void MutableString::setLength(UInteger length) {
+  if (length > capacity_) raiseRange("setLength:", length, 0, capacity_);
+  length_ = length;
+}
+
+void MutableString::appendCharacters(const unichar* units, UInteger count) {
+  if (!count) return;
+  grow(length_ + count);
+  std::memcpy(units_.get() + length_, units, count * sizeof(unichar));
+  length_ += count;
+}
+
+void MutableString::appendString(const String& s) { appendCharacters(s.data(), s.length()); }
+
+void MutableString::appendCharacter(unichar c) {
+  grow(length_ + 1);
+  units_[length_++] = c;
+}
+
+void MutableString::appendASCII(std::string_view ascii) {
+  grow(length_ + ascii.size());
+  for (char ch : ascii) {
+    auto b = static_cast<unsigned char>(ch);
+    units_[length_++] = b < 0x80 ? b : 0xFFFD;
+  }
+}
+
+void MutableString::replaceCharactersInRange(Range range, const String& replacement) {
+  checkRange("replaceCharactersInRange:withString:", range, length_);
+  UInteger rl = replacement.length();
+  UInteger newLength = length_ - range.length + rl;
+  if (rl > range.length) grow(newLength);
+  unichar* u = units_.get();
+  std::memmove(u + range.location + rl, u + range.max(), (length_ - range.max()) * sizeof(unichar));
+  if (rl) std::memcpy(u + range.location, replacement.data(), rl * sizeof(unichar));
+  length_ = newLength;
+}
+
+UInteger MutableString::replaceOccurrencesOfString(const String& target, const String& replacement,
+                                                   unsigned options, Range range) {
+  checkRange("replaceOccurrencesOfString:withString:options:range:", range, length_);
+  std::u16string_view pat = target.view();
+  if (pat.empty()) return 0;
+  std::u16string_view whole = view();
+  std::u16string_view hay = whole.substr(range.location, range.length);
+  std::vector<UInteger> hits;
+  for (UInteger at = hay.find(pat); at != std::u16string_view::npos; at = hay.find(pat, at + pat.size())) {
+    hits.push_back(range.location + at);
+  }
+  (void)options;  // searches are literal; backwards gives the same non-overlapping set here
+  if (hits.empty()) return 0;
+  std::u16string_view rep = replacement.view();
+  MutableString out;
+  out.reserve(length_ - hits.size() * pat.size() + hits.size() * rep.size());
+  UInteger from = 0;
+  for (UInteger h : hits) {
+    out.appendCharacters(units_.get() + from, h - from);
+    out.appendCharacters(rep.data(), rep.size());
+    from = h + pat.size();
+  }
+  out.appendCharacters(units_.get() + from, length_ - from);
+  *this = std::move(out);
+  return hits.size();
+}
+
+void MutableString::setString(const String& s) {
+  length_ = 0;
+  appendString(s);
+}
+
+String MutableString::copy() const {
+  return String(std::u16string_view(units_.get(), length_));
+}
+
+String MutableString::take() && {
+  auto s = std::make_shared<String::Storage>();
+  if (!units_) units_.reset(new unichar[1]);
+  s->units = std::move(units_);
+  s->length = length_;
+  length_ = capacity_ = 0;
+  return String(std::shared_ptr<const String::Storage>(std::move(s)));
+}
+
+}  // namespace tq

@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# Builds tqkit and runs the whole test suite.
+#   bash scripts/test.sh              release build in build/, then ctest
+#   bash scripts/test.sh --sanitize   clang build with AddressSanitizer and UndefinedBehaviorSanitizer
+#                                     in build-sanitize/, then ctest, then every libFuzzer target
+#                                     for TQ_FUZZ_SECONDS (default 5) seconds each
+set -euo pipefail
+cd "$(dirname "$0")/.."
+bash scripts/install-deps.sh
+
+jobs=$(nproc)
+if [ "${1:-}" = "--sanitize" ]; then
+  dir=build-sanitize
+  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_C_COMPILER=clang -DCMAKE_CXX_COMPILER=clang++ \
+    -DTQ_SANITIZE=ON -DTQ_BUILD_BENCH=OFF -DBUILD_SHARED_LIBS=OFF
+  cmake --build "$dir" -j "$jobs"
+  export ASAN_OPTIONS=detect_leaks=1:abort_on_error=1
+  export UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1
+  export LSAN_OPTIONS=suppressions=$PWD/scripts/lsan.supp
+  ctest --test-dir "$dir" -j "$jobs" --output-on-failure
+  seconds=${TQ_FUZZ_SECONDS:-5}
+  for fuzzer in "$dir"/fuzz/*_fuzz; do
+    [ -x "$fuzzer" ] || continue
+    name=$(basename "$fuzzer")
+    corpus=$(mktemp -d)
+    [ -d "fuzz/corpus/$name" ] && cp -r "fuzz/corpus/$name/." "$corpus/"
+    echo "fuzz: $name for ${seconds}s"
+    "$fuzzer" -max_total_time="$seconds" -print_final_stats=0 "$corpus" 2>&1 | tail -n 2
+    rm -rf "$corpus"
+  done
+else
+  dir=build
+  cmake -S . -B "$dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo
+  cmake --build "$dir" -j "$jobs"
+  ctest --test-dir "$dir" -j "$jobs" --output-on-failure
+fi

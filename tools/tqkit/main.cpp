@@ -1,0 +1,79 @@
+// tqkit: the command-line face of the library. `tqkit --help` lists the commands.
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <string>
+#include <vector>
+
+#include "cli.h"
+#include "tq/platform/base/exception.h"
+
+namespace {
+
+void printHelp(std::FILE* out) {
+  std::fprintf(out,
+               "usage: tqkit COMMAND [ARGS...]\n"
+               "       tqkit COMMAND --help\n\n"
+               "commands:\n");
+  for (const auto& c : tq::cli::commands()) std::fprintf(out, "  %-18s %s\n", c.name.c_str(), c.summary.c_str());
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  if (args.empty()) {
+    printHelp(stderr);
+    return 2;
+  }
+  if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
+    printHelp(stdout);
+    return 0;
+  }
+  // The longest registered name that the arguments start with ("net status" before "net").
+  const tq::cli::Command* chosen = nullptr;
+  std::size_t words = 0;
+  for (const auto& c : tq::cli::commands()) {
+    std::vector<std::string> parts;
+    std::size_t start = 0;
+    for (std::size_t sp; (sp = c.name.find(' ', start)) != std::string::npos; start = sp + 1) {
+      parts.push_back(c.name.substr(start, sp - start));
+    }
+    parts.push_back(c.name.substr(start));
+    if (parts.size() > args.size() || parts.size() <= words) continue;
+    bool match = true;
+    for (std::size_t i = 0; i < parts.size(); ++i) match = match && parts[i] == args[i];
+    if (match) {
+      chosen = &c;
+      words = parts.size();
+    }
+  }
+  if (!chosen) {
+    std::fprintf(stderr, "tqkit: unknown command '%s'\n", args[0].c_str());
+    printHelp(stderr);
+    return 2;
+  }
+  std::vector<std::string> rest(args.begin() + static_cast<long>(words), args.end());
+  for (const auto& a : rest) {
+    if (a == "--") break;
+    if (a == "--help" || a == "-h") {
+      std::fputs(chosen->usage.c_str(), stdout);
+      return 0;
+    }
+  }
+  try {
+    return chosen->run(rest);
+  } catch (const tq::cli::UsageError& e) {
+    std::fprintf(stderr, "tqkit %s: %s\n\n%s", chosen->name.c_str(), e.what(), chosen->usage.c_str());
+    return 2;
+  } catch (const tq::cli::Failure& e) {
+    std::fprintf(stderr, "tqkit %s: %s\n", chosen->name.c_str(), e.what());
+    return 1;
+  } catch (const tq::Exception& e) {
+    std::fprintf(stderr, "tqkit %s: %s\n", chosen->name.c_str(), e.reason().UTF8String().c_str());
+    return 1;
+  } catch (const std::exception& e) {
+    std::fprintf(stderr, "tqkit %s: %s\n", chosen->name.c_str(), e.what());
+    return 1;
+  }
+}
