@@ -18,5 +18,8 @@ foreach(lib IN LISTS TQ_ALL_LIBRARIES)
     set(TQ_PC_LIBS "-l${lib} ${TQ_PC_LIBS}")
   endif()
 endforeach()
+# The .pc file finds the prefix relative to itself, so an installed tree can be moved.
+file(RELATIVE_PATH TQ_PC_PREFIX_FROM_PCDIR "${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig" "${CMAKE_INSTALL_PREFIX}")
+string(REGEX REPLACE "/$" "" TQ_PC_PREFIX_FROM_PCDIR "${TQ_PC_PREFIX_FROM_PCDIR}")
 configure_file(cmake/tqkit.pc.in ${CMAKE_CURRENT_BINARY_DIR}/tqkit.pc @ONLY)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/tqkit.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
