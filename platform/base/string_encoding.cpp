@@ -28,6 +28,11 @@ const char* iconvName(StringEncoding e) {
   }
 }
 
+// Mac Roman's byte F0 is the Apple logo, U+F8FF in the platform's table; glibc's table puts it at
+// U+E01E. Both are private-use characters, so the platform's is used in both directions.
+constexpr unichar kAppleLogo = 0xF8FF;
+constexpr unichar kGlibcAppleLogo = 0xE01E;
+
 bool isHigh(uint32_t u) { return u >= 0xD800 && u <= 0xDBFF; }
 bool isLow(uint32_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
 
@@ -214,6 +219,11 @@ String decodeIconv(const char* name, const uint8_t* b, UInteger n) {
   unichar* u = m.mutableData();
   const auto* o = reinterpret_cast<const uint8_t*>(out.data());
   for (UInteger i = 0; i < count; ++i) u[i] = static_cast<unichar>(o[2 * i + 1] << 8 | o[2 * i]);
+  if (std::strcmp(name, "MACINTOSH") == 0) {
+    for (UInteger i = 0; i < count; ++i) {
+      if (u[i] == kGlibcAppleLogo) u[i] = kAppleLogo;
+    }
+  }
   m.setLength(count);
   return std::move(m).take();
 }
@@ -305,9 +315,11 @@ Data encodeIconv(const char* name, std::u16string_view v, bool lossy) {
   Iconv cd(name, "UTF-16LE");
   if (!cd.ok()) return {};
   std::vector<char> in(2 * v.size());
+  const bool macRoman = std::strcmp(name, "MACINTOSH") == 0;
   for (UInteger i = 0; i < v.size(); ++i) {
-    in[2 * i] = static_cast<char>(v[i] & 0xFF);
-    in[2 * i + 1] = static_cast<char>(v[i] >> 8);
+    unichar u = macRoman && v[i] == kAppleLogo ? kGlibcAppleLogo : v[i];
+    in[2 * i] = static_cast<char>(u & 0xFF);
+    in[2 * i + 1] = static_cast<char>(u >> 8);
   }
   std::vector<char> out(4 * v.size() + 16);
   size_t used = 0;
