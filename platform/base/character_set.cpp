@@ -1,5 +1,7 @@
 #include "tq/platform/base/character_set.h"
 
+#include <algorithm>
+
 namespace tq {
 
 namespace {
@@ -67,7 +69,9 @@ CharacterSet CharacterSet::characterSetWithCharactersInString(const String& char
 
 CharacterSet CharacterSet::characterSetWithRange(Range range) {
   auto b = std::make_shared<Bits>();
-  for (UInteger c = range.location; c < range.location + range.length && c <= 0xFFFF; ++c) {
+  // Clipped to the code-unit space first, so that a huge length cannot wrap round.
+  UInteger end = range.location > 0xFFFF ? range.location : range.location + std::min<UInteger>(range.length, 0x10000);
+  for (UInteger c = range.location; c < end && c <= 0xFFFF; ++c) {
     set(b->words, static_cast<unsigned>(c));
   }
   return CharacterSet(b);

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <ostream>
 
 #include "tq/platform/base/character_set.h"
 #include "tq/platform/base/exception.h"
@@ -432,6 +433,10 @@ String String::stringByAppendingPathExtension(const String& extension) const {
   out += u'.';
   out += extension.view();
   return String(out);
+}
+
+std::ostream& operator<<(std::ostream& out, const String& s) {
+  return s.isNil() ? out << "(null)" : out << s.UTF8String();
 }
 
 std::size_t String::hash() const noexcept { return std::hash<std::u16string_view>()(view()); }

@@ -15,6 +15,7 @@
 
 #include <cstddef>
 #include <functional>
+#include <iosfwd>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -173,6 +174,9 @@ class MutableString {
   UInteger length_ = 0;
   UInteger capacity_ = 0;
 };
+
+// Writes the text as UTF-8, nil as "(null)" (for diagnostics and test output).
+std::ostream& operator<<(std::ostream& out, const String& s);
 
 }  // namespace tq
 

@@ -1,0 +1,215 @@
+// The string helpers. Bulk loops live in the kernels (string_kernels*.cpp), chosen by CPU; the
+// rest follows the documented algorithms step by step, including their length-for-position
+// comparisons.
+#include "tq/foundation/string_extensions.h"
+
+#include <string>
+
+#include "string_kernels.h"
+#include "tq/platform/base/exception.h"
+#include "tq/platform/base/string_encoding.h"
+#include "tq/platform/base/uuid.h"
+
+namespace tq {
+
+namespace {
+
+constexpr char kDigits[] = "0123456789abcdef";
+
+[[noreturn]] void outOfDomain(const char16_t* className, const char16_t* method, int line, const std::string& what) {
+  AssertionHandler::currentHandler().handleFailureInMethod(
+      String(method), String(className), String::fromUTF8(detail::sourceFileName(__FILE__)), line,
+      String::fromUTF8(what));
+}
+
+// A builder with room for `n` code units plus the kernels' slack.
+MutableString builderFor(UInteger n) {
+  MutableString m;
+  m.reserve(n + detail::kOutputSlack);
+  return m;
+}
+
+// The digits of value in base, most significant first, into the end of a 32-byte area; returns the
+// index of the first digit. The area's last byte stays the terminator.
+int writeDigits(char (&area)[32], int value, int base, const char* alphabet) {
+  int p = 30;
+  do {
+    int q = value / base;
+    int r = value % base;
+    area[p--] = alphabet[r];
+    value = q;
+  } while (value != 0);
+  return p + 1;
+}
+
+void checkIntegerDomain(const char16_t* className, const char16_t* method, int line, int value, int base) {
+  if (base < 2 || base > 16) {
+    outOfDomain(className, method, line, "base " + std::to_string(base) + " is outside 2-16");
+  }
+  if (value < 0) outOfDomain(className, method, line, "value " + std::to_string(value) + " is negative");
+}
+
+String letterString(int value, int minLength, const char* alphabet, const char16_t* method, int line) {
+  if (value < 0) outOfDomain(u"String", method, line, "value " + std::to_string(value) + " is negative");
+  char area[32] = {};  // per call rather than per process: safe on any number of threads
+  int first = writeDigits(area, value, 26, alphabet);
+  int letters = 31 - first;
+  int m = minLength >= 31 ? 30 : minLength;
+  while (letters < m) {
+    area[--first] = alphabet[0];
+    ++letters;
+  }
+  return String::fromASCII(std::string_view(area + first, static_cast<std::size_t>(letters)));
+}
+
+}  // namespace
+
+String quoteQuotes(const String& self) {
+  if (self.isNil()) return {};
+  if (!self.rangeOfString(u"\"").found() && !self.rangeOfString(u"\n").found() &&
+      !self.rangeOfString(u"\r").found()) {
+    return self;
+  }
+  std::u16string_view v = self.view();
+  MutableString m;
+  m.reserve(v.size() + 2 + v.size() / 8);
+  m.appendCharacter(u'"');
+  UInteger from = 0;
+  for (UInteger at = v.find(u'"'); at != std::u16string_view::npos; at = v.find(u'"', at + 1)) {
+    m.appendCharacters(v.data() + from, at + 1 - from);
+    m.appendCharacter(u'"');
+    from = at + 1;
+  }
+  m.appendCharacters(v.data() + from, v.size() - from);
+  m.appendCharacter(u'"');
+  return std::move(m).take();
+}
+
+String stringWithSubstitute(const String& self, const String& substitute, const CharacterSet& set) {
+  if (self.isNil()) return {};
+  const auto& k = detail::stringKernels();
+  detail::SetMatcher matcher(set);
+  std::u16string_view v = self.view();
+  UInteger at = k.findMember(v.data(), v.size(), matcher);
+  if (at == v.size()) return self;
+  // Replacing and searching again from the start only terminates when the substitute brings no
+  // member in; with that given, one left-to-right pass yields the same text.
+  std::u16string_view sub = substitute.view();
+  if (k.findMember(sub.data(), sub.size(), matcher) != sub.size()) {
+    outOfDomain(u"String", u"stringWithSubstitute:forCharactersFromSet:", __LINE__,
+                "the substitute contains a member of the character set, so substituting would never end");
+  }
+  MutableString m;
+  m.reserve(v.size() + (sub.size() > 1 ? v.size() / 16 : 0));
+  UInteger from = 0;
+  while (at < v.size()) {
+    m.appendCharacters(v.data() + from, at - from);
+    m.appendCharacters(sub.data(), sub.size());
+    from = at + 1;
+    at = from + k.findMember(v.data() + from, v.size() - from, matcher);
+  }
+  m.appendCharacters(v.data() + from, v.size() - from);
+  return std::move(m).take();
+}
+
+String stringByRemovingLineBreaks(const String& self) {
+  if (self.isNil()) return {};
+  const auto& k = detail::stringKernels();
+  std::u16string_view v = self.view();
+  UInteger at = k.findLineBreak(v.data(), v.size());
+  if (at == v.size()) return self;
+  MutableString m = builderFor(v.size());
+  unichar* out = m.mutableData();
+  std::char_traits<char16_t>::copy(out, v.data(), at);
+  k.replaceLineBreaks(v.data() + at, v.size() - at, out + at);
+  m.setLength(v.size());
+  return std::move(m).take();
+}
+
+String stringByReducingWhitespaces(const String& self) {
+  if (self.isNil()) return {};
+  std::u16string_view v = self.view();
+  MutableString m = builderFor(v.size());
+  m.setLength(detail::stringKernels().reduceWhitespace(v.data(), v.size(), m.mutableData()));
+  return std::move(m).take();
+}
+
+String stringByRemovingSurroundingWhitespace(const String& self) {
+  if (self.isNil()) return {};
+  const auto& k = detail::stringKernels();
+  std::u16string_view v = self.view();
+  UInteger first = k.firstNonWhitespace(v.data(), v.size());
+  if (first == v.size()) return String::empty();
+  UInteger end = first + k.endOfNonWhitespace(v.data() + first, v.size() - first);
+  if (first == 0 && end == v.size()) return self;
+  return self.substringWithRange({first, end - first});
+}
+
+String stringByRemovingFirstLine(const String& self) {
+  if (self.isNil()) return {};
+  Range r = self.rangeOfString(u"\n");
+  if (r.length == 0) return self;
+  if (r.length >= self.length() - 1) return self;  // the match's length, not its position
+  return self.substringWithRange({r.location + 1, self.length() - r.location - 1});
+}
+
+String stringByRemovingLastLine(const String& self) {
+  if (self.isNil()) return {};
+  // For an empty receiver the length - 1 wraps round and the range check raises.
+  Range r = self.rangeOfString(u"\n", BackwardsSearch, Range{0, self.length() - 1});
+  if (!r.found()) return self;
+  if (r.length >= self.length() - 1) return self;  // the match's length, not its position
+  return self.substringWithRange({0, r.location + 1});
+}
+
+String stringByRemovingNumberOfLinesFromBeginning(const String& self, int count) {
+  if (self.isNil()) return {};
+  // The same steps as applying stringByRemovingFirstLine count times, on positions instead of
+  // intermediate strings.
+  std::u16string_view v = self.view();
+  UInteger start = 0;
+  for (int i = 0; i < count; ++i) {
+    std::u16string_view rest = v.substr(start);
+    UInteger at = rest.find(u'\n');
+    if (at == std::u16string_view::npos || 1 >= rest.size() - 1) break;  // unchanged from here on
+    start += at + 1;
+  }
+  if (start == 0) return self;
+  return self.substringWithRange({start, v.size() - start});
+}
+
+String stringFrom4ByteCode(uint32_t code) {
+  const unichar units[4] = {static_cast<unichar>(code >> 24 & 0xFF), static_cast<unichar>(code >> 16 & 0xFF),
+                            static_cast<unichar>(code >> 8 & 0xFF), static_cast<unichar>(code & 0xFF)};
+  return String::withCharacters(units, 4);
+}
+
+String uniqueString() { return uuidString(); }
+
+String stringWithData(const Data& data, uint32_t encoding) { return stringWithDataEncoding(data, encoding); }
+
+String bigLetterStringWithInteger(int value, int minLength) {
+  return letterString(value, minLength, "ABCDEFGHIJKLMNOPQRSTUVWXYZ", u"bigLetterStringWithInteger:minLength:",
+                      __LINE__);
+}
+
+String smallLetterStringWithInteger(int value, int minLength) {
+  return letterString(value, minLength, "abcdefghijklmnopqrstuvwxyz", u"smallLetterStringWithInteger:minLength:",
+                      __LINE__);
+}
+
+String stringWithInteger(int value, int base) {
+  checkIntegerDomain(u"String", u"stringWithInteger:base:", __LINE__, value, base);
+  char area[32] = {};
+  int first = writeDigits(area, value, base, kDigits);
+  return String::fromASCII(std::string_view(area + first, static_cast<std::size_t>(31 - first)));
+}
+
+void appendInteger(MutableString& self, int value, int base) {
+  checkIntegerDomain(u"MutableString", u"appendInteger:base:", __LINE__, value, base);
+  char area[32] = {};
+  int first = writeDigits(area, value, base, kDigits);
+  self.appendASCII(std::string_view(area + first, static_cast<std::size_t>(31 - first)));
+}
+
+}  // namespace tq

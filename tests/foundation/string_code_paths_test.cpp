@@ -1,0 +1,180 @@
+// Every code path the CPU can run must give exactly what the plain path gives, and the plain path
+// what the step-by-step algorithms give.
+#include <gtest/gtest.h>
+
+#include <random>
+
+#include "tq/foundation/string_code_paths.h"
+#include "tq/foundation/string_extensions.h"
+
+using namespace tq;
+
+namespace {
+
+// The algorithms as written, on the base operations (quadratic where they are).
+String referenceSubstitute(const String& self, const String& sub, const CharacterSet& set) {
+  Range r = self.rangeOfCharacterFromSet(set);
+  if (!r.found()) return self;
+  MutableString m(self);
+  String current = m.copy();
+  while ((r = current.rangeOfCharacterFromSet(set)).found()) {
+    m.replaceCharactersInRange(r, sub);
+    current = m.copy();
+  }
+  return current;
+}
+
+String referenceRemoveLineBreaks(const String& self) {
+  if (!self.rangeOfString(u"\n").found() && !self.rangeOfString(u"\r").found()) return self;
+  MutableString m(self);
+  m.replaceOccurrencesOfString(u"\n", u" ", LiteralSearch, Range{0, m.length()});
+  m.replaceOccurrencesOfString(u"\r", u" ", LiteralSearch, Range{0, m.length()});
+  return m.copy();
+}
+
+String referenceReduce(const String& self) {
+  const CharacterSet& ws = CharacterSet::whitespaceCharacterSet();
+  MutableString m;
+  bool inRun = false;
+  for (unichar c : self.view()) {
+    if (ws.characterIsMember(c)) {
+      if (!inRun) m.appendCharacter(u' ');
+      inRun = true;
+    } else {
+      m.appendCharacter(c);
+      inRun = false;
+    }
+  }
+  return m.copy();
+}
+
+String referenceTrim(const String& self) {
+  CharacterSet notWs = CharacterSet::whitespaceCharacterSet().invertedSet();
+  Range first = self.rangeOfCharacterFromSet(notWs);
+  if (!first.found()) return String::empty();
+  Range last = self.rangeOfCharacterFromSet(notWs, BackwardsSearch);
+  if (first.location == 0 && last.location == self.length() - 1) return self;
+  return self.substringWithRange({first.location, last.location + 1 - first.location});
+}
+
+const char16_t kAlphabet[] = {u'a',    u'b',    u' ',    u'\t',   u'\n',   u'\r',   0x00A0, 0x3000, 0x2000, 0x200A,
+                              0x200B, 0x1680, 0x202F, 0x205F, 0x00E9, 0x0120, 0x01FF, 0x8000, 0xD83D, 0xFFFF,
+                              0x0085, 0x2028, u'|',   0x1FFF, 0x200C, 0x3001, 0x00FF, 0x0100};
+
+std::vector<String> sampleInputs() {
+  std::vector<String> inputs;
+  std::mt19937 rng(20240611);
+  for (int i = 0; i < 600; ++i) {
+    std::size_t len = rng() % 160;
+    // Mostly prose-like or mostly whitespace, to reach both the fast and the slow branches.
+    bool spacey = i % 3 == 0;
+    std::u16string s;
+    for (std::size_t k = 0; k < len; ++k) {
+      unsigned pick = rng() % 100;
+      if (!spacey && pick < 70) {
+        s += static_cast<char16_t>(u'a' + rng() % 26);
+      } else {
+        s += kAlphabet[rng() % std::size(kAlphabet)];
+      }
+    }
+    inputs.emplace_back(s);
+  }
+  // One special unit at, around and across each vector boundary, and whitespace runs spanning them.
+  for (char16_t special : {u'\n', u'\r', u'\t', u' ', char16_t(0x3000), char16_t(0x00A0), char16_t(0x2005), u'|'}) {
+    for (std::size_t pos : {0, 1, 14, 15, 16, 17, 31, 32, 33, 63, 64, 65, 95}) {
+      std::u16string s(97, u'x');
+      s[pos] = special;
+      inputs.emplace_back(s);
+      s.assign(pos + 1, u'x');
+      s[pos] = special;
+      inputs.emplace_back(s);
+      std::u16string run(130, u'y');
+      for (std::size_t k = pos; k < pos + 5 && k < run.size(); ++k) run[k] = special;
+      inputs.emplace_back(run);
+    }
+  }
+  inputs.emplace_back(std::u16string(100, u' '));
+  inputs.emplace_back(std::u16string(64, char16_t(0x3000)) + u"z" + std::u16string(33, u'\t'));
+  inputs.emplace_back(String::empty());
+  return inputs;
+}
+
+struct SetCase {
+  CharacterSet set;
+  String substitute;
+};
+
+std::vector<SetCase> setCases() {
+  return {
+      {CharacterSet::characterSetWithCharactersInString(u"\t|"), u" "},
+      {CharacterSet::characterSetWithCharactersInString(u"\u00E9"), u"e\u0301"},
+      {CharacterSet::characterSetWithCharactersInString(u"a\u0120\u01FF"), u""},
+      {CharacterSet::characterSetWithCharactersInString(u"\u3000\uFFFF\u8000"), u"[]"},
+      {CharacterSet::whitespaceCharacterSet(), u"_"},
+      {CharacterSet::whitespaceCharacterSet().invertedSet(), u" "},
+      {CharacterSet::characterSetWithRange({0x7F, 3}), u"?"},
+  };
+}
+
+class StringCodePaths : public ::testing::TestWithParam<StringCodePath> {
+ protected:
+  void SetUp() override {
+    saved_ = currentStringCodePath();
+    auto paths = availableStringCodePaths();
+    if (std::find(paths.begin(), paths.end(), GetParam()) == paths.end()) {
+      GTEST_SKIP() << "this CPU cannot run the " << stringCodePathName(GetParam()) << " path";
+    }
+  }
+  void TearDown() override { setStringCodePath(saved_); }
+  StringCodePath saved_ = StringCodePath::Plain;
+};
+
+TEST_P(StringCodePaths, GiveTheAlgorithmsResults) {
+  setStringCodePath(GetParam());
+  ASSERT_EQ(currentStringCodePath(), GetParam());
+  auto sets = setCases();
+  for (const String& in : sampleInputs()) {
+    ASSERT_EQ(stringByReducingWhitespaces(in), referenceReduce(in)) << in;
+    String lb = stringByRemovingLineBreaks(in);
+    ASSERT_EQ(lb, referenceRemoveLineBreaks(in)) << in;
+    ASSERT_EQ(lb.isIdenticalTo(in), referenceRemoveLineBreaks(in).isIdenticalTo(in)) << in;
+    String trimmed = stringByRemovingSurroundingWhitespace(in);
+    ASSERT_EQ(trimmed, referenceTrim(in)) << in;
+    ASSERT_EQ(trimmed.isIdenticalTo(in), referenceTrim(in).isIdenticalTo(in)) << in;
+    for (const SetCase& c : sets) {
+      String sub = stringWithSubstitute(in, c.substitute, c.set);
+      ASSERT_EQ(sub, referenceSubstitute(in, c.substitute, c.set)) << in;
+      ASSERT_EQ(sub.isIdenticalTo(in), referenceSubstitute(in, c.substitute, c.set).isIdenticalTo(in)) << in;
+    }
+  }
+}
+
+TEST_P(StringCodePaths, InputsAtEveryOffsetOfAnUnalignedBuffer) {
+  // Substrings starting at every offset put the vector loads on every alignment; the tails of every
+  // length exercise the scalar and masked ends.
+  setStringCodePath(GetParam());
+  String base(u"  lorem\t\tipsum \u3000 dolor\r\nsit\u00A0amet,\u2003\u2003consectetur  \t adipiscing\nelit  ");
+  for (UInteger from = 0; from < 20; ++from) {
+    for (UInteger len = 0; from + len <= base.length(); len += 3) {
+      String in = base.substringWithRange({from, len});
+      ASSERT_EQ(stringByReducingWhitespaces(in), referenceReduce(in)) << from << "+" << len;
+      ASSERT_EQ(stringByRemovingLineBreaks(in), referenceRemoveLineBreaks(in));
+      ASSERT_EQ(stringByRemovingSurroundingWhitespace(in), referenceTrim(in));
+    }
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, StringCodePaths,
+                         ::testing::Values(StringCodePath::Plain, StringCodePath::AVX2, StringCodePath::AVX512),
+                         [](const auto& info) { return std::string(info.param == StringCodePath::AVX512 ? "AVX512"
+                                                                    : info.param == StringCodePath::AVX2 ? "AVX2"
+                                                                                                          : "Plain"); });
+
+TEST(StringCodePathChoice, BestPathIsTheDefaultAndPlainAlwaysRuns) {
+  auto paths = availableStringCodePaths();
+  ASSERT_FALSE(paths.empty());
+  EXPECT_EQ(paths.front(), StringCodePath::Plain);
+  EXPECT_EQ(currentStringCodePath(), paths.back());
+}
+
+}  // namespace

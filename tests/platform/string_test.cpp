@@ -1,0 +1,236 @@
+#include <gtest/gtest.h>
+
+#include "tq/platform/base/character_set.h"
+#include "tq/platform/base/exception.h"
+#include "tq/platform/base/object.h"
+#include "tq/platform/base/string.h"
+#include "tq/platform/base/uuid.h"
+
+using namespace tq;
+
+namespace {
+
+// Runs f, expecting a tq::Exception named `name`; returns its reason.
+template <class F>
+std::string raisedReason(F&& f, const char16_t* name) {
+  try {
+    f();
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.name(), String(name));
+    return e.reason().UTF8String();
+  }
+  ADD_FAILURE() << "no exception";
+  return {};
+}
+
+}  // namespace
+
+TEST(StringNil, AnswersNothingAndDiffersFromEmpty) {
+  String nil;
+  EXPECT_TRUE(nil.isNil());
+  EXPECT_FALSE(nil);
+  EXPECT_EQ(nil.length(), 0u);
+  EXPECT_TRUE(nil.view().empty());
+  EXPECT_EQ(nil.UTF8String(), "");
+  EXPECT_FALSE(nil.rangeOfString(u"a").found());
+  EXPECT_FALSE(nil.rangeOfString(u"a", BackwardsSearch, Range{5, 5}).found()) << "nil checks no range";
+  EXPECT_TRUE(nil.substringWithRange({0, 0}).isNil());
+  EXPECT_TRUE(nil.stringByAppendingString(u"x").isNil());
+  EXPECT_TRUE(nil.lastPathComponent().isNil());
+  EXPECT_FALSE(nil.hasPrefix(u""));
+  EXPECT_FALSE(nil.isEqual(nil));
+  EXPECT_TRUE(nil == String());
+
+  String empty = String::empty();
+  EXPECT_FALSE(empty.isNil());
+  EXPECT_TRUE(empty);
+  EXPECT_NE(nil, empty);
+  EXPECT_TRUE(empty.isEqual(String(u"")));
+  EXPECT_TRUE(String(static_cast<const char16_t*>(nullptr)).isNil());
+}
+
+TEST(StringIdentity, CopiesShareStorageAndWholeRangesReturnTheReceiver) {
+  String s(u"hello");
+  String copy = s;
+  EXPECT_TRUE(copy.isIdenticalTo(s));
+  EXPECT_FALSE(String(u"hello").isIdenticalTo(s)) << "equal text, different storage";
+  EXPECT_TRUE(s.substringWithRange({0, 5}).isIdenticalTo(s));
+  EXPECT_FALSE(s.substringWithRange({0, 4}).isIdenticalTo(s));
+  EXPECT_TRUE(s.stringByReplacingOccurrencesOfString(u"x", u"y").isIdenticalTo(s));
+  EXPECT_TRUE(s.stringByTrimmingCharactersInSet(CharacterSet::whitespaceCharacterSet()).isIdenticalTo(s));
+  EXPECT_FALSE(String().isIdenticalTo(String()));
+
+  MutableString m(s);
+  m.appendString(u" world");
+  String built = std::move(m).take();
+  EXPECT_EQ(built, String(u"hello world"));
+  EXPECT_EQ(m.length(), 0u) << "take() empties the builder";
+}
+
+TEST(StringUTF8, ValidTextRoundTrips) {
+  std::string text = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z";  // a é € 😀 z
+  String s = String::fromUTF8(text);
+  EXPECT_EQ(s.view(), std::u16string_view(u"a\u00E9\u20AC\U0001F600z"));
+  EXPECT_EQ(s.UTF8String(), text);
+}
+
+TEST(StringUTF8, InvalidInputBecomesReplacementCharacters) {
+  struct Case {
+    std::string in;
+    std::u16string out;
+  } cases[] = {
+      {"a\x80z", u"a\uFFFDz"},               // lone continuation byte
+      {"\xC0\xAF", u"\uFFFD\uFFFD"},        // overlong '/': C0 is never valid
+      {"\xE0\x80\xAF", u"\uFFFD\uFFFD\uFFFD"},
+      {"\xED\xA0\x80", u"\uFFFD\uFFFD\uFFFD"},  // encoded surrogate
+      {"\xE2\x82", u"\uFFFD"},              // truncated: one maximal subpart
+      {"\xE2\x82z", u"\uFFFDz"},
+      {"\xF4\x90\x80\x80", u"\uFFFD\uFFFD\uFFFD\uFFFD"},  // above U+10FFFF
+      {"\xFF", u"\uFFFD"},
+  };
+  for (const auto& c : cases) EXPECT_EQ(String::fromUTF8(c.in).view(), std::u16string_view(c.out)) << c.in;
+  EXPECT_EQ(String(u"x\xD800y").UTF8String(), "x\xEF\xBF\xBDy") << "unpaired surrogate";
+  EXPECT_EQ(String::fromASCII("a\xE9").view(), std::u16string_view(u"a\uFFFD"));
+  EXPECT_FALSE(String::fromUTF8("").isNil());
+}
+
+TEST(StringSearch, ForwardsBackwardsAndWithinRanges) {
+  String s(u"abcabcab");
+  EXPECT_EQ(s.rangeOfString(u"ab"), (Range{0, 2}));
+  EXPECT_EQ(s.rangeOfString(u"ab", BackwardsSearch), (Range{6, 2}));
+  EXPECT_EQ(s.rangeOfString(u"ab", 0, Range{1, 7}), (Range{3, 2}));
+  EXPECT_EQ(s.rangeOfString(u"ab", BackwardsSearch, Range{0, 7}), (Range{3, 2})) << "match must fit in the range";
+  EXPECT_EQ(s.rangeOfString(u"ca", AnchoredSearch, Range{2, 3}), (Range{2, 2}));
+  EXPECT_FALSE(s.rangeOfString(u"bc", AnchoredSearch).found());
+  EXPECT_EQ(s.rangeOfString(u"ab", AnchoredSearch | BackwardsSearch), (Range{6, 2}));
+  EXPECT_EQ(s.rangeOfString(u"ABC", CaseInsensitiveSearch | BackwardsSearch), (Range{3, 3}));
+  EXPECT_EQ(s.rangeOfString(u"zz"), Range::notFound());
+  EXPECT_EQ(s.rangeOfString(u""), Range::notFound()) << "the empty needle is never found";
+  EXPECT_EQ(Range::notFound().location, static_cast<UInteger>(INT64_MAX));
+
+  CharacterSet digits = CharacterSet::characterSetWithCharactersInString(u"0123456789");
+  String t(u"ab12cd34");
+  EXPECT_EQ(t.rangeOfCharacterFromSet(digits), (Range{2, 1}));
+  EXPECT_EQ(t.rangeOfCharacterFromSet(digits, BackwardsSearch), (Range{7, 1}));
+  EXPECT_EQ(t.rangeOfCharacterFromSet(digits, BackwardsSearch, Range{0, 6}), (Range{3, 1}));
+  EXPECT_EQ(t.rangeOfCharacterFromSet(digits.invertedSet(), 0, Range{2, 6}), (Range{4, 1}));
+  EXPECT_FALSE(t.rangeOfCharacterFromSet(digits, AnchoredSearch).found());
+}
+
+TEST(StringReplace, LiteralReplacementOfAllOccurrences) {
+  MutableString m(String(u"aaa-aa"));
+  EXPECT_EQ(m.replaceOccurrencesOfString(u"aa", u"b", LiteralSearch, Range{0, m.length()}), 2u);
+  EXPECT_EQ(m.view(), std::u16string_view(u"ba-b"));
+  MutableString q(String(u"x\"y\""));
+  EXPECT_EQ(q.replaceOccurrencesOfString(u"\"", u"\"\"", LiteralSearch, Range{0, 2}), 1u) << "only inside range";
+  EXPECT_EQ(q.view(), std::u16string_view(u"x\"\"y\""));
+  EXPECT_EQ(String(u"a.b.c").stringByReplacingOccurrencesOfString(u".", u""), String(u"abc"));
+}
+
+TEST(StringRange, OutOfBoundsRaisesRangeException) {
+  String s(u"abc");
+  std::string reason = raisedReason([&] { (void)s.substringWithRange({2, 2}); }, NSRangeException);
+  EXPECT_NE(reason.find("{2, 2}"), std::string::npos) << reason;
+  EXPECT_NE(reason.find("length 3"), std::string::npos) << reason;
+  raisedReason([&] { (void)s.characterAtIndex(3); }, NSRangeException);
+  raisedReason([&] { (void)s.rangeOfString(u"a", BackwardsSearch, Range{0, UInteger(-1)}); }, NSRangeException);
+  raisedReason([&] { (void)s.rangeOfCharacterFromSet(CharacterSet(), 0, Range{4, 0}); }, NSRangeException);
+  raisedReason([&] { (void)s.substringFromIndex(4); }, NSRangeException);
+  MutableString m(s);
+  raisedReason([&] { m.replaceCharactersInRange({1, 3}, u"x"); }, NSRangeException);
+  EXPECT_EQ(m.view(), std::u16string_view(u"abc")) << "a refused edit changes nothing";
+  EXPECT_EQ(s.substringWithRange({3, 0}), String(u""));
+}
+
+TEST(StringPaths, ComponentsExtensionsAndJoining) {
+  EXPECT_EQ(String(u"/a/b").pathComponents(), (std::vector<String>{u"/", u"a", u"b"}));
+  EXPECT_EQ(String(u"a//b/").pathComponents(), (std::vector<String>{u"a", u"b", u"/"}));
+  EXPECT_EQ(String::pathWithComponents({u"/", u"usr", u"lib"}), String(u"/usr/lib"));
+  EXPECT_EQ(String(u"/tmp/x.tar.gz").lastPathComponent(), String(u"x.tar.gz"));
+  EXPECT_EQ(String(u"/tmp/scratch/").lastPathComponent(), String(u"scratch"));
+  EXPECT_EQ(String(u"/").lastPathComponent(), String(u"/"));
+  EXPECT_EQ(String(u"/tmp/x.tar.gz").pathExtension(), String(u"gz"));
+  EXPECT_EQ(String(u"/tmp/.profile").pathExtension(), String(u""));
+  EXPECT_EQ(String(u"/a.d/b").pathExtension(), String(u""));
+  EXPECT_EQ(String(u"/tmp/x.tar.gz").stringByDeletingPathExtension(), String(u"/tmp/x.tar"));
+  EXPECT_EQ(String(u"/tmp/x").stringByDeletingLastPathComponent(), String(u"/tmp"));
+  EXPECT_EQ(String(u"/tmp").stringByDeletingLastPathComponent(), String(u"/"));
+  EXPECT_EQ(String(u"x").stringByDeletingLastPathComponent(), String(u""));
+  EXPECT_EQ(String(u"/tmp/").stringByAppendingPathComponent(u"/x/"), String(u"/tmp/x"));
+  EXPECT_EQ(String(u"").stringByAppendingPathComponent(u"x"), String(u"x"));
+  EXPECT_EQ(String(u"/tmp/x").stringByAppendingPathExtension(u"png"), String(u"/tmp/x.png"));
+  String plain(u"name");
+  EXPECT_TRUE(plain.lastPathComponent().isIdenticalTo(plain));
+  EXPECT_TRUE(plain.stringByDeletingPathExtension().isIdenticalTo(plain));
+}
+
+TEST(CharacterSetMembership, WhitespaceIsExactlyZsPlusTab) {
+  const std::u16string zs = u" \u00A0\u1680\u2000\u2001\u2002\u2003\u2004\u2005\u2006\u2007\u2008\u2009\u200A"
+                            u"\u202F\u205F\u3000";
+  const CharacterSet& ws = CharacterSet::whitespaceCharacterSet();
+  unsigned members = 0;
+  for (unsigned c = 0; c <= 0xFFFF; ++c) {
+    bool expected = c == 0x09 || zs.find(static_cast<char16_t>(c)) != std::u16string::npos;
+    if (ws.characterIsMember(static_cast<unichar>(c)) != expected) ADD_FAILURE() << "U+" << std::hex << c;
+    members += ws.characterIsMember(static_cast<unichar>(c));
+  }
+  EXPECT_EQ(members, 18u);
+  const CharacterSet& wsnl = CharacterSet::whitespaceAndNewlineCharacterSet();
+  for (unichar c : {u'\n', u'\r', u'\x0B', u'\x0C', u'\x85', u'\u2028', u'\u2029', u' ', u'\t'}) {
+    EXPECT_TRUE(wsnl.characterIsMember(c)) << int(c);
+  }
+  EXPECT_FALSE(ws.characterIsMember(u'\n'));
+  EXPECT_FALSE(ws.characterIsMember(u'\u200B')) << "zero width space is not Zs";
+}
+
+TEST(CharacterSetMembership, FromStringInvertedAndRange) {
+  CharacterSet s = CharacterSet::characterSetWithCharactersInString(u"a\u00E9\uFFFF");
+  EXPECT_TRUE(s.characterIsMember(u'a'));
+  EXPECT_TRUE(s.characterIsMember(u'\uFFFF'));
+  EXPECT_FALSE(s.characterIsMember(u'b'));
+  CharacterSet inv = s.invertedSet();
+  EXPECT_FALSE(inv.characterIsMember(u'\u00E9'));
+  EXPECT_TRUE(inv.characterIsMember(u'b'));
+  EXPECT_TRUE(inv.characterIsMember(0));
+  CharacterSet r = CharacterSet::characterSetWithRange({0xFFFE, NotFound});
+  EXPECT_TRUE(r.characterIsMember(0xFFFF));
+  EXPECT_FALSE(r.characterIsMember(0)) << "a huge range must not wrap round";
+  EXPECT_EQ(CharacterSet::characterSetWithCharactersInString(String()), CharacterSet());
+}
+
+namespace {
+class Gadget : public Object {
+ public:
+  void check(int value) { TQ_ASSERT_METHOD(value > 0, "checkValue:", String(u"value must be positive")); }
+};
+}  // namespace
+
+TEST(AssertionHandler, ReasonNamesMethodClassFileAndLine) {
+  auto g = std::make_shared<Gadget>();
+  g->check(1);
+  std::string reason = raisedReason([&] { g->check(0); }, NSInternalInconsistencyException);
+  EXPECT_EQ(reason.rfind("*** Assertion failure in -[Gadget checkValue:], string_test.cpp:", 0), 0u) << reason;
+  EXPECT_NE(reason.find(": value must be positive"), std::string::npos) << reason;
+  try {
+    AssertionHandler::currentHandler().handleFailureInFunction(u"parse", u"file.cpp", 12, u"bad");
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.reason(), String(u"*** Assertion failure in parse(), file.cpp:12: bad"));
+    EXPECT_EQ(e.userInfo().objectForKey(u"line").integerValue(), 12);
+    EXPECT_EQ(std::string(e.what()), "NSInternalInconsistencyException: *** Assertion failure in parse(), file.cpp:12: bad");
+  }
+}
+
+TEST(Uuid, UpperCaseVersion4AndUnique) {
+  String a = uuidString(), b = uuidString();
+  EXPECT_NE(a, b);
+  ASSERT_EQ(a.length(), 36u);
+  std::string t = a.UTF8String();
+  for (std::size_t i = 0; i < t.size(); ++i) {
+    if (i == 8 || i == 13 || i == 18 || i == 23) {
+      EXPECT_EQ(t[i], '-');
+    } else {
+      EXPECT_TRUE((t[i] >= '0' && t[i] <= '9') || (t[i] >= 'A' && t[i] <= 'F')) << t;
+    }
+  }
+  EXPECT_EQ(t[14], '4');
+}
