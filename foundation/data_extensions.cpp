@@ -1,6 +1,6 @@
 #include "tq/foundation/data_extensions.h"
 
-#define OPENSSL_SUPPRESS_DEPRECATED  // SHA1_Init/Update/Final: the direct, set-up-free interface
+#define OPENSSL_SUPPRESS_DEPRECATED
 #include <openssl/sha.h>
 
 #include <memory>
@@ -66,6 +66,8 @@ Data dataWithHexadecimalRepresentation(const String& text) { return initWithHexa
 Data sha1(const Data& data) {
   if (data.isNil()) return {};
   checkByteCount("sha1", data.length());
+  // libcrypto's direct interface with the context on the stack: no algorithm fetch and no
+  // allocation besides the result, which the one-shot SHA1() pays for on every call.
   return Data::withUninitializedLength(SHA_DIGEST_LENGTH, [&](uint8_t* digest) {
     SHA_CTX ctx;
     SHA1_Init(&ctx);
