@@ -12,15 +12,13 @@ namespace {
 using tq::cli::kStreamBlock;
 
 // Decodes the whole input into `sink` (nullptr: validate only). Returns false on bad text.
-bool decodeStream(tq::cli::InputStream& in, std::FILE* sink, bool& sawDigits) {
+bool decodeStream(tq::cli::InputStream& in, std::FILE* sink) {
   auto text = std::make_unique<char[]>(kStreamBlock);
   auto bytes = std::make_unique<uint8_t[]>(kStreamBlock / 2 + 1);
   tq::HexDecodeState state;  // carries a digit pair split across two blocks
-  sawDigits = false;
   while (std::size_t n = in.read(text.get(), kStreamBlock)) {
     tq::UInteger produced = 0;
     if (!tq::hexDecode(text.get(), n, bytes.get(), &produced, state)) return false;
-    sawDigits = sawDigits || produced || state.pending;
     if (sink) tq::cli::writeAll(sink, bytes.get(), produced);
   }
   return !state.pending;
@@ -34,18 +32,17 @@ int runUnhex(const std::vector<std::string>& argv) {
   tq::cli::Args args(argv, {}, {});
   args.expectPositionals(0, 1);
   tq::cli::InputStream in(args.positionals().empty() ? "-" : args.positionals()[0]);
-  bool sawDigits = false;
   if (in.rewind()) {
     // A regular file: check it all first, then decode it again straight to the output.
-    if (!decodeStream(in, nullptr, sawDigits)) failBadText();
-    in.rewind();
-    decodeStream(in, stdout, sawDigits);
+    if (!decodeStream(in, nullptr)) failBadText();
+    // (Only a file rewritten between the two passes can fail here.)
+    if (!in.rewind() || !decodeStream(in, stdout)) failBadText();
   } else {
     // A pipe cannot be read twice: the bytes wait in an unnamed temporary file until the text has
     // proved good.
     std::unique_ptr<std::FILE, int (*)(std::FILE*)> spool(std::tmpfile(), std::fclose);
     if (!spool) throw tq::cli::Failure("cannot create a temporary file");
-    if (!decodeStream(in, spool.get(), sawDigits)) failBadText();
+    if (!decodeStream(in, spool.get())) failBadText();
     if (std::fflush(spool.get()) != 0) throw tq::cli::Failure("write error on the temporary file");
     std::rewind(spool.get());
     auto block = std::make_unique<char[]>(kStreamBlock);
