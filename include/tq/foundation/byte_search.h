@@ -4,7 +4,8 @@
 // forward scan would, in time linear in haystack plus pattern whatever the bytes are. It filters
 // candidate offsets with vectors (first and last pattern byte at once) and verifies the few
 // candidates; when candidates keep failing late (periodic text such as a^n against a^k b a^k), it
-// switches to the Two-Way algorithm, which needs no memory and never looks at a byte twice too often.
+// switches to the Two-Way algorithm, which needs constant memory and compares each haystack byte a
+// bounded number of times.
 //
 // Thread-safe (no shared state). Without an InstructionSet the best kernel for the running CPU is
 // used; the explicit overload runs a chosen one (the CPU must support it, see cpuSupports()).

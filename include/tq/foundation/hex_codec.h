@@ -38,9 +38,9 @@ struct HexDecodeState {
 
 // Decodes `length` characters, continuing from `state`, and writes the completed bytes to out,
 // which must have room for (length + 1) / 2 bytes. Sets *produced to the number written and returns
-// true; returns false as soon as an invalid character is met (out and state are then unspecified).
+// true; returns false as soon as an invalid character is met (out and state then hold no meaning).
 // Whether the whole text was well formed is for the caller to judge at its end: no half byte may be
-// pending, and the design requires at least one byte.
+// pending, and initWithHexadecimalRepresentation() also requires at least one byte.
 bool hexDecode(const char* text, UInteger length, uint8_t* out, UInteger* produced,
                HexDecodeState& state) noexcept;
 bool hexDecode(const char* text, UInteger length, uint8_t* out, UInteger* produced, HexDecodeState& state,
