@@ -1,0 +1,117 @@
+#include "tq/foundation/data_extensions.h"
+
+#define OPENSSL_SUPPRESS_DEPRECATED
+#include <openssl/sha.h>
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "tq/foundation/byte_search.h"
+#include "tq/foundation/hex_codec.h"
+#include "tq/platform/base/exception.h"
+
+namespace tq {
+
+namespace {
+
+constexpr UInteger kByteCountLimit = UInteger{1} << 32;
+
+// Byte counts are 32-bit in this interface; larger inputs are refused rather than truncated.
+void checkByteCount(const char* function, UInteger count) {
+  if (count >= kByteCountLimit) {
+    Exception::raise(NSInvalidArgumentException,
+                     String::fromUTF8(std::string(function) + ": " + std::to_string(count) +
+                                      " bytes exceeds the 4 GiB limit"));
+  }
+}
+
+// A fresh result area of many megabytes costs more in page faults (one per 4 KiB, each zeroing a
+// page) than the encoding itself; asking for huge pages before the first write cuts the faults 512
+// fold where the kernel allows it (transparent huge pages in "madvise" mode). Advice only: nothing
+// changes if it is refused.
+void adviseHugePages(void* area, UInteger bytes) noexcept {
+#ifdef MADV_HUGEPAGE
+  constexpr UInteger kWorthIt = UInteger{4} << 20;
+  if (bytes < kWorthIt) return;
+  const auto page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
+  const auto begin = (reinterpret_cast<uintptr_t>(area) + page - 1) & ~(page - 1);
+  const auto end = (reinterpret_cast<uintptr_t>(area) + bytes) & ~(page - 1);
+  if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
+#else
+  (void)area;
+  (void)bytes;
+#endif
+}
+
+[[noreturn]] void raiseParseFailure() {
+  Exception::raise(NSInvalidArgumentException, HexadecimalParseFailureReason);
+}
+
+}  // namespace
+
+String hexadecimalRepresentation(const Data& data) {
+  if (data.isNil()) return {};
+  const UInteger n = data.length();
+  checkByteCount("hexadecimalRepresentation", n);
+  if (n == 0) return String::empty();
+  MutableString out;
+  out.reserve(2 * n);
+  adviseHugePages(out.mutableData(), 2 * n * sizeof(char16_t));
+  hexEncodeUTF16(data.bytes(), n, out.mutableData());
+  out.setLength(2 * n);
+  return std::move(out).take();
+}
+
+Data initWithHexadecimalRepresentation(const String& text) {
+  const std::u16string_view units = text.view();
+  checkByteCount("initWithHexadecimalRepresentation", units.size());
+  // Starting with no half byte pending, n characters make at most n / 2 bytes. Dense text (no white
+  // space) fills exactly that, so its buffer is decoded in place and kept; otherwise the bytes
+  // produced are copied into a buffer of their own size.
+  const UInteger capacity = units.size() / 2;
+  UInteger produced = 0;
+  bool ok = false;
+  HexDecodeState state;
+  Data full = Data::withUninitializedLength(capacity, [&](uint8_t* out) {
+    adviseHugePages(out, capacity);
+    ok = hexDecodeUTF16(units.data(), units.size(), out, &produced, state);
+  });
+  if (!ok || produced == 0 || state.pending) raiseParseFailure();
+  if (produced == capacity) return full;
+  return Data::withBytes(full.bytes(), produced);
+}
+
+Data dataWithHexadecimalRepresentation(const String& text) { return initWithHexadecimalRepresentation(text); }
+
+Data sha1(const Data& data) {
+  if (data.isNil()) return {};
+  checkByteCount("sha1", data.length());
+  // libcrypto's direct interface with the context on the stack: no algorithm fetch and no
+  // allocation besides the result, which the one-shot SHA1() pays for on every call.
+  return Data::withUninitializedLength(SHA_DIGEST_LENGTH, [&](uint8_t* digest) {
+    SHA_CTX ctx;
+    SHA1_Init(&ctx);
+    SHA1_Update(&ctx, data.bytes(), data.length());
+    SHA1_Final(digest, &ctx);
+  });
+}
+
+UInteger indexOfBytes(const Data& data, const void* bytes, UInteger length) {
+  if (data.isNil()) return 0;
+  checkByteCount("indexOfBytes:length:", data.length());
+  checkByteCount("indexOfBytes:length:", length);
+  return findBytes(data.bytes(), data.length(), bytes, length);
+}
+
+Range rangeOfData(const Data& data, const Data& other) {
+  if (data.isNil()) return {0, 0};
+  UInteger at = indexOfBytes(data, other.bytes(), other.length());
+  if (at == NotFound) return Range::notFound();
+  return {at, other.length()};
+}
+
+}  // namespace tq

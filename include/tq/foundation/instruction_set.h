@@ -1,0 +1,28 @@
+// Instruction sets of the byte-buffer kernels (hexadecimal text, byte search).
+//
+// The kernels exist in several versions; the best one the running CPU supports is chosen once, at
+// first use, from the CPU's feature flags, so one binary runs on every x86-64 machine (and under
+// valgrind). Callers normally never name an instruction set: the explicit overloads that take one
+// exist so that tests and benchmarks can run every version the CPU supports side by side.
+#pragma once
+
+#include <vector>
+
+namespace tq {
+
+enum class InstructionSet {
+  Scalar,  // portable C++; every CPU
+  SSSE3,   // x86-64 with SSSE3 (128-bit vectors with byte shuffles)
+  AVX2,    // x86-64 with AVX2 (256-bit vectors)
+};
+
+// True when the running CPU can execute kernels built for `isa` (Scalar: always).
+bool cpuSupports(InstructionSet isa) noexcept;
+// The widest instruction set the running CPU supports; decided once per process.
+InstructionSet bestInstructionSet() noexcept;
+// Every instruction set the running CPU supports, narrowest first (Scalar always included).
+std::vector<InstructionSet> supportedInstructionSets();
+// "scalar", "ssse3" or "avx2".
+const char* instructionSetName(InstructionSet isa) noexcept;
+
+}  // namespace tq

@@ -1,0 +1,145 @@
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <string>
+
+#include "tq/foundation/data_extensions.h"
+#include "tq/platform/base/exception.h"
+
+using namespace tq;
+
+namespace {
+
+// Runs the parse and returns the exception's name and reason ("" when it does not raise).
+std::string parseFailure(const String& text, bool classMethod = false) {
+  try {
+    if (classMethod) {
+      dataWithHexadecimalRepresentation(text);
+    } else {
+      initWithHexadecimalRepresentation(text);
+    }
+  } catch (const Exception& e) {
+    return e.name().UTF8String() + " / " + e.reason().UTF8String();
+  }
+  return "";
+}
+
+const std::string kParseFailure =
+    "NSInvalidArgumentException / initWithHexadecimalRepresentation: invalid hexadeciaml string data";
+
+}  // namespace
+
+TEST(DataHex, EncodesLowerCaseHighNibbleFirst) {
+  EXPECT_EQ(hexadecimalRepresentation(Data{0x00, 0xAB, 0xFF}), String(u"00abff"));
+  EXPECT_EQ(hexadecimalRepresentation(Data{0x0F, 0xF0, 0x12}), String(u"0ff012"));
+  String empty = hexadecimalRepresentation(Data::empty());
+  EXPECT_FALSE(empty.isNil());
+  EXPECT_EQ(empty.length(), 0u);
+  EXPECT_TRUE(hexadecimalRepresentation(Data()).isNil());
+}
+
+TEST(DataHex, EncodesEveryByteValueAtEveryLength) {
+  // Lengths around the vector widths, with every byte value present.
+  for (UInteger n : {1u, 15u, 16u, 17u, 31u, 32u, 33u, 63u, 64u, 65u, 256u, 1000u}) {
+    std::string bytes, expected;
+    for (UInteger i = 0; i < n; ++i) {
+      unsigned b = (i * 167 + 13) & 0xFF;
+      bytes.push_back(static_cast<char>(b));
+      expected.push_back("0123456789abcdef"[b >> 4]);
+      expected.push_back("0123456789abcdef"[b & 15]);
+    }
+    EXPECT_EQ(hexadecimalRepresentation(Data::withString(bytes)).UTF8String(), expected) << n;
+  }
+}
+
+TEST(DataHex, ParsesBothCasesAndWhiteSpaceAnywhere) {
+  EXPECT_EQ(initWithHexadecimalRepresentation(u"DE ad\n be EF"), (Data{0xDE, 0xAD, 0xBE, 0xEF}));
+  EXPECT_EQ(initWithHexadecimalRepresentation(u"a b"), (Data{0xAB}));
+  EXPECT_EQ(initWithHexadecimalRepresentation(u"\t0\v1\f\r\n2 3 "), (Data{0x01, 0x23}));
+  EXPECT_EQ(dataWithHexadecimalRepresentation(u"00abff"), (Data{0x00, 0xAB, 0xFF}));
+}
+
+TEST(DataHex, RejectsBadTextWithTheExactMessage) {
+  for (const char16_t* bad : {u"abc", u"0x12", u"", u"  ", u"12 3", u"12\u00a034", u"1g", u"\u0661\u0662",
+                              u"zz00"}) {
+    EXPECT_EQ(parseFailure(bad), kParseFailure) << String(bad).UTF8String();
+    EXPECT_EQ(parseFailure(bad, true), kParseFailure) << String(bad).UTF8String();
+  }
+  EXPECT_EQ(parseFailure(String(std::u16string_view(u"12\0" "34", 5))), kParseFailure) << "NUL";
+  EXPECT_EQ(parseFailure(String()), kParseFailure) << "nil text";
+}
+
+TEST(DataHex, RejectsFailuresFarIntoLongText) {
+  // The same faults behind long dense and spaced runs, where the vector paths are at work.
+  std::u16string dense(4096, u'a');
+  std::u16string spaced;
+  for (int i = 0; i < 1000; ++i) spaced += u"0f ";
+  for (const std::u16string& body : {dense, spaced}) {
+    EXPECT_EQ(initWithHexadecimalRepresentation(body + u"12").length(), (body.size() - std::count(body.begin(), body.end(), u' ')) / 2 + 1);
+    EXPECT_EQ(parseFailure(body + u"1"), kParseFailure);
+    EXPECT_EQ(parseFailure(body + u"x1"), kParseFailure);
+    EXPECT_EQ(parseFailure(body + u"\u0130" + body), kParseFailure);
+    EXPECT_EQ(parseFailure(u"\u0100" + body), kParseFailure);
+  }
+}
+
+TEST(DataHex, RoundTripsRandomBuffers) {
+  uint32_t seed = 12345;
+  for (UInteger n : {1u, 7u, 64u, 100u, 5000u}) {
+    std::string bytes;
+    for (UInteger i = 0; i < n; ++i) {
+      seed = seed * 1664525u + 1013904223u;
+      bytes.push_back(static_cast<char>(seed >> 24));
+    }
+    Data d = Data::withString(bytes);
+    EXPECT_EQ(dataWithHexadecimalRepresentation(hexadecimalRepresentation(d)), d);
+  }
+}
+
+TEST(DataSha1, GivesTheTwentyRawDigestBytes) {
+  Data empty = sha1(Data::empty());
+  EXPECT_EQ(empty.length(), 20u);
+  EXPECT_EQ(hexadecimalRepresentation(empty), String(u"da39a3ee5e6b4b0d3255bfef95601890afd80709"));
+  EXPECT_EQ(hexadecimalRepresentation(sha1(Data::withString("abc"))),
+            String(u"a9993e364706816aba3e25717850c26c9cd0d89d"));
+  std::string million(1000000, 'a');
+  EXPECT_EQ(hexadecimalRepresentation(sha1(Data::withString(million))),
+            String(u"34aa973cd4c4daa4f61eeb2bdbad27316534016f"));
+  EXPECT_TRUE(sha1(Data()).isNil());
+}
+
+TEST(DataSearch, FindsTheFirstOccurrence) {
+  Data d = Data::withString("abcbc");
+  EXPECT_EQ(indexOfBytes(d, "bc", 2), 1u);
+  EXPECT_EQ(indexOfBytes(d, "c", 1), 2u);
+  EXPECT_EQ(indexOfBytes(d, "abcbc", 5), 0u);
+  EXPECT_EQ(indexOfBytes(d, "abcbcx", 6), NotFound) << "longer than the buffer";
+  EXPECT_EQ(indexOfBytes(d, "cb", 2), 2u);
+  EXPECT_EQ(indexOfBytes(d, "bb", 2), NotFound);
+  EXPECT_EQ(indexOfBytes(d, nullptr, 0), 0u);
+  EXPECT_EQ(indexOfBytes(Data::empty(), nullptr, 0), 0u) << "length 0 is found even in an empty buffer";
+  EXPECT_EQ(indexOfBytes(Data::empty(), "a", 1), NotFound);
+  EXPECT_EQ(indexOfBytes(d, d.bytes() + 3, 2), 1u) << "pattern taken from the buffer itself";
+}
+
+TEST(DataSearch, RangeOfDataPairsIndexWithLength) {
+  Data d = Data::withString("xxabcabc");
+  EXPECT_EQ(rangeOfData(d, Data::withString("abc")), (Range{2, 3}));
+  EXPECT_EQ(rangeOfData(d, Data::withString("abd")), Range::notFound());
+  EXPECT_EQ(rangeOfData(d, Data::empty()), (Range{0, 0}));
+  EXPECT_EQ(rangeOfData(d, Data()), (Range{0, 0}));
+  EXPECT_EQ(rangeOfData(Data::withString("ab"), Data::withString("abc")), Range::notFound());
+  EXPECT_EQ(rangeOfData(Data(), Data::withString("a")), (Range{0, 0})) << "nil receiver answers zero";
+}
+
+TEST(DataSearch, RefusesPatternsOfFourGibibytes) {
+  // The length is checked before any byte is read, so no such buffer is needed.
+  Data d = Data::withString("abc");
+  try {
+    indexOfBytes(d, d.bytes(), UInteger{1} << 32);
+    FAIL() << "no exception";
+  } catch (const Exception& e) {
+    EXPECT_EQ(e.name(), String(NSInvalidArgumentException));
+    EXPECT_NE(e.reason().UTF8String().find("4 GiB"), std::string::npos) << e.reason().UTF8String();
+  }
+}
