@@ -3,6 +3,7 @@
 
 #include <plist/plist.h>
 
+#include <cstdio>
 #include <cstring>
 #include <string_view>
 
@@ -19,6 +20,14 @@ int hexValue(char16_t c) {
   if (c >= u'a' && c <= u'f') return c - u'a' + 10;
   if (c >= u'A' && c <= u'F') return c - u'A' + 10;
   return -1;
+}
+
+// A character for an error message: 'x' for printable ASCII, U+XXXX otherwise.
+std::string describe(char16_t c) {
+  if (c > 0x20 && c < 0x7F) return std::string("'") + static_cast<char>(c) + "'";
+  char buffer[16];
+  std::snprintf(buffer, sizeof buffer, "U+%04X", static_cast<unsigned>(c));
+  return buffer;
 }
 
 class TextParser {
@@ -43,7 +52,8 @@ class TextParser {
         value = key;
       }
       if (pos_ >= text_.size() || text_[pos_] != u';') {
-        error("expected ';'" + std::string(pos_ < text_.size() ? " or '='" : " before the end of the table"));
+        error(pos_ < text_.size() ? "expected ';' or '=', found " + describe(text_[pos_])
+                                  : std::string("expected ';' before the end of the table"));
         return fail(result);
       }
       ++pos_;
@@ -121,7 +131,7 @@ class TextParser {
       out = String(text_.substr(start, pos_ - start));
       return true;
     }
-    error(std::string("expected ") + what + ", found unexpected character");
+    error(std::string("expected ") + what + ", found " + describe(c));
     return false;
   }
 
