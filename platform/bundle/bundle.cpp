@@ -3,7 +3,6 @@
 
 #include <dlfcn.h>
 #include <gdk-pixbuf/gdk-pixbuf.h>
-#include <plist/plist.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -21,6 +20,7 @@
 
 #include "tq/platform/bundle/strings_table.h"
 #include "tq/platform/fs/file_manager.h"
+#include "plist_reader.h"
 
 namespace tq {
 namespace {
@@ -71,77 +71,11 @@ bool readFile(const std::string& path, std::string& out) {
   return true;
 }
 
-Value valueFromPlist(plist_t node) {
-  switch (plist_get_node_type(node)) {
-    case PLIST_BOOLEAN: {
-      uint8_t b = 0;
-      plist_get_bool_val(node, &b);
-      return Value(b != 0);
-    }
-    case PLIST_UINT: {
-      uint64_t u = 0;
-      plist_get_uint_val(node, &u);
-      return Value(static_cast<unsigned long long>(u));
-    }
-    case PLIST_REAL: {
-      double d = 0;
-      plist_get_real_val(node, &d);
-      return Value(d);
-    }
-    case PLIST_STRING: {
-      char* s = nullptr;
-      plist_get_string_val(node, &s);
-      Value v(String::fromUTF8(s ? s : ""));
-      std::free(s);
-      return v;
-    }
-    case PLIST_DATA: {
-      char* bytes = nullptr;
-      uint64_t length = 0;
-      plist_get_data_val(node, &bytes, &length);
-      Value v(Data::withBytes(bytes, length));
-      std::free(bytes);
-      return v;
-    }
-    case PLIST_DATE: {
-      int32_t sec = 0, usec = 0;
-      plist_get_date_val(node, &sec, &usec);
-      return Value(Date{sec + usec / 1e6});
-    }
-    case PLIST_ARRAY: {
-      std::vector<Value> items;
-      uint32_t n = plist_array_get_size(node);
-      for (uint32_t i = 0; i < n; ++i) items.push_back(valueFromPlist(plist_array_get_item(node, i)));
-      return Value(Array(std::move(items)));
-    }
-    case PLIST_DICT: {
-      std::vector<Dictionary::Entry> entries;
-      plist_dict_iter it = nullptr;
-      plist_dict_new_iter(node, &it);
-      while (it) {
-        char* key = nullptr;
-        plist_t value = nullptr;
-        plist_dict_next_item(node, it, &key, &value);
-        if (!key) break;
-        entries.emplace_back(String::fromUTF8(key), value ? valueFromPlist(value) : Value());
-        std::free(key);
-      }
-      std::free(it);
-      return Value(Dictionary(std::move(entries)));
-    }
-    default:
-      return Value();
-  }
-}
-
 Dictionary readInfoPlist(const std::string& path) {
   std::string bytes;
-  if (!readFile(path, bytes) || bytes.size() > UINT32_MAX) return Dictionary::empty();
-  plist_t root = nullptr;
-  plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
-  if (!root) return Dictionary::empty();
-  Dictionary info = valueFromPlist(root).dictionaryValue();
-  plist_free(root);
+  if (!readFile(path, bytes)) return Dictionary::empty();
+  Dictionary info =
+      detail::readPropertyList(std::span(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size())).dictionaryValue();
   return info ? info : Dictionary::empty();
 }
 

@@ -1,7 +1,8 @@
 // Strings-table reader: a hand-written scanner for the text form, libplist for the plist forms.
 #include "tq/platform/bundle/strings_table.h"
 
-#include <plist/plist.h>
+#include "plist_reader.h"
+
 
 #include <cstdio>
 #include <cstring>
@@ -235,38 +236,18 @@ StringsTableResult parsePlist(std::span<const uint8_t> bytes) {
   StringsTableResult result;
   result.error.line = 1;
   result.error.column = 1;
-  if (bytes.size() > UINT32_MAX) {
-    result.error.message = "property list too large";
-    return result;
-  }
-  plist_t root = nullptr;
-  plist_from_memory(reinterpret_cast<const char*>(bytes.data()), static_cast<uint32_t>(bytes.size()), &root);
-  if (!root) {
+  Value root = detail::readPropertyList(bytes);
+  if (root.isNil()) {
     result.error.message = "not a readable property list";
     return result;
   }
-  if (plist_get_node_type(root) != PLIST_DICT) {
-    plist_free(root);
+  if (root.type() != Value::Type::Dictionary) {
     result.error.message = "the property list is not a dictionary";
     return result;
   }
-  plist_dict_iter it = nullptr;
-  plist_dict_new_iter(root, &it);
-  while (it) {
-    char* key = nullptr;
-    plist_t value = nullptr;
-    plist_dict_next_item(root, it, &key, &value);
-    if (!key) break;
-    if (value && plist_get_node_type(value) == PLIST_STRING) {
-      char* text = nullptr;
-      plist_get_string_val(value, &text);
-      result.entries.push_back({String::fromUTF8(key), String::fromUTF8(text ? text : "")});
-      std::free(text);
-    }
-    std::free(key);
+  for (const auto& [key, value] : root.dictionaryValue().entries()) {
+    if (value.type() == Value::Type::String) result.entries.push_back({key, value.stringValue()});
   }
-  std::free(it);
-  plist_free(root);
   result.ok = true;
   return result;
 }

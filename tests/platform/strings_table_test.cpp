@@ -132,6 +132,30 @@ TEST(StringsTablePlist, XmlAndBinaryDictionariesInOrder) {
   EXPECT_FALSE(parse("bplist00garbage").ok);
 }
 
+// libplist aborts on a key holding NUL; such a binary list (a UTF-16 key with a zero unit) must be
+// refused, not end the process. A NUL inside an XML value (which libplist cuts short) is harmless.
+TEST(StringsTablePlist, NulCharactersDoNotEndTheProcess) {
+  plist_t dict = plist_new_dict();
+  plist_dict_set_item(dict, "k\xC3\xA9Qx", plist_new_string("v"));
+  char* bin = nullptr;
+  uint32_t length = 0;
+  plist_to_bin(dict, &bin, &length);
+  plist_free(dict);
+  std::string bytes(bin, length);
+  std::free(bin);
+  auto q = bytes.find(std::string("\0Q", 2));
+  ASSERT_NE(q, std::string::npos);
+  bytes[q + 1] = '\0';
+  auto r = parse(bytes);
+  EXPECT_FALSE(r.ok);
+  EXPECT_EQ(r.error.line, 1u);
+
+  auto x = parse(std::string("<plist><dict><key>k</key><string>a\0b</string></dict></plist>", 60));
+  ASSERT_TRUE(x.ok);
+  ASSERT_EQ(x.entries.size(), 1u);
+  EXPECT_TRUE(x.entries[0].value.hasPrefix(u"a"));
+}
+
 // Entry counts read off the files by hand: one per "key" = "value"; line, none for entries that
 // sit inside comments (the Japanese table has three such commented-out entries), none for a file
 // that holds only a comment.
