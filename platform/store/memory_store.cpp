@@ -104,6 +104,8 @@ class MemoryStoreConnection : public StoreConnection {
       std::lock_guard<std::mutex> lock(core_->mutex);
       core_->callout = nullptr;
     }
+    // A connection's events end with it, whoever still holds its source.
+    if (source_->isScheduled()) g_source_destroy(source_->gsource());
   }
 
   String className() const override { return u"MemoryStoreConnection"; }

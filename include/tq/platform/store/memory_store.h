@@ -12,7 +12,8 @@
 //    key once, in the order of its first change since the last delivery;
 //  - delivery happens when the loop that holds the connection's source iterates, never inside the
 //    call that made the change. A change made on another thread wakes that loop.
-// A connection whose source is in no loop keeps collecting until the source is added to one.
+// A connection whose source is in no loop keeps collecting until the source is added to one. When
+// a connection is destroyed its source leaves its loop, even if someone still holds the source.
 //
 // Threads: the store's data may be read and changed from any thread. Each connection is used on the
 // thread whose loop holds its source (its callout runs there).
