@@ -34,11 +34,9 @@ String storeConnectionName() {
 SCDynamicStore::SCDynamicStore() : SCDynamicStore(defaultStoreConnectionFactory()) {}
 
 SCDynamicStore::SCDynamicStore(const StoreConnectionFactory& factory) {
-  {
-    std::lock_guard<std::mutex> lock(gLiveMutex);
-    liveSet().insert(this);
-  }
   open(factory);
+  std::lock_guard<std::mutex> lock(gLiveMutex);
+  liveSet().insert(this);
 }
 
 void SCDynamicStore::open(const StoreConnectionFactory& factory) {
