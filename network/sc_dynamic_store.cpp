@@ -4,6 +4,7 @@
 #include <mutex>
 #include <unordered_set>
 
+#include "tq/platform/bundle/bundle.h"
 #include "tq/platform/store/memory_store.h"
 
 namespace tq {
@@ -24,8 +25,11 @@ std::unordered_set<const SCDynamicStore*>& liveSet() {
 StoreConnectionFactory defaultStoreConnectionFactory() { return MemoryStore::sharedStore()->connectionFactory(); }
 
 String storeConnectionName() {
-  // The main bundle's identifier names the connection once bundles are available to this family;
-  // until then the program's name does.
+  if (auto bundle = Bundle::mainBundle()) {
+    String identifier = bundle->bundleIdentifier();
+    if (!identifier.isNil() && identifier.length() > 0) return identifier;
+  }
+  // A program without a bundle identifier (most command-line hosts) goes by its name.
   const char* program = program_invocation_short_name;
   if (program && *program) return String::fromUTF8(program);
   return u"tqkit";

@@ -60,6 +60,8 @@ TEST(IPv4Address, UnparsableAddressRaisesThroughTheAssertionHandler) {
     }
   }
   EXPECT_EQ(String(IP_APP_NAME), String(u"Internet Connect.app"));
+  // Without a bundle identifier the store connection goes by the program's name.
+  EXPECT_EQ(storeConnectionName(), String(u"ipv4_observer_test"));
 }
 
 class IPv4ObserverTest : public StoreFixture {

@@ -3,8 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
+#include <optional>
 
 #include "network/store_fixture.h"
+#include "support/test_paths.h"
+#include "tq/platform/bundle/bundle.h"
 
 using namespace tq;
 using tq::test::StoreFixture;
@@ -55,6 +59,23 @@ StoreConnectionFactory recordingFactory(std::shared_ptr<MemoryStore> store,
     return std::make_shared<RecordingConnection>(store->createConnection(name, std::move(callout)), log);
   };
 }
+
+// This program's main bundle: a folder whose Info.plist names it, set before any wrapper is made.
+class MainBundleEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    dir_.emplace();
+    std::ofstream(dir_->path() / "Info.plist")
+        << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+           "<key>CFBundleIdentifier</key><string>org.tqkit.tests.store</string></dict></plist>\n";
+    ASSERT_TRUE(Bundle::setMainBundlePath(String::fromUTF8(dir_->str())));
+  }
+  void TearDown() override { dir_.reset(); }
+
+ private:
+  std::optional<tq::test::TempDir> dir_;
+};
+const auto* const mainBundleEnvironment = ::testing::AddGlobalTestEnvironment(new MainBundleEnvironment);
 
 }  // namespace
 
@@ -198,12 +219,20 @@ TEST_F(Registration, WithoutConnectionEverythingReportsNothing) {
   EXPECT_EQ(wrapper->connection(), nullptr);
 }
 
-TEST_F(Registration, DefaultWrapperUsesTheSharedMemoryStoreAndTheProgramName) {
+TEST_F(Registration, DefaultWrapperUsesTheSharedMemoryStore) {
   MemoryStore::sharedStore()->setValue(u"Test:/Default", 7);
   auto wrapper = std::make_shared<SCDynamicStore>();
   EXPECT_EQ(wrapper->valueForKey(u"Test:/Default").integerValue(), 7);
   MemoryStore::sharedStore()->removeValue(u"Test:/Default");
-  EXPECT_EQ(storeConnectionName().UTF8String(), "sc_dynamic_store_test");
+}
+
+TEST_F(Registration, ConnectionIsNamedAfterTheMainBundle) {
+  String name;
+  auto wrapper = std::make_shared<SCDynamicStore>([&](const String& n, StoreConnection::Callout callout) {
+    name = n;
+    return store->createConnection(n, std::move(callout));
+  });
+  EXPECT_EQ(name, String(u"org.tqkit.tests.store"));
 }
 
 class Lifetime : public Dispatch {};

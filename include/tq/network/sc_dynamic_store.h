@@ -43,8 +43,9 @@ namespace tq {
 // MemoryStore (MemoryStore::sharedStore()).
 StoreConnectionFactory defaultStoreConnectionFactory();
 
-// The name given to a wrapper's store connection: the main bundle's identifier when there is one,
-// else the program's short name (program_invocation_short_name), else "tqkit".
+// The name given to a wrapper's store connection: the main bundle's identifier
+// (Bundle::mainBundle()->bundleIdentifier()) when there is one, else the program's short name
+// (program_invocation_short_name, e.g. "myapp"), else "tqkit".
 String storeConnectionName();
 
 class SCDynamicStore : public Object {
