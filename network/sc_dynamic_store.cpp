@@ -82,6 +82,7 @@ SCDynamicStore::Watch* SCDynamicStore::find(const String& key) {
 }
 
 void SCDynamicStore::addObserver(const std::shared_ptr<SimpleObserver>& observer, const String& key) {
+  if (key.isNil() || !observer) return;
   Watch* watch = find(key);
   if (!watch) {
     watchedKeysDict_.push_back(Watch{key, {}});

@@ -100,12 +100,3 @@ TEST_F(IPv4ObserverTest, PrimaryAddressIsTheFirstAddressOfThePrimaryInterface) {
   EXPECT_TRUE(posted.empty());
 }
 
-TEST_F(IPv4ObserverTest, ObserverStaysRegisteredAfterTheHostDropsIt) {
-  std::weak_ptr<IPv4Observer> weak;
-  {
-    auto wrapper = makeWrapper();
-    weak = IPv4Observer::initWithStore(wrapper);
-  }
-  ASSERT_FALSE(weak.expired());
-  EXPECT_EQ(weak.lock()->dynStore()->watchedKeys(), std::vector<String>{u"State:/Network/Global/IPv4"});
-}

@@ -119,24 +119,6 @@ TEST_F(MemoryStoreTest, ConnectionNotInALoopKeepsCollectingUntilAdded) {
   EXPECT_EQ(batches, std::vector<Batch>{Batch{"A"}});
 }
 
-TEST_F(MemoryStoreTest, EachConnectionReportsItsOwnWatchedKeys) {
-  auto c1 = connect();
-  std::vector<Batch> second;
-  auto c2 = store->createConnection(u"second", [&](StoreConnection&, const Array& keys) {
-    Batch b;
-    for (const String& k : keys.strings()) b.push_back(k.UTF8String());
-    second.push_back(b);
-  });
-  loop().addSource(c2->runLoopSource());
-  c1->setNotificationKeys(Array{String(u"A")}, Array());
-  c2->setNotificationKeys(Array{String(u"B"), String(u"A")}, Array());
-  store->setValue(u"B", 1);
-  store->setValue(u"A", 1);
-  deliver();
-  EXPECT_EQ(batches, std::vector<Batch>{Batch{"A"}});
-  EXPECT_EQ(second, std::vector<Batch>{(Batch{"B", "A"})});
-}
-
 TEST_F(MemoryStoreTest, ChangeFromAnotherThreadWakesTheLoop) {
   auto c = connect();
   c->setNotificationKeys(Array{String(u"A")}, Array());

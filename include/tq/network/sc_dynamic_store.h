@@ -59,7 +59,8 @@ class SCDynamicStore : public Object {
   explicit SCDynamicStore(const StoreConnectionFactory& factory);
   // Removes the source from the CURRENT thread's loop (which is the loop it was added to only when
   // the wrapper is destroyed on the thread that made it), then releases the source, the connection
-  // and the registrations, in that order.
+  // and the registrations, in that order. (A MemoryStore connection takes its source out of any
+  // loop when it is released, so a wrapper destroyed on another thread leaves no live source behind.)
   ~SCDynamicStore() override;
 
   SCDynamicStore(const SCDynamicStore&) = delete;
@@ -78,7 +79,7 @@ class SCDynamicStore : public Object {
   void addObserver(std::shared_ptr<T> target, R (T::*method)(const String&), const String& key) {
     addObserver(SimpleObserver::observer(std::move(target), method), key);
   }
-  // The same with a ready-made record.
+  // The same with a ready-made record. A nil key or record registers nothing.
   void addObserver(const std::shared_ptr<SimpleObserver>& observer, const String& key);
 
   // Registers target->method for every key that matches `pattern` at this moment, in the order the
