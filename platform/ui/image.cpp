@@ -172,12 +172,23 @@ void Image::drawInRect(Rect rect, Rect fromRect, CompositingOperation op, double
   cairo_matrix_t m;
   cairo_matrix_init(&m, sx * kx, 0, 0, -sy * ky, (src.x - rect.x * sx) * kx,
                     (size_.height - src.y + rect.y * sy) * ky);
+  // A part of the image is drawn from a sub-surface, so that filtering at its edges repeats the
+  // part's own edge pixels instead of blending in its neighbours.
+  const bool whole = src.x <= 0 && src.y <= 0 && src.maxX() >= size_.width && src.maxY() >= size_.height;
+  cairo_surface_t* source = surface_;
+  if (!whole) {
+    const double px = src.x * kx, py = (size_.height - src.maxY()) * ky;
+    source = cairo_surface_create_for_rectangle(surface_, px, py, src.w * kx, src.h * ky);
+    m.x0 -= px;
+    m.y0 -= py;
+  }
 
   cairo_t* cr = context->cairo();
   cairo_save(cr);
   cairo_rectangle(cr, rect.x, rect.y, rect.w, rect.h);
   cairo_clip(cr);
-  cairo_pattern_t* pattern = cairo_pattern_create_for_surface(surface_);
+  cairo_pattern_t* pattern = cairo_pattern_create_for_surface(source);
+  if (!whole) cairo_surface_destroy(source);  // the pattern holds it
   cairo_pattern_set_matrix(pattern, &m);
   cairo_pattern_set_filter(pattern, context->imageFilter());
   cairo_pattern_set_extend(pattern, CAIRO_EXTEND_PAD);
