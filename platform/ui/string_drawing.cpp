@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <vector>
 
 #include "text_system.h"
 #include "tq/platform/ui/drawing_recorder.h"
@@ -85,6 +86,49 @@ double lineWidth(PangoLayoutLine* line) {
   return logical.width / double(PANGO_SCALE);
 }
 
+// Text that Pango lays out as a single run of one font: printable Latin without controls, tabs, line
+// breaks or soft hyphens. Such text is shaped directly, skipping the layout machinery.
+bool isSimpleText(std::u16string_view text) {
+  for (char16_t c : text) {
+    if (c < 0x20 || (c > 0x7E && c < 0xA0) || c == 0xAD || c > 0x24F) return false;
+  }
+  return true;
+}
+
+// Shapes simple text with the font's HarfBuzz font the way Pango shapes one item, into the thread's
+// buffer; `units` is the advance in Pango units. False when the font lacks a character (Pango would
+// fall back to another font) or the text is not simple. Caller holds the lock.
+bool shapeSimpleText(std::u16string_view text, const detail::ShapingFont& font, hb_buffer_t* buffer,
+                     int64_t& units) {
+  if (!font.hb || !font.scaled || !isSimpleText(text)) return false;
+  for (char16_t c : text) {
+    hb_codepoint_t glyph;
+    if (!hb_font_get_nominal_glyph(font.hb, c, &glyph)) return false;
+  }
+  static const hb_language_t language = hb_language_from_string(
+      pango_language_to_string(pango_context_get_language(detail::TextSystem::shared().context())), -1);
+  hb_buffer_clear_contents(buffer);
+  hb_buffer_add_utf16(buffer, reinterpret_cast<const uint16_t*>(text.data()), static_cast<int>(text.size()), 0,
+                      static_cast<int>(text.size()));
+  hb_buffer_set_direction(buffer, HB_DIRECTION_LTR);
+  hb_buffer_set_script(buffer, HB_SCRIPT_LATIN);
+  hb_buffer_set_language(buffer, language);
+  hb_buffer_set_flags(buffer, hb_buffer_flags_t(HB_BUFFER_FLAG_BOT | HB_BUFFER_FLAG_EOT));
+  hb_shape(font.hb, buffer, nullptr, 0);
+  unsigned count = 0;
+  const hb_glyph_position_t* positions = hb_buffer_get_glyph_positions(buffer, &count);
+  units = 0;
+  for (unsigned i = 0; i < count; ++i) units += positions[i].x_advance;
+  return true;
+}
+
+// Does a line `units` wide stay on one line, unshortened, in bounds of `width` points (Pango's own
+// test: wider than the layout width breaks or ellipsizes)?
+bool fitsOneLine(int64_t units, double width) {
+  const double w = usableWidth(width);
+  return w <= 0 || units <= static_cast<int64_t>(std::floor(w * PANGO_SCALE));
+}
+
 FontRef fontOrSystem(const FontRef& font) { return font ? font : Font::systemFontOfSize(0); }
 
 struct Measured {
@@ -95,7 +139,16 @@ struct Measured {
 Measured measure(const String& text, const Font& font, LineBreakMode mode, double boundsWidth) {
   Measured m;
   if (text.length() == 0) return m;
-  auto guard = detail::TextSystem::shared().lock();
+  auto& system = detail::TextSystem::shared();
+  auto guard = system.lock();
+  const double w = usableWidth(boundsWidth);
+  int64_t units = 0;
+  if (shapeSimpleText(text.view(), system.shapingFont(font), system.threadBuffer(), units) &&
+      (fitsOneLine(units, boundsWidth) || mode == LineBreakMode::ByClipping)) {
+    m.width = std::ceil(units / double(PANGO_SCALE) - 1e-6);
+    if (w > 0) m.width = std::min(m.width, std::ceil(w - 1e-6));
+    return m;
+  }
   PangoLayout* layout = prepareLayout(text, font, mode, TextAlignment::Left, boundsWidth);
   if (wraps(mode)) {
     m.lines = std::max(1, pango_layout_get_line_count(layout));
@@ -105,7 +158,6 @@ Measured measure(const String& text, const Font& font, LineBreakMode mode, doubl
   } else {
     m.width = lineWidth(pango_layout_get_line_readonly(layout, 0));
   }
-  const double w = usableWidth(boundsWidth);
   // Rounded up to whole points; a hair of float noise does not cost a point.
   m.width = std::ceil(m.width - 1e-6);
   if (w > 0) m.width = std::min(m.width, std::ceil(w - 1e-6));
@@ -157,8 +209,8 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
   const double baseline = font->baselineOffset();
   const LineBreakMode mode = attributes.lineBreakMode;
 
-  auto guard = detail::TextSystem::shared().lock();
-  PangoLayout* layout = prepareLayout(text, *font, mode, attributes.alignment, rect.w);
+  auto& system = detail::TextSystem::shared();
+  auto guard = system.lock();
   cairo_save(cr);
   context->clipToRect(rect);
   // A local space with its origin at the rectangle's top left and y downwards, so the text is upright.
@@ -171,6 +223,38 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
   cairo_set_operator(cr, CAIRO_OPERATOR_OVER);
   context->setSourceColor(*color);
 
+  auto alignedX = [&](double lineWidth) {
+    const double slack = rect.w - lineWidth;
+    if (attributes.alignment == TextAlignment::Center) return slack / 2;
+    if (attributes.alignment == TextAlignment::Right) return slack;
+    return 0.0;
+  };
+
+  const detail::ShapingFont& shaping = system.shapingFont(*font);
+  hb_buffer_t* buffer = system.threadBuffer();
+  int64_t units = 0;
+  if (shapeSimpleText(text.view(), shaping, buffer, units) &&
+      (fitsOneLine(units, rect.w) || mode == LineBreakMode::ByClipping)) {
+    // One line of one font: draw the shaped glyphs as they are.
+    thread_local std::vector<cairo_glyph_t> glyphs;
+    unsigned count = 0;
+    const hb_glyph_info_t* infos = hb_buffer_get_glyph_infos(buffer, &count);
+    const hb_glyph_position_t* positions = hb_buffer_get_glyph_positions(buffer, &count);
+    glyphs.resize(count);
+    double pen = alignedX(units / double(PANGO_SCALE));
+    for (unsigned i = 0; i < count; ++i) {
+      glyphs[i].index = infos[i].codepoint;
+      glyphs[i].x = pen + positions[i].x_offset / double(PANGO_SCALE);
+      glyphs[i].y = baseline - positions[i].y_offset / double(PANGO_SCALE);
+      pen += positions[i].x_advance / double(PANGO_SCALE);
+    }
+    cairo_set_scaled_font(cr, shaping.scaled);
+    cairo_show_glyphs(cr, glyphs.data(), static_cast<int>(count));
+    cairo_restore(cr);
+    return;
+  }
+
+  PangoLayout* layout = prepareLayout(text, *font, mode, attributes.alignment, rect.w);
   const bool bounded = pango_layout_get_width(layout) >= 0;
   PangoLayoutIter* iter = pango_layout_get_iter(layout);
   int index = 0;
@@ -181,12 +265,8 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
     PangoRectangle logical;
     pango_layout_iter_get_line_extents(iter, nullptr, &logical);
     double x = logical.x / double(PANGO_SCALE);
-    if (!bounded) {
-      // Unwrapped lines are aligned here, Pango has no width to align them in.
-      const double slack = rect.w - logical.width / double(PANGO_SCALE);
-      if (attributes.alignment == TextAlignment::Center) x = slack / 2;
-      if (attributes.alignment == TextAlignment::Right) x = slack;
-    }
+    // Unwrapped lines are aligned here: Pango has no width to align them in.
+    if (!bounded) x = alignedX(logical.width / double(PANGO_SCALE));
     cairo_move_to(cr, x, top + baseline);
     pango_cairo_show_layout_line(cr, line);
     ++index;

@@ -1,6 +1,10 @@
 // The shared font map, context and per-thread layouts.
 #include "text_system.h"
 
+#include <map>
+
+#include "tq/platform/ui/font.h"
+
 namespace tq::detail {
 
 namespace {
@@ -16,6 +20,13 @@ struct ThreadLayout {
 };
 
 thread_local ThreadLayout threadLayoutHolder;
+
+struct ThreadBuffer {
+  hb_buffer_t* buffer = nullptr;
+  ~ThreadBuffer() { hb_buffer_destroy(buffer); }
+};
+
+thread_local ThreadBuffer threadBufferHolder;
 
 }  // namespace
 
@@ -42,6 +53,25 @@ TextSystem::TextSystem() {
 PangoLayout* TextSystem::threadLayout() {
   if (!threadLayoutHolder.layout) threadLayoutHolder.layout = pango_layout_new(context_);
   return threadLayoutHolder.layout;
+}
+
+hb_buffer_t* TextSystem::threadBuffer() {
+  if (!threadBufferHolder.buffer) threadBufferHolder.buffer = hb_buffer_create();
+  return threadBufferHolder.buffer;
+}
+
+const ShapingFont& TextSystem::shapingFont(const Font& font) {
+  static auto* fonts = new std::map<const Font*, ShapingFont>();
+  auto [it, added] = fonts->try_emplace(&font);
+  if (added) {
+    ShapingFont& f = it->second;
+    f.font = pango_font_map_load_font(fontMap_, context_, font.pangoFontDescription());
+    if (f.font) {
+      f.hb = pango_font_get_hb_font(f.font);
+      f.scaled = pango_cairo_font_get_scaled_font(PANGO_CAIRO_FONT(f.font));
+    }
+  }
+  return it->second;
 }
 
 void appendUTF8(std::u16string_view text, std::string& out) {

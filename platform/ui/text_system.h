@@ -8,12 +8,27 @@
 
 #include <pango/pangocairo.h>
 
+#include <hb.h>
+
 #include <mutex>
 #include <string>
 
 #include "tq/platform/base/string.h"
 
+namespace tq {
+class Font;
+}
+
 namespace tq::detail {
+
+// A font as shaped and drawn directly, bypassing layouts for simple one-line text: the Pango font the
+// font map resolves, its HarfBuzz font (positions in Pango units, as Pango itself uses them) and its
+// Cairo font.
+struct ShapingFont {
+  PangoFont* font = nullptr;
+  hb_font_t* hb = nullptr;
+  cairo_scaled_font_t* scaled = nullptr;
+};
 
 class TextSystem {
  public:
@@ -23,6 +38,11 @@ class TextSystem {
   PangoContext* context() const { return context_; }
   // The calling thread's layout, made from the shared context on first use. Caller holds lock().
   PangoLayout* threadLayout();
+  // The shaping font of a font (fonts live for the whole process, so the cache keys on them).
+  // Caller holds lock().
+  const ShapingFont& shapingFont(const Font& font);
+  // The calling thread's reusable HarfBuzz buffer. Caller holds lock().
+  hb_buffer_t* threadBuffer();
 
  private:
   TextSystem();

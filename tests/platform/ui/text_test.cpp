@@ -4,6 +4,8 @@
 #include <cmath>
 #include <thread>
 
+#include <pango/pangocairo.h>
+
 #include "platform/ui/pixels.h"
 #include "tq/platform/ui/drawing_recorder.h"
 #include "tq/platform/ui/font.h"
@@ -187,5 +189,77 @@ TEST(TextDrawing, AlignmentMovesTheInk) {
     EXPECT_LT(left.first, 5) << int(mode);
     EXPECT_NEAR((center.first + center.last) / 2.0, 150, 4) << int(mode);
     EXPECT_GT(right.last, 294) << int(mode);
+  }
+}
+
+namespace {
+
+// An independent Pango set-up like the text system's: 72 dpi, unhinted metrics, unrounded positions.
+struct PlainPango {
+  PangoFontMap* map = pango_cairo_font_map_new();
+  PangoContext* context = nullptr;
+  PlainPango() {
+    pango_cairo_font_map_set_resolution(PANGO_CAIRO_FONT_MAP(map), 72);
+    context = pango_font_map_create_context(map);
+    cairo_font_options_t* options = cairo_font_options_create();
+    cairo_font_options_set_hint_metrics(options, CAIRO_HINT_METRICS_OFF);
+    cairo_font_options_set_hint_style(options, CAIRO_HINT_STYLE_NONE);
+    cairo_font_options_set_antialias(options, CAIRO_ANTIALIAS_GRAY);
+    pango_cairo_context_set_font_options(context, options);
+    cairo_font_options_destroy(options);
+    pango_context_set_round_glyph_positions(context, FALSE);
+  }
+  ~PlainPango() {
+    g_object_unref(context);
+    g_object_unref(map);
+  }
+  PangoLayout* layout(const std::string& text, const Font& font) const {
+    PangoLayout* layout = pango_layout_new(context);
+    pango_layout_set_font_description(layout, font.pangoFontDescription());
+    pango_layout_set_text(layout, text.data(), static_cast<int>(text.size()));
+    return layout;
+  }
+};
+
+}  // namespace
+
+TEST(TextMeasuring, AgreesWithAPlainPangoLayout) {
+  PlainPango pango;
+  const FontRef font = Font::systemFontOfSize(13);
+  for (const char* text : {"Hello, World", "AVATAR Wave To", "office affluent", "Grüße, Ångström", "日本語 text",
+                           "tab\tstop"}) {
+    PangoLayout* layout = pango.layout(text, *font);
+    int w = 0, h = 0;
+    pango_layout_get_size(layout, &w, &h);
+    g_object_unref(layout);
+    EXPECT_EQ(sizeOfText(String::fromUTF8(text), font).width, std::ceil(w / double(PANGO_SCALE) - 1e-6)) << text;
+  }
+}
+
+TEST(TextDrawing, SimpleTextDrawsTheGlyphsPangoDraws) {
+  PlainPango pango;
+  const FontRef font = Font::systemFontOfSize(13);
+  for (const char* text : {"Hello, World", "office affluent AVATAR"}) {
+    auto ours = GraphicsContext::imageContext({220, 20}, true);
+    GraphicsContext::setCurrentContext(ours);
+    drawText(String::fromUTF8(text), {0, 0, 220, 20}, attributes(LineBreakMode::ByTruncatingTail));
+    GraphicsContext::setCurrentContext(nullptr);
+
+    auto theirs = GraphicsContext::imageContext({220, 20}, true);
+    PangoLayout* layout = pango.layout(text, *font);
+    cairo_move_to(theirs->cairo(), 0, font->baselineOffset());
+    pango_cairo_show_layout_line(theirs->cairo(), pango_layout_get_line_readonly(layout, 0));
+    g_object_unref(layout);
+
+    int differing = 0, inked = 0;
+    for (int y = 0; y < 20; ++y) {
+      for (int x = 0; x < 220; ++x) {
+        const auto a = test::pixelAt(*ours, x, y), b = test::pixelAt(*theirs, x, y);
+        differing += std::abs(a.a - b.a) > 8;
+        inked += a.a > 0;
+      }
+    }
+    EXPECT_GT(inked, 100) << text;
+    EXPECT_EQ(differing, 0) << text;
   }
 }
