@@ -118,7 +118,11 @@ class Bindable {
                                     const String& keyPath, const Dictionary& options);
 
  private:
-  std::unique_ptr<std::vector<std::shared_ptr<Binder>>> binders_;
+  struct Storage {
+    std::vector<std::shared_ptr<Binder>> binders;
+    std::vector<String> names;
+  };
+  std::unique_ptr<Storage> storage_;  // made at the first binding: most objects have none
 };
 
 }  // namespace tq

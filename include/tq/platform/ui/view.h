@@ -72,6 +72,11 @@ class View : public InterfaceObject {
   const std::shared_ptr<Menu>& contextMenu() const { return contextMenu_; }
   void setContextMenu(std::shared_ptr<Menu> menu);
 
+  // The layout constraints the view holds (owned; archived objects of class NSLayoutConstraint with
+  // their attributes; the model does not solve them).
+  const std::vector<std::shared_ptr<InterfaceObject>>& constraints() const { return constraints_; }
+  void addConstraint(std::shared_ptr<InterfaceObject> constraint) { constraints_.push_back(std::move(constraint)); }
+
   // Called when the view became (or stopped being, with nullptr) the content view of a window.
   void setContentViewOfWindow(Window* window) { window_ = window; }
 
@@ -87,6 +92,7 @@ class View : public InterfaceObject {
   String identifier_;
   unsigned autoresizingMask_ = 0;
   std::shared_ptr<Menu> contextMenu_;
+  std::vector<std::shared_ptr<InterfaceObject>> constraints_;
 };
 
 }  // namespace tq
