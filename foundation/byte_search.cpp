@@ -222,6 +222,7 @@ using SearchFn = UInteger (*)(const uint8_t*, UInteger, const uint8_t*, UInteger
 SearchFn kernelFor(InstructionSet isa) noexcept {
 #ifdef TQ_SEARCH_X86
   switch (isa) {
+    case InstructionSet::AVX512:  // no 512-bit version: the scan is bound by memory already
     case InstructionSet::AVX2: return searchAVX2;
     case InstructionSet::SSSE3: return searchSSE2;
     default: break;

@@ -14,6 +14,8 @@ enum class InstructionSet {
   Scalar,  // portable C++; every CPU
   SSSE3,   // x86-64 with SSSE3 (128-bit vectors with byte shuffles)
   AVX2,    // x86-64 with AVX2 (256-bit vectors)
+  AVX512,  // x86-64 with AVX-512 F and BW (512-bit vectors); kernels without a version of their
+           // own run their AVX2 version
 };
 
 // True when the running CPU can execute kernels built for `isa` (Scalar: always).
@@ -22,7 +24,7 @@ bool cpuSupports(InstructionSet isa) noexcept;
 InstructionSet bestInstructionSet() noexcept;
 // Every instruction set the running CPU supports, narrowest first (Scalar always included).
 std::vector<InstructionSet> supportedInstructionSets();
-// "scalar", "ssse3" or "avx2".
+// "scalar", "ssse3", "avx2" or "avx512".
 const char* instructionSetName(InstructionSet isa) noexcept;
 
 }  // namespace tq
