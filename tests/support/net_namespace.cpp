@@ -1,0 +1,282 @@
+#include "support/net_namespace.h"
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <linux/veth.h>
+#include <net/if.h>
+#include <linux/if_tun.h>
+#include <sched.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <vector>
+
+namespace tq::test {
+
+NetNamespace::NetNamespace() {
+  oldNamespace_ = ::open("/proc/thread-self/ns/net", O_RDONLY | O_CLOEXEC);
+  if (oldNamespace_ < 0) {
+    reason_ = std::string("cannot open the current namespace: ") + std::strerror(errno);
+    return;
+  }
+  if (::unshare(CLONE_NEWNET) != 0) {
+    reason_ = std::string("unshare(CLONE_NEWNET) failed: ") + std::strerror(errno) +
+              (geteuid() != 0 ? " (not root)" : "");
+    ::close(oldNamespace_);
+    oldNamespace_ = -1;
+    return;
+  }
+  ok_ = true;
+}
+
+NetNamespace::~NetNamespace() {
+  if (oldNamespace_ >= 0) {
+    if (ok_) ::setns(oldNamespace_, CLONE_NEWNET);
+    ::close(oldNamespace_);
+  }
+}
+
+namespace {
+
+// A netlink request under construction: header, family header, attributes.
+class Message {
+ public:
+  Message(uint16_t type, uint16_t flags, const void* family, std::size_t familySize) {
+    buf_.resize(NLMSG_SPACE(familySize));
+    auto* h = header();
+    h->nlmsg_len = static_cast<uint32_t>(buf_.size());
+    h->nlmsg_type = type;
+    h->nlmsg_flags = static_cast<uint16_t>(flags | NLM_F_REQUEST | NLM_F_ACK);
+    std::memcpy(buf_.data() + NLMSG_HDRLEN, family, familySize);
+  }
+  nlmsghdr* header() { return reinterpret_cast<nlmsghdr*>(buf_.data()); }
+  void put(uint16_t type, const void* data, std::size_t size) {
+    std::size_t at = buf_.size();
+    buf_.resize(at + RTA_SPACE(size));
+    auto* rta = reinterpret_cast<rtattr*>(buf_.data() + at);
+    rta->rta_type = type;
+    rta->rta_len = static_cast<uint16_t>(RTA_LENGTH(size));
+    if (size) std::memcpy(RTA_DATA(rta), data, size);
+    header()->nlmsg_len = static_cast<uint32_t>(buf_.size());
+  }
+  void putString(uint16_t type, const std::string& s) { put(type, s.c_str(), s.size() + 1); }
+  void putU32(uint16_t type, uint32_t v) { put(type, &v, sizeof v); }
+  std::size_t nestStart(uint16_t type) {
+    std::size_t at = buf_.size();
+    put(type, nullptr, 0);
+    return at;
+  }
+  void nestEnd(std::size_t at) {
+    reinterpret_cast<rtattr*>(buf_.data() + at)->rta_len = static_cast<uint16_t>(buf_.size() - at);
+  }
+  // Appends raw bytes inside the current nest (used for the veth peer's ifinfomsg).
+  void putRaw(const void* data, std::size_t size) {
+    std::size_t at = buf_.size();
+    buf_.resize(at + NLMSG_ALIGN(size));
+    std::memcpy(buf_.data() + at, data, size);
+    header()->nlmsg_len = static_cast<uint32_t>(buf_.size());
+  }
+
+ private:
+  std::vector<uint8_t> buf_;
+};
+
+in_addr parse(const std::string& text) {
+  in_addr a{};
+  ::inet_pton(AF_INET, text.c_str(), &a);
+  return a;
+}
+
+}  // namespace
+
+NetlinkRequests::NetlinkRequests() : fd_(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE)) {
+  if (fd_ < 0) return;
+  sockaddr_nl sa{};
+  sa.nl_family = AF_NETLINK;
+  ::bind(fd_, reinterpret_cast<sockaddr*>(&sa), sizeof sa);
+  int big = 4 << 20;
+  ::setsockopt(fd_, SOL_SOCKET, SO_RCVBUFFORCE, &big, sizeof big);
+}
+
+NetlinkRequests::~NetlinkRequests() {
+  if (fd_ >= 0) ::close(fd_);
+}
+
+int NetlinkRequests::request(void* msg, bool wait) {
+  auto* h = static_cast<nlmsghdr*>(msg);
+  h->nlmsg_seq = seq_++;
+  if (fd() < 0) return -EBADF;
+  if (::send(fd(), h, h->nlmsg_len, 0) < 0) return -errno;
+  ++owed_;
+  if (!wait) return 0;
+  return drain();
+}
+
+int NetlinkRequests::drain() {
+  int first = 0;
+  std::vector<uint8_t> buf(1 << 16);
+  while (owed_ > 0) {
+    ssize_t n = ::recv(fd(), buf.data(), buf.size(), 0);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      return -errno;
+    }
+    auto* h = reinterpret_cast<nlmsghdr*>(buf.data());
+    for (int len = static_cast<int>(n); NLMSG_OK(h, len); h = NLMSG_NEXT(h, len)) {
+      if (h->nlmsg_type == NLMSG_ERROR) {
+        auto* err = static_cast<nlmsgerr*>(NLMSG_DATA(h));
+        if (err->error != 0 && first == 0) first = err->error;
+        --owed_;
+      }
+    }
+  }
+  return first;
+}
+
+int NetlinkRequests::createVeth(const std::string& name, const std::string& peer) {
+  ifinfomsg ifi{};
+  Message m(RTM_NEWLINK, NLM_F_CREATE | NLM_F_EXCL, &ifi, sizeof ifi);
+  m.putString(IFLA_IFNAME, name);
+  auto info = m.nestStart(IFLA_LINKINFO);
+  m.putString(IFLA_INFO_KIND, "veth");
+  auto data = m.nestStart(IFLA_INFO_DATA);
+  auto peerNest = m.nestStart(VETH_INFO_PEER);
+  m.putRaw(&ifi, sizeof ifi);
+  m.putString(IFLA_IFNAME, peer);
+  m.nestEnd(peerNest);
+  m.nestEnd(data);
+  m.nestEnd(info);
+  return request(m.header(), true);
+}
+
+int NetlinkRequests::createDummy(const std::string& name) {
+  ifinfomsg ifi{};
+  Message m(RTM_NEWLINK, NLM_F_CREATE | NLM_F_EXCL, &ifi, sizeof ifi);
+  m.putString(IFLA_IFNAME, name);
+  auto info = m.nestStart(IFLA_LINKINFO);
+  m.putString(IFLA_INFO_KIND, "dummy");
+  m.nestEnd(info);
+  return request(m.header(), true);
+}
+
+int NetlinkRequests::deleteLink(const std::string& name) {
+  ifinfomsg ifi{};
+  Message m(RTM_DELLINK, 0, &ifi, sizeof ifi);
+  m.putString(IFLA_IFNAME, name);
+  return request(m.header(), true);
+}
+
+namespace {
+Message upDown(const std::string& name, bool up) {
+  ifinfomsg ifi{};
+  ifi.ifi_change = IFF_UP;
+  ifi.ifi_flags = up ? IFF_UP : 0;
+  Message m(RTM_NEWLINK, 0, &ifi, sizeof ifi);
+  m.putString(IFLA_IFNAME, name);
+  return m;
+}
+}  // namespace
+
+int NetlinkRequests::setUp(const std::string& name, bool up) {
+  Message m = upDown(name, up);
+  return request(m.header(), true);
+}
+
+int NetlinkRequests::setUpNoWait(const std::string& name, bool up) {
+  Message m = upDown(name, up);
+  return request(m.header(), false);
+}
+
+int NetlinkRequests::rename(const std::string& name, const std::string& newName) {
+  ifinfomsg ifi{};
+  ifi.ifi_index = static_cast<int>(linkIndex(name));
+  if (ifi.ifi_index == 0) return -ENODEV;
+  Message m(RTM_NEWLINK, 0, &ifi, sizeof ifi);
+  m.putString(IFLA_IFNAME, newName);
+  return request(m.header(), true);
+}
+
+namespace {
+Message addressMessage(uint16_t type, uint16_t flags, const std::string& name, const std::string& address,
+                       int prefix) {
+  ifaddrmsg ifa{};
+  ifa.ifa_family = AF_INET;
+  ifa.ifa_prefixlen = static_cast<uint8_t>(prefix);
+  ifa.ifa_index = linkIndex(name);
+  Message m(type, flags, &ifa, sizeof ifa);
+  in_addr a = parse(address);
+  m.put(IFA_LOCAL, &a, sizeof a);
+  m.put(IFA_ADDRESS, &a, sizeof a);
+  return m;
+}
+}  // namespace
+
+int NetlinkRequests::addAddress(const std::string& name, const std::string& address, int prefix,
+                                const std::string& broadcast) {
+  if (linkIndex(name) == 0) return -ENODEV;
+  Message m = addressMessage(RTM_NEWADDR, NLM_F_CREATE | NLM_F_EXCL, name, address, prefix);
+  if (!broadcast.empty()) {
+    in_addr b = parse(broadcast);
+    m.put(IFA_BROADCAST, &b, sizeof b);
+  }
+  return request(m.header(), true);
+}
+
+int NetlinkRequests::deleteAddress(const std::string& name, const std::string& address, int prefix) {
+  if (linkIndex(name) == 0) return -ENODEV;
+  Message m = addressMessage(RTM_DELADDR, 0, name, address, prefix);
+  return request(m.header(), true);
+}
+
+namespace {
+Message routeMessage(uint16_t type, uint16_t flags, const std::string& name, const std::string& gateway,
+                     uint32_t metric) {
+  rtmsg rt{};
+  rt.rtm_family = AF_INET;
+  rt.rtm_table = RT_TABLE_MAIN;
+  rt.rtm_protocol = RTPROT_STATIC;
+  rt.rtm_scope = gateway.empty() ? RT_SCOPE_LINK : RT_SCOPE_UNIVERSE;
+  rt.rtm_type = RTN_UNICAST;
+  Message m(type, flags, &rt, sizeof rt);
+  m.putU32(RTA_OIF, linkIndex(name));
+  m.putU32(RTA_PRIORITY, metric);
+  if (!gateway.empty()) {
+    in_addr g = parse(gateway);
+    m.put(RTA_GATEWAY, &g, sizeof g);
+  }
+  return m;
+}
+}  // namespace
+
+int NetlinkRequests::addDefaultRoute(const std::string& name, const std::string& gateway, uint32_t metric) {
+  if (linkIndex(name) == 0) return -ENODEV;
+  Message m = routeMessage(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_EXCL, name, gateway, metric);
+  return request(m.header(), true);
+}
+
+int NetlinkRequests::deleteDefaultRoute(const std::string& name, const std::string& gateway, uint32_t metric) {
+  if (linkIndex(name) == 0) return -ENODEV;
+  Message m = routeMessage(RTM_DELROUTE, 0, name, gateway, metric);
+  return request(m.header(), true);
+}
+
+int createTap(const std::string& name) {
+  int fd = ::open("/dev/net/tun", O_RDWR | O_CLOEXEC);
+  if (fd < 0) return -errno;
+  ifreq ifr{};
+  ifr.ifr_flags = IFF_TAP | IFF_NO_PI;
+  std::strncpy(ifr.ifr_name, name.c_str(), IFNAMSIZ - 1);
+  int rc = 0;
+  if (::ioctl(fd, TUNSETIFF, &ifr) < 0 || ::ioctl(fd, TUNSETPERSIST, 1) < 0) rc = -errno;
+  ::close(fd);
+  return rc;
+}
+
+unsigned linkIndex(const std::string& name) { return ::if_nametoindex(name.c_str()); }
+
+}  // namespace tq::test

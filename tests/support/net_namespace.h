@@ -1,0 +1,75 @@
+// Network test support: a fresh network namespace for the calling thread, and the kernel requests
+// that tests make in it (links, addresses, routes) through rtnetlink.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace tq::test {
+
+// Moves the calling thread into a new, empty network namespace (only a down "lo" in it) and back to
+// its old one when destroyed. Sockets made in between stay in the new namespace. ok() is false
+// (and reason() says why) when the process may not make namespaces (not root, or forbidden by a
+// sandbox); tests then skip.
+class NetNamespace {
+ public:
+  NetNamespace();
+  ~NetNamespace();
+  NetNamespace(const NetNamespace&) = delete;
+  NetNamespace& operator=(const NetNamespace&) = delete;
+
+  bool ok() const { return ok_; }
+  const std::string& reason() const { return reason_; }
+
+ private:
+  int oldNamespace_ = -1;
+  bool ok_ = false;
+  std::string reason_;
+};
+
+// Synchronous rtnetlink requests in the calling thread's namespace. Each returns 0 or a negative
+// errno (the kernel's answer).
+class NetlinkRequests {
+ public:
+  NetlinkRequests();
+  ~NetlinkRequests();
+  NetlinkRequests(const NetlinkRequests&) = delete;
+  NetlinkRequests& operator=(const NetlinkRequests&) = delete;
+
+  int createVeth(const std::string& name, const std::string& peer);
+  int createDummy(const std::string& name);
+  int deleteLink(const std::string& name);
+  int setUp(const std::string& name, bool up);
+  int rename(const std::string& name, const std::string& newName);
+  int addAddress(const std::string& name, const std::string& address, int prefix,
+                 const std::string& broadcast = "");
+  int deleteAddress(const std::string& name, const std::string& address, int prefix);
+  // A default route of the main table through `gateway` (may be empty: a device route) on `name`.
+  int addDefaultRoute(const std::string& name, const std::string& gateway, uint32_t metric);
+  int deleteDefaultRoute(const std::string& name, const std::string& gateway, uint32_t metric);
+
+  // Sends a request without waiting for its answer (the answer is read and dropped later): used to
+  // make many changes quickly. drain() reads the answers owed; returns the first error.
+  int setUpNoWait(const std::string& name, bool up);
+  int drain();
+
+  int fd() const { return fd_; }
+
+ private:
+  int request(void* nlh, bool wait);
+  int fd_ = -1;
+  uint32_t seq_ = 1;
+  int owed_ = 0;
+};
+
+// Makes a persistent tap device (TUNSETPERSIST); 0 or a negative errno.
+int createTap(const std::string& name);
+
+// The kernel's ifindex of a link, 0 when absent.
+unsigned linkIndex(const std::string& name);
+
+}  // namespace tq::test
+
+#define TQ_ENTER_FRESH_NETNS(ns)                                                   \
+  ::tq::test::NetNamespace ns;                                                     \
+  if (!ns.ok()) GTEST_SKIP() << "needs a fresh network namespace: " << ns.reason()
