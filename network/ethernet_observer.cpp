@@ -39,6 +39,11 @@ String withName(const char16_t* format, const String& name) {
 }  // namespace
 
 std::shared_ptr<EthernetObserver> EthernetObserver::initWithService(const String& service,
+                                                                    std::shared_ptr<SCDynamicStore> store) {
+  return initWithService(service, std::move(store), systemMediaSource());
+}
+
+std::shared_ptr<EthernetObserver> EthernetObserver::initWithService(const String& service,
                                                                     std::shared_ptr<SCDynamicStore> store,
                                                                     std::shared_ptr<MediaSource> mediaSource) {
   auto observer = std::make_shared<EthernetObserver>();

@@ -1,6 +1,7 @@
 #include "tq/network/ipv4_observer.h"
 
 #include <cstring>
+#include <vector>
 
 #include "tq/platform/base/exception.h"
 
@@ -32,13 +33,17 @@ uint32_t asNativeWord(const std::array<uint8_t, 4>& bytes) {
 
 }  // namespace
 
-std::optional<std::array<uint8_t, 4>> parseIPv4Address(std::string_view text) {
+namespace {
+
+// inet_pton's IPv4 rules over any code-unit type; anything but ASCII digits and dots fails.
+template <class Char>
+std::optional<std::array<uint8_t, 4>> parseDottedQuad(std::basic_string_view<Char> text) {
   std::array<uint8_t, 4> out{};
   unsigned current = 0;
   int octets = 0;
   bool sawDigit = false;
-  for (char ch : text) {
-    if (ch == '\0') break;  // the text of a C string ends here
+  for (Char ch : text) {
+    if (ch == 0) break;  // the text of a C string ends here
     if (ch >= '0' && ch <= '9') {
       if (sawDigit && current == 0) return std::nullopt;  // leading zero
       current = current * 10 + static_cast<unsigned>(ch - '0');
@@ -60,9 +65,11 @@ std::optional<std::array<uint8_t, 4>> parseIPv4Address(std::string_view text) {
   return out;
 }
 
-std::optional<std::array<uint8_t, 4>> parseIPv4Address(const String& text) {
-  return parseIPv4Address(std::string_view(text.UTF8String()));
-}
+}  // namespace
+
+std::optional<std::array<uint8_t, 4>> parseIPv4Address(std::string_view text) { return parseDottedQuad(text); }
+
+std::optional<std::array<uint8_t, 4>> parseIPv4Address(const String& text) { return parseDottedQuad(text.view()); }
 
 std::shared_ptr<IPv4Observer> IPv4Observer::initWithStore(std::shared_ptr<SCDynamicStore> store) {
   auto observer = std::make_shared<IPv4Observer>();
@@ -90,13 +97,20 @@ String IPv4Observer::typeOfIP(const String& address) const {
   auto parsed = parseIPv4Address(address);
   TQ_ASSERT_METHOD(parsed.has_value(), "typeOfIP:", u"Unable to parse given IP address.");
   const uint32_t ip = asNativeWord(*parsed);
+  // The labels as shared Strings, made once, so that an answer costs no allocation.
+  static const std::vector<String> labels = [] {
+    std::vector<String> l;
+    for (const TypeRow* row = types; row->network; ++row) l.emplace_back(row->label);
+    l.emplace_back(u"Public");
+    return l;
+  }();
   for (const TypeRow* row = types;; ++row) {
-    if (!row->network) return u"Public";
+    if (!row->network) return labels.back();
     auto network = parseIPv4Address(std::string_view(row->network));
     TQ_ASSERT_METHOD(network.has_value(), "typeOfIP:", u"Unable to parse network IP address.");
     // Built as a native integer with the high bits set, the shift count taken modulo 32.
     const uint32_t mask = 0xFFFFFFFFu << ((32 - row->prefix) % 32);
-    if ((mask & ip) == (mask & asNativeWord(*network))) return row->label;
+    if ((mask & ip) == (mask & asNativeWord(*network))) return labels[static_cast<std::size_t>(row - types)];
   }
 }
 

@@ -16,7 +16,8 @@ RunLoopSource::~RunLoopSource() {
 }
 
 bool RunLoopSource::isScheduled() const noexcept {
-  return source_ && g_source_get_context(source_) && !g_source_is_destroyed(source_);
+  // A destroyed source may have lost its context; ask whether it is destroyed first.
+  return source_ && !g_source_is_destroyed(source_) && g_source_get_context(source_);
 }
 
 void RunLoop::ContextRef::operator()(GMainContext* c) const noexcept {
@@ -45,7 +46,7 @@ void RunLoop::addSource(const std::shared_ptr<RunLoopSource>& source) {
 void RunLoop::removeSource(const std::shared_ptr<RunLoopSource>& source) {
   if (!source || !source->gsource()) return;
   GSource* s = source->gsource();
-  if (g_source_get_context(s) == context() && !g_source_is_destroyed(s)) g_source_destroy(s);
+  if (!g_source_is_destroyed(s) && g_source_get_context(s) == context()) g_source_destroy(s);
 }
 
 namespace {

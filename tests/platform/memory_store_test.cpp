@@ -142,3 +142,23 @@ TEST_F(MemoryStoreTest, DestroyedConnectionDeliversNothing) {
   EXPECT_TRUE(batches.empty());
   EXPECT_FALSE(source->isScheduled());
 }
+
+TEST(MemoryStoreLoop, ConnectionOutlivingItsLoopIsReleasedQuietly) {
+  static int criticals = 0;
+  guint handler = g_log_set_handler("GLib", static_cast<GLogLevelFlags>(G_LOG_LEVEL_CRITICAL | G_LOG_LEVEL_WARNING),
+                                    [](const gchar*, GLogLevelFlags, const gchar*, gpointer) { ++criticals; }, nullptr);
+  auto store = MemoryStore::create();
+  GMainContext* context = g_main_context_new();
+  auto c = store->createConnection(u"orphan", [](StoreConnection&, const Array&) {});
+  c->setNotificationKeys(Array{String(u"A")}, Array());
+  RunLoop(context).addSource(c->runLoopSource());
+  auto source = c->runLoopSource();
+  g_main_context_unref(context);  // the loop goes first
+  store->setValue(u"A", 1);
+  EXPECT_FALSE(source->isScheduled());
+  RunLoop::current().removeSource(source);
+  c.reset();
+  source.reset();
+  g_log_remove_handler("GLib", handler);
+  EXPECT_EQ(criticals, 0);
+}

@@ -63,7 +63,7 @@ TEST(NotificationCenter, TargetsAreHeldWeaklyAndRemovedByTarget) {
   center.postNotificationName(u"X", nullptr);
   center.postNotificationName(u"Y", nullptr);
   EXPECT_EQ(a->seen, (std::vector<std::string>{"X", "Y", "Y"}));
-  center.removeObserver(a.get());
+  center.removeObserver(a);
   center.postNotificationName(u"Y", nullptr);
   EXPECT_EQ(a->seen.size(), 3u);
 }

@@ -31,9 +31,11 @@ namespace tq {
 
 class EthernetObserver : public Object {
  public:
-  // A new observer for `service` on `store` (kept with a strong reference). `mediaSource` answers
-  // media(); pass systemMediaSource() for the kernel's answer. With a nil media source media()
-  // answers nil. A nil store gives an observer that reads nothing and never posts.
+  // A new observer for `service` on `store` (kept with a strong reference); media() asks the kernel
+  // (systemMediaSource()). A nil store gives an observer that reads nothing and never posts.
+  static std::shared_ptr<EthernetObserver> initWithService(const String& service,
+                                                           std::shared_ptr<SCDynamicStore> store);
+  // The same with the media word taken from `mediaSource` (a nil source makes media() answer nil).
   static std::shared_ptr<EthernetObserver> initWithService(const String& service,
                                                            std::shared_ptr<SCDynamicStore> store,
                                                            std::shared_ptr<MediaSource> mediaSource);

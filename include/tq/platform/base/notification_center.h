@@ -85,6 +85,10 @@ class NotificationCenter {
   void removeObserver(const NotificationToken& token);
   // Removes every registration of the target (any name, any sender).
   void removeObserver(const void* target);
+  template <class T>
+  void removeObserver(const std::shared_ptr<T>& target) {
+    removeObserver(static_cast<const void*>(target.get()));
+  }
   // Removes the target's registrations for that name (nil: any name) and sender (nil: any sender).
   void removeObserver(const void* target, const String& name, const std::shared_ptr<Object>& sender);
 
