@@ -29,6 +29,13 @@ using unichar = char16_t;
 class CharacterSet;
 class MutableString;
 
+namespace detail {
+// Code-unit buffers come from allocateUnits() (string.cpp) and go back through this.
+struct UnitsDeleter {
+  void operator()(unichar* units) const noexcept;
+};
+}  // namespace detail
+
 class String {
  public:
   // nil.
@@ -170,7 +177,7 @@ class MutableString {
 
  private:
   void grow(UInteger needed);
-  std::unique_ptr<unichar[]> units_;
+  std::unique_ptr<unichar[], detail::UnitsDeleter> units_;
   UInteger length_ = 0;
   UInteger capacity_ = 0;
 };
