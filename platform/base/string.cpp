@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <mutex>
 #include <new>
 #include <ostream>
 
@@ -15,7 +16,38 @@
 
 namespace tq {
 
-void detail::UnitsDeleter::operator()(unichar* units) const noexcept { std::free(units); }
+namespace {
+
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+constexpr std::size_t kLargeBuffer = 4 * kHugePage;
+constexpr std::size_t kMostKept = std::size_t{1} << 30;
+
+// The one large buffer kept for reuse.
+struct SpareBuffer {
+  std::mutex lock;
+  void* units = nullptr;
+  std::size_t bytes = 0;
+};
+
+SpareBuffer& spare() {
+  static SpareBuffer* s = new SpareBuffer;  // never destroyed: buffers may be released at exit
+  return *s;
+}
+
+}  // namespace
+
+void detail::UnitsDeleter::operator()(unichar* units) const noexcept {
+  void* release = units;
+  if (bytes >= kLargeBuffer && bytes <= kMostKept) {
+    // This buffer becomes the spare; the previous spare is released.
+    SpareBuffer& s = spare();
+    std::lock_guard<std::mutex> hold(s.lock);
+    release = s.units;
+    s.units = units;
+    s.bytes = bytes;
+  }
+  std::free(release);
+}
 
 struct String::Storage {
   std::unique_ptr<unichar[], detail::UnitsDeleter> units;
@@ -30,19 +62,28 @@ using Units = std::unique_ptr<unichar[], detail::UnitsDeleter>;
 // to the kernel for transparent huge pages: a new large string then takes a few dozen page faults
 // instead of thousands, which is most of the cost of producing it.
 Units allocateUnits(UInteger count) {
-  constexpr UInteger kHugePage = UInteger{2} << 20;
-  UInteger bytes = std::max<UInteger>(count, 1) * sizeof(unichar);
   if (count > std::numeric_limits<UInteger>::max() / (2 * sizeof(unichar))) throw std::bad_alloc();
-  void* p = nullptr;
-  if (bytes >= 4 * kHugePage) {
-    UInteger rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
-    if (posix_memalign(&p, kHugePage, rounded) != 0) throw std::bad_alloc();
-    madvise(p, rounded, MADV_HUGEPAGE);  // advice only: failure changes nothing
-  } else {
-    p = std::malloc(bytes);
+  UInteger bytes = std::max<UInteger>(count, 1) * sizeof(unichar);
+  if (bytes < kLargeBuffer) {
+    void* p = std::malloc(bytes);
     if (!p) throw std::bad_alloc();
+    return Units(static_cast<unichar*>(p));
   }
-  return Units(static_cast<unichar*>(p));
+  UInteger rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+  {
+    SpareBuffer& s = spare();
+    std::lock_guard<std::mutex> hold(s.lock);
+    if (s.units && s.bytes >= rounded && s.bytes / 2 <= rounded) {
+      Units reused(static_cast<unichar*>(s.units), detail::UnitsDeleter{s.bytes});
+      s.units = nullptr;
+      s.bytes = 0;
+      return reused;
+    }
+  }
+  void* p = nullptr;
+  if (posix_memalign(&p, kHugePage, rounded) != 0) throw std::bad_alloc();
+  madvise(p, rounded, MADV_HUGEPAGE);  // advice only: failure changes nothing
+  return Units(static_cast<unichar*>(p), detail::UnitsDeleter{rounded});
 }
 
 [[noreturn]] void raiseRange(const char* what, UInteger location, UInteger length, UInteger size) {
