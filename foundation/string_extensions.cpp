@@ -99,6 +99,18 @@ String stringWithSubstitute(const String& self, const String& substitute, const 
     outOfDomain(u"String", u"stringWithSubstitute:forCharactersFromSet:", __LINE__,
                 "the substitute contains a member of the character set, so substituting would never end");
   }
+  if (sub.size() == 1) {
+    // Same length: copy everything, then overwrite the members in place.
+    MutableString m = builderFor(v.size());
+    unichar* out = m.mutableData();
+    std::char_traits<char16_t>::copy(out, v.data(), v.size());
+    while (at < v.size()) {
+      out[at] = sub[0];
+      at += 1 + k.findMember(v.data() + at + 1, v.size() - at - 1, matcher);
+    }
+    m.setLength(v.size());
+    return std::move(m).take();
+  }
   MutableString m;
   m.reserve(v.size() + (sub.size() > 1 ? v.size() / 16 : 0));
   UInteger from = 0;

@@ -168,8 +168,12 @@ TQ_AVX2 std::size_t avx2FindMember(const char16_t* in, std::size_t n, const SetM
     __m256i v = load(in + i);
     unsigned hits = asciiMembers(v, table);
     if (set.anyFrom128 && !_mm256_testz_si256(v, nonAscii)) {
-      for (unsigned k = 0; k < 16; ++k) {
-        if (in[i + k] >= 0x80 && set.isMember(in[i + k])) hits |= 1u << k;
+      // Only the lanes at or above U+0080 need the bitmap.
+      unsigned rest = laneBits(_mm256_cmpeq_epi16(_mm256_and_si256(v, nonAscii), _mm256_setzero_si256())) ^ 0xFFFF;
+      while (rest) {
+        unsigned k = static_cast<unsigned>(__builtin_ctz(rest));
+        rest &= rest - 1;
+        if (set.isMember(in[i + k])) hits |= 1u << k;
       }
     }
     if (hits) return i + static_cast<std::size_t>(__builtin_ctz(hits));

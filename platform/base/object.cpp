@@ -27,7 +27,11 @@ String Object::className() const {
 String Object::description() const {
   char buf[64];
   std::snprintf(buf, sizeof buf, ": %p>", static_cast<const void*>(this));
-  return String::fromUTF8("<" + className().UTF8String() + buf);
+  // Appended piece by piece: `"<" + std::string&&` trips a false -Wrestrict in GCC 12.
+  std::string text(1, '<');
+  text += className().UTF8String();
+  text += buf;
+  return String::fromUTF8(text);
 }
 
 }  // namespace tq

@@ -2,7 +2,13 @@
 #include "tq/platform/base/string.h"
 
 #include <algorithm>
+#include <sys/mman.h>
+
+#include <cstdlib>
 #include <cstring>
+#include <limits>
+#include <mutex>
+#include <new>
 #include <ostream>
 
 #include "tq/platform/base/character_set.h"
@@ -10,12 +16,75 @@
 
 namespace tq {
 
+namespace {
+
+constexpr std::size_t kHugePage = std::size_t{2} << 20;
+constexpr std::size_t kLargeBuffer = 4 * kHugePage;
+constexpr std::size_t kMostKept = std::size_t{1} << 30;
+
+// The one large buffer kept for reuse.
+struct SpareBuffer {
+  std::mutex lock;
+  void* units = nullptr;
+  std::size_t bytes = 0;
+};
+
+SpareBuffer& spare() {
+  static SpareBuffer* s = new SpareBuffer;  // never destroyed: buffers may be released at exit
+  return *s;
+}
+
+}  // namespace
+
+void detail::UnitsDeleter::operator()(unichar* units) const noexcept {
+  void* release = units;
+  if (bytes >= kLargeBuffer && bytes <= kMostKept) {
+    // This buffer becomes the spare; the previous spare is released.
+    SpareBuffer& s = spare();
+    std::lock_guard<std::mutex> hold(s.lock);
+    release = s.units;
+    s.units = units;
+    s.bytes = bytes;
+  }
+  std::free(release);
+}
+
 struct String::Storage {
-  std::unique_ptr<unichar[]> units;
+  std::unique_ptr<unichar[], detail::UnitsDeleter> units;
   UInteger length = 0;
 };
 
 namespace {
+
+using Units = std::unique_ptr<unichar[], detail::UnitsDeleter>;
+
+// A buffer for `count` code units (at least one). Large buffers are aligned to 2 MiB and offered
+// to the kernel for transparent huge pages: a new large string then takes a few dozen page faults
+// instead of thousands, which is most of the cost of producing it.
+Units allocateUnits(UInteger count) {
+  if (count > std::numeric_limits<UInteger>::max() / (2 * sizeof(unichar))) throw std::bad_alloc();
+  UInteger bytes = std::max<UInteger>(count, 1) * sizeof(unichar);
+  if (bytes < kLargeBuffer) {
+    void* p = std::malloc(bytes);
+    if (!p) throw std::bad_alloc();
+    return Units(static_cast<unichar*>(p));
+  }
+  UInteger rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+  {
+    SpareBuffer& s = spare();
+    std::lock_guard<std::mutex> hold(s.lock);
+    if (s.units && s.bytes >= rounded && s.bytes / 2 <= rounded) {
+      Units reused(static_cast<unichar*>(s.units), detail::UnitsDeleter{s.bytes});
+      s.units = nullptr;
+      s.bytes = 0;
+      return reused;
+    }
+  }
+  void* p = nullptr;
+  if (posix_memalign(&p, kHugePage, rounded) != 0) throw std::bad_alloc();
+  madvise(p, rounded, MADV_HUGEPAGE);  // advice only: failure changes nothing
+  return Units(static_cast<unichar*>(p), detail::UnitsDeleter{rounded});
+}
 
 [[noreturn]] void raiseRange(const char* what, UInteger location, UInteger length, UInteger size) {
   std::string reason = std::string(what) + ": range {" + std::to_string(location) + ", " +
@@ -29,7 +98,7 @@ void checkRange(const char* what, Range r, UInteger size) {
 
 std::shared_ptr<String::Storage> makeStorage(const unichar* units, UInteger length) {
   auto s = std::make_shared<String::Storage>();
-  s->units.reset(new unichar[length ? length : 1]);
+  s->units = allocateUnits(length);
   if (length) std::memcpy(s->units.get(), units, length * sizeof(unichar));
   s->length = length;
   return s;
@@ -465,7 +534,7 @@ unichar MutableString::characterAtIndex(UInteger index) const {
 void MutableString::grow(UInteger needed) {
   if (needed <= capacity_) return;
   UInteger cap = std::max<UInteger>(needed, capacity_ + capacity_ / 2 + 16);
-  std::unique_ptr<unichar[]> fresh(new unichar[cap]);
+  Units fresh = allocateUnits(cap);
   if (length_) std::memcpy(fresh.get(), units_.get(), length_ * sizeof(unichar));
   units_ = std::move(fresh);
   capacity_ = cap;
@@ -549,7 +618,7 @@ String MutableString::copy() const {
 
 String MutableString::take() && {
   auto s = std::make_shared<String::Storage>();
-  if (!units_) units_.reset(new unichar[1]);
+  if (!units_) units_ = allocateUnits(1);
   s->units = std::move(units_);
   s->length = length_;
   length_ = capacity_ = 0;

@@ -36,20 +36,39 @@ constexpr unichar kGlibcAppleLogo = 0xE01E;
 bool isHigh(uint32_t u) { return u >= 0xD800 && u <= 0xDBFF; }
 bool isLow(uint32_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
 
-// One conversion descriptor for the duration of a call; closed on every path.
+// Conversion descriptors, opened once per thread and direction (opening one loads tables, which
+// costs far more than a short conversion) and closed when the thread ends. Each use starts from the
+// initial shift state.
 class Iconv {
  public:
-  Iconv(const char* to, const char* from) : cd_(iconv_open(to, from)) {}
-  ~Iconv() {
-    if (ok()) iconv_close(cd_);
+  Iconv(const char* to, const char* from) {
+    static thread_local Cache cache;
+    for (Entry& e : cache.entries) {
+      if (std::strcmp(e.to, to) == 0 && std::strcmp(e.from, from) == 0) {
+        cd_ = e.cd;
+        iconv(cd_, nullptr, nullptr, nullptr, nullptr);
+        return;
+      }
+    }
+    cd_ = iconv_open(to, from);
+    if (ok()) cache.entries.push_back({to, from, cd_});
   }
-  Iconv(const Iconv&) = delete;
-  Iconv& operator=(const Iconv&) = delete;
   bool ok() const { return cd_ != reinterpret_cast<iconv_t>(-1); }
   iconv_t get() const { return cd_; }
 
  private:
-  iconv_t cd_;
+  struct Entry {
+    const char* to;  // string literals: iconvName() and "UTF-16LE"
+    const char* from;
+    iconv_t cd;
+  };
+  struct Cache {
+    std::vector<Entry> entries;
+    ~Cache() {
+      for (Entry& e : entries) iconv_close(e.cd);
+    }
+  };
+  iconv_t cd_ = reinterpret_cast<iconv_t>(-1);
 };
 
 String decodeASCII(const uint8_t* b, UInteger n) {

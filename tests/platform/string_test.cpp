@@ -234,3 +234,50 @@ TEST(Uuid, UpperCaseVersion4AndUnique) {
   }
   EXPECT_EQ(t[14], '4');
 }
+
+TEST(StringLargeBuffers, ReusedBuffersNeverShowOldOrLiveText) {
+  // Buffers of 8 MiB and more are kept for reuse after release; a reused one must carry only the
+  // new text, and a live string's buffer must never be handed out.
+  const UInteger units = 5u << 20;  // 10 MiB
+  auto build = [&](unichar fill) {
+    MutableString m;
+    m.reserve(units);
+    std::char_traits<char16_t>::assign(m.mutableData(), units, fill);
+    m.setLength(units);
+    return std::move(m).take();
+  };
+  String live = build(u'a');
+  { String dropped = build(u'b'); }
+  String reused = build(u'c');
+  String fresh = build(u'd');
+  EXPECT_EQ(live.view().find_first_not_of(u'a'), std::u16string_view::npos);
+  EXPECT_EQ(reused.view().find_first_not_of(u'c'), std::u16string_view::npos);
+  EXPECT_EQ(fresh.view().find_first_not_of(u'd'), std::u16string_view::npos);
+  EXPECT_NE(live.data(), reused.data());
+  EXPECT_NE(reused.data(), fresh.data());
+  String grown = live.stringByAppendingString(u"!");
+  EXPECT_EQ(grown.length(), units + 1);
+  EXPECT_EQ(grown.characterAtIndex(units), u'!');
+}
+
+TEST(DataBuffers, NilEmptyIdentityAndRanges) {
+  Data nil;
+  EXPECT_TRUE(nil.isNil());
+  EXPECT_EQ(nil.length(), 0u);
+  EXPECT_EQ(nil.bytes(), nullptr);
+  EXPECT_TRUE(nil.subdataWithRange({0, 0}).isNil());
+  EXPECT_NE(nil, Data::empty());
+  EXPECT_FALSE(nil.isEqual(nil));
+  Data d{1, 2, 3, 4};
+  EXPECT_TRUE(d.subdataWithRange({0, 4}).isIdenticalTo(d));
+  EXPECT_EQ(d.subdataWithRange({1, 2}), (Data{2, 3}));
+  std::string reason = raisedReason([&] { (void)d.subdataWithRange({3, 2}); }, NSRangeException);
+  EXPECT_NE(reason.find("{3, 2}"), std::string::npos) << reason;
+  raisedReason([&] { (void)d.subdataWithRange({1, UInteger(-1)}); }, NSRangeException);
+  MutableData m(d);
+  m.appendBytes("\x05", 1);
+  m.setLength(6);
+  EXPECT_EQ(m.copy(), (Data{1, 2, 3, 4, 5, 0}));
+  EXPECT_EQ(d.length(), 4u) << "the mutable copy is separate";
+  EXPECT_EQ(std::hash<Data>()(Data{7, 8}), std::hash<Data>()(Data::withString("\x07\x08")));
+}

@@ -11,6 +11,10 @@
 // Literals: String s = u"text"; is the usual way to write a constant.
 //
 // Threads: a String may be read from any number of threads at once.
+//
+// Memory: buffers of 8 MiB or more are aligned for the kernel's huge pages, and the most recently
+// released one (one only, at most 1 GiB) is kept for the next large string, so that producing large
+// strings over and over does not pay for fresh pages every time.
 #pragma once
 
 #include <cstddef>
@@ -28,6 +32,15 @@ namespace tq {
 using unichar = char16_t;
 class CharacterSet;
 class MutableString;
+
+namespace detail {
+// Code-unit buffers come from allocateUnits() (string.cpp) and go back through this; `bytes` is set
+// for large buffers only, which may be kept for reuse.
+struct UnitsDeleter {
+  std::size_t bytes = 0;
+  void operator()(unichar* units) const noexcept;
+};
+}  // namespace detail
 
 class String {
  public:
@@ -170,7 +183,7 @@ class MutableString {
 
  private:
   void grow(UInteger needed);
-  std::unique_ptr<unichar[]> units_;
+  std::unique_ptr<unichar[], detail::UnitsDeleter> units_;
   UInteger length_ = 0;
   UInteger capacity_ = 0;
 };
