@@ -519,14 +519,17 @@ void drawViewHierarchy(const View& view, bool inFlippedSpace) {
 
 namespace {
 
-GraphicsContextRef renderInto(Size size, double scale, const std::function<void()>& draw) {
+GraphicsContextRef renderInto(Size size, double scale, const ColorRef& background,
+                              std::shared_ptr<DrawingRecorder> recorder, const std::function<void()>& draw) {
   auto context = GraphicsContext::imageContext(size, false, scale);
   if (!context) return nullptr;
+  context->setRecorder(std::move(recorder));
   auto previous = GraphicsContext::currentContext();
   GraphicsContext::setCurrentContext(context);
-  fill({0, 0, size.width, size.height}, Color::windowBackgroundColor());
+  fill({0, 0, size.width, size.height}, background);
   draw();
   GraphicsContext::setCurrentContext(previous);
+  context->setRecorder(nullptr);
   context->flushGraphics();
   return context;
 }
@@ -537,13 +540,17 @@ GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions&
   const Rect content = window.contentRect();
   const bool titleBar = options.titleBar && (window.styleMask() & NSWindowStyleMaskTitled);
   const double barHeight = titleBar ? kTitleBarHeight : 0;
-  return renderInto({content.w, content.h + barHeight}, options.scale, [&] {
+  // Heads-up panels are dark, their labels light.
+  const bool hud = window.styleMask() & NSWindowStyleMaskHUDWindow;
+  const ColorRef background = hud ? gray(0.16) : Color::windowBackgroundColor();
+  return renderInto({content.w, content.h + barHeight}, options.scale, background, options.recorder, [&] {
     if (titleBar) {
       const Rect bar{0, content.h, content.w, barHeight};
       cairo_t* cr = ctx().cairo();
       cairo_pattern_t* gradient = cairo_pattern_create_linear(0, bar.maxY(), 0, bar.y);
-      cairo_pattern_add_color_stop_rgb(gradient, 0, 0.93, 0.93, 0.93);
-      cairo_pattern_add_color_stop_rgb(gradient, 1, 0.84, 0.84, 0.84);
+      const double top = hud ? 0.25 : 0.93, bottom = hud ? 0.2 : 0.84;
+      cairo_pattern_add_color_stop_rgb(gradient, 0, top, top, top);
+      cairo_pattern_add_color_stop_rgb(gradient, 1, bottom, bottom, bottom);
       cairo_rectangle(cr, bar.x, bar.y, bar.w, bar.h);
       cairo_set_source(cr, gradient);
       cairo_fill(cr);
@@ -555,7 +562,8 @@ GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions&
         const bool active = window.styleMask() & buttons[i];
         circle({13.0 + 20 * i, bar.y + bar.h / 2}, 6, active ? lights[i] : gray(0.8), gray(0, 0.15));
       }
-      text(window.title(), inset(bar, 70, 0), FontDescriptor::systemFont(13), gray(0.25), TextAlignment::Center);
+      text(window.title(), inset(bar, 70, 0), FontDescriptor::systemFont(13), gray(hud ? 0.9 : 0.25),
+           TextAlignment::Center);
     }
     if (const auto& view = window.contentView()) {
       GraphicsContext::saveGraphicsState();
@@ -570,9 +578,9 @@ GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions&
   });
 }
 
-GraphicsContextRef renderView(const View& view, double scale) {
+GraphicsContextRef renderView(const View& view, double scale, std::shared_ptr<DrawingRecorder> recorder) {
   const Rect f = view.frame();
-  return renderInto({f.w, f.h}, scale, [&] {
+  return renderInto({f.w, f.h}, scale, Color::windowBackgroundColor(), std::move(recorder), [&] {
     AffineTransform t;
     t.translateXBy(-f.x, -f.y);
     t.concat();

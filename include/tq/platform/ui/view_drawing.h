@@ -10,6 +10,9 @@
 // Threads: the thread that owns the model; drawing goes to that thread's current context.
 #pragma once
 
+#include <memory>
+
+#include "tq/platform/ui/drawing_recorder.h"
 #include "tq/platform/ui/graphics_context.h"
 #include "tq/platform/ui/view.h"
 #include "tq/platform/ui/window.h"
@@ -26,12 +29,15 @@ struct WindowRenderOptions {
   double scale = 1.0;
   // Draw a title bar above the content (for titled windows).
   bool titleBar = true;
+  // When set, receives a record of every drawing call.
+  std::shared_ptr<DrawingRecorder> recorder;
 };
 
 // A new image of the window: its title bar (when titled) above its content view drawn at the
 // content rectangle's size. Nil when the window's content is empty or too large for an image.
 GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions& options = {});
 // A new image of a view tree on a window-coloured background, the size of the view's frame.
-GraphicsContextRef renderView(const View& view, double scale = 1.0);
+GraphicsContextRef renderView(const View& view, double scale = 1.0,
+                              std::shared_ptr<DrawingRecorder> recorder = nullptr);
 
 }  // namespace tq
