@@ -57,7 +57,10 @@ int runRender(const std::vector<std::string>& argv) {
   }
 
   tq::NibReadResult result = tq::readNibFile(path);
-  if (!result) throw tq::cli::Failure(path + ": " + result.error().reason);
+  if (!result) {
+    const std::string& reason = result.error().reason;
+    throw tq::cli::Failure(reason.find(path) == std::string::npos ? path + ": " + reason : reason);
+  }
   const auto items = drawables(result.nib());
 
   if (list) {
