@@ -493,6 +493,14 @@ void drawViewContent(const View& view, Rect b) {
   drawByClassName(view, b);
 }
 
+// Whether a view's own coordinates run downwards. Scroll views, split views and table header views
+// lay their subviews out from the top on the platform whatever the model says.
+bool flippedForDrawing(const View& view) {
+  if (view.isFlipped() || dynamic_cast<const ScrollView*>(&view)) return true;
+  const String name = view.className();
+  return name == String(u"NSSplitView") || name == String(u"NSTableHeaderView");
+}
+
 }  // namespace
 
 void drawViewHierarchy(const View& view, bool inFlippedSpace) {
@@ -503,7 +511,8 @@ void drawViewHierarchy(const View& view, bool inFlippedSpace) {
   GraphicsContext::saveGraphicsState();
   AffineTransform t;
   t.translateXBy(frame.x, frame.y);
-  if (view.isFlipped() != inFlippedSpace) {
+  const bool flipped = flippedForDrawing(view);
+  if (flipped != inFlippedSpace) {
     t.translateXBy(0, frame.h);
     t.scaleXBy(1, -1);
   }
@@ -512,7 +521,7 @@ void drawViewHierarchy(const View& view, bool inFlippedSpace) {
   context->clipToRect(bounds);
   drawViewContent(view, bounds);
   for (const auto& subview : view.subviews()) {
-    if (subview) drawViewHierarchy(*subview, view.isFlipped());
+    if (subview) drawViewHierarchy(*subview, flipped);
   }
   GraphicsContext::restoreGraphicsState();
 }

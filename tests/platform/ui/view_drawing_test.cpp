@@ -204,3 +204,23 @@ TEST(ViewDrawing, HandBrakeMainWindowShowsItsLabelsAndTabs) {
             textRecord(*options.recorder, u"Save As:")->contextRect().y)
       << "Source is near the top, Save As near the bottom";
 }
+
+TEST(ViewDrawing, TableHeadersSitAtTheTopOfTheirScrollViews) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  const auto path = test::corpusDir() / "handbrake/macosx/Base.lproj/Audio.xib";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no HandBrake audio view in the corpus";
+  NibReadResult result = readNibFile(path.string());
+  ASSERT_TRUE(result);
+  std::shared_ptr<View> view;
+  for (const auto& object : result.nib().topLevelObjects()) {
+    if (!view) view = std::dynamic_pointer_cast<View>(object);
+  }
+  ASSERT_NE(view, nullptr);
+  auto recorder = std::make_shared<DrawingRecorder>();
+  ASSERT_NE(renderView(*view, 1.0, recorder), nullptr);
+  const DrawingRecord* header = textRecord(*recorder, u"Track");
+  ASSERT_NE(header, nullptr);
+  // The scroll view spans y 20 to 142 of the view (origin bottom left); its header is its top 23.
+  EXPECT_GT(header->contextRect().y, 142 - 23 - 1);
+  EXPECT_LE(header->contextRect().maxY(), 142 + 1e-9);
+}
