@@ -371,3 +371,37 @@ TEST(Bindings, BindersGroupNumberedVariants) {
 
 }  // namespace
 }  // namespace tq
+
+namespace tq {
+namespace {
+
+TEST(Cells, CopiesKeepValuesButNotViewsBindingsOrMenus) {
+  TextField field;
+  auto cell = field.textFieldCell();
+  cell->setStringValue(u"Name");
+  cell->setPlaceholderString(u"Type here");
+  cell->setDrawsBackground(true);
+  cell->bind(u"value", nullptr, u"self.name", Dictionary::empty());
+  auto copy = std::dynamic_pointer_cast<TextFieldCell>(cell->copy());
+  ASSERT_TRUE(copy);
+  EXPECT_NE(copy, cell);
+  EXPECT_EQ(copy->stringValue(), String(u"Name"));
+  EXPECT_EQ(copy->placeholderString(), String(u"Type here"));
+  EXPECT_TRUE(copy->drawsBackground());
+  EXPECT_EQ(copy->controlView(), nullptr);
+  EXPECT_EQ(cell->controlView(), &field);
+  EXPECT_TRUE(copy->binders().empty());
+
+  PopUpButtonCell popUp;
+  auto item = popUp.menu()->addItemWithTitle(u"One");
+  item->setSubmenu(std::make_shared<Menu>(u"Sub"));
+  auto popUpCopy = std::dynamic_pointer_cast<PopUpButtonCell>(popUp.copy());
+  ASSERT_TRUE(popUpCopy);
+  ASSERT_NE(popUpCopy->menu(), popUp.menu());
+  EXPECT_EQ(popUpCopy->menu()->itemAtIndex(0)->title(), String(u"One"));
+  EXPECT_NE(popUpCopy->menu()->itemAtIndex(0)->submenu(), item->submenu());
+  EXPECT_EQ(popUpCopy->menu()->itemAtIndex(0)->submenu()->supermenu(), popUpCopy->menu().get());
+}
+
+}  // namespace
+}  // namespace tq
