@@ -9,6 +9,13 @@ Size PangoTextMeasurer::sizeOfString(const String& string, const FontDescriptor&
   return sizeOfText(string, Font::fontWithDescriptor(font));
 }
 
+Size PangoTextMeasurer::sizeOfString(const String& string, const FontDescriptor& font, double maxWidth) const {
+  TextAttributes attributes;
+  attributes.font = Font::fontWithDescriptor(font);
+  attributes.lineBreakMode = LineBreakMode::ByWordWrapping;
+  return sizeOfText(string, attributes, {maxWidth, 0});
+}
+
 double PangoTextMeasurer::defaultLineHeight(const FontDescriptor& font) const {
   return Font::fontWithDescriptor(font)->defaultLineHeight();
 }

@@ -146,6 +146,13 @@ TEST(PangoTextMeasurer, TheModelMeasuresWithTheTextSystem) {
   EXPECT_EQ(TextMeasurer::current().sizeOfString(u"Hello, World", font),
             sizeOfText(u"Hello, World", Font::systemFontOfSize(13)));
   EXPECT_EQ(TextMeasurer::current().defaultLineHeight(font), Font::systemFontOfSize(13)->defaultLineHeight());
+  // Wrapping goes through the real layout: word breaks, not an estimate from the one-line width.
+  TextAttributes wrap;
+  wrap.font = Font::systemFontOfSize(13);
+  const String sentence = u"The quick brown fox jumps over the lazy dog";
+  EXPECT_EQ(TextMeasurer::current().sizeOfString(sentence, font, 100), sizeOfText(sentence, wrap, {100, 0}));
+  EXPECT_GT(TextMeasurer::current().sizeOfString(sentence, font, 100).height,
+            TextMeasurer::current().sizeOfString(sentence, font).height);
   TextMeasurer::setCurrent(nullptr);
   EXPECT_EQ(dynamic_cast<const PangoTextMeasurer*>(&TextMeasurer::current()), nullptr);
 }

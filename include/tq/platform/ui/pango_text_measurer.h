@@ -13,6 +13,9 @@ class PangoTextMeasurer : public TextMeasurer {
  public:
   // The natural size of the string in the font (sizeOfText without wrapping).
   Size sizeOfString(const String& string, const FontDescriptor& font) const override;
+  // The size wrapped by words to maxWidth, as sizeOfText with ByWordWrapping lays it out (a
+  // maxWidth of 0 or less does not wrap).
+  Size sizeOfString(const String& string, const FontDescriptor& font, double maxWidth) const override;
   // Font::defaultLineHeight() of the font.
   double defaultLineHeight(const FontDescriptor& font) const override;
 
