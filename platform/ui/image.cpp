@@ -19,7 +19,7 @@ namespace tq {
 namespace {
 
 // Images larger than this many pixels are refused rather than risk exhausting memory.
-constexpr double kMaxPixels = 256.0 * 1024 * 1024;
+constexpr double kMaxPixels = 64.0 * 1024 * 1024;
 constexpr int kMaxSide = 32767;
 
 cairo_surface_t* surfaceFromPixbuf(GdkPixbuf* pixbuf) {
@@ -76,9 +76,23 @@ void bmpResolution(const uint8_t* bytes, std::size_t length, double& xdpi, doubl
 ImageRef imageFromBytes(const uint8_t* bytes, std::size_t length) {
   if (!bytes || length == 0) return nullptr;
   GdkPixbufLoader* loader = gdk_pixbuf_loader_new();
+  // A header that announces a huge image is refused as soon as it is read, before the pixels are
+  // allocated: the loader is asked for a 1 x 1 result and the rest of the data is not fed.
+  bool tooLarge = false;
+  g_signal_connect(loader, "size-prepared", G_CALLBACK(+[](GdkPixbufLoader* l, int w, int h, gpointer flag) {
+                     if (w > kMaxSide || h > kMaxSide || double(w) * h > kMaxPixels) {
+                       *static_cast<bool*>(flag) = true;
+                       gdk_pixbuf_loader_set_size(l, 1, 1);
+                     }
+                   }),
+                   &tooLarge);
   GError* error = nullptr;
-  bool ok = gdk_pixbuf_loader_write(loader, bytes, length, &error);
-  ok = gdk_pixbuf_loader_close(loader, ok ? &error : nullptr) && ok;
+  bool ok = true;
+  constexpr std::size_t kChunk = 64 * 1024;
+  for (std::size_t at = 0; ok && !tooLarge && at < length; at += kChunk) {
+    ok = gdk_pixbuf_loader_write(loader, bytes + at, std::min(kChunk, length - at), &error);
+  }
+  ok = gdk_pixbuf_loader_close(loader, ok ? &error : nullptr) && ok && !tooLarge;
   g_clear_error(&error);
   GdkPixbuf* pixbuf = ok ? gdk_pixbuf_loader_get_pixbuf(loader) : nullptr;
   ImageRef image;

@@ -121,7 +121,39 @@ TEST(Image, LoadsEachFormatWithItsSizeInPointsFromTheResolution) {
   }
 }
 
+namespace {
+
+uint32_t crc32(const std::vector<uint8_t>& bytes, std::size_t from) {
+  uint32_t c = 0xFFFFFFFFu;
+  for (std::size_t i = from; i < bytes.size(); ++i) {
+    c ^= bytes[i];
+    for (int k = 0; k < 8; ++k) c = (c >> 1) ^ (0xEDB88320u & (0u - (c & 1u)));
+  }
+  return ~c;
+}
+
+void put32(std::vector<uint8_t>& out, uint32_t v) {
+  for (int shift = 24; shift >= 0; shift -= 8) out.push_back(uint8_t(v >> shift));
+}
+
+// A PNG whose header announces width x height pixels, with no pixel data behind it.
+std::vector<uint8_t> pngHeader(uint32_t width, uint32_t height) {
+  std::vector<uint8_t> png = {0x89, 'P', 'N', 'G', '\r', '\n', 0x1A, '\n'};
+  put32(png, 13);
+  const std::size_t type = png.size();
+  png.insert(png.end(), {'I', 'H', 'D', 'R'});
+  put32(png, width);
+  put32(png, height);
+  png.insert(png.end(), {8, 6, 0, 0, 0});
+  put32(png, crc32(png, type));
+  return png;
+}
+
+}  // namespace
+
 TEST(Image, UnreadableInputGivesNil) {
+  const auto huge = pngHeader(30000, 30000);
+  EXPECT_EQ(Image::imageWithData(Data::withBytes(huge.data(), huge.size())), nullptr) << "too large to hold";
   test::TempDir dir;
   writeAll(dir.str() + "/junk.png", {'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'm', 'a', 'g', 'e'});
   EXPECT_EQ(Image::imageWithContentsOfFile(String::fromUTF8(dir.str() + "/junk.png")), nullptr);

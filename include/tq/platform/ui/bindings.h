@@ -101,6 +101,10 @@ String bindingGroupName(const String& binding);
 // The bindings of one object. Mixed into every interface object (InterfaceObject).
 class Bindable {
  public:
+  Bindable() = default;
+  // A copy starts without bindings: bindings belong to the object they were made on.
+  Bindable(const Bindable&) {}
+  Bindable& operator=(const Bindable&) { return *this; }
   virtual ~Bindable() = default;
 
   // The binder serving the named binding, or nullptr when the object has no such binding (the

@@ -173,9 +173,10 @@ class GraphicsContext : public Object {
   std::shared_ptr<DrawingRecorder> recorder() const { return recorder_; }
   void setRecorder(std::shared_ptr<DrawingRecorder> recorder) { recorder_ = std::move(recorder); }
 
-  // Prepares cr for a fill or stroke with a colour and operation (used by drawing units).
+  // Makes `color` Cairo's source on cr (for drawing units that draw with Cairo directly).
   void setSourceColor(const Color& color);
 
+  // Use the factories above; public for std::make_shared.
   GraphicsContext(cairo_t* cr, double height, bool flipped);
 
  private:
@@ -199,7 +200,8 @@ class GraphicsContext : public Object {
 void rectFill(Rect rect);
 // The same with another operation.
 void rectFillUsingOperation(Rect rect, CompositingOperation op);
-// Strokes the outline of a rectangle, one point wide, inside the rectangle.
+// Draws a frame one point wide just inside a rectangle with the fill colour, replacing what was
+// there (NSCompositeCopy), as four edge fills.
 void frameRect(Rect rect);
 
 // The platform's path drawing shortcuts that act on the current context.
