@@ -357,6 +357,70 @@ TEST(NibReader, ReportsDocumentsThatDoNotParse) {
   EXPECT_NE(missing.error().reason.find("/nonexistent/Main.xib"), std::string::npos);
 }
 
+TEST(NibReader, ResolvesGridsTabsTablesAndCrossReferences) {
+  NibReadResult r = readNibData(document(R"(
+    <customView id="cv"><rect key="frame" x="0" y="0" width="300" height="200"/><subviews>
+      <matrix id="m"><rect key="frame" x="0" y="0" width="90" height="40"/>
+        <cells><column><buttonCell type="radio" title="A" id="c1"/><buttonCell type="radio" title="B" id="c2"/></column>
+               <column><buttonCell type="radio" title="C" id="c3"/><buttonCell type="radio" title="D" id="c4"/></column></cells></matrix>
+      <tabView initialItem="t2" id="tv"><rect key="frame" x="0" y="0" width="90" height="40"/><tabViewItems>
+        <tabViewItem label="One" id="t1"><view key="view" id="tv1"/></tabViewItem>
+        <tabViewItem label="Two" id="t2"><view key="view" id="tv2"/></tabViewItem></tabViewItems></tabView>
+      <scrollView id="s"><rect key="frame" x="0" y="0" width="90" height="40"/>
+        <clipView key="contentView" id="cl"><subviews>
+          <outlineView headerView="hv" outlineTableColumn="col2" id="ov"><rect key="frame" x="0" y="0" width="90" height="40"/>
+            <tableColumns>
+              <tableColumn identifier="a" width="50" id="col1"><tableHeaderCell key="headerCell" title="Name"/></tableColumn>
+              <tableColumn identifier="b" width="40" hidden="YES" id="col2"><tableHeaderCell key="headerCell" title="Size"/></tableColumn>
+            </tableColumns></outlineView></subviews></clipView>
+        <scroller key="verticalScroller" id="vs"><rect key="frame" x="80" y="0" width="10" height="40"/></scroller>
+        <tableHeaderView key="headerView" id="hv"><rect key="frame" x="0" y="0" width="90" height="17"/></tableHeaderView></scrollView>
+    </subviews></customView>)"));
+  ASSERT_TRUE(r) << r.error().reason;
+  EXPECT_TRUE(r.nib().warnings().empty());
+  auto matrix = std::dynamic_pointer_cast<Matrix>(r.nib().objectWithIdentifier(u"m"));
+  ASSERT_TRUE(matrix);
+  std::vector<String> order;
+  for (const auto& c : matrix->cells()) order.push_back(c->title());
+  EXPECT_EQ(order, (std::vector<String>{u"A", u"C", u"B", u"D"})) << "archived by column, kept by row";
+
+  auto tabs = std::dynamic_pointer_cast<TabView>(r.nib().objectWithIdentifier(u"tv"));
+  ASSERT_TRUE(tabs);
+  EXPECT_EQ(tabs->indexOfSelectedTabViewItem(), 1);
+  EXPECT_EQ(tabs->subviews().at(0), r.nib().objectWithIdentifier(u"tv2"));
+
+  auto scroll = std::dynamic_pointer_cast<ScrollView>(r.nib().objectWithIdentifier(u"s"));
+  auto outline = std::dynamic_pointer_cast<OutlineView>(r.nib().objectWithIdentifier(u"ov"));
+  ASSERT_TRUE(scroll && outline);
+  EXPECT_EQ(scroll->documentView(), outline);
+  EXPECT_EQ(scroll->verticalScroller()->className(), String(u"NSScroller"));
+  EXPECT_EQ(scroll->headerView(), r.nib().objectWithIdentifier(u"hv"));
+  EXPECT_EQ(outline->headerView(), scroll->headerView());
+  ASSERT_EQ(outline->numberOfColumns(), 2);
+  EXPECT_EQ(outline->outlineTableColumn(), outline->tableColumns()[1]);
+  EXPECT_TRUE(outline->tableColumns()[1]->isHidden());
+  EXPECT_EQ(outline->tableColumns()[0]->width(), 50);
+  EXPECT_EQ(outline->tableColumns()[0]->title(), String(u"Name"));
+}
+
+TEST(NibReader, BindingsWithoutAnOwnerAndUnreadableOptions) {
+  NibReadResult r = readNibData(document(R"(
+    <textField id="t"><rect key="frame" x="0" y="0" width="9" height="9"/><textFieldCell key="cell" id="tc"/>
+      <connections><binding destination="-2" name="value" keyPath="self.x" id="b">
+        <dictionary key="options"><date key="NSNullPlaceholder"/><bool key="NSValidatesImmediately" value="YES"/></dictionary>
+      </binding></connections></textField>)"));
+  ASSERT_TRUE(r);
+  auto field = std::dynamic_pointer_cast<TextField>(r.nib().topLevelObjects().at(0));
+  auto binder = field->binderForBinding(u"value");
+  ASSERT_TRUE(binder);
+  EXPECT_EQ(binder->bindingInfos()[0]->observedObject(), nullptr);
+  EXPECT_TRUE(binder->bindingInfos()[0]->placeholderForMarker(NSNullMarker).isNil());
+  EXPECT_TRUE(binder->bindingInfos()[0]->options().objectForKey(u"NSValidatesImmediately").boolValue());
+  // Only the date option: without an owner, the owner's outlets (one to "nowhere") are not looked at.
+  ASSERT_EQ(r.nib().warnings().size(), 1u);
+  EXPECT_NE(r.nib().warnings()[0].find("NSNullPlaceholder"), std::string::npos);
+}
+
 // --- the shared corpus -----------------------------------------------------------------------------
 
 std::filesystem::path corpusFile(const char* relative) { return test::corpusDir() / relative; }

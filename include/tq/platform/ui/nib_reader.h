@@ -13,7 +13,9 @@
 // base64-UTF8 decoded), custom classes (through a ClassRegistry; unknown ones fall back to the
 // element's base class), outlets and actions. Elements the model has no class for become the
 // nearest base: a View (when they have a frame) or a GenericObject, with className() giving the
-// platform name (e.g. "NSStepper" for a Control).
+// platform name: a Control when they have a cell ("NSStepper"), an ActionCell for unknown cells
+// ("NSStepperCell"), a View when they have a frame or subviews ("NSProgressIndicator"), else a
+// GenericObject ("NSArrayController", "NSLayoutConstraint"; a customObject is an "NSObject").
 //
 // Top-level objects: the children of the document's "objects" element in document order, except
 // the placeholders File's Owner (id -2), First Responder (-1) and Application (-3). The result's
@@ -87,7 +89,7 @@ class Nib {
   const std::vector<std::string>& warnings() const { return warnings_; }
   // The number of interface objects made (top-level objects and everything inside them).
   std::size_t objectCount() const { return objectCount_; }
-  // The document's tools version and the archive's format ("com.apple.InterfaceBuilder3.Cocoa.XIB").
+  // The archive's format ("com.apple.InterfaceBuilder3.Cocoa.XIB").
   const String& documentType() const { return documentType_; }
 
  private:

@@ -1,8 +1,8 @@
 // ScrollView and ClipView: a scrolling frame around a document view.
 //
-// The scroll view's subviews are its clip view (content view), then its scrollers, then the clip
-// view holding a table's header view when there is one. The clip view's one subview is the document
-// view.
+// The scroll view's subviews are its clip view (content view, always first), its scrollers and the
+// clip view holding a table's header view, the last two in the order they were set (an archive sets
+// the scrollers first). The clip view's one subview is the document view.
 #pragma once
 
 #include <memory>
