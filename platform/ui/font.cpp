@@ -1,0 +1,144 @@
+// Fonts: name resolution with fallbacks, the shared font cache, and metrics from Pango.
+#include "tq/platform/ui/font.h"
+
+#include <cmath>
+#include <cstdio>
+#include <map>
+#include <tuple>
+
+#include "text_system.h"
+
+namespace tq {
+
+namespace {
+
+constexpr const char16_t* kSystemFamily = u"DejaVu Sans";
+constexpr const char* kSansFallback = "DejaVu Sans,Sans";
+constexpr const char* kMonoFallback = "DejaVu Sans Mono,Monospace";
+
+bool isFixedPitchFamily(const std::string& family) {
+  static const char* const names[] = {"Menlo", "Monaco", "Courier", "Courier New", "Andale Mono",
+                                      "SF Mono", "DejaVu Sans Mono", "Monospace", "Consolas"};
+  for (const char* n : names) {
+    if (family == n) return true;
+  }
+  return false;
+}
+
+bool contains(const std::string& s, const char* part) { return s.find(part) != std::string::npos; }
+
+using CacheKey = std::tuple<std::u16string, double, bool, bool>;
+
+std::map<CacheKey, FontRef>& fontCache() {
+  static auto* cache = new std::map<CacheKey, FontRef>();
+  return *cache;
+}
+
+double positiveOr(double size, double fallback) { return size > 0 && std::isfinite(size) ? size : fallback; }
+
+}  // namespace
+
+Font::Font(Key, const String& fontName, const String& familyName, double size, bool bold, bool italic,
+           bool fixedPitch)
+    : fontName_(fontName), familyName_(familyName), size_(size), bold_(bold), italic_(italic),
+      fixedPitch_(fixedPitch), description_(pango_font_description_new()) {
+  std::string families = familyName.UTF8String();
+  families += ',';
+  families += fixedPitch ? kMonoFallback : kSansFallback;
+  pango_font_description_set_family(description_, families.c_str());
+  pango_font_description_set_absolute_size(description_, size * PANGO_SCALE);
+  pango_font_description_set_weight(description_, bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
+  pango_font_description_set_style(description_, italic ? PANGO_STYLE_ITALIC : PANGO_STYLE_NORMAL);
+}
+
+Font::~Font() { pango_font_description_free(description_); }
+
+FontRef Font::make(const String& fontName, const String& familyName, double size, bool bold, bool italic,
+                   bool fixedPitch) {
+  auto& system = detail::TextSystem::shared();
+  auto guard = system.lock();
+  CacheKey key{fontName.u16string(), size, bold, italic};
+  auto& cache = fontCache();
+  if (auto found = cache.find(key); found != cache.end()) return found->second;
+
+  auto font = std::make_shared<Font>(Key(), fontName, familyName, size, bold, italic, fixedPitch);
+  PangoFontMetrics* metrics = pango_context_get_metrics(system.context(), font->description_, nullptr);
+  font->ascent_ = pango_font_metrics_get_ascent(metrics) / double(PANGO_SCALE);
+  font->descent_ = pango_font_metrics_get_descent(metrics) / double(PANGO_SCALE);
+  const double height = pango_font_metrics_get_height(metrics) / double(PANGO_SCALE);
+  font->gap_ = std::max(0.0, height - font->ascent_ - font->descent_);
+  pango_font_metrics_unref(metrics);
+  cache.emplace(std::move(key), font);
+  return font;
+}
+
+String Font::systemFontFamily() { return kSystemFamily; }
+
+FontRef Font::fontWithName(const String& name, double size) {
+  if (name.length() == 0) return nullptr;
+  size = positiveOr(size, systemFontSize());
+  std::string utf8 = name.UTF8String();
+  std::string family = utf8;
+  bool bold = false, italic = false;
+  if (auto dash = utf8.rfind('-'); dash != std::string::npos && dash > 0) {
+    const std::string style = utf8.substr(dash + 1);
+    family = utf8.substr(0, dash);
+    bold = contains(style, "Bold") || contains(style, "Heavy") || contains(style, "Black");
+    italic = contains(style, "Italic") || contains(style, "Oblique");
+  }
+  if (family == "System" || family == ".AppleSystemUIFont" || family == "LucidaGrande" ||
+      family == "Lucida Grande") {
+    family = "DejaVu Sans";
+  }
+  return make(name, String::fromUTF8(family), size, bold, italic, isFixedPitchFamily(family));
+}
+
+FontRef Font::systemFontOfSize(double size) {
+  return make(u"DejaVuSans", kSystemFamily, positiveOr(size, systemFontSize()), false, false, false);
+}
+
+FontRef Font::boldSystemFontOfSize(double size) {
+  return make(u"DejaVuSans-Bold", kSystemFamily, positiveOr(size, systemFontSize()), true, false, false);
+}
+
+FontRef Font::labelFontOfSize(double size) { return systemFontOfSize(positiveOr(size, labelFontSize())); }
+
+FontRef Font::userFixedPitchFontOfSize(double size) {
+  return make(u"DejaVuSansMono", u"DejaVu Sans Mono", positiveOr(size, 10.0), false, false, true);
+}
+
+FontRef Font::fontWithDescriptor(const FontDescriptor& descriptor) {
+  const bool system = descriptor.name.isNil() || descriptor.name == String(u"System") ||
+                      !descriptor.metaFont.isNil();
+  if (system) {
+    return descriptor.bold ? boldSystemFontOfSize(descriptor.size) : systemFontOfSize(descriptor.size);
+  }
+  FontRef font = fontWithName(descriptor.name, descriptor.size);
+  if (font && descriptor.bold && !font->isBold()) {
+    font = make(font->fontName_, font->familyName_, font->size_, true, font->italic_, font->fixedPitch_);
+  }
+  return font ? font : systemFontOfSize(descriptor.size);
+}
+
+double Font::ascender() const { return ascent_; }
+double Font::descender() const { return -descent_; }
+double Font::leading() const { return gap_; }
+
+double Font::defaultLineHeight() const {
+  return std::max(1.0, std::round(ascent_) + std::round(descent_) + std::round(gap_));
+}
+
+double Font::baselineOffset() const { return std::round(ascent_); }
+
+bool Font::isEqual(const Object& other) const {
+  const auto* f = dynamic_cast<const Font*>(&other);
+  return f && f->fontName_ == fontName_ && f->size_ == size_ && f->bold_ == bold_ && f->italic_ == italic_;
+}
+
+String Font::description() const {
+  char size[32];
+  std::snprintf(size, sizeof size, " %gpt", size_);
+  return String::fromUTF8(fontName_.UTF8String() + size);
+}
+
+}  // namespace tq

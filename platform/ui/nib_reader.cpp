@@ -1,0 +1,981 @@
+// The XML interface document reader.
+//
+// One pass over the document builds the objects depth first, in document order, keeping every
+// object alive in a table by identifier while the pass runs; connections, cross references
+// (header views, selected items) and awakeFromNib follow once the whole tree exists. Only then are
+// the top-level objects handed out, and the table is dropped, so that they alone own the result.
+#include "tq/platform/ui/nib_reader.h"
+
+#include <pugixml.hpp>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <optional>
+#include <sys/stat.h>
+
+#include "tq/platform/base/exception.h"
+#include "tq/platform/ui/box.h"
+#include "tq/platform/ui/button.h"
+#include "tq/platform/ui/capabilities.h"
+#include "tq/platform/ui/class_registry.h"
+#include "tq/platform/ui/generic_object.h"
+#include "tq/platform/ui/image_view.h"
+#include "tq/platform/ui/matrix.h"
+#include "tq/platform/ui/menu.h"
+#include "tq/platform/ui/scroll_view.h"
+#include "tq/platform/ui/segmented_control.h"
+#include "tq/platform/ui/tab_view.h"
+#include "tq/platform/ui/table_view.h"
+#include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/window.h"
+
+namespace tq {
+
+std::shared_ptr<Object> Nib::objectWithIdentifier(const String& identifier) const {
+  auto it = objects_.find(identifier);
+  return it == objects_.end() ? nullptr : it->second.lock();
+}
+
+const Nib& NibReadResult::nib() const {
+  if (!nib_) {
+    AssertionHandler::currentHandler().handleFailureInMethod(u"nib", String(u"NibReadResult"),
+                                                             String::fromUTF8(detail::sourceFileName(__FILE__)),
+                                                             __LINE__, u"the read failed: " + String::fromUTF8(error_.reason).u16string());
+  }
+  return *nib_;
+}
+
+Nib& NibReadResult::nib() { return const_cast<Nib&>(static_cast<const NibReadResult*>(this)->nib()); }
+
+namespace {
+
+// A failure that aborts the whole read.
+struct ReadFailure {
+  std::string reason;
+};
+
+constexpr int kMaxDepth = 200;
+
+// --- attribute helpers ---------------------------------------------------------------------------
+
+String str(const char* utf8) { return String::fromUTF8(utf8); }
+
+bool hasAttr(pugi::xml_node n, const char* name) { return static_cast<bool>(n.attribute(name)); }
+
+String attr(pugi::xml_node n, const char* name) {
+  pugi::xml_attribute a = n.attribute(name);
+  return a ? str(a.value()) : String();
+}
+
+bool boolAttr(pugi::xml_node n, const char* name, bool fallback) {
+  pugi::xml_attribute a = n.attribute(name);
+  if (!a) return fallback;
+  return std::strcmp(a.value(), "YES") == 0;
+}
+
+double numberAttr(pugi::xml_node n, const char* name, double fallback) {
+  pugi::xml_attribute a = n.attribute(name);
+  if (!a) return fallback;
+  char* end = nullptr;
+  const double v = std::strtod(a.value(), &end);
+  return end == a.value() ? fallback : v;
+}
+
+bool is(pugi::xml_node n, const char* name) { return std::strcmp(n.name(), name) == 0; }
+
+// The first child element with key="KEY".
+pugi::xml_node keyed(pugi::xml_node n, const char* key) {
+  for (pugi::xml_node c = n.first_child(); c; c = c.next_sibling()) {
+    if (c.type() == pugi::node_element && std::strcmp(c.attribute("key").value(), key) == 0) return c;
+  }
+  return {};
+}
+
+// Decodes base64 leniently: white space and other foreign characters are skipped, padding optional.
+std::string decodeBase64(std::string_view text) {
+  std::string out;
+  unsigned buffer = 0;
+  int bits = 0;
+  for (char ch : text) {
+    int v;
+    if (ch >= 'A' && ch <= 'Z') v = ch - 'A';
+    else if (ch >= 'a' && ch <= 'z') v = ch - 'a' + 26;
+    else if (ch >= '0' && ch <= '9') v = ch - '0' + 52;
+    else if (ch == '+') v = 62;
+    else if (ch == '/') v = 63;
+    else continue;
+    buffer = (buffer << 6) | static_cast<unsigned>(v);
+    bits += 6;
+    if (bits >= 8) {
+      bits -= 8;
+      out.push_back(static_cast<char>((buffer >> bits) & 0xFF));
+    }
+  }
+  return out;
+}
+
+// The text of a <string> element, base64-UTF8 decoded when marked so.
+String stringElementText(pugi::xml_node n) {
+  const char* text = n.child_value();
+  if (boolAttr(n, "base64-UTF8", false)) return String::fromUTF8(decodeBase64(text));
+  return str(text);
+}
+
+// A string property: the attribute NAME, else a <string key="NAME"> child; nil when neither.
+String stringProp(pugi::xml_node n, const char* name) {
+  if (pugi::xml_attribute a = n.attribute(name)) return str(a.value());
+  pugi::xml_node c = keyed(n, name);
+  if (c && is(c, "string")) return stringElementText(c);
+  return String();
+}
+
+std::optional<Rect> rectChild(pugi::xml_node n, const char* key) {
+  pugi::xml_node r = keyed(n, key);
+  if (!r || !is(r, "rect")) return std::nullopt;
+  return Rect{numberAttr(r, "x", 0), numberAttr(r, "y", 0), numberAttr(r, "width", 0), numberAttr(r, "height", 0)};
+}
+
+std::optional<Size> sizeChild(pugi::xml_node n, const char* key) {
+  pugi::xml_node s = keyed(n, key);
+  if (!s || !(is(s, "size") || is(s, "value"))) return std::nullopt;
+  return Size{numberAttr(s, "width", 0), numberAttr(s, "height", 0)};
+}
+
+std::optional<FontDescriptor> fontChild(pugi::xml_node n, const char* key) {
+  pugi::xml_node f = keyed(n, key);
+  if (!f || !is(f, "font")) return std::nullopt;
+  const double size = numberAttr(f, "size", 0);
+  if (hasAttr(f, "metaFont")) return FontDescriptor::fromMetaFont(attr(f, "metaFont"), size);
+  FontDescriptor font;
+  font.name = hasAttr(f, "name") ? attr(f, "name") : String(u"System");
+  font.size = size > 0 ? size : 13;
+  const std::string name = f.attribute("name").value();
+  font.bold = name.find("Bold") != std::string::npos;
+  return font;
+}
+
+std::optional<ColorDescriptor> colorChild(pugi::xml_node n, const char* key) {
+  pugi::xml_node c = keyed(n, key);
+  if (!c || !is(c, "color")) return std::nullopt;
+  ColorDescriptor color;
+  color.colorSpace = attr(c, "colorSpace");
+  if (hasAttr(c, "name")) {
+    color.name = attr(c, "name");
+    color.catalog = hasAttr(c, "catalog") ? attr(c, "catalog") : String(u"System");
+  } else if (hasAttr(c, "systemColor")) {
+    color.name = attr(c, "systemColor");
+    color.catalog = u"System";
+  } else if (hasAttr(c, "white")) {
+    color.red = color.green = color.blue = numberAttr(c, "white", 0);
+  } else {
+    color.red = numberAttr(c, "red", 0);
+    color.green = numberAttr(c, "green", 0);
+    color.blue = numberAttr(c, "blue", 0);
+  }
+  color.alpha = numberAttr(c, "alpha", 1);
+  return color;
+}
+
+// A value of an options dictionary; nil for what is not a property-list scalar.
+Value optionValue(pugi::xml_node n, bool& understood) {
+  understood = true;
+  if (is(n, "string")) return Value(stringElementText(n));
+  if (is(n, "integer")) return Value(static_cast<long long>(std::strtoll(n.attribute("value").value(), nullptr, 10)));
+  if (is(n, "real")) return Value(numberAttr(n, "value", 0));
+  if (is(n, "bool")) return Value(boolAttr(n, "value", false));
+  if (is(n, "nil")) return Value();
+  understood = false;
+  return Value();
+}
+
+template <class E, std::size_t N>
+E enumAttr(pugi::xml_node n, const char* name, const char* const (&names)[N], E fallback) {
+  pugi::xml_attribute a = n.attribute(name);
+  if (!a) return fallback;
+  for (std::size_t i = 0; i < N; ++i) {
+    if (std::strcmp(a.value(), names[i]) == 0) return static_cast<E>(i);
+  }
+  return fallback;
+}
+
+constexpr const char* kAlignments[] = {"left", "right", "center", "justified", "natural"};
+constexpr const char* kLineBreaks[] = {"wordWrapping", "charWrapping", "clipping", "truncatingHead", "truncatingTail",
+                                       "truncatingMiddle"};
+constexpr const char* kControlSizes[] = {"regular", "small", "mini", "large"};
+constexpr const char* kImagePositions[] = {"noImage", "only", "left", "right", "below", "above", "overlaps",
+                                           "leading", "trailing"};
+constexpr const char* kTitlePositions[] = {"noTitle", "aboveTop", "atTop", "belowTop", "aboveBottom", "atBottom",
+                                           "belowBottom"};
+constexpr const char* kBoxTypes[] = {"primary", "secondary", "separator", "oldStyle", "custom"};
+constexpr const char* kBorderTypes[] = {"none", "line", "bezel", "groove"};
+constexpr const char* kMatrixModes[] = {"radio", "highlight", "list", "track"};
+constexpr const char* kTabTypes[] = {"topTabsBezelBorder", "leftTabsBezelBorder", "bottomTabsBezelBorder",
+                                     "rightTabsBezelBorder", "noTabsBezelBorder", "noTabsLineBorder",
+                                     "noTabsNoBorder"};
+
+int stateAttr(pugi::xml_node n) {
+  const char* s = n.attribute("state").value();
+  if (std::strcmp(s, "on") == 0) return 1;
+  if (std::strcmp(s, "mixed") == 0) return -1;
+  return 0;
+}
+
+// "NS" + the element name with its first letter capitalised: stepper -> NSStepper.
+String platformName(const char* element) {
+  std::string name = "NS";
+  name += element;
+  if (name.size() > 2 && name[2] >= 'a' && name[2] <= 'z') name[2] = static_cast<char>(name[2] - 'a' + 'A');
+  return String::fromUTF8(name);
+}
+
+bool endsWith(const char* s, const char* suffix) {
+  const std::size_t a = std::strlen(s), b = std::strlen(suffix);
+  return a >= b && std::strcmp(s + a - b, suffix) == 0;
+}
+
+}  // namespace
+
+// Builds one archive's objects. Friend of Nib.
+class NibBuilder {
+ public:
+  explicit NibBuilder(const NibLoadOptions& options)
+      : options_(options), registry_(options.registry ? *options.registry : ClassRegistry::shared()) {}
+
+  Nib build(const pugi::xml_document& doc) {
+    pugi::xml_node root = doc.document_element();
+    if (!root || !is(root, "document")) {
+      if (root && is(root, "archive")) {
+        throw ReadFailure{"the older Interface Builder 3 archive format is not supported; save the file in a current "
+                          "Xcode format"};
+      }
+      throw ReadFailure{std::string("not an interface document (root element <") + (root ? root.name() : "") + ">)"};
+    }
+    const std::string type = root.attribute("type").value();
+    if (!type.empty() && type.find("Cocoa") == std::string::npos) {
+      throw ReadFailure{"not a Cocoa interface document (type " + type + ")"};
+    }
+    nib_.documentType_ = str(root.attribute("type").value());
+    pugi::xml_node objects = root.child("objects");
+    if (!objects) throw ReadFailure{"the document has no objects element"};
+
+    for (pugi::xml_node n = objects.first_child(); n; n = n.next_sibling()) {
+      if (n.type() != pugi::node_element) continue;
+      if (std::shared_ptr<Object> placeholder = placeholderFor(n)) {
+        // The owner and the application take part in connections but are not top-level objects.
+        if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, placeholder, attr(n, "id")});
+        continue;
+      }
+      if (isPlaceholderNode(n)) continue;
+      if (auto object = decode(n, 0)) nib_.topLevelObjects_.push_back(object);
+    }
+    resolveReferences();
+    connect();
+    for (const auto& object : made_) object->awakeFromNib();
+    if (auto owner = std::dynamic_pointer_cast<InterfaceObject>(options_.owner)) owner->awakeFromNib();
+
+    nib_.objectCount_ = made_.size();
+    for (const auto& [id, object] : byId_) nib_.objects_[id] = object;
+    if (options_.owner) nib_.objects_[u"-2"] = options_.owner;
+    if (options_.application) nib_.objects_[u"-3"] = options_.application;
+    return std::move(nib_);
+  }
+
+ private:
+  struct Pending {
+    pugi::xml_node connections;
+    std::shared_ptr<Object> source;
+    String sourceId;
+  };
+
+  static bool isPlaceholderNode(pugi::xml_node n) {
+    const char* id = n.attribute("id").value();
+    return is(n, "placeholder") || std::strcmp(id, "-1") == 0 || std::strcmp(id, "-2") == 0 ||
+           std::strcmp(id, "-3") == 0 || std::strcmp(n.attribute("customClass").value(), "FirstResponder") == 0;
+  }
+
+  std::shared_ptr<Object> placeholderFor(pugi::xml_node n) const {
+    const char* id = n.attribute("id").value();
+    if (std::strcmp(id, "-2") == 0) return options_.owner;
+    if (std::strcmp(id, "-3") == 0) return options_.application;
+    return nullptr;
+  }
+
+  void warn(std::string message) { nib_.warnings_.push_back(std::move(message)); }
+
+  // Makes the object for an element of base class Base: the registered custom class when it is a
+  // Base, else `fallback`.
+  template <class Base>
+  std::shared_ptr<Base> make(pugi::xml_node n, const std::function<std::shared_ptr<Base>()>& fallback) {
+    std::shared_ptr<Base> object;
+    const String custom = attr(n, "customClass");
+    if (!custom.isNil()) {
+      object = std::dynamic_pointer_cast<Base>(registry_.makeObject(custom));
+      if (!object) {
+        if constexpr (std::is_base_of_v<Window, Base>) {
+          if (custom == String(u"NSPanel")) object = std::make_shared<Panel>();
+        }
+      }
+    }
+    if (!object) {
+      object = fallback();
+      if (!custom.isNil() && !(custom == String(object->className()))) object->setCustomClassName(custom);
+    }
+    return object;
+  }
+
+  void remember(pugi::xml_node n, const std::shared_ptr<InterfaceObject>& object) {
+    made_.push_back(object);
+    const String id = attr(n, "id");
+    if (!id.isNil()) {
+      object->setArchiveIdentifier(id);
+      byId_[id] = object;
+    }
+    if (hasAttr(n, "userLabel")) object->setUserLabel(attr(n, "userLabel"));
+    if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, object, id});
+  }
+
+  // --- dispatch ----------------------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decode(pugi::xml_node n, int depth) {
+    if (depth > kMaxDepth) throw ReadFailure{"the objects are nested too deeply"};
+    const char* e = n.name();
+    if (is(n, "window") || is(n, "panel")) return decodeWindow(n, depth);
+    if (is(n, "menu")) return decodeMenu(n, depth);
+    if (is(n, "menuItem")) return decodeMenuItem(n, depth);
+    if (is(n, "tabViewItem")) return decodeTabViewItem(n, depth);
+    if (is(n, "tableColumn")) return decodeTableColumn(n, depth);
+    if (endsWith(e, "Cell")) return decodeCell(n, depth);
+    if (std::shared_ptr<View> view = decodeViewElement(n, depth)) return view;
+    // Controllers, formatters, constraints, host objects.
+    auto object = make<InterfaceObject>(n, [&] {
+      auto g = std::make_shared<GenericObject>(is(n, "customObject")  ? String(u"NSObject")
+                                               : is(n, "constraint") ? String(u"NSLayoutConstraint")
+                                                                     : platformName(e));
+      std::vector<Dictionary::Entry> attributes;
+      for (pugi::xml_attribute a = n.first_attribute(); a; a = a.next_attribute()) {
+        attributes.emplace_back(str(a.name()), Value(str(a.value())));
+      }
+      g->setAttributes(Dictionary(std::move(attributes)));
+      return std::static_pointer_cast<InterfaceObject>(g);
+    });
+    remember(n, object);
+    return object;
+  }
+
+  // --- views ---------------------------------------------------------------------------------------
+
+  std::shared_ptr<View> decodeViewElement(pugi::xml_node n, int depth) {
+    const char* e = n.name();
+    std::shared_ptr<View> view;
+    if (is(n, "button")) {
+      view = make<View>(n, [] { return std::make_shared<Button>(); });
+    } else if (is(n, "popUpButton")) {
+      view = make<View>(n, [] { return std::make_shared<PopUpButton>(); });
+    } else if (is(n, "textField") || is(n, "secureTextField") || is(n, "comboBox") || is(n, "tokenField")) {
+      view = make<View>(n, [&] {
+        auto f = std::make_shared<TextField>();
+        if (!is(n, "textField")) f->setClassName(platformName(e));
+        return f;
+      });
+    } else if (is(n, "searchField")) {
+      view = make<View>(n, [] { return std::make_shared<SearchField>(); });
+    } else if (is(n, "box")) {
+      view = make<View>(n, [] { return std::make_shared<Box>(); });
+    } else if (is(n, "matrix")) {
+      view = make<View>(n, [] { return std::make_shared<Matrix>(); });
+    } else if (is(n, "tabView")) {
+      view = make<View>(n, [] { return std::make_shared<TabView>(); });
+    } else if (is(n, "tableView")) {
+      view = make<View>(n, [] { return std::make_shared<TableView>(); });
+    } else if (is(n, "outlineView")) {
+      view = make<View>(n, [] { return std::make_shared<OutlineView>(); });
+    } else if (is(n, "scrollView")) {
+      view = make<View>(n, [] { return std::make_shared<ScrollView>(); });
+    } else if (is(n, "clipView")) {
+      view = make<View>(n, [] { return std::make_shared<ClipView>(); });
+    } else if (is(n, "segmentedControl")) {
+      view = make<View>(n, [] { return std::make_shared<SegmentedControl>(); });
+    } else if (is(n, "imageView")) {
+      view = make<View>(n, [] { return std::make_shared<ImageView>(); });
+    } else if (is(n, "view") || is(n, "customView")) {
+      view = make<View>(n, [] { return std::make_shared<View>(); });
+    } else if (keyed(n, "cell")) {
+      // Controls the model has no class for (steppers, sliders, date pickers...).
+      view = make<View>(n, [&] {
+        auto c = std::make_shared<Control>();
+        c->setClassName(platformName(e));
+        return c;
+      });
+    } else if (keyed(n, "frame") || n.child("subviews")) {
+      view = make<View>(n, [&] {
+        auto v = std::make_shared<View>();
+        v->setClassName(platformName(e));
+        if (is(n, "textView")) v->setFlipped(true);
+        return v;
+      });
+    } else {
+      return nullptr;
+    }
+    remember(n, view);
+    decodeView(n, *view, depth);
+    return view;
+  }
+
+  void decodeView(pugi::xml_node n, View& view, int depth) {
+    if (auto frame = rectChild(n, "frame")) view.setFrame(*frame);
+    view.setHidden(boolAttr(n, "hidden", false));
+    if (String tip = stringProp(n, "toolTip"); !tip.isNil()) view.setToolTip(tip);
+    view.setTag(static_cast<long>(numberAttr(n, "tag", 0)));
+    if (hasAttr(n, "identifier")) view.setIdentifier(attr(n, "identifier"));
+    if (pugi::xml_node mask = keyed(n, "autoresizingMask")) {
+      static constexpr const char* kFlags[] = {"flexibleMinX", "widthSizable", "flexibleMaxX",
+                                               "flexibleMinY", "heightSizable", "flexibleMaxY"};
+      unsigned bits = 0;
+      for (unsigned i = 0; i < 6; ++i) {
+        if (boolAttr(mask, kFlags[i], false)) bits |= 1u << i;
+      }
+      view.setAutoresizingMask(bits);
+    }
+    if (pugi::xml_node menu = keyed(n, "menu"); menu && is(menu, "menu") && !dynamic_cast<PopUpButton*>(&view)) {
+      view.setContextMenu(decodeMenu(menu, depth + 1));
+    }
+
+    if (auto* control = dynamic_cast<Control*>(&view)) {
+      if (pugi::xml_node c = keyed(n, "cell")) {
+        if (auto cell = std::dynamic_pointer_cast<Cell>(decode(c, depth + 1))) {
+          control->setCell(cell);
+        } else {
+          warn(std::string("the cell of ") + n.name() + " is not a cell");
+        }
+      }
+      if (hasAttr(n, "enabled") && control->cell()) control->cell()->setEnabled(boolAttr(n, "enabled", true));
+    }
+
+    // Class-specific parts before the generic subviews, so that e.g. a box's content view exists.
+    if (auto* box = dynamic_cast<Box*>(&view)) decodeBox(n, *box, depth);
+    if (auto* matrix = dynamic_cast<Matrix*>(&view)) decodeMatrix(n, *matrix, depth);
+    if (auto* tabs = dynamic_cast<TabView*>(&view)) decodeTabView(n, *tabs, depth);
+    if (auto* table = dynamic_cast<TableView*>(&view)) decodeTableView(n, *table, depth);
+    if (auto* scroll = dynamic_cast<ScrollView*>(&view)) decodeScrollView(n, *scroll, depth);
+    if (auto* clip = dynamic_cast<ClipView*>(&view)) clip->setDrawsBackground(boolAttr(n, "drawsBackground", true));
+
+    for (pugi::xml_node c = n.child("constraints").first_child(); c; c = c.next_sibling()) {
+      if (c.type() == pugi::node_element) view.addConstraint(decode(c, depth + 1));
+    }
+
+    if (pugi::xml_node subviews = n.child("subviews")) {
+      for (pugi::xml_node s = subviews.first_child(); s; s = s.next_sibling()) {
+        if (s.type() != pugi::node_element) continue;
+        auto sub = std::dynamic_pointer_cast<View>(decode(s, depth + 1));
+        if (sub) {
+          view.addSubview(sub);
+        } else {
+          warn(std::string("<") + s.name() + "> in subviews is not a view");
+        }
+      }
+    }
+  }
+
+  void decodeBox(pugi::xml_node n, Box& box, int depth) {
+    if (String title = stringProp(n, "title"); !title.isNil()) box.setTitle(title);
+    box.setTitlePosition(enumAttr(n, "titlePosition", kTitlePositions, TitlePosition::AtTop));
+    box.setBoxType(enumAttr(n, "boxType", kBoxTypes, BoxType::Primary));
+    box.setBorderType(enumAttr(n, "borderType", kBorderTypes, BorderType::BezelBorder));
+    if (auto font = fontChild(n, "titleFont")) box.setTitleFont(*font);
+    if (pugi::xml_node c = keyed(n, "contentView")) {
+      box.setContentView(std::dynamic_pointer_cast<View>(decode(c, depth + 1)));
+    } else {
+      box.setContentView(nullptr);
+    }
+  }
+
+  void decodeMatrix(pugi::xml_node n, Matrix& matrix, int depth) {
+    if (auto s = sizeChild(n, "cellSize")) matrix.setCellSize(*s);
+    if (auto s = sizeChild(n, "intercellSpacing")) matrix.setIntercellSpacing(*s);
+    matrix.setMode(enumAttr(n, "mode", kMatrixModes, MatrixMode::Radio));
+    if (pugi::xml_node p = keyed(n, "prototype")) matrix.setPrototype(std::dynamic_pointer_cast<Cell>(decode(p, depth + 1)));
+    // Archived column by column; the matrix keeps them row by row.
+    std::vector<std::vector<std::shared_ptr<Cell>>> columns;
+    std::size_t rows = 0;
+    for (pugi::xml_node col = n.child("cells").child("column"); col; col = col.next_sibling("column")) {
+      std::vector<std::shared_ptr<Cell>> column;
+      for (pugi::xml_node c = col.first_child(); c; c = c.next_sibling()) {
+        if (c.type() != pugi::node_element) continue;
+        if (auto cell = std::dynamic_pointer_cast<Cell>(decode(c, depth + 1))) column.push_back(cell);
+      }
+      rows = std::max(rows, column.size());
+      columns.push_back(std::move(column));
+    }
+    std::vector<std::shared_ptr<Cell>> cells;
+    for (std::size_t r = 0; r < rows; ++r) {
+      for (auto& column : columns) {
+        // A short column is filled up with copies of nothing: an empty cell keeps the grid whole.
+        cells.push_back(r < column.size() ? column[r] : std::make_shared<Cell>());
+      }
+    }
+    matrix.setCells(std::move(cells), static_cast<long>(rows), static_cast<long>(rows ? columns.size() : 0));
+  }
+
+  void decodeTabView(pugi::xml_node n, TabView& tabs, int depth) {
+    tabs.setTabViewType(enumAttr(n, "type", kTabTypes, TabViewType::TopTabsBezelBorder));
+    if (auto font = fontChild(n, "font")) tabs.setFont(*font);
+    for (pugi::xml_node i = n.child("tabViewItems").first_child(); i; i = i.next_sibling()) {
+      if (i.type() != pugi::node_element) continue;
+      if (auto item = std::dynamic_pointer_cast<TabViewItem>(decode(i, depth + 1))) tabs.addTabViewItem(item);
+    }
+    if (hasAttr(n, "initialItem")) initialItems_.push_back({&tabs, attr(n, "initialItem")});
+  }
+
+  std::shared_ptr<InterfaceObject> decodeTabViewItem(pugi::xml_node n, int depth) {
+    auto item = make<TabViewItem>(n, [] { return std::make_shared<TabViewItem>(); });
+    remember(n, item);
+    if (String label = stringProp(n, "label"); !label.isNil()) item->setLabel(label);
+    if (hasAttr(n, "identifier")) item->setIdentifier(attr(n, "identifier"));
+    if (String tip = stringProp(n, "toolTip"); !tip.isNil()) item->setToolTip(tip);
+    if (pugi::xml_node v = keyed(n, "view")) item->setView(std::dynamic_pointer_cast<View>(decode(v, depth + 1)));
+    return item;
+  }
+
+  void decodeTableView(pugi::xml_node n, TableView& table, int depth) {
+    table.setRowHeight(numberAttr(n, "rowHeight", table.rowHeight()));
+    table.setViewBased(boolAttr(n, "viewBased", false));
+    table.setUsesAlternatingRowBackgroundColors(boolAttr(n, "alternatingRowBackgroundColors", false));
+    if (auto s = sizeChild(n, "intercellSpacing")) table.setIntercellSpacing(*s);
+    for (pugi::xml_node c = n.child("tableColumns").first_child(); c; c = c.next_sibling()) {
+      if (c.type() != pugi::node_element) continue;
+      if (auto column = std::dynamic_pointer_cast<TableColumn>(decode(c, depth + 1))) table.addTableColumn(column);
+    }
+    if (hasAttr(n, "headerView")) headerViews_.push_back({&table, attr(n, "headerView")});
+    if (auto* outline = dynamic_cast<OutlineView*>(&table)) {
+      outline->setIndentationPerLevel(numberAttr(n, "indentationPerLevel", outline->indentationPerLevel()));
+      if (hasAttr(n, "outlineTableColumn")) outlineColumns_.push_back({outline, attr(n, "outlineTableColumn")});
+    }
+  }
+
+  std::shared_ptr<InterfaceObject> decodeTableColumn(pugi::xml_node n, int depth) {
+    auto column = make<TableColumn>(n, [] { return std::make_shared<TableColumn>(); });
+    remember(n, column);
+    if (hasAttr(n, "identifier")) column->setIdentifier(attr(n, "identifier"));
+    column->setWidth(numberAttr(n, "width", column->width()));
+    column->setMinWidth(numberAttr(n, "minWidth", column->minWidth()));
+    column->setMaxWidth(numberAttr(n, "maxWidth", column->maxWidth()));
+    column->setHidden(boolAttr(n, "hidden", false));
+    column->setEditable(boolAttr(n, "editable", true));
+    if (String tip = stringProp(n, "headerToolTip"); !tip.isNil()) column->setHeaderToolTip(tip);
+    if (pugi::xml_node h = keyed(n, "headerCell")) column->setHeaderCell(std::dynamic_pointer_cast<Cell>(decode(h, depth + 1)));
+    if (pugi::xml_node d = keyed(n, "dataCell")) column->setDataCell(std::dynamic_pointer_cast<Cell>(decode(d, depth + 1)));
+    for (pugi::xml_node p = n.child("prototypeCellViews").first_child(); p; p = p.next_sibling()) {
+      if (p.type() != pugi::node_element) continue;
+      if (auto v = std::dynamic_pointer_cast<View>(decode(p, depth + 1))) column->addPrototypeCellView(v);
+    }
+    return column;
+  }
+
+  void decodeScrollView(pugi::xml_node n, ScrollView& scroll, int depth) {
+    scroll.setHasVerticalScroller(boolAttr(n, "hasVerticalScroller", true));
+    scroll.setHasHorizontalScroller(boolAttr(n, "hasHorizontalScroller", true));
+    scroll.setAutohidesScrollers(boolAttr(n, "autohidesScrollers", false));
+    if (hasAttr(n, "borderType")) scroll.setBorderType(attr(n, "borderType"));
+    if (pugi::xml_node c = keyed(n, "contentView")) {
+      if (auto clip = std::dynamic_pointer_cast<ClipView>(decode(c, depth + 1))) scroll.setContentView(clip);
+    }
+    if (pugi::xml_node s = keyed(n, "verticalScroller")) {
+      scroll.setVerticalScroller(std::dynamic_pointer_cast<View>(decode(s, depth + 1)));
+    }
+    if (pugi::xml_node s = keyed(n, "horizontalScroller")) {
+      scroll.setHorizontalScroller(std::dynamic_pointer_cast<View>(decode(s, depth + 1)));
+    }
+    if (pugi::xml_node h = keyed(n, "headerView")) {
+      if (auto header = std::dynamic_pointer_cast<View>(decode(h, depth + 1))) scroll.setHeaderView(header);
+    }
+  }
+
+  // --- windows -------------------------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decodeWindow(pugi::xml_node n, int depth) {
+    auto window = make<Window>(n, [&]() -> std::shared_ptr<Window> {
+      if (is(n, "panel")) return std::make_shared<Panel>();
+      return std::make_shared<Window>();
+    });
+    remember(n, window);
+    if (String title = stringProp(n, "title"); !title.isNil()) window->setTitle(title);
+    if (auto r = rectChild(n, "contentRect")) window->setContentRect(*r);
+    if (pugi::xml_node m = keyed(n, "styleMask")) {
+      struct Flag {
+        const char* name;
+        unsigned bit;
+      };
+      static constexpr Flag kFlags[] = {{"titled", NSWindowStyleMaskTitled},
+                                        {"closable", NSWindowStyleMaskClosable},
+                                        {"miniaturizable", NSWindowStyleMaskMiniaturizable},
+                                        {"resizable", NSWindowStyleMaskResizable},
+                                        {"utility", NSWindowStyleMaskUtilityWindow},
+                                        {"docModal", NSWindowStyleMaskDocModalWindow},
+                                        {"nonactivatingPanel", NSWindowStyleMaskNonactivatingPanel},
+                                        {"texturedBackground", NSWindowStyleMaskTexturedBackground},
+                                        {"unifiedTitleAndToolbar", NSWindowStyleMaskUnifiedTitleAndToolbar},
+                                        {"HUD", NSWindowStyleMaskHUDWindow},
+                                        {"fullSizeContentView", NSWindowStyleMaskFullSizeContentView}};
+      unsigned mask = 0;
+      for (const Flag& f : kFlags) {
+        if (boolAttr(m, f.name, false)) mask |= f.bit;
+      }
+      window->setStyleMask(mask);
+    }
+    if (auto s = sizeChild(n, "minSize")) window->setMinSize(*s);
+    if (auto s = sizeChild(n, "maxSize")) window->setMaxSize(*s);
+    window->setVisibleAtLaunch(boolAttr(n, "visibleAtLaunch", true));
+    window->setReleasedWhenClosed(boolAttr(n, "releasedWhenClosed", true));
+    if (hasAttr(n, "frameAutosaveName")) window->setFrameAutosaveName(attr(n, "frameAutosaveName"));
+    if (auto* panel = dynamic_cast<Panel*>(window.get())) {
+      panel->setFloatingPanel(boolAttr(n, "floatingPanel", false) || std::strcmp(n.attribute("level").value(), "floating") == 0);
+      panel->setBecomesKeyOnlyIfNeeded(boolAttr(n, "becomesKeyOnlyIfNeeded", false));
+    }
+    if (pugi::xml_node c = keyed(n, "contentView")) {
+      window->setContentView(std::dynamic_pointer_cast<View>(decode(c, depth + 1)));
+    }
+    if (pugi::xml_node t = n.child("toolbar")) window->setToolbar(decode(t, depth + 1));
+    return window;
+  }
+
+  // --- menus ---------------------------------------------------------------------------------------
+
+  std::shared_ptr<Menu> decodeMenu(pugi::xml_node n, int depth) {
+    if (depth > kMaxDepth) throw ReadFailure{"the objects are nested too deeply"};
+    auto menu = make<Menu>(n, [] { return std::make_shared<Menu>(); });
+    remember(n, menu);
+    if (String title = stringProp(n, "title"); !title.isNil()) menu->setTitle(title);
+    if (hasAttr(n, "systemMenu")) menu->setSystemMenu(attr(n, "systemMenu"));
+    menu->setAutoenablesItems(boolAttr(n, "autoenablesItems", true));
+    for (pugi::xml_node i = n.child("items").first_child(); i; i = i.next_sibling()) {
+      if (i.type() != pugi::node_element) continue;
+      if (auto item = std::dynamic_pointer_cast<MenuItem>(decode(i, depth + 1))) menu->addItem(item);
+    }
+    return menu;
+  }
+
+  std::shared_ptr<InterfaceObject> decodeMenuItem(pugi::xml_node n, int depth) {
+    auto item = make<MenuItem>(n, [] { return std::make_shared<MenuItem>(); });
+    remember(n, item);
+    item->setSeparatorItem(boolAttr(n, "isSeparatorItem", false));
+    if (String title = stringProp(n, "title"); !title.isNil()) item->setTitle(title);
+    if (String key = stringProp(n, "keyEquivalent"); !key.isNil()) item->setKeyEquivalent(key);
+    // Without a mask element a key equivalent takes the command key.
+    unsigned long mask = 1ul << 20;
+    if (pugi::xml_node m = keyed(n, "keyEquivalentModifierMask")) {
+      mask = 0;
+      if (boolAttr(m, "shift", false)) mask |= 1ul << 17;
+      if (boolAttr(m, "control", false)) mask |= 1ul << 18;
+      if (boolAttr(m, "option", false)) mask |= 1ul << 19;
+      if (boolAttr(m, "command", false)) mask |= 1ul << 20;
+    }
+    item->setKeyEquivalentModifierMask(mask);
+    item->setTag(static_cast<long>(numberAttr(n, "tag", 0)));
+    item->setState(stateAttr(n));
+    item->setHidden(boolAttr(n, "hidden", false));
+    item->setEnabled(boolAttr(n, "enabled", !item->isSeparatorItem()));
+    if (hasAttr(n, "image")) item->setImageName(attr(n, "image"));
+    if (String tip = stringProp(n, "toolTip"); !tip.isNil()) item->setToolTip(tip);
+    if (pugi::xml_node s = keyed(n, "submenu")) item->setSubmenu(decodeMenu(s, depth + 1));
+    return item;
+  }
+
+  // --- cells ---------------------------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decodeCell(pugi::xml_node n, int depth) {
+    const char* e = n.name();
+    std::shared_ptr<Cell> cell;
+    if (is(n, "buttonCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<ButtonCell>(); });
+    } else if (is(n, "popUpButtonCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<PopUpButtonCell>(); });
+    } else if (is(n, "textFieldCell") || is(n, "secureTextFieldCell") || is(n, "comboBoxCell") ||
+               is(n, "tokenFieldCell")) {
+      cell = make<Cell>(n, [&] {
+        auto c = std::make_shared<TextFieldCell>();
+        if (!is(n, "textFieldCell")) c->setClassName(platformName(e));
+        return c;
+      });
+    } else if (is(n, "searchFieldCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<SearchFieldCell>(); });
+    } else if (is(n, "tableHeaderCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<TableHeaderCell>(); });
+    } else if (is(n, "imageCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<ImageCell>(); });
+    } else if (is(n, "segmentedCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<SegmentedCell>(); });
+    } else {
+      cell = make<Cell>(n, [&] {
+        auto c = std::make_shared<ActionCell>();
+        c->setClassName(platformName(e));
+        return c;
+      });
+    }
+    remember(n, cell);
+
+    if (auto font = fontChild(n, "font")) cell->setFont(*font);
+    cell->setAlignment(enumAttr(n, "alignment", kAlignments, TextAlignment::Natural));
+    cell->setControlSize(enumAttr(n, "controlSize", kControlSizes, ControlSize::Regular));
+    const LineBreakMode mode = enumAttr(n, "lineBreakMode", kLineBreaks, LineBreakMode::ByWordWrapping);
+    cell->setLineBreakMode(mode);
+    const bool scrollable = boolAttr(n, "scrollable", false);
+    cell->setScrollable(scrollable);
+    if (!scrollable && dynamic_cast<TextFieldCell*>(cell.get())) {
+      cell->setWraps(mode == LineBreakMode::ByWordWrapping || mode == LineBreakMode::ByCharWrapping);
+    }
+    cell->setTruncatesLastVisibleLine(boolAttr(n, "truncatesLastVisibleLine", false));
+    cell->setEnabled(boolAttr(n, "enabled", true));
+    cell->setEditable(boolAttr(n, "editable", false));
+    cell->setSelectable(boolAttr(n, "selectable", false) || cell->isEditable());
+    cell->setState(stateAttr(n));
+    cell->setTag(static_cast<long>(numberAttr(n, "tag", 0)));
+    const char* border = n.attribute("borderStyle").value();
+    cell->setBordered(std::strncmp(border, "border", 6) == 0 || boolAttr(n, "bordered", false));
+    cell->setBezeled(std::strcmp(border, "bezel") == 0 || std::strcmp(border, "borderAndBezel") == 0 ||
+                     boolAttr(n, "bezeled", false));
+    if (hasAttr(n, "image")) cell->setImageName(attr(n, "image"));
+    if (pugi::xml_node f = keyed(n, "formatter")) cell->setFormatter(decode(f, depth + 1));
+
+    if (auto* button = dynamic_cast<ButtonCell*>(cell.get())) decodeButtonCell(n, *button);
+    if (auto* popUp = dynamic_cast<PopUpButtonCell*>(cell.get())) {
+      popUp->setPullsDown(boolAttr(n, "pullsDown", false));
+      if (pugi::xml_node m = keyed(n, "menu")) popUp->setMenu(decodeMenu(m, depth + 1));
+      if (hasAttr(n, "selectedItem")) selectedItems_.push_back({popUp, attr(n, "selectedItem")});
+    }
+    if (auto* field = dynamic_cast<TextFieldCell*>(cell.get())) {
+      if (String p = stringProp(n, "placeholderString"); !p.isNil()) field->setPlaceholderString(p);
+      field->setDrawsBackground(boolAttr(n, "drawsBackground", false));
+      field->setBackgroundColor(colorChild(n, "backgroundColor"));
+      field->setTextColor(colorChild(n, "textColor"));
+    }
+    if (auto* image = dynamic_cast<ImageCell*>(cell.get())) {
+      if (hasAttr(n, "imageScaling")) image->setImageScaling(attr(n, "imageScaling"));
+    }
+    if (auto* segmented = dynamic_cast<SegmentedCell*>(cell.get())) {
+      if (hasAttr(n, "trackingMode")) segmented->setTrackingMode(attr(n, "trackingMode"));
+      for (pugi::xml_node s = n.child("segments").child("segment"); s; s = s.next_sibling("segment")) {
+        Segment segment;
+        if (String label = stringProp(s, "label"); !label.isNil()) segment.label = label;
+        if (hasAttr(s, "image")) segment.imageName = attr(s, "image");
+        if (String tip = stringProp(s, "toolTip"); !tip.isNil()) segment.toolTip = tip;
+        segment.width = numberAttr(s, "width", 0);
+        segment.tag = static_cast<long>(numberAttr(s, "tag", 0));
+        segment.enabled = boolAttr(s, "enabled", true);
+        segment.selected = boolAttr(s, "selected", false);
+        segmented->addSegment(std::move(segment));
+      }
+    }
+    // The title last: a pop-up cell's title selects among the items decoded above.
+    if (!dynamic_cast<PopUpButtonCell*>(cell.get())) {
+      if (String title = stringProp(n, "title"); !title.isNil()) cell->setTitle(title);
+    }
+    return cell;
+  }
+
+  void decodeButtonCell(pugi::xml_node n, ButtonCell& cell) {
+    const char* type = n.attribute("type").value();
+    cell.setButtonType(buttonType(type, keyed(n, "behavior")));
+    // Check boxes and radio buttons show their indicator at the left unless the archive says else.
+    const bool toggle = std::strcmp(type, "check") == 0 || std::strcmp(type, "radio") == 0;
+    cell.setImagePosition(enumAttr(n, "imagePosition", kImagePositions,
+                                   toggle ? CellImagePosition::ImageLeft : CellImagePosition::NoImage));
+    if (String t = stringProp(n, "alternateTitle"); !t.isNil()) cell.setAlternateTitle(t);
+    if (hasAttr(n, "bezelStyle")) cell.setBezelStyle(attr(n, "bezelStyle"));
+    if (hasAttr(n, "alternateImage")) cell.setAlternateImageName(attr(n, "alternateImage"));
+    if (String k = stringProp(n, "keyEquivalent"); !k.isNil()) cell.setKeyEquivalent(k);
+  }
+
+  // The button type from the archived kind and highlight/show-state behaviour.
+  static ButtonType buttonType(const char* type, pugi::xml_node behavior) {
+    if (std::strcmp(type, "check") == 0) return ButtonType::Switch;
+    if (std::strcmp(type, "radio") == 0) return ButtonType::Radio;
+    const bool pushIn = boolAttr(behavior, "pushIn", false);
+    const bool lightByContents = boolAttr(behavior, "lightByContents", false);
+    const bool changeContents = boolAttr(behavior, "changeContents", false);
+    const bool changeBackground = boolAttr(behavior, "changeBackground", false) || boolAttr(behavior, "changeGray", false);
+    if (changeContents) return ButtonType::Toggle;
+    if (changeBackground) return pushIn ? ButtonType::PushOnPushOff : ButtonType::OnOff;
+    if (lightByContents) return ButtonType::MomentaryChange;
+    if (pushIn) return ButtonType::MomentaryPushIn;
+    return ButtonType::MomentaryLight;
+  }
+
+  // --- cross references and connections ------------------------------------------------------------
+
+  std::shared_ptr<Object> lookUp(const String& id) const {
+    auto it = byId_.find(id);
+    return it == byId_.end() ? nullptr : it->second;
+  }
+
+  void resolveReferences() {
+    for (auto& [table, id] : headerViews_) {
+      auto header = std::dynamic_pointer_cast<View>(lookUp(id));
+      // A header view that contains the table would own its owner.
+      if (header && !table->isDescendantOf(header.get())) {
+        table->setHeaderView(header);
+      } else {
+        warn("table header view " + id.UTF8String() + " not found");
+      }
+    }
+    for (auto& [outline, id] : outlineColumns_) {
+      auto column = std::dynamic_pointer_cast<TableColumn>(lookUp(id));
+      if (column) outline->setOutlineTableColumn(column);
+    }
+    for (auto& [tabs, id] : initialItems_) {
+      for (long i = 0; i < tabs->numberOfTabViewItems(); ++i) {
+        if (tabs->tabViewItemAtIndex(i)->archiveIdentifier() == id) tabs->selectTabViewItemAtIndex(i);
+      }
+    }
+    for (auto& [popUp, id] : selectedItems_) {
+      auto menu = popUp->menu();
+      for (long i = 0; menu && i < menu->numberOfItems(); ++i) {
+        if (menu->itemAtIndex(i)->archiveIdentifier() == id) popUp->selectItemAtIndex(i);
+      }
+    }
+  }
+
+  // Resolves a connection end: placeholders, then the archive's objects. `found` is false for an
+  // unknown identifier; First Responder resolves to nullptr with found true.
+  std::shared_ptr<Object> resolve(const String& id, bool& found) const {
+    found = true;
+    if (id == String(u"-1")) return nullptr;
+    if (id == String(u"-2")) return options_.owner;
+    if (id == String(u"-3")) return options_.application;
+    auto object = lookUp(id);
+    found = object != nullptr;
+    return object;
+  }
+
+  static bool involvesMissingPlaceholder(const String& id, const std::shared_ptr<Object>& resolved) {
+    return !resolved && (id == String(u"-2") || id == String(u"-3"));
+  }
+
+  void connect() {
+    for (const Pending& p : pending_) {
+      for (pugi::xml_node c = p.connections.first_child(); c; c = c.next_sibling()) {
+        if (c.type() != pugi::node_element) continue;
+        if (is(c, "outlet") || is(c, "outletCollection")) {
+          connectOutlet(p, c);
+        } else if (is(c, "action")) {
+          connectAction(p, c);
+        } else if (is(c, "binding")) {
+          connectBinding(p, c);
+        }
+      }
+    }
+  }
+
+  void connectOutlet(const Pending& p, pugi::xml_node c) {
+    const String property = attr(c, "property");
+    const String destId = attr(c, "destination");
+    bool found = false;
+    auto destination = resolve(destId, found);
+    if (!found) return warn("outlet " + property.UTF8String() + ": no object " + destId.UTF8String());
+    if (!p.source || involvesMissingPlaceholder(destId, destination)) return;
+    if (auto* receiver = dynamic_cast<NibConnectable*>(p.source.get())) receiver->setOutlet(property, destination);
+    nib_.connections_.push_back({NibConnection::Kind::Outlet, property, p.sourceId, destId, String(), p.source, destination});
+  }
+
+  void connectAction(const Pending& p, pugi::xml_node c) {
+    const String selector = attr(c, "selector");
+    const String targetId = attr(c, "target");
+    bool found = false;
+    auto target = resolve(targetId, found);
+    if (!found) return warn("action " + selector.UTF8String() + ": no object " + targetId.UTF8String());
+    if (!p.source || involvesMissingPlaceholder(targetId, target)) return;
+    Object* sender = p.source.get();
+    if (auto* control = dynamic_cast<Control*>(sender)) {
+      control->setTarget(target);
+      control->setAction(selector);
+    } else if (auto* cell = dynamic_cast<ActionCell*>(sender)) {
+      cell->setTarget(target);
+      cell->setAction(selector);
+    } else if (auto* item = dynamic_cast<MenuItem*>(sender)) {
+      item->setTarget(target);
+      item->setAction(selector);
+    }
+    if (auto* receiver = dynamic_cast<NibConnectable*>(target.get())) receiver->connectAction(selector, p.source);
+    nib_.connections_.push_back({NibConnection::Kind::Action, selector, p.sourceId, targetId, String(), p.source, target});
+  }
+
+  void connectBinding(const Pending& p, pugi::xml_node c) {
+    const String name = attr(c, "name");
+    const String destId = attr(c, "destination");
+    const String keyPath = attr(c, "keyPath");
+    bool found = false;
+    auto destination = resolve(destId, found);
+    if (!found) warn("binding " + name.UTF8String() + ": no object " + destId.UTF8String());
+    auto* bindable = dynamic_cast<Bindable*>(p.source.get());
+    if (!bindable) return;
+    std::vector<Dictionary::Entry> options;
+    for (pugi::xml_node o = keyed(c, "options").first_child(); o; o = o.next_sibling()) {
+      if (o.type() != pugi::node_element) continue;
+      bool understood = false;
+      Value v = optionValue(o, understood);
+      if (!understood) {
+        warn("binding " + name.UTF8String() + ": option " + o.attribute("key").value() + " of kind <" + o.name() +
+             "> skipped");
+        continue;
+      }
+      if (!v.isNil()) options.emplace_back(attr(o, "key"), std::move(v));
+    }
+    bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
+    nib_.connections_.push_back({NibConnection::Kind::Binding, name, p.sourceId, destId, keyPath, p.source, destination});
+  }
+
+  const NibLoadOptions& options_;
+  const ClassRegistry& registry_;
+  Nib nib_;
+  std::vector<std::shared_ptr<InterfaceObject>> made_;
+  std::unordered_map<String, std::shared_ptr<Object>> byId_;
+  std::vector<Pending> pending_;
+  std::vector<std::pair<TableView*, String>> headerViews_;
+  std::vector<std::pair<OutlineView*, String>> outlineColumns_;
+  std::vector<std::pair<TabView*, String>> initialItems_;
+  std::vector<std::pair<PopUpButtonCell*, String>> selectedItems_;
+};
+
+NibReadResult readNibData(std::string_view document, const NibLoadOptions& options) {
+  if (document.substr(0, 8) == "bplist00" || document.substr(0, 10) == "NIBArchive") {
+    return NibReadResult(NibReadError{"a compiled (binary) nib; only XML interface documents are read", -1});
+  }
+  pugi::xml_document doc;
+  pugi::xml_parse_result parsed = doc.load_buffer(document.data(), document.size(), pugi::parse_default);
+  if (!parsed) {
+    return NibReadResult(NibReadError{std::string("not well-formed XML at offset ") + std::to_string(parsed.offset) + ": " +
+                                          parsed.description(),
+                                      static_cast<long long>(parsed.offset)});
+  }
+  try {
+    NibBuilder builder(options);
+    return NibReadResult(builder.build(doc));
+  } catch (const ReadFailure& failure) {
+    return NibReadResult(NibReadError{failure.reason, -1});
+  } catch (const Exception& e) {
+    // A contract of the model broken by the document's contents (a view inside itself...).
+    return NibReadResult(NibReadError{std::string("inconsistent document: ") + e.what(), -1});
+  }
+}
+
+NibReadResult readNibFile(const std::string& path, const NibLoadOptions& options) {
+  struct stat st {};
+  if (::stat(path.c_str(), &st) != 0) {
+    return NibReadResult(NibReadError{path + ": " + std::strerror(errno), -1});
+  }
+  if (S_ISDIR(st.st_mode)) {
+    return NibReadResult(NibReadError{path + ": a nib folder (compiled nib); only XML interface documents are read", -1});
+  }
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return NibReadResult(NibReadError{path + ": cannot be opened", -1});
+  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  if (in.bad()) return NibReadResult(NibReadError{path + ": read error", -1});
+  return readNibData(bytes, options);
+}
+
+}  // namespace tq

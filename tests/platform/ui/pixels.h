@@ -1,0 +1,35 @@
+// Reading pixels of a graphics context's image surface in tests.
+#pragma once
+
+#include <cairo.h>
+
+#include <cstdint>
+
+#include "tq/platform/ui/graphics_context.h"
+
+namespace tq::test {
+
+struct Pixel {
+  int a, r, g, b;  // premultiplied, 0..255
+};
+
+// The pixel at device column x, row y (row 0 at the top of the surface).
+inline Pixel pixelAt(const GraphicsContext& context, int x, int y) {
+  cairo_surface_t* s = context.surface();
+  cairo_surface_flush(s);
+  const unsigned char* data = cairo_image_surface_get_data(s);
+  const uint32_t v =
+      *reinterpret_cast<const uint32_t*>(data + static_cast<std::size_t>(y) * cairo_image_surface_get_stride(s) + x * 4);
+  return {int(v >> 24), int((v >> 16) & 0xFF), int((v >> 8) & 0xFF), int(v & 0xFF)};
+}
+
+// How many pixels of a device rectangle have any alpha.
+inline int inkedPixels(const GraphicsContext& context, int x0, int y0, int x1, int y1) {
+  int count = 0;
+  for (int y = y0; y < y1; ++y) {
+    for (int x = x0; x < x1; ++x) count += pixelAt(context, x, y).a > 0;
+  }
+  return count;
+}
+
+}  // namespace tq::test

@@ -1,0 +1,295 @@
+// tqkit nib: prints the object tree of an interface document.
+#include <cmath>
+#include <cstdio>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "cli.h"
+#include "tq/platform/ui/box.h"
+#include "tq/platform/ui/button.h"
+#include "tq/platform/ui/generic_object.h"
+#include "tq/platform/ui/matrix.h"
+#include "tq/platform/ui/nib_reader.h"
+#include "tq/platform/ui/scroll_view.h"
+#include "tq/platform/ui/segmented_control.h"
+#include "tq/platform/ui/tab_view.h"
+#include "tq/platform/ui/table_view.h"
+#include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/window.h"
+
+namespace {
+
+using tq::String;
+
+struct BindingOut {
+  std::string name, binder, destination, keyPath, pattern;
+  std::vector<std::pair<std::string, std::string>> placeholders;
+};
+
+// One object of the tree, as printed.
+struct Node {
+  std::string role;  // how the parent holds it ("cell", "contentView", "item"...); empty for subviews
+  std::string cls, custom, id;
+  std::optional<tq::Rect> frame;
+  std::vector<std::pair<std::string, std::string>> strings;  // visible texts
+  std::vector<std::pair<std::string, std::string>> facts;    // kinds and flags worth seeing
+  std::vector<BindingOut> bindings;
+  std::vector<Node> children;
+};
+
+std::string u8(const String& s) { return s.UTF8String(); }
+
+void addString(Node& n, const char* key, const String& value) {
+  if (!value.isNil() && value.length() > 0) n.strings.emplace_back(key, u8(value));
+}
+
+const char* buttonTypeName(tq::ButtonType t) {
+  static const char* names[] = {"momentaryLight", "pushOnPushOff", "toggle", "switch", "radio",
+                                "momentaryChange", "onOff", "momentaryPushIn", "accelerator", "multiLevelAccelerator"};
+  const int i = static_cast<int>(t);
+  return i >= 0 && i < 10 ? names[i] : "?";
+}
+
+Node describe(const tq::Object* object, std::string role);
+
+void describeBindings(Node& n, const tq::InterfaceObject& o) {
+  for (const auto& binder : o.binders()) {
+    for (const auto& info : binder->bindingInfos()) {
+      BindingOut b;
+      b.name = u8(info->binding());
+      b.binder = u8(binder->className());
+      if (auto dest = std::dynamic_pointer_cast<tq::InterfaceObject>(info->observedObject())) {
+        b.destination = u8(dest->archiveIdentifier());
+      } else if (info->observedObject()) {
+        b.destination = "owner";
+      }
+      b.keyPath = u8(info->keyPath());
+      b.pattern = u8(binder->displayPattern());
+      for (int m = 0; m < 4; ++m) {
+        const auto marker = static_cast<tq::BindingMarker>(m);
+        const tq::Value& v = info->placeholderForMarker(marker);
+        if (v.isNil()) continue;
+        b.placeholders.emplace_back(u8(tq::placeholderOptionKey(marker)),
+                                    v.type() == tq::Value::Type::String ? u8(v.stringValue()) : u8(v.description()));
+      }
+      n.bindings.push_back(std::move(b));
+    }
+  }
+}
+
+void describeCell(Node& n, const tq::Cell& cell) {
+  if (auto* b = dynamic_cast<const tq::ButtonCell*>(&cell)) {
+    if (!dynamic_cast<const tq::PopUpButtonCell*>(&cell)) addString(n, "title", b->title());
+    addString(n, "alternateTitle", b->alternateTitle());
+    n.facts.emplace_back("buttonType", buttonTypeName(b->buttonType()));
+    if (b->imagePosition() == tq::CellImagePosition::ImageOnly) n.facts.emplace_back("imagePosition", "imageOnly");
+  } else if (auto* s = dynamic_cast<const tq::SegmentedCell*>(&cell)) {
+    for (long i = 0; i < s->segmentCount(); ++i) {
+      addString(n, ("segment" + std::to_string(i)).c_str(), s->labelForSegment(i));
+    }
+  } else {
+    addString(n, "stringValue", cell.stringValue());
+  }
+  if (auto* t = dynamic_cast<const tq::TextFieldCell*>(&cell)) addString(n, "placeholder", t->placeholderString());
+  if (!cell.imageName().isNil()) n.facts.emplace_back("image", u8(cell.imageName()));
+  if (auto* m = dynamic_cast<const tq::HasMenu*>(&cell)) {
+    if (auto menu = m->menu()) n.children.push_back(describe(menu.get(), "menu"));
+  }
+}
+
+void describeView(Node& n, const tq::View& view) {
+  n.frame = view.frame();
+  addString(n, "toolTip", view.toolTip());
+  if (view.isHidden()) n.facts.emplace_back("hidden", "YES");
+  if (auto* control = dynamic_cast<const tq::Control*>(&view)) {
+    if (control->cell()) n.children.push_back(describe(control->cell().get(), "cell"));
+  }
+  if (auto* box = dynamic_cast<const tq::Box*>(&view)) {
+    addString(n, "title", box->title());
+    if (box->titlePosition() == tq::TitlePosition::NoTitle) n.facts.emplace_back("titlePosition", "noTitle");
+  }
+  if (auto* matrix = dynamic_cast<const tq::Matrix*>(&view)) {
+    for (long r = 0; r < matrix->numberOfRows(); ++r) {
+      for (long c = 0; c < matrix->numberOfColumns(); ++c) {
+        n.children.push_back(describe(matrix->cellAtRow(r, c).get(), "cells[" + std::to_string(r) + "," + std::to_string(c) + "]"));
+      }
+    }
+  }
+  if (auto* table = dynamic_cast<const tq::TableView*>(&view)) {
+    for (const auto& column : table->tableColumns()) n.children.push_back(describe(column.get(), "column"));
+  }
+  if (view.contextMenu()) n.children.push_back(describe(view.contextMenu().get(), "menu"));
+  if (auto* tabs = dynamic_cast<const tq::TabView*>(&view)) {
+    // The selected item's view is also the tab view's subview: show it once, under its item.
+    for (const auto& item : tabs->tabViewItems()) n.children.push_back(describe(item.get(), "item"));
+    return;
+  }
+  for (const auto& sub : view.subviews()) n.children.push_back(describe(sub.get(), ""));
+}
+
+Node describe(const tq::Object* object, std::string role) {
+  Node n;
+  n.role = std::move(role);
+  if (!object) {
+    n.cls = "nil";
+    return n;
+  }
+  n.cls = u8(object->className());
+  auto* o = dynamic_cast<const tq::InterfaceObject*>(object);
+  if (!o) return n;
+  n.custom = u8(o->customClassName());
+  n.id = u8(o->archiveIdentifier());
+  if (auto* w = dynamic_cast<const tq::Window*>(o)) {
+    n.frame = w->contentRect();
+    addString(n, "title", w->title());
+    if (w->contentView()) n.children.push_back(describe(w->contentView().get(), "contentView"));
+  } else if (auto* v = dynamic_cast<const tq::View*>(o)) {
+    describeView(n, *v);
+  } else if (auto* c = dynamic_cast<const tq::Cell*>(o)) {
+    describeCell(n, *c);
+  } else if (auto* m = dynamic_cast<const tq::Menu*>(o)) {
+    addString(n, "title", m->title());
+    for (const auto& item : m->itemArray()) n.children.push_back(describe(item.get(), "item"));
+  } else if (auto* i = dynamic_cast<const tq::MenuItem*>(o)) {
+    if (i->isSeparatorItem()) n.facts.emplace_back("separator", "YES");
+    addString(n, "title", i->title());
+    addString(n, "keyEquivalent", i->keyEquivalent());
+    if (i->submenu()) n.children.push_back(describe(i->submenu().get(), "submenu"));
+  } else if (auto* t = dynamic_cast<const tq::TabViewItem*>(o)) {
+    addString(n, "label", t->label());
+    if (t->view()) n.children.push_back(describe(t->view().get(), "view"));
+  } else if (auto* col = dynamic_cast<const tq::TableColumn*>(o)) {
+    addString(n, "identifier", col->identifier());
+    if (col->headerCell()) n.children.push_back(describe(col->headerCell().get(), "headerCell"));
+    if (col->dataCell()) n.children.push_back(describe(col->dataCell().get(), "dataCell"));
+    for (const auto& p : col->prototypeCellViews()) n.children.push_back(describe(p.get(), "prototype"));
+  }
+  describeBindings(n, *o);
+  return n;
+}
+
+std::string number(double d) {
+  char buf[32];
+  if (d == std::floor(d) && std::fabs(d) < 1e15) {
+    std::snprintf(buf, sizeof buf, "%.0f", d);
+  } else {
+    std::snprintf(buf, sizeof buf, "%g", d);
+  }
+  return buf;
+}
+
+std::string quoted(const std::string& s) { return tq::cli::Json::escape(s); }
+
+void printText(const Node& n, int depth) {
+  std::string line(static_cast<std::size_t>(depth) * 2, ' ');
+  if (!n.role.empty()) line += n.role + ": ";
+  line += n.cls;
+  if (!n.custom.empty()) line += " (" + n.custom + ")";
+  if (!n.id.empty()) line += " #" + n.id;
+  if (n.frame) {
+    line += " (" + number(n.frame->x) + ", " + number(n.frame->y) + ", " + number(n.frame->w) + ", " +
+            number(n.frame->h) + ")";
+  }
+  for (const auto& [k, v] : n.facts) line += " " + k + "=" + v;
+  for (const auto& [k, v] : n.strings) line += " " + k + "=" + quoted(v);
+  std::printf("%s\n", line.c_str());
+  for (const auto& b : n.bindings) {
+    std::string l(static_cast<std::size_t>(depth) * 2 + 2, ' ');
+    l += "@" + b.name + " -> " + (b.destination.empty() ? "nil" : "#" + b.destination) + " " + b.keyPath + " [" + b.binder;
+    if (!b.pattern.empty()) l += " pattern=" + quoted(b.pattern);
+    l += "]";
+    for (const auto& [k, v] : b.placeholders) l += " " + k + "=" + quoted(v);
+    std::printf("%s\n", l.c_str());
+  }
+  for (const auto& c : n.children) printText(c, depth + 1);
+}
+
+void printJson(tq::cli::Json& j, const Node& n) {
+  j.beginObject();
+  if (!n.role.empty()) j.key("role").string(n.role);
+  j.key("class").string(n.cls);
+  if (!n.custom.empty()) j.key("customClass").string(n.custom);
+  if (!n.id.empty()) j.key("id").string(n.id);
+  if (n.frame) {
+    j.key("frame").beginArray().number(n.frame->x).number(n.frame->y).number(n.frame->w).number(n.frame->h).endArray();
+  }
+  for (const auto& [k, v] : n.facts) j.key(k).string(v);
+  if (!n.strings.empty()) {
+    j.key("strings").beginObject();
+    for (const auto& [k, v] : n.strings) j.key(k).string(v);
+    j.endObject();
+  }
+  if (!n.bindings.empty()) {
+    j.key("bindings").beginArray();
+    for (const auto& b : n.bindings) {
+      j.beginObject().key("name").string(b.name).key("binder").string(b.binder);
+      if (!b.destination.empty()) j.key("destination").string(b.destination);
+      j.key("keyPath").string(b.keyPath);
+      if (!b.pattern.empty()) j.key("displayPattern").string(b.pattern);
+      if (!b.placeholders.empty()) {
+        j.key("placeholders").beginObject();
+        for (const auto& [k, v] : b.placeholders) j.key(k).string(v);
+        j.endObject();
+      }
+      j.endObject();
+    }
+    j.endArray();
+  }
+  if (!n.children.empty()) {
+    j.key("children").beginArray();
+    for (const auto& c : n.children) printJson(j, c);
+    j.endArray();
+  }
+  j.endObject();
+}
+
+int runNib(const std::vector<std::string>& argv) {
+  tq::cli::Args args(argv, {}, {"json"});
+  args.expectPositionals(1, 1);
+  const std::string& path = args.positional(0, "FILE");
+  std::string bytes = tq::cli::readFile(path);
+  // A stand-in File's Owner, so that connections to it are made and shown (as #-2).
+  tq::NibLoadOptions options;
+  auto owner = std::make_shared<tq::GenericObject>(u"NSObject");
+  owner->setArchiveIdentifier(u"-2");
+  options.owner = owner;
+  tq::NibReadResult result = tq::readNibData(bytes, options);
+  if (!result) throw tq::cli::Failure(path + ": " + result.error().reason);
+  const tq::Nib& nib = result.nib();
+  std::vector<Node> roots;
+  for (const auto& object : nib.topLevelObjects()) roots.push_back(describe(object.get(), ""));
+  if (args.has("json")) {
+    tq::cli::Json j;
+    j.beginObject().key("file").string(path).key("objectCount").number(static_cast<long long>(nib.objectCount()));
+    j.key("topLevelObjects").beginArray();
+    for (const auto& r : roots) printJson(j, r);
+    j.endArray();
+    j.key("warnings").beginArray();
+    for (const auto& w : nib.warnings()) j.string(w);
+    j.endArray();
+    j.endObject();
+    j.newline();
+  } else {
+    std::printf("%s: %zu top-level objects, %zu objects\n", path.c_str(), roots.size(), nib.objectCount());
+    for (const auto& r : roots) printText(r, 0);
+    for (const auto& w : nib.warnings()) std::printf("warning: %s\n", w.c_str());
+  }
+  std::fflush(stdout);
+  return 0;
+}
+
+tq::cli::Registration nib({"nib", "print the object tree of an interface document (.xib)",
+                           "usage: tqkit nib FILE [--json]\n\n"
+                           "Reads the XML interface document FILE (\"-\": standard input) and prints its top-level\n"
+                           "objects and everything inside them, one object a line, indented by depth: the class\n"
+                           "(with the custom class in parentheses), the archive id after #, the frame (x, y,\n"
+                           "width, height), the visible strings (titles, labels, values, placeholders), and each\n"
+                           "binding on a line of its own starting with @ (binding name, observed object, key path,\n"
+                           "binder class, display pattern, placeholders).\n\n"
+                           "  --json   print the same tree as one JSON document\n\n"
+                           "Exit status: 0 on success, 1 when the file cannot be read or is not an interface\n"
+                           "document (the reason is printed), 2 on a usage error.\n",
+                           runNib});
+
+}  // namespace
