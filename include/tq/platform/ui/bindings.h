@@ -101,6 +101,12 @@ String bindingGroupName(const String& binding);
 // The bindings of one object. Mixed into every interface object (InterfaceObject).
 class Bindable {
  public:
+  Bindable() = default;
+  // A copy (of a cell, for instance) starts without bindings; moving hands them over.
+  Bindable(const Bindable&) {}
+  Bindable& operator=(const Bindable&) { return *this; }
+  Bindable(Bindable&&) noexcept = default;
+  Bindable& operator=(Bindable&&) noexcept = default;
   virtual ~Bindable() = default;
 
   // The binder serving the named binding, or nullptr when the object has no such binding (the
