@@ -77,8 +77,11 @@ void TQImageAndTextCell::drawInteriorWithFrame(const Rect& cellFrame, View* cont
   GraphicsContextRef context = GraphicsContext::currentContext();
   const ImageInterpolation saved = context ? context->imageInterpolation() : NSImageInterpolationDefault;
   if (context) context->setImageInterpolation(NSImageInterpolationHigh);
-  // Tables are flipped: drawn plainly, the image would show upside down.
-  drawFlippedInRect(*image_, imageRect, NSCompositeSourceOver, 1.0);
+  // Tables are flipped: drawn plainly, the image would show upside down. A scaled image without
+  // height has no proportions, an empty one nothing to show: neither is drawn.
+  if (!imageRect.isEmpty() && std::isfinite(imageRect.w) && std::isfinite(imageRect.h)) {
+    drawFlippedInRect(*image_, imageRect, NSCompositeSourceOver, 1.0);
+  }
   if (context) context->setImageInterpolation(saved);
 
   TQTextFieldCell::drawInteriorWithFrame(textRect, controlView);

@@ -239,6 +239,17 @@ TEST(TQImageAndTextCell, ImageAndTextRectangles) {
   EXPECT_EQ(scaled->textFrameWithCellFrame({0, 0, 100, 20}), (Rect{24, 0, 76, 20}));
 }
 
+TEST(TQImageAndTextCell, AScaledImageWithoutHeightIsNotDrawn) {
+  auto cell = imageCell(u"Name", halves(8, 8));
+  cell->image()->setSize({8, 0});
+  cell->setScaleImage(true);
+  Canvas canvas;
+  cell->drawInteriorWithFrame({0, 0, 200, 18}, nullptr);
+  EXPECT_TRUE(canvas.of(Kind::DrawImage).empty());
+  EXPECT_EQ(canvas.of(Kind::DrawText).size(), 1u);
+  EXPECT_EQ(canvas.context->imageInterpolation(), NSImageInterpolationDefault);
+}
+
 TEST(TQImageAndTextCell, LayoutConstantsComeFromTheMethods) {
   struct Roomy : TQImageAndTextCell {
     using TQImageAndTextCell::TQImageAndTextCell;

@@ -14,8 +14,9 @@
 // Drawing: a cell that does not centre first moves the frame down by yOffset() and shortens it by
 // as much; the image is drawn flipped (upright in the flipped views tables are) into R with high
 // interpolation (the context's setting is restored after), then the text into T. Editing and
-// selecting place the field editor over T, without the yOffset shift. Without an image the cell
-// draws and edits as a TQTextFieldCell (the yOffset shift excepted).
+// selecting place the field editor over T, without the yOffset shift. A scaled image whose size has
+// no height has no proportions: it is not drawn (nor is any image whose rectangle is empty).
+// Without an image the cell draws and edits as a TQTextFieldCell (the yOffset shift excepted).
 //
 // Ownership: the cell owns its image; copies own a copy of it. Threads: the interface thread.
 #pragma once
