@@ -63,7 +63,7 @@ void BM_Measure_PangoNewLayoutPerText(benchmark::State& state) {
   const auto& t = texts();
   PangoFontMap* map = pango_cairo_font_map_new();
   PangoContext* context = pango_font_map_create_context(map);
-  PangoFontDescription* desc = pango_font_description_from_string("DejaVu Sans 13");
+  PangoFontDescription* desc = pango_font_description_from_string("DejaVu Sans Condensed 13");
   for (auto _ : state) {
     double total = 0;
     for (const auto& s : t.utf8) {
@@ -106,7 +106,7 @@ void BM_Draw_PangoNewLayoutPerText(benchmark::State& state) {
   const auto& t = texts();
   cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 300, 24);
   cairo_t* cr = cairo_create(surface);
-  PangoFontDescription* desc = pango_font_description_from_string("DejaVu Sans 13px");
+  PangoFontDescription* desc = pango_font_description_from_string("DejaVu Sans Condensed 13px");
   for (auto _ : state) {
     for (const auto& s : t.utf8) {
       PangoLayout* layout = pango_cairo_create_layout(cr);

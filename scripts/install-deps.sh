@@ -11,6 +11,7 @@ packages=(
   libcairo2-dev libpango1.0-dev libgdk-pixbuf-2.0-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-dejavu-core iproute2 xxd util-linux
+  fonts-dejavu-extra
 )
 
 missing=()

@@ -12,8 +12,10 @@ namespace tq {
 
 namespace {
 
-constexpr const char16_t* kSystemFamily = u"DejaVu Sans";
-constexpr const char* kSansFallback = "DejaVu Sans,Sans";
+// The condensed cut is close in width to the platform's own interface fonts, so archived layouts
+// keep their texts within their frames; plain DejaVu Sans stands in where it is not installed.
+constexpr const char16_t* kSystemFamily = u"DejaVu Sans Condensed";
+constexpr const char* kSansFallback = "DejaVu Sans Condensed,DejaVu Sans,Sans";
 constexpr const char* kMonoFallback = "DejaVu Sans Mono,Monospace";
 
 bool isFixedPitchFamily(const std::string& family) {
@@ -43,8 +45,13 @@ Font::Font(Key, const String& fontName, const String& familyName, double size, b
     : fontName_(fontName), familyName_(familyName), size_(size), bold_(bold), italic_(italic),
       fixedPitch_(fixedPitch), description_(pango_font_description_new()) {
   std::string families = familyName.UTF8String();
-  families += ',';
-  families += fixedPitch ? kMonoFallback : kSansFallback;
+  const char* fallback = fixedPitch ? kMonoFallback : kSansFallback;
+  if (families + ',' != std::string(fallback).substr(0, families.size() + 1)) {
+    families += ',';
+    families += fallback;
+  } else {
+    families = fallback;
+  }
   pango_font_description_set_family(description_, families.c_str());
   pango_font_description_set_absolute_size(description_, size * PANGO_SCALE);
   pango_font_description_set_weight(description_, bold ? PANGO_WEIGHT_BOLD : PANGO_WEIGHT_NORMAL);
@@ -88,17 +95,17 @@ FontRef Font::fontWithName(const String& name, double size) {
   }
   if (family == "System" || family == ".AppleSystemUIFont" || family == "LucidaGrande" ||
       family == "Lucida Grande") {
-    family = "DejaVu Sans";
+    family = "DejaVu Sans Condensed";
   }
   return make(name, String::fromUTF8(family), size, bold, italic, isFixedPitchFamily(family));
 }
 
 FontRef Font::systemFontOfSize(double size) {
-  return make(u"DejaVuSans", kSystemFamily, positiveOr(size, systemFontSize()), false, false, false);
+  return make(u"DejaVuSansCondensed", kSystemFamily, positiveOr(size, systemFontSize()), false, false, false);
 }
 
 FontRef Font::boldSystemFontOfSize(double size) {
-  return make(u"DejaVuSans-Bold", kSystemFamily, positiveOr(size, systemFontSize()), true, false, false);
+  return make(u"DejaVuSansCondensed-Bold", kSystemFamily, positiveOr(size, systemFontSize()), true, false, false);
 }
 
 FontRef Font::labelFontOfSize(double size) { return systemFontOfSize(positiveOr(size, labelFontSize())); }

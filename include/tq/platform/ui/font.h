@@ -5,9 +5,10 @@
 // object. Sizes are in points; text is laid out at 72 points per inch, so one point is one unit of
 // user space in a graphics context.
 //
-// The system font is DejaVu Sans (installed with fonts-dejavu-core), falling back to fontconfig's
-// "Sans". A family that is not installed falls back to the system font; well-known fixed-pitch
-// families (Menlo, Monaco, Courier, ...) fall back to DejaVu Sans Mono, then "Monospace".
+// The system font is DejaVu Sans Condensed (fonts-dejavu-extra), whose widths are close to the
+// platform's interface fonts, then DejaVu Sans (fonts-dejavu-core), then fontconfig's "Sans". A
+// family that is not installed falls back to the system font; well-known fixed-pitch families
+// (Menlo, Monaco, Courier, ...) fall back to DejaVu Sans Mono, then "Monospace".
 //
 // Threads: fonts may be made and read on any thread (the text system serialises its own work).
 #pragma once
@@ -30,7 +31,7 @@ class Font : public Object {
   static constexpr double systemFontSize() { return 13.0; }
   static constexpr double smallSystemFontSize() { return 11.0; }
   static constexpr double labelFontSize() { return 10.0; }
-  // The family of the system font: "DejaVu Sans".
+  // The family of the system font: "DejaVu Sans Condensed".
   static String systemFontFamily();
 
   // A font by family or PostScript-style name ("Helvetica", "Helvetica-Bold", "Menlo-Regular": a
@@ -47,7 +48,7 @@ class Font : public Object {
   // The font an interface archive describes ("System" and meta fonts are the system font).
   static FontRef fontWithDescriptor(const FontDescriptor& descriptor);
 
-  // The name asked for ("Helvetica-Bold"; "DejaVuSans" style names for the system fonts).
+  // The name asked for ("Helvetica-Bold"; "DejaVuSansCondensed" style names for the system fonts).
   const String& fontName() const { return fontName_; }
   // The family searched first ("Helvetica").
   const String& familyName() const { return familyName_; }

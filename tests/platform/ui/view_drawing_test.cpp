@@ -1,0 +1,206 @@
+// Drawing the interface model: where views, cells and their texts land, through the recording
+// context, and whole windows of the corpus.
+#include "tq/platform/ui/view_drawing.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "platform/ui/pixels.h"
+#include "support/test_paths.h"
+#include "tq/platform/ui/box.h"
+#include "tq/platform/ui/button.h"
+#include "tq/platform/ui/nib_reader.h"
+#include "tq/platform/ui/pango_text_measurer.h"
+#include "tq/platform/ui/string_drawing.h"
+#include "tq/platform/ui/text_field.h"
+
+using namespace tq;
+
+namespace {
+
+std::shared_ptr<TextField> label(Rect frame, const char16_t* text) {
+  auto field = std::make_shared<TextField>(frame);
+  field->setStringValue(text);
+  return field;
+}
+
+// The recorded text drawings, by text.
+const DrawingRecord* textRecord(const DrawingRecorder& recorder, const String& text) {
+  for (const auto& r : recorder.records()) {
+    if (r.kind == DrawingRecord::Kind::DrawText && r.text == text) return &r;
+  }
+  return nullptr;
+}
+
+bool within(Rect inner, Rect outer) {
+  const double e = 1e-9;
+  return inner.x >= outer.x - e && inner.y >= outer.y - e && inner.maxX() <= outer.maxX() + e &&
+         inner.maxY() <= outer.maxY() + e;
+}
+
+struct Drawn {
+  GraphicsContextRef context = GraphicsContext::imageContext({200, 100}, false);
+  std::shared_ptr<DrawingRecorder> recorder = std::make_shared<DrawingRecorder>();
+  explicit Drawn(const View& root) {
+    context->setRecorder(recorder);
+    GraphicsContext::setCurrentContext(context);
+    drawViewHierarchy(root, false);
+    GraphicsContext::setCurrentContext(nullptr);
+  }
+};
+
+}  // namespace
+
+TEST(ViewDrawing, TextsLandInTheirViewsFramesThroughFlippedAndUnflippedParents) {
+  View root({0, 0, 200, 100});
+  root.addSubview(label({10, 60, 100, 17}, u"Name:"));
+  auto flipped = std::make_shared<View>(Rect{100, 0, 100, 50});
+  flipped->setFlipped(true);
+  flipped->addSubview(label({10, 5, 80, 17}, u"Top"));  // 5 from the top of a 50-high view
+  root.addSubview(flipped);
+  auto hidden = label({0, 0, 50, 17}, u"Hidden");
+  hidden->setHidden(true);
+  root.addSubview(hidden);
+
+  Drawn drawn(root);
+  const DrawingRecord* name = textRecord(*drawn.recorder, u"Name:");
+  ASSERT_NE(name, nullptr);
+  EXPECT_TRUE(within(name->contextRect(), {10, 60, 100, 17}));
+  EXPECT_GE(name->contextRect().w, 90);
+
+  const DrawingRecord* top = textRecord(*drawn.recorder, u"Top");
+  ASSERT_NE(top, nullptr);
+  // In the unflipped context the subview spans y = 50 - 5 - 17 = 28 to 45, x = 110 to 190.
+  EXPECT_TRUE(within(top->contextRect(), {110, 28, 80, 17})) << top->contextRect().y;
+  EXPECT_EQ(textRecord(*drawn.recorder, u"Hidden"), nullptr);
+  EXPECT_EQ(drawn.context->savedStateCount(), 0u);
+  EXPECT_EQ(drawn.context->currentTransform(), AffineTransform());
+}
+
+TEST(ViewDrawing, CheckBoxTitleFollowsItsBoxAndPushTitleIsCentred) {
+  View root({0, 0, 200, 100});
+  auto check = std::make_shared<Button>(Rect{10, 10, 150, 18});
+  check->setButtonType(ButtonType::Switch);
+  check->setTitle(u"Remember me");
+  check->setState(1);
+  auto push = std::make_shared<Button>(Rect{10, 50, 100, 32});
+  push->setTitle(u"OK");
+  root.addSubview(check);
+  root.addSubview(push);
+
+  Drawn drawn(root);
+  const DrawingRecord* title = textRecord(*drawn.recorder, u"Remember me");
+  ASSERT_NE(title, nullptr);
+  EXPECT_GE(title->contextRect().x, 30) << "after the 14-point box";
+  EXPECT_TRUE(within(title->contextRect(), {10, 10, 150, 18}));
+  // The box is drawn blue when on: a pixel in its middle (x 17, y 19 from the bottom).
+  const auto p = test::pixelAt(*drawn.context, 17, 100 - 19);
+  EXPECT_GT(p.b, p.r + 50);
+
+  const DrawingRecord* ok = textRecord(*drawn.recorder, u"OK");
+  ASSERT_NE(ok, nullptr);
+  EXPECT_EQ(ok->alignment, UInteger(TextAlignment::Center));
+  const Rect r = ok->contextRect();
+  EXPECT_NEAR(r.x + r.w / 2, 60, 0.5);
+  EXPECT_NEAR(r.y + r.h / 2, 66, 0.5);
+}
+
+TEST(ViewDrawing, BoxTitleSitsAboveItsBorder) {
+  View root({0, 0, 200, 100});
+  auto box = std::make_shared<Box>();
+  box->setFrame({20, 10, 160, 80});
+  box->setTitle(u"Options");
+  root.addSubview(box);
+  Drawn drawn(root);
+  const DrawingRecord* title = textRecord(*drawn.recorder, u"Options");
+  ASSERT_NE(title, nullptr);
+  EXPECT_GT(title->contextRect().y, 70);
+  EXPECT_TRUE(within(title->contextRect(), {20, 10, 160, 80}));
+}
+
+TEST(ViewDrawing, RenderedWindowHasTitleBarAndContent) {
+  Window window({0, 0, 240, 120});
+  window.setTitle(u"Settings");
+  window.contentView()->addSubview(label({20, 80, 120, 17}, u"Hello"));
+  WindowRenderOptions options;
+  options.scale = 2;
+  options.recorder = std::make_shared<DrawingRecorder>();
+  auto image = renderWindow(window, options);
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(cairo_image_surface_get_width(image->surface()), 480);
+  EXPECT_EQ(cairo_image_surface_get_height(image->surface()), 2 * (120 + 22));
+  const DrawingRecord* title = textRecord(*options.recorder, u"Settings");
+  ASSERT_NE(title, nullptr);
+  EXPECT_GE(title->contextRect().y, 120) << "the title bar is above the content";
+  const DrawingRecord* hello = textRecord(*options.recorder, u"Hello");
+  ASSERT_NE(hello, nullptr);
+  EXPECT_TRUE(within(hello->contextRect(), {20, 80, 120, 17}));
+  EXPECT_EQ(test::pixelAt(*image, 5, 5).a, 255) << "opaque picture";
+  EXPECT_EQ(GraphicsContext::currentContext(), nullptr);
+}
+
+TEST(PangoTextMeasurer, TheModelMeasuresWithTheTextSystem) {
+  PangoTextMeasurer::install();
+  const FontDescriptor font = FontDescriptor::systemFont(13);
+  EXPECT_EQ(TextMeasurer::current().sizeOfString(u"Hello, World", font),
+            sizeOfText(u"Hello, World", Font::systemFontOfSize(13)));
+  EXPECT_EQ(TextMeasurer::current().defaultLineHeight(font), Font::systemFontOfSize(13)->defaultLineHeight());
+  TextMeasurer::setCurrent(nullptr);
+  EXPECT_EQ(dynamic_cast<const PangoTextMeasurer*>(&TextMeasurer::current()), nullptr);
+}
+
+TEST(ViewDrawing, EveryCorpusWindowAndViewDraws) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  int drawnCount = 0, texts = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(test::corpusDir())) {
+    if (entry.path().extension() != ".xib") continue;
+    NibReadResult result = readNibFile(entry.path().string());
+    ASSERT_TRUE(result) << entry.path() << ": " << result.error().reason;
+    for (const auto& object : result.nib().topLevelObjects()) {
+      auto recorder = std::make_shared<DrawingRecorder>();
+      GraphicsContextRef image;
+      if (auto window = std::dynamic_pointer_cast<Window>(object)) {
+        WindowRenderOptions options;
+        options.recorder = recorder;
+        image = renderWindow(*window, options);
+      } else if (auto view = std::dynamic_pointer_cast<View>(object)) {
+        image = renderView(*view, 1.0, recorder);
+      } else {
+        continue;
+      }
+      ASSERT_NE(image, nullptr) << entry.path();
+      EXPECT_GE(recorder->records().size(), 1u) << entry.path();
+      texts += static_cast<int>(recorder->recordsOfKind(DrawingRecord::Kind::DrawText).size());
+      ++drawnCount;
+    }
+  }
+  EXPECT_GE(drawnCount, 10);
+  EXPECT_GE(texts, 200) << "the corpus windows are full of labels";
+}
+
+TEST(ViewDrawing, HandBrakeMainWindowShowsItsLabelsAndTabs) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  const auto path = test::corpusDir() / "handbrake/macosx/Base.lproj/MainWindow.xib";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no HandBrake main window in the corpus";
+  NibReadResult result = readNibFile(path.string());
+  ASSERT_TRUE(result);
+  std::shared_ptr<Window> window;
+  for (const auto& object : result.nib().topLevelObjects()) {
+    if (!window) window = std::dynamic_pointer_cast<Window>(object);
+  }
+  ASSERT_NE(window, nullptr);
+  WindowRenderOptions options;
+  options.recorder = std::make_shared<DrawingRecorder>();
+  ASSERT_NE(renderWindow(*window, options), nullptr);
+  const double height = window->contentRect().h;
+  for (const char16_t* text : {u"HandBrake", u"Source:", u"Preset:", u"Summary", u"Chapters", u"Save As:"}) {
+    const DrawingRecord* r = textRecord(*options.recorder, text);
+    ASSERT_NE(r, nullptr) << String(text).UTF8String();
+    EXPECT_TRUE(within(r->contextRect(), {0, 0, window->contentRect().w, height + 22}))
+        << String(text).UTF8String();
+  }
+  EXPECT_GT(textRecord(*options.recorder, u"Source:")->contextRect().y,
+            textRecord(*options.recorder, u"Save As:")->contextRect().y)
+      << "Source is near the top, Save As near the bottom";
+}
