@@ -21,12 +21,14 @@
 #include "tq/platform/ui/graphics_context.h"
 #include "tq/platform/ui/matrix.h"
 #include "tq/platform/ui/nib_reader.h"
+#include "tq/platform/ui/pango_text_measurer.h"
 #include "tq/platform/ui/segmented_control.h"
 #include "tq/platform/ui/string_drawing.h"
 #include "tq/platform/ui/tab_view.h"
 #include "tq/platform/ui/table_view.h"
 #include "tq/platform/ui/text_field.h"
 #include "tq/platform/ui/text_measurer.h"
+#include "tq/platform/ui/view_drawing.h"
 #include "tq/platform/ui/window.h"
 
 namespace {
@@ -191,96 +193,6 @@ Fit fitOf(const tq::Control& control, const String& text) {
   return f;
 }
 
-// --- rendering ----------------------------------------------------------------------------------
-
-void renderView(tq::View* v) {
-  auto context = tq::GraphicsContext::currentContext();
-  const tq::Rect b = v->bounds();
-  if (auto* field = dynamic_cast<tq::TextField*>(v)) {
-    if (auto cell = field->textFieldCell()) cell->drawWithFrame(b, v);
-  } else if (auto* popUp = dynamic_cast<tq::PopUpButton*>(v)) {
-    tq::Color::grayColor()->set();
-    tq::frameRect(b);
-    tq::TextAttributes a;
-    a.lineBreakMode = tq::LineBreakMode::ByTruncatingTail;
-    drawText(popUp->title(), {b.x + 6, b.y + 2, b.w - 20, b.h - 4}, a);
-  } else if (auto* button = dynamic_cast<tq::Button*>(v)) {
-    tq::TextAttributes a;
-    a.lineBreakMode = tq::LineBreakMode::ByClipping;
-    a.font = tq::Font::fontWithDescriptor(button->font());
-    if (button->imagePosition() == tq::NSImageOnly) {
-      tq::Color::lightGrayColor()->set();
-      tq::frameRect(b);
-    } else if (auto cell = button->buttonCell();
-               cell && (cell->buttonType() == tq::ButtonType::Switch || cell->buttonType() == tq::ButtonType::Radio)) {
-      tq::Color::darkGrayColor()->set();
-      tq::frameRect({b.x + 2, b.y + (b.h - 12) / 2, 12, 12});
-      drawText(button->title(), {b.x + 18, b.y, b.w - 18, b.h}, a);
-    } else {
-      tq::Color::grayColor()->set();
-      tq::frameRect(b);
-      a.alignment = tq::TextAlignment::Center;
-      drawText(button->title(), {b.x + 4, b.y + 2, b.w - 8, b.h - 4}, a);
-    }
-  } else if (auto* box = dynamic_cast<tq::Box*>(v)) {
-    tq::Color::lightGrayColor()->set();
-    tq::frameRect(b);
-    if (box->titlePosition() != tq::TitlePosition::NoTitle && box->boxType() != tq::BoxType::Separator) {
-      tq::TextAttributes a;
-      a.font = tq::Font::fontWithDescriptor(box->titleFont());
-      drawText(box->title(), {b.x + 6, b.y, b.w - 12, 14}, a);
-    }
-  } else if (auto* tabs = dynamic_cast<tq::TabView*>(v)) {
-    double x = 8;
-    for (const auto& item : tabs->tabViewItems()) {
-      tq::TextAttributes a;
-      const double w = tq::sizeOfText(item->label(), tq::Font::systemFontOfSize(0)).width + 16;
-      tq::Color::grayColor()->set();
-      const tq::Rect tab{x, v->isFlipped() ? 0 : b.h - 20, w, 20};
-      tq::frameRect(tab);
-      drawText(item->label(), {tab.x + 8, tab.y + 2, w - 16, 16}, a);
-      x += w;
-    }
-  }
-  for (const auto& sub : v->subviews()) {
-    if (sub->isHidden()) continue;
-    context->saveState();
-    const tq::Rect f = sub->frame();
-    tq::AffineTransform t;
-    t.translateXBy(f.x, f.y);
-    if (sub->isFlipped() != v->isFlipped()) {
-      t.translateXBy(0, f.h);
-      t.scaleXBy(1, -1);
-    }
-    context->concatTransform(t);
-    context->clipToRect(sub->bounds());
-    renderView(sub.get());
-    context->restoreState();
-  }
-}
-
-// Draws a view tree into a PNG of the view's size (windows: their content view).
-bool renderRoot(tq::View* root, const std::string& path) {
-  if (!root) return false;
-  const tq::Rect r = root->bounds();
-  auto context = tq::GraphicsContext::imageContext({std::max(r.w, 1.0), std::max(r.h, 1.0)}, false);
-  if (!context) return false;
-  tq::GraphicsContext::setCurrentContext(context);
-  context->setFillColor(tq::Color::windowBackgroundColor());
-  context->fillRect({0, 0, r.w, r.h}, tq::NSCompositeCopy);
-  context->saveState();
-  if (root->isFlipped()) {
-    tq::AffineTransform t;
-    t.translateXBy(0, r.h);
-    t.scaleXBy(1, -1);
-    context->concatTransform(t);
-  }
-  renderView(root);
-  context->restoreState();
-  tq::GraphicsContext::setCurrentContext(nullptr);
-  return context->writeToPNG(String::fromUTF8(path));
-}
-
 // Windows and top-level views (the panes many interfaces keep beside their window).
 std::vector<std::string> renderAll(const std::vector<std::shared_ptr<tq::Object>>& objects, const std::string& dir,
                                    const char* suffix) {
@@ -297,12 +209,14 @@ std::vector<std::string> renderAll(const std::vector<std::shared_ptr<tq::Object>
       kind = "view";
     }
     if (!root || root->bounds().isEmpty()) continue;
-    auto* io = static_cast<tq::InterfaceObject*>(dynamic_cast<tq::InterfaceObject*>(o.get()));
+    auto* io = dynamic_cast<tq::InterfaceObject*>(o.get());
     std::string id = io ? u8(io->archiveIdentifier()) : std::string();
     if (id.empty()) id = std::to_string(index);
     ++index;
     const std::string path = (fs::path(dir) / (kind + "-" + id + "-" + suffix + ".png")).string();
-    if (!renderRoot(root, path)) throw tq::cli::Failure(path + ": cannot be written");
+    auto* window = dynamic_cast<tq::Window*>(o.get());
+    tq::GraphicsContextRef image = window ? tq::renderWindow(*window) : tq::renderView(*root);
+    if (!image || !image->writeToPNG(String::fromUTF8(path))) throw tq::cli::Failure(path + ": cannot be written");
     written.push_back(path);
   }
   return written;
@@ -335,6 +249,8 @@ int runLocalize(const std::vector<std::string>& argv) {
   const bool byId = args.has("by-id");
   const bool json = args.has("json");
 
+  // Sizes (check boxes fitted to their titles, the fit test) measured by the text system that draws.
+  tq::PangoTextMeasurer::install();
   auto bundle = tq::Bundle::bundleWithPath(String::fromUTF8(bundlePath));
   if (!bundle) throw tq::cli::Failure(bundlePath + ": not a folder");
   const std::string file = locate(*bundle, nib);
