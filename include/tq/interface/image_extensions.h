@@ -31,7 +31,8 @@ inline constexpr BitmapImageFileType NSJPEG2000FileType = 5;
 // cached or registered under the name. Nil when the bundle is nil, has no such image, or the file is
 // not a readable image. The caller owns the result.
 ImageRef imageNamedFromBundle(const String& name, const std::shared_ptr<Bundle>& bundle);
-// The same in the bundle holding the code of the class (Bundle::bundleForClass).
+// The same in the bundle holding the code of the class (Bundle::bundleForClass). This and the
+// identifier form below load through imageNamedFromBundle.
 ImageRef imageNamedFromBundleWithClass(const String& name, const std::type_info& type);
 template <class T>
 ImageRef imageNamedFromBundleWithClass(const String& name) {
