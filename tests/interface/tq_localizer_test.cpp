@@ -465,3 +465,77 @@ TEST(LocalizerCorpus, TransmissionPrefsWindowInGerman) {
   }
   EXPECT_GE(translated, 3u);  // "Name", "Reset", "Port is open", ...
 }
+
+TEST(LocalizerCorpus, TabsAreWalkedOnceAndDisplayPatternsTranslated) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  NibReadResult main =
+      readNibFile((test::corpusDir() / "transmission" / "macosx" / "Base.lproj" / "PrefsWindow.xib").string());
+  NibReadResult titles =
+      readNibFile((test::corpusDir() / "handbrake" / "macosx" / "Base.lproj" / "HBTitleSelection.xib").string());
+  ASSERT_TRUE(main && titles);
+
+  TabView* tabs = nullptr;
+  std::function<void(View*)> find = [&](View* v) {
+    for (const auto& s : v->subviews()) {
+      if (auto* t = dynamic_cast<TabView*>(s.get())) tabs = t;
+      find(s.get());
+    }
+  };
+  for (const auto& o : main.nib().topLevelObjects()) {
+    if (auto* w = dynamic_cast<Window*>(o.get())) find(w->contentView().get());
+    if (auto* v = dynamic_cast<View*>(o.get())) find(v);
+  }
+  ASSERT_TRUE(tabs);
+  ASSERT_EQ(tabs->tabViewItems().size(), 2u);
+
+  // Every label and every text field of every page maps to "<text>", and "<text>" to "TWICE".
+  std::string table = "\"%{value1}@\" = \"« %{value1}@ »\";\n";
+  std::vector<std::pair<TextField*, String>> fields;
+  std::function<void(View*)> gather = [&](View* v) {
+    for (const auto& s : v->subviews()) {
+      if (auto* f = dynamic_cast<TextField*>(s.get()); f && f->stringValue().length() > 0) {
+        fields.emplace_back(f, f->stringValue());
+      }
+      gather(s.get());
+    }
+  };
+  for (const auto& item : tabs->tabViewItems()) {
+    const std::string label = item->label().UTF8String();
+    table += "\"" + label + "\" = \"<" + label + ">\";\n\"<" + label + ">\" = \"TWICE\";\n";
+    if (item->view()) gather(item->view().get());
+  }
+  for (const auto& [field, value] : fields) {
+    const std::string v = value.stringByTrimmingCharactersInSet(CharacterSet::whitespaceAndNewlineCharacterSet()).UTF8String();
+    if (v.find('"') != std::string::npos || v.find('\\') != std::string::npos || v.find('\n') != std::string::npos) continue;
+    table += "\"" + v + "\" = \"<" + v + ">\";\n\"<" + v + ">\" = \"TWICE\";\n";
+  }
+  test::TempDir dir;
+  std::ofstream(dir.path() / "Corpus.strings") << table;
+  auto bundle = Bundle::bundleWithPath(String::fromUTF8(dir.str()));
+
+  TQLocalizer::localizeObjects(main.nib().topLevelObjects(), u"Corpus", bundle);
+  TQLocalizer::localizeObjects(titles.nib().topLevelObjects(), u"Corpus", bundle);
+
+  for (const auto& item : tabs->tabViewItems()) {
+    const std::string label = item->label().UTF8String();
+    EXPECT_TRUE(label.size() > 2 && label.front() == '<' && label.back() == '>') << label;
+  }
+  ASSERT_GT(fields.size(), 5u);
+  for (const auto& [field, value] : fields) {
+    EXPECT_NE(field->stringValue(), String(u"TWICE")) << value.UTF8String();
+  }
+  std::size_t patterns = 0;
+  std::function<void(View*)> check = [&](View* v) {
+    for (const auto& s : v->subviews()) {
+      if (auto binder = s->binderForBinding(u"displayPatternValue1")) {
+        EXPECT_EQ(binder->displayPattern(), String(u"« %{value1}@ »"));
+        ++patterns;
+      }
+      check(s.get());
+    }
+  };
+  for (const auto& o : titles.nib().topLevelObjects()) {
+    if (auto* w = dynamic_cast<Window*>(o.get())) check(w->contentView().get());
+  }
+  EXPECT_GE(patterns, 1u);
+}
