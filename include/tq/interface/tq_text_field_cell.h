@@ -5,8 +5,9 @@
 //   auto cell = tq::TQTextFieldCell::initTextCell(u"Name");
 //   column->setDataCell(cell);
 //
-// Set-up: initTextCell() and awakeFromNib() (for cells read from an interface archive, registered
-// under "TQTextFieldCell") send setup(), which sets centersVertically, then scrollable, then wrapping
+// Set-up: initTextCell() and awakeFromNib() (for cells read from an interface archive: the class
+// registers itself as "TQTextFieldCell" in ClassRegistry::shared() when its unit is loaded, which a
+// static build does once the program uses the class) send setup(), which sets centersVertically, then scrollable, then wrapping
 // off and on again: the cell ends wrapping and not scrollable. A cell made with the plain
 // constructor has not been set up (as an archived cell before awakeFromNib).
 //
