@@ -282,7 +282,7 @@ int runLocalize(const std::vector<std::string>& argv) {
       if (p.id.empty()) continue;
       const String found =
           bundle->localizedStringForKey(String::fromUTF8(p.id + "." + p.property), absent, byIdTable);
-      if (!found.isIdenticalTo(absent) && found != absent) p.set(found);
+      if (found != absent) p.set(found);
     }
   } else {
     tq::TQLocalizer::localizeObjects(objects, table, bundle);
@@ -306,9 +306,11 @@ int runLocalize(const std::vector<std::string>& argv) {
     } else {
       key = p.before.stringByTrimmingCharactersInSet(tq::CharacterSet::whitespaceAndNewlineCharacterSet());
     }
-    const bool found = !p.id.empty() || !byId ? bundle->localizedStringForKey(key, absent, lookupTable) != absent : false;
+    // An object without an identifier cannot be named by an ID-keyed table.
+    const bool nameable = !byId || !p.id.empty();
+    const bool found = nameable && bundle->localizedStringForKey(key, absent, lookupTable) != absent;
     p.status = found ? "translated" : "untranslated";
-    if (!found) missing.push_back(u8(key));
+    if (!found) missing.push_back(nameable ? u8(key) : u8(p.before));
   }
 
   struct Overflow {
