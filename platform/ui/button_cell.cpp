@@ -61,6 +61,12 @@ PopUpButtonCell::PopUpButtonCell() {
   menu_ = std::make_shared<Menu>();
 }
 
+std::shared_ptr<Cell> PopUpButtonCell::copy() const {
+  auto c = std::static_pointer_cast<PopUpButtonCell>(copyOf(*this));
+  if (menu_) c->menu_ = menu_->copy();
+  return c;
+}
+
 std::shared_ptr<MenuItem> PopUpButtonCell::selectedItem() const {
   return menu_ ? menu_->itemAtIndex(selectedIndex_) : nullptr;
 }

@@ -31,14 +31,15 @@ void Cell::setScrollable(bool scrollable) {
 Size Cell::cellSize() const { return TextMeasurer::current().sizeOfString(title(), font_); }
 
 Size Cell::cellSizeForBounds(const Rect& bounds) const {
-  const TextMeasurer& measurer = TextMeasurer::current();
   Size natural = cellSize();
   if (!wraps_ || bounds.w <= 0 || natural.width <= bounds.w) {
     return {std::min(natural.width, std::max(bounds.w, 0.0)), natural.height};
   }
-  // Wrapped text: as many lines as the single line needs widths of the bounds.
-  const double lines = std::ceil(natural.width / bounds.w);
-  return {bounds.w, lines * measurer.defaultLineHeight(font_)};
+  // Wrapped text: the text laid out in the bounds' width less the room around it.
+  const Size room{natural.width - TextMeasurer::current().sizeOfString(title(), font_).width,
+                  natural.height - TextMeasurer::current().sizeOfString(title(), font_).height};
+  const Size text = TextMeasurer::current().sizeOfString(title(), font_, std::max(bounds.w - room.width, 1.0));
+  return {bounds.w, text.height + room.height};
 }
 
 }  // namespace tq

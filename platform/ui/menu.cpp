@@ -26,6 +26,36 @@ void MenuItem::setSubmenu(std::shared_ptr<Menu> submenu) {
   }
 }
 
+std::shared_ptr<MenuItem> MenuItem::copy() const {
+  auto item = std::make_shared<MenuItem>(title_);
+  item->setClassName(className() == String(u"NSMenuItem") ? String() : className());
+  item->setArchiveIdentifier(archiveIdentifier());
+  item->separator_ = separator_;
+  item->keyEquivalent_ = keyEquivalent_;
+  item->modifierMask_ = modifierMask_;
+  item->tag_ = tag_;
+  item->state_ = state_;
+  item->hidden_ = hidden_;
+  item->enabled_ = enabled_;
+  item->imageName_ = imageName_;
+  item->toolTip_ = toolTip_;
+  item->target_ = target_;
+  item->action_ = action_;
+  if (submenu_) item->setSubmenu(submenu_->copy());
+  return item;
+}
+
+std::shared_ptr<Menu> Menu::copy() const {
+  auto menu = std::make_shared<Menu>(title_);
+  menu->setClassName(className() == String(u"NSMenu") ? String() : className());
+  menu->setArchiveIdentifier(archiveIdentifier());
+  menu->changedMessagesEnabled_ = changedMessagesEnabled_;
+  menu->autoenables_ = autoenables_;
+  menu->systemMenu_ = systemMenu_;
+  for (const auto& item : items_) menu->addItem(item->copy());
+  return menu;
+}
+
 Menu::~Menu() {
   for (const auto& item : items_) {
     if (item->menu_ == this) item->menu_ = nullptr;

@@ -257,7 +257,7 @@ class NibBuilder {
       throw ReadFailure{std::string("not an interface document (root element <") + (root ? root.name() : "") + ">)"};
     }
     const std::string type = root.attribute("type").value();
-    if (!type.empty() && type.find("Cocoa") == std::string::npos) {
+    if (!type.empty() && type.find(".Cocoa.") == std::string::npos) {
       throw ReadFailure{"not a Cocoa interface document (type " + type + ")"};
     }
     nib_.documentType_ = str(root.attribute("type").value());

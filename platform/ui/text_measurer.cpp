@@ -31,6 +31,13 @@ const TextMeasurer& TextMeasurer::current() {
 
 void TextMeasurer::setCurrent(std::shared_ptr<const TextMeasurer> measurer) { registered() = std::move(measurer); }
 
+Size TextMeasurer::sizeOfString(const String& string, const FontDescriptor& font, double maxWidth) const {
+  const Size line = sizeOfString(string, font);
+  if (!(maxWidth > 0) || line.width <= maxWidth) return line;
+  const double lines = std::ceil(line.width / maxWidth);
+  return {maxWidth, std::max(line.height, lines * defaultLineHeight(font))};
+}
+
 double EstimatingTextMeasurer::defaultLineHeight(const FontDescriptor& font) const {
   return std::ceil(font.size * 1.2);
 }

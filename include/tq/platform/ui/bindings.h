@@ -102,11 +102,9 @@ String bindingGroupName(const String& binding);
 class Bindable {
  public:
   Bindable() = default;
-  // A copy (of a cell, for instance) starts without bindings; moving hands them over.
+  // A copy starts without bindings: bindings belong to the object they were made on.
   Bindable(const Bindable&) {}
   Bindable& operator=(const Bindable&) { return *this; }
-  Bindable(Bindable&&) noexcept = default;
-  Bindable& operator=(Bindable&&) noexcept = default;
   virtual ~Bindable() = default;
 
   // The binder serving the named binding, or nullptr when the object has no such binding (the

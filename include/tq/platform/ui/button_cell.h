@@ -38,6 +38,7 @@ class ButtonCell : public ActionCell, public HasButtonType {
   ButtonCell() = default;
   explicit ButtonCell(String title) : title_(std::move(title)) {}
   String className() const override { return classNameOr(u"NSButtonCell"); }
+  std::shared_ptr<Cell> copy() const override { return copyOf(*this); }
 
   // A button cell's title is its own (the string value stays the state as text).
   String title() const override { return title_; }
@@ -85,6 +86,8 @@ class PopUpButtonCell : public ButtonCell, public HasMenu {
  public:
   PopUpButtonCell();
   String className() const override { return classNameOr(u"NSPopUpButtonCell"); }
+  // The copy has a copy of the menu (Menu::copy).
+  std::shared_ptr<Cell> copy() const override;
 
   std::shared_ptr<Menu> menu() const override { return menu_; }
   void setMenu(std::shared_ptr<Menu> menu) override { menu_ = std::move(menu); }

@@ -106,10 +106,23 @@ class Cell : public InterfaceObject {
   // The natural size of the content: the string measured in the cell's font, plus the room the cell
   // needs around it (bezels, borders; see the subclasses).
   virtual Size cellSize() const;
-  // The size within bounds: a wrapping cell wraps its text to the bounds' width (estimated by lines
-  // of the measured single-line width), a non-wrapping one is one line high. Width is at most the
-  // bounds' width.
+  // The size within bounds: a wrapping cell lays its text out in the bounds' width
+  // (TextMeasurer::sizeOfString with a width), a non-wrapping one is one line high. Width is at most
+  // the bounds' width.
   virtual Size cellSizeForBounds(const Rect& bounds) const;
+
+  // A copy of the cell, as the platform's cell copying makes it: the same values and flags (a
+  // formatter is shared), no bindings, in no view (controlView() nullptr). Every cell class
+  // overrides it to copy as itself; subclasses outside the library do the same with copyOf().
+  virtual std::shared_ptr<Cell> copy() const { return copyOf(*this); }
+
+ protected:
+  template <class T>
+  static std::shared_ptr<Cell> copyOf(const T& cell) {
+    auto c = std::make_shared<T>(cell);
+    c->setControlView(nullptr);
+    return c;
+  }
 
  private:
   String stringValue_ = String::empty();
@@ -137,6 +150,7 @@ class ActionCell : public Cell {
  public:
   using Cell::Cell;
   String className() const override { return classNameOr(u"NSActionCell"); }
+  std::shared_ptr<Cell> copy() const override { return copyOf(*this); }
 
   std::shared_ptr<Object> target() const { return target_.lock(); }
   void setTarget(std::weak_ptr<Object> target) { target_ = std::move(target); }
@@ -153,6 +167,7 @@ class ImageCell : public Cell {
  public:
   ImageCell() = default;
   String className() const override { return classNameOr(u"NSImageCell"); }
+  std::shared_ptr<Cell> copy() const override { return copyOf(*this); }
   // The archived scaling ("proportionallyDown", "axesIndependently", "none", ...); nil by default.
   const String& imageScaling() const { return imageScaling_; }
   void setImageScaling(String scaling) { imageScaling_ = std::move(scaling); }

@@ -21,6 +21,9 @@ class MenuItem : public InterfaceObject {
   ~MenuItem() override;
   String className() const override { return classNameOr(u"NSMenuItem"); }
 
+  // A copy of the item, with a copy of its submenu; in no menu.
+  std::shared_ptr<MenuItem> copy() const;
+
   // A separator: no title (""), isSeparatorItem() true.
   static std::shared_ptr<MenuItem> separatorItem();
 
@@ -104,6 +107,10 @@ class Menu : public InterfaceObject {
   void removeItemAtIndex(long index);
   // Convenience: adds a new item with the title and returns it.
   std::shared_ptr<MenuItem> addItemWithTitle(String title);
+
+  // A deep copy: the title and flags, and a copy of every item (with copies of their submenus).
+  // Targets are shared, bindings are not copied. The copy is nobody's submenu.
+  std::shared_ptr<Menu> copy() const;
 
   // The item whose submenu this menu is (not owned), or nullptr.
   MenuItem* parentItem() const { return parentItem_; }

@@ -22,6 +22,7 @@ class SegmentedCell : public ActionCell {
  public:
   SegmentedCell() = default;
   String className() const override { return classNameOr(u"NSSegmentedCell"); }
+  std::shared_ptr<Cell> copy() const override { return copyOf(*this); }
 
   long segmentCount() const { return static_cast<long>(segments_.size()); }
   // Grows (with empty segments) or shrinks the row.

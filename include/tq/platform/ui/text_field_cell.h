@@ -17,6 +17,7 @@ class TextFieldCell : public ActionCell {
   TextFieldCell() = default;
   explicit TextFieldCell(String text) : ActionCell(std::move(text)) {}
   String className() const override { return classNameOr(u"NSTextFieldCell"); }
+  std::shared_ptr<Cell> copy() const override { return copyOf(*this); }
 
   // Grey text shown while the field is empty; nil for none.
   const String& placeholderString() const { return placeholder_; }
@@ -66,6 +67,7 @@ class SearchFieldCell : public TextFieldCell {
  public:
   using TextFieldCell::TextFieldCell;
   String className() const override { return classNameOr(u"NSSearchFieldCell"); }
+  std::shared_ptr<Cell> copy() const override { return copyOf(*this); }
 };
 
 // The header cell of a table column: its string value is the column's title.
@@ -73,6 +75,7 @@ class TableHeaderCell : public TextFieldCell {
  public:
   using TextFieldCell::TextFieldCell;
   String className() const override { return classNameOr(u"NSTableHeaderCell"); }
+  std::shared_ptr<Cell> copy() const override { return copyOf(*this); }
 };
 
 }  // namespace tq

@@ -25,6 +25,10 @@ class TextMeasurer {
   // width of the widest line, height of all lines. Nil and empty strings give width 0 and the height
   // of one line.
   virtual Size sizeOfString(const String& string, const FontDescriptor& font) const = 0;
+  // The size of the string laid out in lines at most maxWidth wide, broken at word boundaries (and
+  // inside words longer than a line). The default estimates from sizeOfString: as many lines as the
+  // single-line width needs widths, each defaultLineHeight high. Real text systems override it.
+  virtual Size sizeOfString(const String& string, const FontDescriptor& font, double maxWidth) const;
   // The distance from one baseline to the next for the font.
   virtual double defaultLineHeight(const FontDescriptor& font) const = 0;
 
@@ -38,6 +42,7 @@ class TextMeasurer {
 // 0.28 x, wide (CJK) characters by 1.0 x; a line is 1.2 x the font size high (rounded up).
 class EstimatingTextMeasurer : public TextMeasurer {
  public:
+  using TextMeasurer::sizeOfString;
   Size sizeOfString(const String& string, const FontDescriptor& font) const override;
   double defaultLineHeight(const FontDescriptor& font) const override;
 };

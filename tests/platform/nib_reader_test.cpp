@@ -1,0 +1,537 @@
+// The interface document reader: synthetic documents for the rules, the shared corpus for reality.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "support/test_paths.h"
+#include "tq/platform/base/exception.h"
+#include "tq/platform/ui/box.h"
+#include "tq/platform/ui/button.h"
+#include "tq/platform/ui/class_registry.h"
+#include "tq/platform/ui/generic_object.h"
+#include "tq/platform/ui/matrix.h"
+#include "tq/platform/ui/nib_reader.h"
+#include "tq/platform/ui/scroll_view.h"
+#include "tq/platform/ui/segmented_control.h"
+#include "tq/platform/ui/tab_view.h"
+#include "tq/platform/ui/table_view.h"
+#include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/window.h"
+
+namespace tq {
+namespace {
+
+std::string document(const std::string& objects) {
+  return R"(<?xml version="1.0" encoding="UTF-8"?>
+<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0" toolsVersion="24506" targetRuntime="MacOSX.Cocoa">
+  <objects>
+    <customObject id="-2" userLabel="File's Owner" customClass="Controller">
+      <connections>
+        <outlet property="window" destination="w1" id="c1"/>
+        <outlet property="missing" destination="nowhere" id="c2"/>
+      </connections>
+    </customObject>
+    <customObject id="-1" userLabel="First Responder" customClass="FirstResponder"/>
+    <customObject id="-3" userLabel="Application" customClass="NSObject"/>
+)" + objects + R"(
+  </objects>
+</document>)";
+}
+
+const char* kWindow = R"(
+    <window title="Settings" releasedWhenClosed="NO" id="w1">
+      <windowStyleMask key="styleMask" titled="YES" closable="YES"/>
+      <rect key="contentRect" x="196" y="240" width="400" height="300"/>
+      <view key="contentView" id="v1">
+        <rect key="frame" x="0.0" y="0.0" width="400" height="300"/>
+        <subviews>
+          <button id="b1">
+            <rect key="frame" x="18" y="20" width="120" height="18"/>
+            <buttonCell key="cell" type="check" title="Remember me" bezelStyle="regularSquare" imagePosition="left" state="on" inset="2" id="bc1">
+              <behavior key="behavior" changeContents="YES" doesNotDimImage="YES" lightByContents="YES"/>
+              <font key="font" metaFont="system"/>
+            </buttonCell>
+            <connections>
+              <action selector="toggle:" target="-2" id="a1"/>
+            </connections>
+          </button>
+          <textField id="t1" customClass="FancyField">
+            <rect key="frame" x="18" y="50" width="200" height="22"/>
+            <textFieldCell key="cell" lineBreakMode="truncatingTail" title="Name" placeholderString="Your name" drawsBackground="YES" id="tc1" customClass="FancyCell">
+              <font key="font" metaFont="smallSystem"/>
+              <color key="backgroundColor" name="textBackgroundColor" catalog="System" colorSpace="catalog"/>
+            </textFieldCell>
+            <connections>
+              <binding destination="-2" name="displayPatternValue1" keyPath="self.count" id="bd1">
+                <dictionary key="options">
+                  <string key="NSDisplayPattern">%{value1}@ files</string>
+                  <string key="NSNullPlaceholder" base64-UTF8="YES">
+Tm9uZcKg
+</string>
+                  <integer key="NSNoSelectionPlaceholder" value="-1"/>
+                  <string key="NSValueTransformerName">NSNegateBoolean</string>
+                </dictionary>
+              </binding>
+            </connections>
+          </textField>
+          <popUpButton id="p1">
+            <rect key="frame" x="18" y="80" width="100" height="25"/>
+            <popUpButtonCell key="cell" type="push" title="Two" bezelStyle="rounded" selectedItem="i2" id="pc1">
+              <menu key="menu" id="m1">
+                <items>
+                  <menuItem title="One" id="i1"/>
+                  <menuItem title="Two" state="on" id="i2"/>
+                  <menuItem isSeparatorItem="YES" id="i3"/>
+                </items>
+              </menu>
+            </popUpButtonCell>
+          </popUpButton>
+        </subviews>
+      </view>
+    </window>
+    <menu title="Actions" id="m2">
+      <items>
+        <menuItem title="Open" keyEquivalent="o" id="mi1">
+          <connections>
+            <action selector="open:" target="-1" id="a2"/>
+          </connections>
+        </menuItem>
+        <menuItem title="More" id="mi2">
+          <modifierMask key="keyEquivalentModifierMask" shift="YES"/>
+          <menu key="submenu" title="More" id="m3">
+            <items>
+              <menuItem title="Less" id="mi3"/>
+            </items>
+          </menu>
+        </menuItem>
+      </items>
+    </menu>
+    <customObject id="ctl" customClass="HelperController"/>
+)";
+
+// An owner that records what the archive connects to it.
+class Owner : public GenericObject {
+ public:
+  void connectAction(const String& selector, const std::shared_ptr<Object>& sender) override {
+    actions.emplace_back(selector, sender);
+  }
+  void awakeFromNib() override { ++awakened; }
+  std::vector<std::pair<String, std::shared_ptr<Object>>> actions;
+  int awakened = 0;
+};
+
+class FancyCell : public TextFieldCell {
+ public:
+  String className() const override { return u"FancyCell"; }
+  void awakeFromNib() override { awokeWithPlaceholder = placeholderString(); }
+  String awokeWithPlaceholder;
+};
+
+TEST(NibReader, ReadsTopLevelObjectsInOrderWithoutPlaceholders) {
+  auto owner = std::make_shared<Owner>();
+  NibLoadOptions options;
+  options.owner = owner;
+  NibReadResult r = readNibData(document(kWindow), options);
+  ASSERT_TRUE(r) << r.error().reason;
+  const auto& top = r.nib().topLevelObjects();
+  ASSERT_EQ(top.size(), 3u);
+  EXPECT_EQ(top[0]->className(), String(u"NSWindow"));
+  EXPECT_EQ(top[1]->className(), String(u"NSMenu"));
+  auto helper = std::dynamic_pointer_cast<InterfaceObject>(top[2]);
+  EXPECT_EQ(helper->className(), String(u"NSObject"));
+  EXPECT_EQ(helper->customClassName(), String(u"HelperController"));
+  EXPECT_EQ(r.nib().objectWithIdentifier(u"-2"), owner);
+  EXPECT_EQ(r.nib().objectWithIdentifier(u"bc1")->className(), String(u"NSButtonCell"));
+  EXPECT_EQ(owner->awakened, 1);
+  ASSERT_EQ(r.nib().warnings().size(), 1u) << "the outlet to an unknown object";
+  EXPECT_NE(r.nib().warnings()[0].find("nowhere"), std::string::npos);
+}
+
+TEST(NibReader, BuildsWindowsViewsAndCells) {
+  NibReadResult r = readNibData(document(kWindow));
+  ASSERT_TRUE(r);
+  auto window = std::dynamic_pointer_cast<Window>(r.nib().topLevelObjects()[0]);
+  ASSERT_TRUE(window);
+  EXPECT_EQ(window->title(), String(u"Settings"));
+  EXPECT_EQ(window->contentRect(), (Rect{196, 240, 400, 300}));
+  EXPECT_EQ(window->styleMask(), NSWindowStyleMaskTitled | NSWindowStyleMaskClosable);
+  EXPECT_FALSE(window->isReleasedWhenClosed());
+  const auto& views = window->contentView()->subviews();
+  ASSERT_EQ(views.size(), 3u);
+
+  auto check = std::dynamic_pointer_cast<Button>(views[0]);
+  ASSERT_TRUE(check);
+  EXPECT_EQ(check->frame(), (Rect{18, 20, 120, 18}));
+  EXPECT_EQ(check->title(), String(u"Remember me"));
+  EXPECT_EQ(check->buttonCell()->buttonType(), NSSwitchButton);
+  EXPECT_EQ(check->imagePosition(), CellImagePosition::ImageLeft);
+  EXPECT_EQ(check->state(), 1);
+  EXPECT_EQ(check->window(), window.get());
+
+  auto field = std::dynamic_pointer_cast<TextField>(views[1]);
+  ASSERT_TRUE(field);
+  EXPECT_EQ(field->customClassName(), String(u"FancyField")) << "unregistered: the base class stands in";
+  EXPECT_EQ(field->className(), String(u"NSTextField"));
+  EXPECT_EQ(field->stringValue(), String(u"Name"));
+  EXPECT_EQ(field->placeholderString(), String(u"Your name"));
+  auto cell = field->textFieldCell();
+  EXPECT_EQ(cell->font().size, 11);
+  EXPECT_EQ(cell->lineBreakMode(), NSLineBreakByTruncatingTail);
+  EXPECT_TRUE(cell->drawsBackground());
+  ASSERT_TRUE(cell->backgroundColor());
+  EXPECT_EQ(cell->backgroundColor()->name, String(u"textBackgroundColor"));
+
+  auto popUp = std::dynamic_pointer_cast<PopUpButton>(views[2]);
+  ASSERT_TRUE(popUp);
+  ASSERT_EQ(popUp->itemArray().size(), 3u);
+  EXPECT_EQ(popUp->indexOfSelectedItem(), 1);
+  EXPECT_EQ(popUp->title(), String(u"Two"));
+  EXPECT_TRUE(popUp->itemArray()[2]->isSeparatorItem());
+}
+
+TEST(NibReader, ReadsMenusAndKeyEquivalents) {
+  NibReadResult r = readNibData(document(kWindow));
+  ASSERT_TRUE(r);
+  auto menu = std::dynamic_pointer_cast<Menu>(r.nib().topLevelObjects()[1]);
+  ASSERT_TRUE(menu);
+  EXPECT_EQ(menu->title(), String(u"Actions"));
+  auto open = menu->itemAtIndex(0);
+  EXPECT_EQ(open->keyEquivalent(), String(u"o"));
+  EXPECT_EQ(open->keyEquivalentModifierMask(), 1ul << 20) << "command by default";
+  EXPECT_EQ(open->action(), String(u"open:"));
+  EXPECT_EQ(open->target(), nullptr) << "First Responder";
+  auto more = menu->itemAtIndex(1);
+  EXPECT_EQ(more->keyEquivalentModifierMask(), 1ul << 17);
+  ASSERT_TRUE(more->submenu());
+  EXPECT_EQ(more->submenu()->itemAtIndex(0)->title(), String(u"Less"));
+  EXPECT_EQ(more->submenu()->supermenu(), menu.get());
+}
+
+TEST(NibReader, RecordsBindingsWithPlaceholdersAndPattern) {
+  auto owner = std::make_shared<Owner>();
+  NibLoadOptions options;
+  options.owner = owner;
+  NibReadResult r = readNibData(document(kWindow), options);
+  ASSERT_TRUE(r);
+  auto field = std::dynamic_pointer_cast<TextField>(r.nib().objectWithIdentifier(u"t1"));
+  ASSERT_TRUE(field);
+  auto binder = field->binderForBinding(u"displayPatternValue1");
+  ASSERT_TRUE(binder);
+  EXPECT_EQ(binder->className(), String(u"NSDisplayPatternBinder"));
+  EXPECT_EQ(binder->displayPattern(), String(u"%{value1}@ files"));
+  auto info = binder->bindingInfos().at(0);
+  EXPECT_EQ(info->observedObject(), owner);
+  EXPECT_EQ(info->keyPath(), String(u"self.count"));
+  EXPECT_EQ(info->placeholderForMarker(NSNullMarker).stringValue(), String(u"None\u00a0")) << "base64 UTF-8 decoded";
+  EXPECT_EQ(info->placeholderForMarker(NSNoSelectionMarker).type(), Value::Type::Integer);
+  EXPECT_EQ(info->placeholderForMarker(NSNoSelectionMarker).intValue(), -1);
+  EXPECT_TRUE(info->placeholderForMarker(NSMultipleValuesMarker).isNil());
+  EXPECT_EQ(info->options().objectForKey(u"NSValueTransformerName").stringValue(), String(u"NSNegateBoolean"));
+  EXPECT_EQ(field->binderForBinding(u"value"), nullptr);
+}
+
+TEST(NibReader, ConnectsOutletsAndActionsToTheOwner) {
+  auto owner = std::make_shared<Owner>();
+  NibLoadOptions options;
+  options.owner = owner;
+  NibReadResult r = readNibData(document(kWindow), options);
+  ASSERT_TRUE(r);
+  auto window = r.nib().topLevelObjects()[0];
+  EXPECT_EQ(owner->outlet(u"window"), window);
+  ASSERT_EQ(owner->actions.size(), 1u);
+  EXPECT_EQ(owner->actions[0].first, String(u"toggle:"));
+  auto button = std::dynamic_pointer_cast<Button>(owner->actions[0].second);
+  ASSERT_TRUE(button);
+  EXPECT_EQ(button->target(), owner);
+  EXPECT_EQ(button->action(), String(u"toggle:"));
+
+  // Without an owner, nothing points at one.
+  NibReadResult bare = readNibData(document(kWindow));
+  ASSERT_TRUE(bare);
+  auto bareButton = std::dynamic_pointer_cast<Button>(bare.nib().objectWithIdentifier(u"b1"));
+  EXPECT_TRUE(bareButton->action().isNil());
+}
+
+TEST(NibReader, CustomClassesComeFromTheRegistry) {
+  ClassRegistry registry;
+  registry.registerClass<FancyCell>(u"FancyCell");
+  registry.registerClass<Menu>(u"FancyField");  // not a view: the base class must stand in
+  NibLoadOptions options;
+  options.registry = &registry;
+  NibReadResult r = readNibData(document(kWindow), options);
+  ASSERT_TRUE(r);
+  auto field = std::dynamic_pointer_cast<TextField>(r.nib().objectWithIdentifier(u"t1"));
+  ASSERT_TRUE(field);
+  EXPECT_EQ(field->customClassName(), String(u"FancyField"));
+  auto cell = std::dynamic_pointer_cast<FancyCell>(field->cell());
+  ASSERT_TRUE(cell) << field->cell()->className().UTF8String();
+  EXPECT_EQ(cell->className(), String(u"FancyCell"));
+  EXPECT_TRUE(cell->customClassName().isNil());
+  EXPECT_EQ(cell->awokeWithPlaceholder, String(u"Your name")) << "awakeFromNib after decoding";
+  EXPECT_EQ(cell->stringValue(), String(u"Name"));
+}
+
+TEST(NibReader, PanelsFromCustomClassOrElement) {
+  NibReadResult r = readNibData(document(R"(
+    <window title="Inspector" customClass="NSPanel" id="w"><rect key="contentRect" x="0" y="0" width="10" height="10"/></window>
+    <panel title="Palette" id="p"/>)"));
+  ASSERT_TRUE(r);
+  EXPECT_TRUE(r.nib().topLevelObjects()[0]->isKindOfClass<Panel>());
+  EXPECT_EQ(r.nib().topLevelObjects()[0]->className(), String(u"NSPanel"));
+  EXPECT_TRUE(r.nib().topLevelObjects()[1]->isKindOfClass<Panel>());
+}
+
+TEST(NibReader, UnknownControlsFallBackToTheirBase) {
+  NibReadResult r = readNibData(document(R"(
+    <stepper id="s"><rect key="frame" x="1" y="2" width="15" height="22"/><stepperCell key="cell" id="sc"/></stepper>
+    <progressIndicator id="pi"><rect key="frame" x="1" y="2" width="15" height="22"/></progressIndicator>
+    <arrayController id="ac" objectClassName="Thing"/>)"));
+  ASSERT_TRUE(r);
+  const auto& top = r.nib().topLevelObjects();
+  ASSERT_EQ(top.size(), 3u);
+  auto stepper = std::dynamic_pointer_cast<Control>(top[0]);
+  ASSERT_TRUE(stepper);
+  EXPECT_EQ(stepper->className(), String(u"NSStepper"));
+  EXPECT_EQ(stepper->cell()->className(), String(u"NSStepperCell"));
+  EXPECT_TRUE(stepper->cell()->isKindOfClass<ActionCell>());
+  EXPECT_EQ(top[1]->className(), String(u"NSProgressIndicator"));
+  EXPECT_TRUE(top[1]->isKindOfClass<View>());
+  auto controller = std::dynamic_pointer_cast<GenericObject>(top[2]);
+  ASSERT_TRUE(controller);
+  EXPECT_EQ(controller->className(), String(u"NSArrayController"));
+  EXPECT_EQ(controller->attributes().objectForKey(u"objectClassName").stringValue(), String(u"Thing"));
+}
+
+TEST(NibReader, TopLevelObjectsAloneOwnTheResult) {
+  std::weak_ptr<Object> window, cell, menuItem;
+  {
+    NibReadResult r = readNibData(document(kWindow));
+    ASSERT_TRUE(r);
+    window = r.nib().topLevelObjects()[0];
+    cell = r.nib().objectWithIdentifier(u"bc1");
+    menuItem = r.nib().objectWithIdentifier(u"mi3");
+    std::vector<std::shared_ptr<Object>> kept = r.nib().topLevelObjects();
+    r = NibReadResult(NibReadError{"gone", -1});
+    ASSERT_FALSE(cell.expired()) << "kept through the window";
+    ASSERT_FALSE(menuItem.expired());
+  }
+  EXPECT_TRUE(window.expired());
+  EXPECT_TRUE(cell.expired());
+  EXPECT_TRUE(menuItem.expired());
+}
+
+TEST(NibReader, ReportsDocumentsThatDoNotParse) {
+  struct Case {
+    std::string bytes;
+    const char* reasonPart;
+  };
+  const Case cases[] = {
+      {"", "XML"},
+      {"<document><objects>", "XML"},
+      {"<plist/>", "not an interface document"},
+      {"<archive type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" version=\"7.10\"/>", "older"},
+      {"<document type=\"com.apple.InterfaceBuilder3.CocoaTouch.XIB\"><objects/></document>", "not a Cocoa"},
+      {"<document type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\"/>", "no objects"},
+      {"bplist00\x01\x02", "compiled"},
+  };
+  for (const Case& c : cases) {
+    NibReadResult r = readNibData(c.bytes);
+    EXPECT_FALSE(r) << c.bytes;
+    EXPECT_NE(r.error().reason.find(c.reasonPart), std::string::npos) << r.error().reason;
+    EXPECT_THROW(r.nib(), Exception);
+  }
+  NibReadResult broken = readNibData("<document><objects><window id=\"x\"></objects></document>");
+  ASSERT_FALSE(broken);
+  EXPECT_GT(broken.error().offset, 0);
+
+  std::string deep;
+  for (int i = 0; i < 300; ++i) deep += "<view><subviews>";
+  for (int i = 0; i < 300; ++i) deep += "</subviews></view>";
+  NibReadResult tooDeep = readNibData(document(deep));
+  EXPECT_FALSE(tooDeep);
+  EXPECT_NE(tooDeep.error().reason.find("nested"), std::string::npos);
+
+  NibReadResult missing = readNibFile("/nonexistent/Main.xib");
+  EXPECT_FALSE(missing);
+  EXPECT_NE(missing.error().reason.find("/nonexistent/Main.xib"), std::string::npos);
+}
+
+// --- the shared corpus -----------------------------------------------------------------------------
+
+std::filesystem::path corpusFile(const char* relative) { return test::corpusDir() / relative; }
+
+NibReadResult readCorpus(const char* relative) { return readNibFile(corpusFile(relative).string()); }
+
+TEST(NibReaderCorpus, EveryDocumentLoads) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  int count = 0;
+  for (const auto& entry : std::filesystem::recursive_directory_iterator(test::corpusDir())) {
+    if (entry.path().extension() != ".xib") continue;
+    ++count;
+    NibReadResult r = readNibFile(entry.path().string());
+    ASSERT_TRUE(r) << entry.path() << ": " << r.error().reason;
+    EXPECT_FALSE(r.nib().topLevelObjects().empty()) << entry.path();
+    for (const auto& w : r.nib().warnings()) ADD_FAILURE() << entry.path() << ": " << w;
+  }
+  EXPECT_GE(count, 11);
+}
+
+// Depth-first search for the first object of class T below a view.
+template <class T>
+void collect(const std::shared_ptr<View>& view, std::vector<std::shared_ptr<T>>& out) {
+  if (!view) return;
+  if (auto t = std::dynamic_pointer_cast<T>(view)) out.push_back(t);
+  if (auto tabs = std::dynamic_pointer_cast<TabView>(view)) {
+    for (const auto& item : tabs->tabViewItems()) collect(item->view(), out);
+    return;
+  }
+  for (const auto& sub : view->subviews()) collect(sub, out);
+}
+
+template <class T>
+std::vector<std::shared_ptr<T>> allIn(const Nib& nib) {
+  std::vector<std::shared_ptr<T>> out;
+  for (const auto& object : nib.topLevelObjects()) {
+    if (auto w = std::dynamic_pointer_cast<Window>(object)) collect(w->contentView(), out);
+    if (auto v = std::dynamic_pointer_cast<View>(object)) collect(v, out);
+  }
+  return out;
+}
+
+TEST(NibReaderCorpus, MainWindowTabViewHasSevenItems) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  NibReadResult r = readCorpus("handbrake/macosx/Base.lproj/MainWindow.xib");
+  ASSERT_TRUE(r) << r.error().reason;
+  auto tabs = allIn<TabView>(r.nib());
+  ASSERT_EQ(tabs.size(), 1u);
+  std::vector<String> labels;
+  for (const auto& item : tabs[0]->tabViewItems()) {
+    labels.push_back(item->label());
+    EXPECT_TRUE(item->view()) << item->label().UTF8String();
+  }
+  EXPECT_EQ(labels, (std::vector<String>{u"Summary", u"Dimensions", u"Filters", u"Video", u"Audio", u"Subtitles",
+                                         u"Chapters"}));
+  // The box whose title is stored but not shown.
+  bool found = false;
+  for (const auto& box : allIn<Box>(r.nib())) {
+    if (box->title() == String(u"Box") && box->titlePosition() == TitlePosition::NoTitle) found = true;
+  }
+  EXPECT_TRUE(found);
+  // Null placeholders stored as base64 UTF-8 come out as text.
+  int stringPlaceholders = 0;
+  for (const auto& popUp : allIn<PopUpButton>(r.nib())) {
+    for (const auto& binder : popUp->binders()) {
+      for (const auto& info : binder->bindingInfos()) {
+        if (info->placeholderForMarker(NSNullMarker).type() == Value::Type::String) ++stringPlaceholders;
+      }
+    }
+  }
+  EXPECT_GT(stringPlaceholders, 0);
+}
+
+TEST(NibReaderCorpus, PictureSettingsPanelWithRadioMatrix) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  NibReadResult r = readCorpus("handbrake/macosx/Base.lproj/PictureSettings.xib");
+  ASSERT_TRUE(r) << r.error().reason;
+  auto panel = std::dynamic_pointer_cast<Panel>(r.nib().topLevelObjects().at(0));
+  ASSERT_TRUE(panel);
+  auto matrices = allIn<Matrix>(r.nib());
+  ASSERT_EQ(matrices.size(), 1u);
+  auto matrix = matrices[0];
+  EXPECT_EQ(matrix->numberOfRows(), 2);
+  EXPECT_EQ(matrix->numberOfColumns(), 1);
+  ASSERT_EQ(matrix->cells().size(), 2u);
+  auto automatic = std::dynamic_pointer_cast<ButtonCell>(matrix->cells()[0]);
+  auto custom = std::dynamic_pointer_cast<ButtonCell>(matrix->cells()[1]);
+  ASSERT_TRUE(automatic && custom);
+  EXPECT_EQ(automatic->title(), String(u"Automatic"));
+  EXPECT_EQ(custom->title(), String(u"Custom:"));
+  EXPECT_EQ(automatic->buttonType(), NSRadioButton);
+  EXPECT_EQ(automatic->state(), 1);
+  EXPECT_EQ(matrix->cellSize(), (Size{190, 20}));
+  ASSERT_TRUE(matrix->prototype());
+  EXPECT_EQ(matrix->prototype()->title(), String(u"Radio"));
+  EXPECT_TRUE(matrix->binderForBinding(u"selectedIndex"));
+}
+
+TEST(NibReaderCorpus, TitleSelectionDisplayPatternAndTable) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  NibReadResult r = readCorpus("handbrake/macosx/Base.lproj/HBTitleSelection.xib");
+  ASSERT_TRUE(r) << r.error().reason;
+  ASSERT_EQ(r.nib().topLevelObjects().size(), 3u);
+  auto fields = allIn<TextField>(r.nib());
+  ASSERT_FALSE(fields.empty());
+  auto binder = fields[0]->binderForBinding(u"displayPatternValue1");
+  ASSERT_TRUE(binder);
+  EXPECT_EQ(binder->className(), String(u"NSDisplayPatternBinder"));
+  EXPECT_EQ(binder->valueForKey(u"displayPattern").stringValue(), String(u"%{value1}@"));
+  EXPECT_EQ(fields[0]->stringValue(), String(u"Select the titles to add to the queue:"));
+
+  auto tables = allIn<TableView>(r.nib());
+  ASSERT_EQ(tables.size(), 1u);
+  EXPECT_EQ(tables[0]->customClassName(), String(u"HBTableView"));
+  std::vector<String> titles;
+  for (const auto& c : tables[0]->tableColumns()) titles.push_back(c->title());
+  EXPECT_EQ(titles, (std::vector<String>{u"Title", u"Name", u"Duration"}));
+  EXPECT_TRUE(tables[0]->isViewBased());
+  ASSERT_TRUE(tables[0]->headerView());
+  EXPECT_EQ(tables[0]->headerView()->className(), String(u"NSTableHeaderView"));
+  auto check = std::dynamic_pointer_cast<ButtonCell>(tables[0]->tableColumns()[1]->dataCell());
+  ASSERT_TRUE(check);
+  EXPECT_EQ(check->buttonType(), NSSwitchButton);
+  auto add = allIn<Button>(r.nib());
+  bool returnKey = false;
+  for (const auto& b : add) {
+    if (b->title() == String(u"Add")) returnKey = b->buttonCell()->keyEquivalent() == String(u"\r");
+  }
+  EXPECT_TRUE(returnKey) << "keyEquivalent is base64 UTF-8";
+}
+
+TEST(NibReaderCorpus, SubtitleColumnsHaveMenuDataCells) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  NibReadResult r = readCorpus("handbrake/macosx/Base.lproj/Subtitles.xib");
+  ASSERT_TRUE(r) << r.error().reason;
+  int withMenu = 0, items = 0, textCells = 0;
+  for (const auto& table : allIn<TableView>(r.nib())) {
+    for (const auto& column : table->tableColumns()) {
+      if (auto* m = dynamic_cast<HasMenu*>(column->dataCell().get())) {
+        ASSERT_TRUE(m->menu());  // one of them is archived with an empty menu
+        items += static_cast<int>(m->menu()->numberOfItems());
+        ++withMenu;
+      } else {
+        ++textCells;
+      }
+      EXPECT_FALSE(column->title().isNil());
+    }
+  }
+  EXPECT_EQ(withMenu, 3);
+  EXPECT_EQ(items, 2);
+  EXPECT_GT(textCells, 0);
+}
+
+TEST(NibReaderCorpus, TransmissionSegmentsAndSearchField) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  NibReadResult activity = readCorpus("transmission/macosx/Base.lproj/InfoActivityView.xib");
+  ASSERT_TRUE(activity) << activity.error().reason;
+  auto segments = allIn<SegmentedControl>(activity.nib());
+  ASSERT_FALSE(segments.empty());
+  EXPECT_EQ(segments[0]->segmentCount(), 2);
+  EXPECT_EQ(segments[0]->labelForSegment(0), String(u"Progress"));
+  EXPECT_EQ(segments[0]->labelForSegment(1), String(u"Available"));
+  int notAvailable = 0;
+  for (const auto& f : allIn<TextField>(activity.nib())) {
+    if (f->placeholderString() == String(u"N/A")) ++notAvailable;
+  }
+  EXPECT_EQ(notAvailable, 12);
+
+  NibReadResult add = readCorpus("transmission/macosx/Base.lproj/AddWindow.xib");
+  ASSERT_TRUE(add) << add.error().reason;
+  auto search = allIn<SearchField>(add.nib());
+  ASSERT_EQ(search.size(), 1u);
+  EXPECT_EQ(search[0]->placeholderString(), String(u"Filter"));
+  EXPECT_EQ(allIn<OutlineView>(add.nib()).size(), 1u);
+}
+
+}  // namespace
+}  // namespace tq
