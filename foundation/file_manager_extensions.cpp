@@ -55,6 +55,7 @@ Array uniqueNamesForFileNames(FileManager& manager, const Array& names, const St
   std::vector<Value> result;
   result.reserve(names.count());
   std::unordered_set<String> taken;
+  taken.reserve(names.count());
   // Per base and extension: the lowest number not yet rejected in this call. Rejections only
   // accumulate (the result grows), so a rejected number stays rejected.
   std::unordered_map<std::pair<String, String>, unsigned long long, PairHash> nextNumber;

@@ -269,6 +269,10 @@ StringsTableResult parseStringsTable(std::span<const uint8_t> bytes) {
     std::u16string text = decodeUTF16(bytes.subspan(2), true);
     return TextParser(text).run();
   }
+  // UTF-16 written without a mark: text never holds NUL, so a zero byte beside the first character
+  // tells the byte order.
+  if (bytes.size() >= 2 && bytes[0] != 0 && bytes[1] == 0) return TextParser(decodeUTF16(bytes, false)).run();
+  if (bytes.size() >= 2 && bytes[0] == 0 && bytes[1] != 0) return TextParser(decodeUTF16(bytes, true)).run();
   std::string_view utf8(reinterpret_cast<const char*>(bytes.data()), bytes.size());
   if (utf8.starts_with("\xEF\xBB\xBF")) utf8.remove_prefix(3);
   String text = String::fromUTF8(utf8);

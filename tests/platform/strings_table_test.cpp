@@ -72,7 +72,8 @@ TEST(StringsTableText, EntriesInFileOrderWithCommentsEscapesAndUnquotedWords) {
 TEST(StringsTableText, EncodingsGiveTheSameEntries) {
   std::u16string text = u"/* \u00fc */\n\"Gr\u00fc\u00dfe\" = \"\u3053\u3093\u306b\u3061\u306f \U0001F600\";\n";
   std::string utf8 = String(text).UTF8String();
-  for (const std::string& bytes : {utf8, "\xEF\xBB\xBF" + utf8, utf16(text, false), utf16(text, true)}) {
+  for (const std::string& bytes : {utf8, "\xEF\xBB\xBF" + utf8, utf16(text, false), utf16(text, true),
+                                   utf16(text, false).substr(2), utf16(text, true).substr(2)}) {
     auto r = parse(bytes);
     ASSERT_TRUE(r.ok) << r.error.description();
     ASSERT_EQ(r.entries.size(), 1u);

@@ -106,7 +106,8 @@ class Bundle : public Object {
   // The translation of key from strings table "table.strings" (nil table: "Localizable"). The table
   // is looked for in LANG.lproj of each preferred localization in turn, then Base.lproj, then the
   // resource directory; the first table holding the key answers. A table that does not parse counts
-  // as absent. An absent key yields value, or the key itself when value is nil or empty.
+  // as absent. An absent key yields value, or the key itself when value is nil or empty; a nil key
+  // yields value, or the empty string.
   String localizedStringForKey(const String& key, const String& value, const String& table) const;
 
   // Parsed tables are kept per table and localization; this reads a table file directly (nil when

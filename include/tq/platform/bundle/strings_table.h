@@ -1,7 +1,8 @@
 // Strings tables: the key-to-translation files of a bundle's localizations (NAME.strings).
 //
 // Three forms are read:
-//  - Text: UTF-8 (with or without byte-order mark) or UTF-16 little or big endian with its mark.
+//  - Text: UTF-8 (with or without byte-order mark) or UTF-16 little or big endian with its mark
+//    (UTF-16 without a mark is recognised too, by a zero byte beside the first character).
 //    A sequence of entries  "key" = "value";  separated by white space and comments (/* ... */ and
 //    // to the end of the line). Keys and values are quoted strings, or unquoted words made of ASCII
 //    letters, digits and _ . - : / $. An entry written  "key";  maps the key to itself. Inside quotes
