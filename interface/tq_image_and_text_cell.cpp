@@ -99,8 +99,10 @@ void TQImageAndTextCell::selectWithFrame(const Rect& frame, View* controlView, F
   TQTextFieldCell::selectWithFrame(r, controlView, editor, std::move(delegate), start, length);
 }
 
-std::shared_ptr<TQTextFieldCell> TQImageAndTextCell::copyWithZone() const {
-  auto copy = std::make_shared<TQImageAndTextCell>(*this);
+std::shared_ptr<Cell> TQImageAndTextCell::copyWithZone() const {
+  // The platform's copy (as this class) carries the image reference over; the copy then gets an
+  // image of its own.
+  auto copy = std::static_pointer_cast<TQImageAndTextCell>(copyOf(*this));
   copy->image_ = image_ ? image_->copyWithZone() : nullptr;
   return copy;
 }

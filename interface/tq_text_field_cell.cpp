@@ -81,8 +81,4 @@ ColorRef TQTextFieldCell::highlightColorWithFrame(const Rect& frame, View* contr
   return TextFieldCell::highlightColorWithFrame(frame, controlView);
 }
 
-std::shared_ptr<TQTextFieldCell> TQTextFieldCell::copyWithZone() const {
-  return std::make_shared<TQTextFieldCell>(*this);
-}
-
 }  // namespace tq

@@ -204,7 +204,8 @@ TEST(TQTextFieldCell, CopiesCarryTheFlags) {
   cell->setIsSpace(true);
   cell->setTruncatesWhenOneLineHigh(true);
   cell->setCentersVertically(false);
-  auto copy = cell->copyWithZone();
+  auto copy = std::dynamic_pointer_cast<TQTextFieldCell>(cell->copy());
+  ASSERT_TRUE(copy);
   EXPECT_NE(copy.get(), cell.get());
   EXPECT_TRUE(copy->isSpace());
   EXPECT_TRUE(copy->truncatesWhenOneLineHigh());
@@ -361,7 +362,7 @@ TEST(TQImageAndTextCell, ImagesAreOwnedAndCopiesOwnACopy) {
   cell->setYOffset(2.5);
   cell->setIsSpace(true);
 
-  auto copy = std::dynamic_pointer_cast<TQImageAndTextCell>(cell->copyWithZone());
+  auto copy = std::dynamic_pointer_cast<TQImageAndTextCell>(cell->copy());
   ASSERT_TRUE(copy);
   ASSERT_TRUE(copy->image());
   EXPECT_NE(copy->image().get(), cell->image().get());

@@ -60,8 +60,10 @@ class TQImageAndTextCell : public TQTextFieldCell {
   void selectWithFrame(const Rect& frame, View* controlView, FieldEditor* editor, std::weak_ptr<Object> delegate,
                        long start, long length) override;
 
-  // A copy with the same settings and a copy of the image (a distinct image, equal in content).
-  std::shared_ptr<TQTextFieldCell> copyWithZone() const override;
+  // The text field cell's copy (settings, flags, scaleImage, yOffset) with a copy of the image (a
+  // distinct image, equal in content) that the copy owns; nil stays nil.
+  std::shared_ptr<Cell> copyWithZone() const;
+  std::shared_ptr<Cell> copy() const override { return copyWithZone(); }
 
  private:
   bool scaleImage_ = false;

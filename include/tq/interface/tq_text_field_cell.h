@@ -64,8 +64,8 @@ class TQTextFieldCell : public TextFieldCell {
   // The background colour when the cell draws one and has one, else the text field cell's.
   ColorRef highlightColorWithFrame(const Rect& frame, View* controlView) const override;
 
-  // A copy of the cell with the same settings and flags (bindings are not copied).
-  virtual std::shared_ptr<TQTextFieldCell> copyWithZone() const;
+  // The platform's cell copy, as this class: the same settings and the three flags.
+  std::shared_ptr<Cell> copy() const override { return copyOf(*this); }
 
   // Plain accessors; the setters request no redisplay.
   bool centersVertically() const { return centersVertically_; }
