@@ -4,6 +4,11 @@
 #include <optional>
 
 #include "tq/platform/ui/cell.h"
+#include "tq/platform/ui/color.h"
+
+namespace tq {
+class FieldEditor;
+}
 
 namespace tq {
 
@@ -28,6 +33,27 @@ class TextFieldCell : public ActionCell {
 
   // Bezeled fields add 3 points each side and 2 above and below to the text's size; bordered ones 1.
   Size cellSize() const override;
+
+  // --- drawing and editing (into the current graphics context) -----------------------------------
+  // The whole cell: the background (when drawsBackground(): the background colour, else
+  // controlBackgroundColor, filled), the bezel (grey) or border (black) outline, then
+  // drawInteriorWithFrame with the same frame. The view is not owned and may be null.
+  virtual void drawWithFrame(const Rect& frame, View* controlView);
+  // The text: stringValue() (the placeholder in grey when the value is empty) drawn by drawText into
+  // textRectForFrame(frame), with the cell's font, alignment and text colour (black when nil);
+  // wrapping by lineBreakMode() when wraps(), else on one line (word wrapping becoming clipping).
+  virtual void drawInteriorWithFrame(const Rect& frame, View* controlView);
+  // The colour of a selected row behind the cell: selectedControlColor.
+  virtual ColorRef highlightColorWithFrame(const Rect& frame, View* controlView) const;
+  // Places the field editor over textRectForFrame(frame) with the cell's text, the insertion point at
+  // its end. `event` (the mouse-down that started editing) is not used by the model.
+  virtual void editWithFrame(const Rect& frame, View* controlView, FieldEditor* editor,
+                             std::weak_ptr<Object> delegate, const Object* event);
+  // The same, selecting `length` code units from `start`.
+  virtual void selectWithFrame(const Rect& frame, View* controlView, FieldEditor* editor,
+                               std::weak_ptr<Object> delegate, long start, long length);
+  // Where the text goes in a frame: inset 3 x 2 points when bezeled, 1 when bordered, else 2 x 0.
+  Rect textRectForFrame(const Rect& frame) const;
 
  private:
   String placeholder_;

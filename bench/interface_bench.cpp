@@ -1,0 +1,229 @@
+// Interface support: localizing the largest corpus interface with its German strings table, per
+// pass, beside the same number of bare table lookups; drawing 10,000 cells of each kind into an
+// image surface beside a plain Pango loop drawing the same texts; and the allocations per cell draw,
+// which must not grow with the number of draws.
+#include <benchmark/benchmark.h>
+#include <pango/pangocairo.h>
+
+#include <atomic>
+#include <type_traits>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "tq/interface/tq_image_and_text_cell.h"
+#include "tq/interface/tq_localizer.h"
+#include "tq/platform/base/character_set.h"
+#include "tq/platform/ui/box.h"
+#include "tq/platform/ui/button.h"
+#include "tq/platform/ui/matrix.h"
+#include "tq/platform/ui/nib_reader.h"
+#include "tq/platform/ui/segmented_control.h"
+#include "tq/platform/ui/tab_view.h"
+#include "tq/platform/ui/table_view.h"
+#include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/window.h"
+
+// Every allocation of the program is counted.
+namespace {
+std::atomic<long long> allocations{0};
+}
+// Kept out of line, so the compiler does not pair the inlined malloc and free across call sites.
+[[gnu::noinline]] void* operator new(std::size_t size) {
+  allocations.fetch_add(1, std::memory_order_relaxed);
+  if (void* p = std::malloc(size ? size : 1)) return p;
+  throw std::bad_alloc();
+}
+[[gnu::noinline]] void operator delete(void* p) noexcept { std::free(p); }
+[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept { std::free(p); }
+
+namespace {
+
+namespace fs = std::filesystem;
+using tq::String;
+
+const fs::path kCorpus = fs::path(TQ_CORPUS_DIR) / "transmission" / "macosx";
+
+// The strings the localizer looks up in one pass over the objects (views, controls, menus).
+void collectKeys(tq::View* v, std::vector<String>& keys) {
+  if (!v) return;
+  for (const auto& sub : v->subviews()) {
+    tq::View* s = sub.get();
+    bool descend = true;
+    if (auto* p = dynamic_cast<tq::PopUpButton*>(s)) {
+      if (p->menu()) {
+        for (const auto& i : p->menu()->itemArray()) keys.push_back(i->title());
+      }
+    } else if (auto* b = dynamic_cast<tq::Button*>(s)) {
+      if (b->imagePosition() != tq::NSImageOnly) {
+        keys.push_back(b->title());
+        keys.push_back(b->alternateTitle());
+      }
+    } else if (auto* box = dynamic_cast<tq::Box*>(s)) {
+      keys.push_back(box->title());
+    } else if (auto* m = dynamic_cast<tq::Matrix*>(s)) {
+      for (const auto& c : m->cells()) keys.push_back(c->title());
+    } else if (auto* t = dynamic_cast<tq::TabView*>(s)) {
+      for (const auto& i : t->tabViewItems()) {
+        keys.push_back(i->label());
+        collectKeys(i->view().get(), keys);
+      }
+      descend = false;
+    } else if (auto* f = dynamic_cast<tq::TextField*>(s)) {
+      keys.push_back(f->stringValue());
+      keys.push_back(f->placeholderString());
+    } else if (auto* table = dynamic_cast<tq::TableView*>(s)) {
+      for (const auto& c : table->tableColumns()) keys.push_back(c->title());
+    } else if (auto* seg = dynamic_cast<tq::SegmentedControl*>(s)) {
+      for (long i = 0; i < seg->segmentCount(); ++i) keys.push_back(seg->labelForSegment(i));
+    }
+    if (descend) collectKeys(s, keys);
+  }
+}
+
+struct Corpus {
+  bool ok = false;
+  tq::NibReadResult read{tq::NibReadError{}};
+  std::shared_ptr<tq::Bundle> bundle;
+  std::vector<String> keys;
+  Corpus() {
+    const fs::path xib = kCorpus / "Base.lproj" / "PrefsWindow.xib";
+    const fs::path table = kCorpus / "de.lproj" / "Localizable.strings";
+    if (!fs::exists(xib) || !fs::exists(table)) return;
+    read = tq::readNibFile(xib.string());
+    if (!read) return;
+    // A bundle holding only the German table, whatever the user's language.
+    const fs::path dir = fs::temp_directory_path() / "tqkit-interface-bench";
+    fs::create_directories(dir);
+    fs::copy_file(table, dir / "German.strings", fs::copy_options::overwrite_existing);
+    bundle = tq::Bundle::bundleWithPath(String::fromUTF8(dir.string()));
+    for (const auto& o : read.nib().topLevelObjects()) {
+      if (auto* w = dynamic_cast<tq::Window*>(o.get())) {
+        keys.push_back(w->title());
+        collectKeys(w->contentView().get(), keys);
+      } else if (auto* v = dynamic_cast<tq::View*>(o.get())) {
+        collectKeys(v, keys);
+      }
+    }
+    ok = bundle != nullptr;
+  }
+};
+
+Corpus& corpus() {
+  static Corpus c;
+  return c;
+}
+
+void BM_LocalizePrefsWindow_tqkit(benchmark::State& state) {
+  Corpus& c = corpus();
+  if (!c.ok) {
+    state.SkipWithError("corpus absent");
+    return;
+  }
+  for (auto _ : state) tq::TQLocalizer::localizeObjects(c.read.nib().topLevelObjects(), u"German", c.bundle);
+  state.counters["strings_per_pass"] = static_cast<double>(c.keys.size());
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * c.keys.size()));
+}
+BENCHMARK(BM_LocalizePrefsWindow_tqkit)->Unit(benchmark::kMicrosecond);
+
+void BM_LocalizePrefsWindow_bareLookups(benchmark::State& state) {
+  Corpus& c = corpus();
+  if (!c.ok) {
+    state.SkipWithError("corpus absent");
+    return;
+  }
+  const String empty = String::empty();
+  const String table = u"German";
+  for (auto _ : state) {
+    for (const auto& k : c.keys) {
+      benchmark::DoNotOptimize(c.bundle->localizedStringForKey(k, empty, table));
+    }
+  }
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * c.keys.size()));
+}
+BENCHMARK(BM_LocalizePrefsWindow_bareLookups)->Unit(benchmark::kMicrosecond);
+
+// --- cells --------------------------------------------------------------------------------------
+
+constexpr int kCells = 10000;
+constexpr double kRow = 18;
+
+std::vector<String> cellTexts() {
+  std::vector<String> t;
+  static const char* const words[] = {"Documents", "Pictures", "Movies", "Music", "Downloads", "Applications"};
+  for (int i = 0; i < 64; ++i) t.push_back(String::fromUTF8(std::string(words[i % 6]) + " " + std::to_string(i)));
+  return t;
+}
+
+tq::ImageRef icon() {
+  tq::ImageRef image = tq::Image::imageWithSize({16, 16});
+  auto c = image->graphicsContext();
+  c->setFillColor(tq::Color::blueColor());
+  c->fillRect({2, 2, 12, 12}, tq::NSCompositeCopy);
+  return image;
+}
+
+template <class Cell>
+void drawCells(benchmark::State& state, bool withImage) {
+  auto context = tq::GraphicsContext::imageContext({200, 400}, true);
+  tq::GraphicsContext::setCurrentContext(context);
+  const auto texts = cellTexts();
+  auto cell = tq::TQTextFieldCell::initTextCell<Cell>(u"");
+  if constexpr (std::is_same_v<Cell, tq::TQImageAndTextCell>) {
+    if (withImage) cell->setImage(icon());
+  }
+  const int draws = static_cast<int>(state.range(0));
+  long long allocs = 0;
+  for (auto _ : state) {
+    const long long start = allocations.load();
+    for (int i = 0; i < draws; ++i) {
+      cell->setStringValue(texts[i % texts.size()]);
+      cell->drawWithFrame({0, (i % 20) * kRow, 200, kRow}, nullptr);
+    }
+    allocs = allocations.load() - start;
+  }
+  tq::GraphicsContext::setCurrentContext(nullptr);
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * draws);
+  state.counters["allocs_per_cell"] = static_cast<double>(allocs) / draws;
+}
+
+void BM_DrawCells_TQTextFieldCell(benchmark::State& state) { drawCells<tq::TQTextFieldCell>(state, false); }
+BENCHMARK(BM_DrawCells_TQTextFieldCell)->Arg(1000)->Arg(kCells)->Unit(benchmark::kMillisecond);
+
+void BM_DrawCells_TQImageAndTextCell(benchmark::State& state) { drawCells<tq::TQImageAndTextCell>(state, true); }
+BENCHMARK(BM_DrawCells_TQImageAndTextCell)->Arg(1000)->Arg(kCells)->Unit(benchmark::kMillisecond);
+
+// Baseline: one Pango layout, each text set and shown at the same place, truncated to the width.
+void BM_DrawCells_plainPango(benchmark::State& state) {
+  cairo_surface_t* surface = cairo_image_surface_create(CAIRO_FORMAT_ARGB32, 200, 400);
+  cairo_t* cr = cairo_create(surface);
+  PangoLayout* layout = pango_cairo_create_layout(cr);
+  PangoFontDescription* font = pango_font_description_from_string("DejaVu Sans 13px");
+  pango_layout_set_font_description(layout, font);
+  pango_layout_set_width(layout, 194 * PANGO_SCALE);
+  pango_layout_set_ellipsize(layout, PANGO_ELLIPSIZE_END);
+  std::vector<std::string> texts;
+  for (const auto& t : cellTexts()) texts.push_back(t.UTF8String());
+  const int draws = static_cast<int>(state.range(0));
+  for (auto _ : state) {
+    for (int i = 0; i < draws; ++i) {
+      const std::string& s = texts[i % texts.size()];
+      pango_layout_set_text(layout, s.data(), static_cast<int>(s.size()));
+      cairo_move_to(cr, 2, (i % 20) * kRow);
+      pango_cairo_show_layout(cr, layout);
+    }
+  }
+  pango_font_description_free(font);
+  g_object_unref(layout);
+  cairo_destroy(cr);
+  cairo_surface_destroy(surface);
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * draws);
+}
+BENCHMARK(BM_DrawCells_plainPango)->Arg(kCells)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,61 @@
+// Image helpers: loading an image by name from a given bundle without any shared name cache,
+// converting between file name extensions and bitmap file types, and drawing an image upright into
+// a flipped coordinate system (table and outline views).
+//
+// Threads: loading may run on any thread; drawing runs on the thread that owns the current graphics
+// context (the interface thread).
+#pragma once
+
+#include <memory>
+#include <typeinfo>
+
+#include "tq/platform/base/string.h"
+#include "tq/platform/bundle/bundle.h"
+#include "tq/platform/ui/geometry.h"
+#include "tq/platform/ui/graphics_context.h"
+#include "tq/platform/ui/image.h"
+
+namespace tq {
+
+// Bitmap file types, with the platform's values.
+using BitmapImageFileType = UInteger;
+inline constexpr BitmapImageFileType NSTIFFFileType = 0;
+inline constexpr BitmapImageFileType NSBMPFileType = 1;
+inline constexpr BitmapImageFileType NSGIFFileType = 2;
+inline constexpr BitmapImageFileType NSJPEGFileType = 3;
+inline constexpr BitmapImageFileType NSPNGFileType = 4;
+inline constexpr BitmapImageFileType NSJPEG2000FileType = 5;
+
+// A new image read from the bundle's image resource `name` (Bundle::pathForImageResource: with or
+// without an extension). Every call reads the file again and returns a distinct image; nothing is
+// cached or registered under the name. Nil when the bundle is nil, has no such image, or the file is
+// not a readable image. The caller owns the result.
+ImageRef imageNamedFromBundle(const String& name, const std::shared_ptr<Bundle>& bundle);
+// The same in the bundle holding the code of the class (Bundle::bundleForClass). This and the
+// identifier form below load through imageNamedFromBundle.
+ImageRef imageNamedFromBundleWithClass(const String& name, const std::type_info& type);
+template <class T>
+ImageRef imageNamedFromBundleWithClass(const String& name) {
+  return imageNamedFromBundleWithClass(name, typeid(T));
+}
+// The same in the already opened bundle with the identifier (Bundle::bundleWithIdentifier); nil
+// when no open bundle has it.
+ImageRef imageNamedFromBundleWithIdentifier(const String& name, const String& identifier);
+
+// The file type for an extension: "tiff", "bmp", "gif", "jpg", "png", "jp2", compared exactly (case
+// matters). Anything else, including "tif", "jpeg", "PNG" and nil, gives NSTIFFFileType: TIFF is the
+// fallback.
+BitmapImageFileType bitmapImageFileTypeFromExtension(const String& extension);
+// The extension of a file type 0 to 5 (the same string object on every call); nil for other values.
+String extensionFromBitmapImageFileType(BitmapImageFileType type);
+
+// Draws the whole image stretched into `rect` of the current graphics context, flipped vertically:
+// in a flipped space (y downwards) the image shows upright with its top row at rect.y; in an
+// unflipped one it shows upside down. The flip is applied whatever the context is. The graphics
+// state (transformation, clip, colours) is saved before and restored after, so the caller finds it
+// as it was. `fraction` is the opacity, 0 to 1. Nothing is drawn without a current context.
+void drawFlippedInRect(const Image& image, Rect rect, CompositingOperation operation, double fraction);
+// The same at the image's own size, its top left corner (in a flipped space) at `point`.
+void drawFlippedAtPoint(const Image& image, Point point, CompositingOperation operation, double fraction);
+
+}  // namespace tq

@@ -1,0 +1,209 @@
+// Image helpers: loading by bundle without a cache, the bitmap file type table, flipped drawing that
+// leaves the graphics state as found; and the check-box test of buttons.
+#include "tq/interface/image_extensions.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "platform/ui/pixels.h"
+#include "support/test_paths.h"
+#include "tq/interface/button_extensions.h"
+#include "tq/platform/ui/color.h"
+#include "tq/platform/ui/text_field_cell.h"
+
+using namespace tq;
+using tq::test::pixelAt;
+
+namespace {
+
+// Classes of this program live in the main bundle; name that bundle before anything opens it.
+struct MainBundleFolder {
+  test::TempDir dir;
+  MainBundleFolder() { Bundle::setMainBundlePath(String::fromUTF8(dir.str())); }
+};
+MainBundleFolder& mainFolder() {
+  static MainBundleFolder folder;
+  return folder;
+}
+const bool mainFolderNamed = (mainFolder(), true);
+
+// A 4 x 2 point image: top row red, bottom row blue.
+ImageRef twoRowImage() {
+  ImageRef image = Image::imageWithSize({4, 2});
+  GraphicsContextRef context = image->graphicsContext();  // unflipped: the top row is y 1..2
+  context->setFillColor(Color::redColor());
+  context->fillRect({0, 1, 4, 1}, NSCompositeCopy);
+  context->setFillColor(Color::blueColor());
+  context->fillRect({0, 0, 4, 1}, NSCompositeCopy);
+  context->flushGraphics();
+  return image;
+}
+
+void writePNG(const std::filesystem::path& path) {
+  std::filesystem::create_directories(path.parent_path());
+  ImageRef image = twoRowImage();
+  GraphicsContextRef context = image->graphicsContext();
+  ASSERT_TRUE(context->writeToPNG(String::fromUTF8(path.string())));
+}
+
+bool isRed(const test::Pixel& p) { return p.a == 255 && p.r > 200 && p.b < 50; }
+bool isBlue(const test::Pixel& p) { return p.a == 255 && p.b > 200 && p.r < 50; }
+
+class ScopedCurrentContext {
+ public:
+  explicit ScopedCurrentContext(GraphicsContextRef c) { GraphicsContext::setCurrentContext(std::move(c)); }
+  ~ScopedCurrentContext() { GraphicsContext::setCurrentContext(nullptr); }
+};
+
+}  // namespace
+
+TEST(BitmapFileTypes, ExtensionsMapExactlyAndFallBackToTIFF) {
+  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"tiff"), NSTIFFFileType);
+  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"bmp"), NSBMPFileType);
+  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"gif"), NSGIFFileType);
+  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"jpg"), NSJPEGFileType);
+  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"png"), 4u);
+  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"jp2"), NSJPEG2000FileType);
+  for (const char16_t* other : {u"PNG", u"jpeg", u"tif", u"", u"png "}) {
+    EXPECT_EQ(bitmapImageFileTypeFromExtension(other), NSTIFFFileType) << String(other).UTF8String();
+  }
+  EXPECT_EQ(bitmapImageFileTypeFromExtension(String()), NSTIFFFileType);
+}
+
+TEST(BitmapFileTypes, TypesMapToConstantExtensionsAndBack) {
+  EXPECT_EQ(extensionFromBitmapImageFileType(5), String(u"jp2"));
+  EXPECT_TRUE(extensionFromBitmapImageFileType(6).isNil());
+  EXPECT_TRUE(extensionFromBitmapImageFileType(static_cast<BitmapImageFileType>(-1)).isNil());
+  for (BitmapImageFileType t = 0; t <= 5; ++t) {
+    const String e = extensionFromBitmapImageFileType(t);
+    EXPECT_EQ(bitmapImageFileTypeFromExtension(e), t);
+    EXPECT_TRUE(e.isIdenticalTo(extensionFromBitmapImageFileType(t)));
+  }
+}
+
+TEST(ImageNamedFromBundle, ReadsAFreshImageEveryCall) {
+  test::TempDir dir;
+  writePNG(dir.path() / "Resources" / "icon.png");
+  std::ofstream(dir.path() / "Resources" / "broken.png") << "not an image";
+  auto bundle = Bundle::bundleWithPath(String::fromUTF8(dir.str()));
+  ASSERT_TRUE(bundle);
+
+  ImageRef a = imageNamedFromBundle(u"icon", bundle);
+  ImageRef b = imageNamedFromBundle(u"icon", bundle);
+  ASSERT_TRUE(a && b);
+  EXPECT_NE(a.get(), b.get());
+  EXPECT_TRUE(a->isEqual(*b));
+  EXPECT_EQ(a->size(), (Size{4, 2}));
+  EXPECT_TRUE(imageNamedFromBundle(u"icon.png", bundle));
+
+  EXPECT_FALSE(imageNamedFromBundle(u"missing", bundle));
+  EXPECT_FALSE(imageNamedFromBundle(u"broken", bundle));
+  EXPECT_FALSE(imageNamedFromBundle(u"icon", nullptr));
+}
+
+TEST(ImageNamedFromBundle, ByIdentifierFindsOnlyOpenBundles) {
+  test::TempDir dir;
+  writePNG(dir.path() / "Resources" / "badge.png");
+  std::ofstream(dir.path() / "Info.plist")
+      << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+         "<key>CFBundleIdentifier</key><string>org.tqkit.test.images</string></dict></plist>\n";
+  EXPECT_FALSE(imageNamedFromBundleWithIdentifier(u"badge", u"org.tqkit.test.nobody"));
+  ASSERT_TRUE(Bundle::bundleWithPath(String::fromUTF8(dir.str())));
+  ImageRef image = imageNamedFromBundleWithIdentifier(u"badge", u"org.tqkit.test.images");
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->size(), (Size{4, 2}));
+  EXPECT_FALSE(imageNamedFromBundleWithIdentifier(u"badge", String()));
+}
+
+TEST(ImageNamedFromBundle, ByClassSearchesTheBundleOfTheClassCode) {
+  struct LocalOwner : Object {};
+  writePNG(mainFolder().dir.path() / "owner-icon.png");
+  ImageRef image = imageNamedFromBundleWithClass<LocalOwner>(u"owner-icon");
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->size(), (Size{4, 2}));
+  EXPECT_FALSE(imageNamedFromBundleWithClass<LocalOwner>(u"nothing-here"));
+}
+
+TEST(DrawFlipped, InRectShowsTheImageUprightInAFlippedSpaceAndRestoresTheState) {
+  GraphicsContextRef context = GraphicsContext::imageContext({64, 64}, /*flipped=*/true);
+  ScopedCurrentContext current(context);
+  context->clipToRect({5, 5, 50, 50});
+  AffineTransform shift;
+  shift.translateXBy(0.5, 0);
+  context->concatTransform(shift);
+  context->setFillColor(Color::greenColor());
+  context->setImageInterpolation(NSImageInterpolationNone);  // whole image pixels, no blending
+  const AffineTransform transformBefore = context->currentTransform();
+  const Rect clipBefore = context->clipBoundingBox();
+
+  drawFlippedInRect(*twoRowImage(), {9.5, 20, 32, 16}, NSCompositeSourceOver, 1.0);
+
+  EXPECT_EQ(context->currentTransform(), transformBefore);
+  EXPECT_EQ(context->clipBoundingBox(), clipBefore);
+  EXPECT_TRUE(context->fillColor()->isEqual(*Color::greenColor()));
+  EXPECT_EQ(context->savedStateCount(), 0u);
+  EXPECT_EQ(GraphicsContext::currentContext(), context);
+
+  // Device rectangle (10, 20, 32, 16): red top half, blue bottom half, nothing around it.
+  EXPECT_TRUE(isRed(pixelAt(*context, 10, 20)));
+  EXPECT_TRUE(isRed(pixelAt(*context, 41, 26)));
+  EXPECT_TRUE(isBlue(pixelAt(*context, 10, 29)));
+  EXPECT_TRUE(isBlue(pixelAt(*context, 41, 35)));
+  EXPECT_EQ(pixelAt(*context, 10, 19).a, 0);
+  EXPECT_EQ(pixelAt(*context, 10, 36).a, 0);
+  EXPECT_EQ(pixelAt(*context, 9, 25).a, 0);
+  EXPECT_EQ(pixelAt(*context, 42, 25).a, 0);
+  EXPECT_EQ(test::inkedPixels(*context, 0, 0, 64, 64), 32 * 16);
+}
+
+TEST(DrawFlipped, InRectInAnUnflippedSpaceShowsTheImageUpsideDown) {
+  GraphicsContextRef context = GraphicsContext::imageContext({40, 40}, /*flipped=*/false);
+  ScopedCurrentContext current(context);
+  // User rectangle (0, 0, 8, 8): the bottom left corner; device rows 32..39.
+  drawFlippedInRect(*twoRowImage(), {0, 0, 8, 8}, NSCompositeSourceOver, 1.0);
+  EXPECT_TRUE(isBlue(pixelAt(*context, 2, 32)));
+  EXPECT_TRUE(isRed(pixelAt(*context, 2, 39)));
+}
+
+TEST(DrawFlipped, AtPointDrawsAtTheImageSizeWithItsOpacity) {
+  GraphicsContextRef context = GraphicsContext::imageContext({20, 20}, /*flipped=*/true);
+  ScopedCurrentContext current(context);
+  drawFlippedAtPoint(*twoRowImage(), {3, 7}, NSCompositeSourceOver, 0.5);
+  EXPECT_EQ(test::inkedPixels(*context, 0, 0, 20, 20), 8);
+  const test::Pixel top = pixelAt(*context, 3, 7);
+  const test::Pixel bottom = pixelAt(*context, 6, 8);
+  EXPECT_NEAR(top.a, 128, 2);
+  EXPECT_GT(top.r, 100);
+  EXPECT_GT(bottom.b, 100);
+  EXPECT_EQ(context->savedStateCount(), 0u);
+  EXPECT_EQ(context->currentTransform(), AffineTransform());
+}
+
+TEST(DrawFlipped, WithoutACurrentContextDoesNothing) {
+  GraphicsContext::setCurrentContext(nullptr);
+  drawFlippedInRect(*twoRowImage(), {0, 0, 4, 4}, NSCompositeSourceOver, 1.0);
+  drawFlippedAtPoint(*twoRowImage(), {0, 0}, NSCompositeSourceOver, 1.0);
+  EXPECT_FALSE(GraphicsContext::currentContext());
+}
+
+TEST(IsSwitchButton, OnlyCheckBoxes) {
+  Button checkBox;
+  checkBox.setButtonType(ButtonType::Switch);
+  EXPECT_TRUE(isSwitchButton(checkBox));
+
+  Button push;
+  EXPECT_FALSE(isSwitchButton(push));
+  Button radio;
+  radio.setButtonType(ButtonType::Radio);
+  EXPECT_FALSE(isSwitchButton(radio));
+
+  Button custom;
+  custom.setCell(std::make_shared<TextFieldCell>(u"no button type"));
+  EXPECT_FALSE(isSwitchButton(custom));
+  Button bare;
+  bare.setCell(nullptr);
+  EXPECT_FALSE(isSwitchButton(bare));
+  EXPECT_FALSE(isSwitchButton(static_cast<const Button*>(nullptr)));
+}

@@ -1,0 +1,176 @@
+// Nib loading: found in the bundle of the owner's code, the returned array alone owns the top-level
+// objects, unknown names and a null owner give nothing; the appending form.
+#include "tq/interface/nib_loading.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "support/test_paths.h"
+#include "tq/interface/tq_localizer.h"
+#include "tq/platform/ui/class_registry.h"
+#include "tq/platform/bundle/bundle.h"
+#include "tq/platform/ui/generic_object.h"
+#include "tq/platform/ui/menu.h"
+#include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/window.h"
+
+using namespace tq;
+
+namespace {
+
+constexpr const char* kDocument = R"(<?xml version="1.0" encoding="UTF-8"?>
+<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0" toolsVersion="21507" targetRuntime="MacOSX.Cocoa">
+  <objects>
+    <customObject id="-2" userLabel="File's Owner" customClass="Owner">
+      <connections><outlet property="window" destination="w1" id="c1"/></connections>
+    </customObject>
+    <customObject id="-1" userLabel="First Responder" customClass="FirstResponder"/>
+    <window title="TITLE" id="w1">
+      <rect key="contentRect" x="0" y="0" width="200" height="100"/>
+      <view key="contentView" id="v1">
+        <rect key="frame" x="0.0" y="0.0" width="200" height="100"/>
+        <subviews>
+          <textField id="t1">
+            <rect key="frame" x="10" y="10" width="100" height="20"/>
+            <textFieldCell key="cell" title="Name" id="t1c"/>
+          </textField>
+        </subviews>
+      </view>
+    </window>
+    <menu title="File" id="m1">
+      <items><menuItem title="Open" id="m2"/></items>
+    </menu>
+    <customObject id="o1" customClass="SomeController"/>
+  </objects>
+</document>
+)";
+
+void writeNib(const std::filesystem::path& path, const std::string& title) {
+  std::filesystem::create_directories(path.parent_path());
+  std::string doc = kDocument;
+  doc.replace(doc.find("TITLE"), 5, title);
+  std::ofstream(path) << doc;
+}
+
+// Classes of this program live in the main bundle, which is a temporary folder named before
+// anything opens it.
+struct MainBundleFolder {
+  test::TempDir dir;
+  MainBundleFolder() {
+    Bundle::setMainBundlePath(String::fromUTF8(dir.str()));
+    writeNib(dir.path() / "Base.lproj" / "Main.xib", "From xib");
+    writeNib(dir.path() / "Legacy.nib", "From nib file");
+    writeNib(dir.path() / "Folder.nib" / "designable.nib", "From nib folder");
+    writeNib(dir.path() / "Both.nib", "Both: nib");
+    writeNib(dir.path() / "Both.xib", "Both: xib");
+  }
+};
+MainBundleFolder& mainFolder() {
+  static MainBundleFolder folder;
+  return folder;
+}
+const bool mainFolderNamed = (mainFolder(), true);
+
+// A File's Owner that records its window outlet (not owned, as outlets are).
+class Owner : public Object, public NibConnectable {
+ public:
+  void setOutlet(const String& property, const std::shared_ptr<Object>& destination) override {
+    if (property == String(u"window")) window = destination;
+  }
+  std::weak_ptr<Object> window;
+};
+
+Window* windowIn(const std::vector<std::shared_ptr<Object>>& objects) {
+  for (const auto& o : objects) {
+    if (auto* w = dynamic_cast<Window*>(o.get())) return w;
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+TEST(NibLoading, TheArrayAloneOwnsTheTopLevelObjects) {
+  auto owner = std::make_shared<Owner>();
+  std::vector<std::weak_ptr<Object>> watched;
+  std::weak_ptr<Object> field;
+  {
+    std::vector<std::shared_ptr<Object>> objects = loadNibWithName(u"Main", owner);
+    ASSERT_EQ(objects.size(), 3u);
+    EXPECT_TRUE(dynamic_cast<Window*>(objects[0].get()));
+    EXPECT_TRUE(dynamic_cast<Menu*>(objects[1].get()));
+    EXPECT_TRUE(dynamic_cast<GenericObject*>(objects[2].get()));
+    EXPECT_EQ(windowIn(objects)->title(), String(u"From xib"));
+    EXPECT_EQ(owner->window.lock(), objects[0]);
+    field = windowIn(objects)->contentView()->subviews().at(0);
+    for (const auto& o : objects) {
+      EXPECT_EQ(o.use_count(), 1) << o->className().UTF8String();
+      watched.push_back(o);
+    }
+  }
+  for (const auto& w : watched) EXPECT_TRUE(w.expired());
+  EXPECT_TRUE(field.expired());
+  EXPECT_TRUE(owner->window.expired());
+}
+
+TEST(NibLoading, NibFilesAndFoldersComeBeforeInterfaceDocuments) {
+  auto owner = std::make_shared<Owner>();
+  EXPECT_EQ(windowIn(loadNibWithName(u"Legacy", owner))->title(), String(u"From nib file"));
+  EXPECT_EQ(windowIn(loadNibWithName(u"Folder", owner))->title(), String(u"From nib folder"));
+  EXPECT_EQ(windowIn(loadNibWithName(u"Both", owner))->title(), String(u"Both: nib"));
+}
+
+TEST(NibLoading, UnknownNamesAndANullOwnerGiveAnEmptyArray) {
+  auto owner = std::make_shared<Owner>();
+  EXPECT_TRUE(loadNibWithName(u"Nothing", owner).empty());
+  EXPECT_TRUE(loadNibWithName(String(), owner).empty());
+  EXPECT_TRUE(loadNibWithName(u"Main", nullptr).empty());
+}
+
+TEST(NibLoading, AppendingAddsInOrderAndSharesOwnership) {
+  auto owner = std::make_shared<Owner>();
+  auto first = std::make_shared<GenericObject>();
+  std::vector<std::shared_ptr<Object>> array{first};
+  loadNibWithName(u"Main", owner, array);
+  ASSERT_EQ(array.size(), 4u);
+  EXPECT_EQ(array[0], first);
+  EXPECT_TRUE(dynamic_cast<Window*>(array[1].get()));
+  EXPECT_TRUE(dynamic_cast<Menu*>(array[2].get()));
+  loadNibWithName(u"Nothing", owner, array);
+  EXPECT_EQ(array.size(), 4u);
+  std::weak_ptr<Object> window = array[1];
+  array.clear();
+  EXPECT_TRUE(window.expired());
+}
+
+TEST(NibLoading, AnOwnerFromAnotherBundleFindsTheNibInItsOwnBundle) {
+  // The owner's class lives in the interface library: give that library a bundle of its own. The
+  // owner is made inside the library (naming the class here would copy its type information into
+  // this program).
+  std::shared_ptr<Object> owner = ClassRegistry::shared().makeObject(u"TQTextFieldCell");
+  if (!owner) GTEST_SKIP() << "the cell's unit is not linked into this program (static build)";
+  const Object& ownerObject = *owner;
+  const String library = Bundle::codePathForClass(typeid(ownerObject));
+  if (library.isNil() || library == Bundle::codePathForClass(typeid(Owner))) {
+    GTEST_SKIP() << "the library is linked into the test program (static build)";
+  }
+  test::TempDir other;
+  writeNib(other.path() / "Resources" / "Main.xib", "From the library's bundle");
+  Bundle::registerBundlePathForLibrary(library, String::fromUTF8(other.str()));
+  EXPECT_EQ(windowIn(loadNibWithName(u"Main", owner))->title(), String(u"From the library's bundle"));
+  // The program's own owner still finds the main bundle's nib.
+  EXPECT_EQ(windowIn(loadNibWithName(u"Main", std::make_shared<Owner>()))->title(), String(u"From xib"));
+}
+
+TEST(NibLoading, LoadThenLocalize) {
+  std::ofstream(mainFolder().dir.path() / "Localizable.strings") << "\"Name\" = \"Nom\";\n\"From xib\" = \"Du xib\";\n";
+  auto objects = loadNibWithName(u"Main", std::make_shared<Owner>());
+  TQLocalizer::localizeObjects(objects, String(), Bundle::mainBundle());
+  Window* window = windowIn(objects);
+  ASSERT_TRUE(window);
+  EXPECT_EQ(window->title(), String(u"Du xib"));
+  auto* field = dynamic_cast<TextField*>(window->contentView()->subviews().at(0).get());
+  ASSERT_TRUE(field);
+  EXPECT_EQ(field->stringValue(), String(u"Nom"));
+}

@@ -1,0 +1,383 @@
+// The text field cell and the image-and-text cell: set-up, the line-break choice, centring with
+// floor, the separator rule, the highlight colour, image and text rectangles, cell size, drawing with
+// the interpolation set and restored, editing over the text rectangle, and copies.
+#include <gtest/gtest.h>
+
+#include <cmath>
+
+#include "platform/ui/pixels.h"
+#include "tq/interface/tq_image_and_text_cell.h"
+#include "tq/interface/tq_text_field_cell.h"
+#include "tq/platform/ui/class_registry.h"
+#include "tq/platform/ui/drawing_recorder.h"
+#include "tq/platform/ui/field_editor.h"
+#include "tq/platform/ui/font.h"
+
+using namespace tq;
+using Kind = DrawingRecord::Kind;
+
+namespace {
+
+// A flipped image context with a recorder, current while the object lives.
+struct Canvas {
+  GraphicsContextRef context;
+  std::shared_ptr<DrawingRecorder> recorder = std::make_shared<DrawingRecorder>();
+  explicit Canvas(Size size = {240, 60}, bool flipped = true) {
+    context = GraphicsContext::imageContext(size, flipped);
+    context->setRecorder(recorder);
+    GraphicsContext::setCurrentContext(context);
+  }
+  ~Canvas() { GraphicsContext::setCurrentContext(nullptr); }
+  std::vector<DrawingRecord> of(Kind kind) const { return recorder->recordsOfKind(kind); }
+};
+
+// An image of w x h points: top half red, bottom half blue (as seen upright).
+ImageRef halves(double w, double h) {
+  ImageRef image = Image::imageWithSize({w, h});
+  GraphicsContextRef c = image->graphicsContext();
+  c->setFillColor(Color::blueColor());
+  c->fillRect({0, 0, w, h / 2}, NSCompositeCopy);
+  c->setFillColor(Color::redColor());
+  c->fillRect({0, h / 2, w, h / 2}, NSCompositeCopy);
+  c->flushGraphics();
+  return image;
+}
+
+std::shared_ptr<TQImageAndTextCell> imageCell(const char16_t* text, ImageRef image) {
+  auto cell = TQTextFieldCell::initTextCell<TQImageAndTextCell>(text);
+  cell->setImage(std::move(image));
+  return cell;
+}
+
+}  // namespace
+
+// --- TQTextFieldCell ------------------------------------------------------------------------------
+
+TEST(TQTextFieldCell, SetupCentresAndEndsWrappingNotScrolling) {
+  auto cell = TQTextFieldCell::initTextCell(u"Name");
+  EXPECT_TRUE(cell->centersVertically());
+  EXPECT_TRUE(cell->wraps());
+  EXPECT_FALSE(cell->isScrollable());
+  EXPECT_FALSE(cell->truncatesWhenOneLineHigh());
+  EXPECT_FALSE(cell->isSpace());
+  EXPECT_EQ(cell->stringValue(), String(u"Name"));
+
+  // As read from an archive: whatever it held, awakeFromNib sets the cell up.
+  TQTextFieldCell archived(u"Name");
+  archived.setWraps(false);
+  archived.setScrollable(true);
+  archived.setTruncatesWhenOneLineHigh(true);
+  EXPECT_FALSE(archived.centersVertically());
+  archived.awakeFromNib();
+  EXPECT_TRUE(archived.centersVertically());
+  EXPECT_TRUE(archived.wraps());
+  EXPECT_FALSE(archived.isScrollable());
+  EXPECT_TRUE(archived.truncatesWhenOneLineHigh());
+
+  auto made = ClassRegistry::shared().makeObject(u"TQTextFieldCell");
+  EXPECT_TRUE(std::dynamic_pointer_cast<TQTextFieldCell>(made));
+  EXPECT_TRUE(std::dynamic_pointer_cast<TQImageAndTextCell>(ClassRegistry::shared().makeObject(u"TQImageAndTextCell")));
+}
+
+TEST(TQTextFieldCell, WrapsOnlyWhenMoreThanTwoLinesFit) {
+  auto cell = TQTextFieldCell::initTextCell(u"Some words");
+  const double line = cell->lineHeight();
+  EXPECT_EQ(line, Font::fontWithDescriptor(cell->font())->defaultLineHeight());
+  EXPECT_GT(line, 10);
+
+  cell->adjustLineBreakModeForCellFrame({0, 0, 100, 2 * line});
+  EXPECT_FALSE(cell->wraps());
+  EXPECT_EQ(cell->lineBreakMode(), NSLineBreakByTruncatingTail);
+  cell->adjustLineBreakModeForCellFrame({0, 0, 100, 2 * line + 1});
+  EXPECT_TRUE(cell->wraps());
+  EXPECT_EQ(cell->lineBreakMode(), NSLineBreakByWordWrapping);
+
+  cell->setTruncatesWhenOneLineHigh(true);
+  cell->adjustLineBreakModeForCellFrame({0, 0, 100, 10 * line});
+  EXPECT_FALSE(cell->wraps());
+  EXPECT_EQ(cell->lineBreakMode(), NSLineBreakByTruncatingTail);
+
+  // Drawing re-decides, whatever the host set.
+  Canvas canvas;
+  cell->setTruncatesWhenOneLineHigh(false);
+  cell->setLineBreakMode(LineBreakMode::ByClipping);
+  cell->drawInteriorWithFrame({0, 0, 100, 3 * line}, nullptr);
+  ASSERT_EQ(canvas.of(Kind::DrawText).size(), 1u);
+  EXPECT_EQ(canvas.of(Kind::DrawText)[0].lineBreakMode, static_cast<UInteger>(NSLineBreakByWordWrapping));
+}
+
+TEST(TQTextFieldCell, CentringMovesTheFrameDownByTheFloorOfHalfTheSlack) {
+  auto cell = TQTextFieldCell::initTextCell(u"Hi");
+  const Rect probe{10, 20, 200, 0};
+  cell->adjustLineBreakModeForCellFrame(probe);
+  const double textHeight = cell->cellSizeForBounds({10, 20, 200, 17}).height;
+  const Rect inset = cell->textRectForFrame({0, 0, 0, 0});  // the text field cell's own inset
+
+  {
+    Canvas canvas;
+    cell->drawInteriorWithFrame({10, 20, 200, textHeight + 5}, nullptr);
+    const Rect drawn = canvas.of(Kind::DrawText).at(0).rect;
+    EXPECT_EQ(drawn.y, 20 + 2 + inset.y);
+    EXPECT_EQ(drawn.h, std::max(textHeight - 2 * inset.y, 0.0));
+    EXPECT_EQ(drawn.x, 10 + inset.x);
+  }
+  {
+    Canvas canvas;
+    cell->drawInteriorWithFrame({10, 20, 200, textHeight}, nullptr);  // no slack: unchanged
+    EXPECT_EQ(canvas.of(Kind::DrawText).at(0).rect.y, 20 + inset.y);
+    EXPECT_EQ(canvas.of(Kind::DrawText).at(0).rect.h, textHeight - 2 * inset.y);
+  }
+  {
+    Canvas canvas;
+    cell->setCentersVertically(false);
+    cell->drawInteriorWithFrame({10, 20, 200, textHeight + 5}, nullptr);
+    EXPECT_EQ(canvas.of(Kind::DrawText).at(0).rect.y, 20 + inset.y);
+    EXPECT_EQ(canvas.of(Kind::DrawText).at(0).rect.h, textHeight + 5 - 2 * inset.y);
+  }
+}
+
+TEST(TQTextFieldCell, ASpaceDrawsALightGreyRuleAndNoText) {
+  auto cell = TQTextFieldCell::initTextCell(u"hidden");
+  cell->setIsSpace(true);
+  {
+    Canvas canvas({120, 40});
+    cell->drawWithFrame({10, 20, 100, 17}, nullptr);
+    EXPECT_TRUE(canvas.of(Kind::DrawText).empty());
+    EXPECT_TRUE(canvas.of(Kind::FillRect).empty());
+    const auto lines = canvas.of(Kind::StrokeLine);
+    ASSERT_EQ(lines.size(), 1u);
+    EXPECT_EQ(lines[0].from, (Point{10, 28}));
+    EXPECT_EQ(lines[0].to, (Point{110, 28}));
+    EXPECT_TRUE(lines[0].color->isEqual(*Color::lightGrayColor()));
+    // Pixels: only the rows around y = 28, only columns 10 to 109, in grey.
+    EXPECT_EQ(test::inkedPixels(*canvas.context, 0, 0, 120, 27), 0);
+    EXPECT_EQ(test::inkedPixels(*canvas.context, 0, 29, 120, 40), 0);
+    EXPECT_EQ(test::inkedPixels(*canvas.context, 0, 0, 10, 40), 0);
+    EXPECT_EQ(test::inkedPixels(*canvas.context, 110, 0, 120, 40), 0);
+    EXPECT_GT(test::inkedPixels(*canvas.context, 10, 27, 110, 29), 99);
+    const test::Pixel p = test::pixelAt(*canvas.context, 50, 28);
+    EXPECT_EQ(p.r, p.g);
+    EXPECT_EQ(p.g, p.b);
+  }
+  {
+    Canvas canvas({120, 40});
+    cell->setDrawsBackground(true);
+    cell->setBackgroundColor(ColorDescriptor::rgb(1, 1, 0));
+    cell->drawWithFrame({10, 20, 100, 17}, nullptr);
+    ASSERT_GE(canvas.recorder->records().size(), 2u);
+    EXPECT_EQ(canvas.recorder->records()[0].kind, Kind::FillRect);
+    EXPECT_EQ(canvas.recorder->records()[0].rect, (Rect{10, 20, 100, 17}));
+    EXPECT_EQ(canvas.recorder->records().back().kind, Kind::StrokeLine);
+    EXPECT_TRUE(canvas.of(Kind::DrawText).empty());
+  }
+}
+
+TEST(TQTextFieldCell, AnOrdinaryCellDrawsItsBackgroundThenItsText) {
+  auto cell = TQTextFieldCell::initTextCell(u"Row");
+  cell->setDrawsBackground(true);
+  cell->setBackgroundColor(ColorDescriptor::rgb(0, 1, 0));
+  Canvas canvas;
+  cell->drawWithFrame({0, 0, 100, 17}, nullptr);
+  const auto& records = canvas.recorder->records();
+  ASSERT_GE(records.size(), 2u);
+  EXPECT_EQ(records.front().kind, Kind::FillRect);
+  EXPECT_TRUE(records.front().color->isEqual(*Color::greenColor()));
+  EXPECT_EQ(records.back().kind, Kind::DrawText);
+  EXPECT_EQ(records.back().text, String(u"Row"));
+  EXPECT_EQ(records.back().lineBreakMode, static_cast<UInteger>(NSLineBreakByTruncatingTail));
+}
+
+TEST(TQTextFieldCell, HighlightFollowsAnOpaqueBackground) {
+  auto cell = TQTextFieldCell::initTextCell(u"x");
+  const ColorRef platform = TextFieldCell().highlightColorWithFrame({}, nullptr);
+  EXPECT_TRUE(cell->highlightColorWithFrame({}, nullptr)->isEqual(*platform));
+  cell->setBackgroundColor(ColorDescriptor::rgb(1, 0, 0));
+  EXPECT_TRUE(cell->highlightColorWithFrame({}, nullptr)->isEqual(*platform));  // not drawn
+  cell->setDrawsBackground(true);
+  EXPECT_TRUE(cell->highlightColorWithFrame({}, nullptr)->isEqual(*Color::redColor()));
+  cell->setBackgroundColor(std::nullopt);
+  EXPECT_TRUE(cell->highlightColorWithFrame({}, nullptr)->isEqual(*platform));
+}
+
+TEST(TQTextFieldCell, CopiesCarryTheFlags) {
+  auto cell = TQTextFieldCell::initTextCell(u"x");
+  cell->setIsSpace(true);
+  cell->setTruncatesWhenOneLineHigh(true);
+  cell->setCentersVertically(false);
+  auto copy = std::dynamic_pointer_cast<TQTextFieldCell>(cell->copy());
+  ASSERT_TRUE(copy);
+  EXPECT_NE(copy.get(), cell.get());
+  EXPECT_TRUE(copy->isSpace());
+  EXPECT_TRUE(copy->truncatesWhenOneLineHigh());
+  EXPECT_FALSE(copy->centersVertically());
+  EXPECT_EQ(copy->stringValue(), String(u"x"));
+}
+
+// --- TQImageAndTextCell ---------------------------------------------------------------------------
+
+TEST(TQImageAndTextCell, ImageAndTextRectangles) {
+  auto cell = imageCell(u"Name", halves(16, 16));
+  EXPECT_EQ(cell->yOffset(), 1.0);
+  EXPECT_FALSE(cell->scaleImage());
+  EXPECT_EQ(cell->imageFrameWithCellFrame({0, 0, 200, 18}), (Rect{3, 1, 16, 16}));
+  EXPECT_EQ(cell->textFrameWithCellFrame({0, 0, 200, 18}), (Rect{22, 0, 178, 18}));
+  // Odd slack rounds down.
+  EXPECT_EQ(cell->imageFrameWithCellFrame({5, 10, 100, 21}), (Rect{8, 12, 16, 16}));
+
+  cell->setCentersVertically(false);
+  auto tall = imageCell(u"Name", halves(10, 40));
+  tall->setCentersVertically(false);
+  EXPECT_EQ(tall->imageFrameWithCellFrame({0, 0, 200, 18}), (Rect{3, 1, 10, 40}));  // not clipped
+
+  auto scaled = TQTextFieldCell::initTextCell<TQImageAndTextCell>(u"x");
+  scaled->setScaleImage(true);
+  scaled->setImage(halves(32, 16));
+  EXPECT_EQ(scaled->imageFrameWithCellFrame({0, 0, 100, 20}).size(), (Size{18, 9}));
+  scaled->setImage(halves(16, 32));
+  EXPECT_EQ(scaled->imageFrameWithCellFrame({0, 0, 100, 20}).size(), (Size{9, 18}));
+  scaled->setImage(halves(10, 10));
+  EXPECT_EQ(scaled->imageFrameWithCellFrame({0, 0, 100, 20}), (Rect{3, 1, 18, 18}));
+  EXPECT_EQ(scaled->textFrameWithCellFrame({0, 0, 100, 20}), (Rect{24, 0, 76, 20}));
+}
+
+TEST(TQImageAndTextCell, AScaledImageWithoutHeightIsNotDrawn) {
+  auto cell = imageCell(u"Name", halves(8, 8));
+  cell->image()->setSize({8, 0});
+  cell->setScaleImage(true);
+  Canvas canvas;
+  cell->drawInteriorWithFrame({0, 0, 200, 18}, nullptr);
+  EXPECT_TRUE(canvas.of(Kind::DrawImage).empty());
+  EXPECT_EQ(canvas.of(Kind::DrawText).size(), 1u);
+  EXPECT_EQ(canvas.context->imageInterpolation(), NSImageInterpolationDefault);
+}
+
+TEST(TQImageAndTextCell, LayoutConstantsComeFromTheMethods) {
+  struct Roomy : TQImageAndTextCell {
+    using TQImageAndTextCell::TQImageAndTextCell;
+    double horizontalSpaceBetweenLeftEdgeAndImage() const override { return 10; }
+    double horizontalSpaceBetweenImageAndText() const override { return 5; }
+    double verticalImagePadding() const override { return 4; }
+  };
+  auto cell = TQTextFieldCell::initTextCell<Roomy>(u"x");
+  cell->setImage(halves(16, 16));
+  cell->setCentersVertically(false);
+  EXPECT_EQ(cell->imageFrameWithCellFrame({0, 0, 200, 30}), (Rect{10, 4, 16, 16}));
+  EXPECT_EQ(cell->textFrameWithCellFrame({0, 0, 200, 30}), (Rect{31, 0, 169, 30}));
+  cell->setScaleImage(true);
+  EXPECT_EQ(cell->imageFrameWithCellFrame({0, 0, 200, 30}).size(), (Size{22, 22}));
+}
+
+TEST(TQImageAndTextCell, CellSizeWidensForTheImageOnly) {
+  auto plain = TQTextFieldCell::initTextCell(u"Documents");
+  auto cell = imageCell(u"Documents", halves(16, 40));
+  const Size base = plain->cellSize();
+  EXPECT_EQ(cell->cellSize(), (Size{base.width + 22, base.height}));
+  cell->setImage(nullptr);
+  EXPECT_EQ(cell->cellSize(), base);
+}
+
+TEST(TQImageAndTextCell, DrawsTheImageFlippedWithHighInterpolationThenTheText) {
+  auto cell = imageCell(u"Name", halves(16, 16));
+  Canvas canvas;
+  canvas.context->setImageInterpolation(NSImageInterpolationLow);
+  cell->drawInteriorWithFrame({0, 0, 200, 18}, nullptr);
+  EXPECT_EQ(canvas.context->imageInterpolation(), NSImageInterpolationLow);
+  EXPECT_EQ(canvas.context->savedStateCount(), 0u);
+  const auto images = canvas.of(Kind::DrawImage);
+  ASSERT_EQ(images.size(), 1u);
+  EXPECT_EQ(images[0].interpolation, NSImageInterpolationHigh);
+  EXPECT_EQ(images[0].operation, NSCompositeSourceOver);
+  EXPECT_EQ(images[0].fraction, 1.0);
+  EXPECT_EQ(images[0].contextRect(), (Rect{3, 1, 16, 16}));
+  const auto texts = canvas.of(Kind::DrawText);
+  ASSERT_EQ(texts.size(), 1u);
+  EXPECT_GE(texts[0].rect.x, 22);
+  EXPECT_LE(texts[0].rect.maxX(), 200);
+  // Upright in the flipped context: red on top.
+  EXPECT_GT(test::pixelAt(*canvas.context, 10, 2).r, 200);
+  EXPECT_GT(test::pixelAt(*canvas.context, 10, 15).b, 200);
+  EXPECT_EQ(test::pixelAt(*canvas.context, 10, 0).a, 0);
+}
+
+TEST(TQImageAndTextCell, ANonCentringCellShiftsItsDrawingByYOffset) {
+  auto cell = imageCell(u"Name", halves(16, 16));
+  cell->setCentersVertically(false);
+  {
+    Canvas canvas;
+    cell->drawInteriorWithFrame({0, 0, 200, 18}, nullptr);
+    EXPECT_EQ(canvas.of(Kind::DrawImage).at(0).contextRect(), (Rect{3, 2, 16, 16}));
+    const Rect text = canvas.of(Kind::DrawText).at(0).rect;
+    EXPECT_EQ(text.y - cell->textRectForFrame({}).y, 1);
+    EXPECT_EQ(text.h + 2 * cell->textRectForFrame({}).y, 17);
+  }
+  // Without an image: as the text cell, moved down by yOffset.
+  cell->setImage(nullptr);
+  cell->setYOffset(4);
+  auto plain = TQTextFieldCell::initTextCell(u"Name");
+  plain->setCentersVertically(false);
+  Canvas a;
+  plain->drawInteriorWithFrame({0, 4, 200, 14}, nullptr);
+  const Rect expected = a.of(Kind::DrawText).at(0).rect;
+  a.recorder->clear();
+  cell->drawInteriorWithFrame({0, 0, 200, 18}, nullptr);
+  EXPECT_TRUE(a.of(Kind::DrawImage).empty());
+  EXPECT_EQ(a.of(Kind::DrawText).at(0).rect, expected);
+}
+
+TEST(TQImageAndTextCell, EditingAndSelectingUseTheTextRectangleWithoutTheShift) {
+  auto cell = imageCell(u"Filename", halves(16, 16));
+  cell->setCentersVertically(false);
+  FieldEditor editor;
+  auto delegate = std::make_shared<Object>();
+  const Rect frame{0, 0, 200, 18};
+  cell->editWithFrame(frame, nullptr, &editor, delegate, nullptr);
+  EXPECT_TRUE(editor.isEditing());
+  EXPECT_EQ(editor.editedCell(), cell.get());
+  EXPECT_EQ(editor.frame(), cell->textRectForFrame(cell->textFrameWithCellFrame(frame)));
+  EXPECT_EQ(editor.string(), String(u"Filename"));
+  EXPECT_EQ(editor.selectedRange(), (Range{8, 0}));
+  EXPECT_EQ(editor.delegate(), delegate);
+
+  cell->selectWithFrame(frame, nullptr, &editor, delegate, 2, 3);
+  EXPECT_EQ(editor.frame(), cell->textRectForFrame(cell->textFrameWithCellFrame(frame)));
+  EXPECT_EQ(editor.selectedRange(), (Range{2, 3}));
+
+  cell->setImage(nullptr);
+  cell->selectWithFrame(frame, nullptr, &editor, delegate, 0, 100);
+  EXPECT_EQ(editor.frame(), cell->textRectForFrame(frame));
+  EXPECT_EQ(editor.selectedRange(), (Range{0, 8}));
+}
+
+TEST(TQImageAndTextCell, ImagesAreOwnedAndCopiesOwnACopy) {
+  auto cell = TQTextFieldCell::initTextCell<TQImageAndTextCell>(u"x");
+  std::weak_ptr<Image> watched;
+  {
+    ImageRef image = halves(8, 8);
+    watched = image;
+    cell->setImage(image);
+    cell->setImage(image);  // the same image again stays alive
+  }
+  ASSERT_FALSE(watched.expired());
+  cell->setScaleImage(true);
+  cell->setYOffset(2.5);
+  cell->setIsSpace(true);
+
+  auto copy = std::dynamic_pointer_cast<TQImageAndTextCell>(cell->copy());
+  ASSERT_TRUE(copy);
+  ASSERT_TRUE(copy->image());
+  EXPECT_NE(copy->image().get(), cell->image().get());
+  EXPECT_TRUE(copy->image()->isEqual(*cell->image()));
+  EXPECT_TRUE(copy->scaleImage());
+  EXPECT_EQ(copy->yOffset(), 2.5);
+  EXPECT_TRUE(copy->isSpace());
+
+  std::weak_ptr<Image> copied = copy->image();
+  cell.reset();
+  EXPECT_TRUE(watched.expired());
+  EXPECT_FALSE(copied.expired());
+  copy->setImage(nullptr);
+  EXPECT_TRUE(copied.expired());
+
+  auto empty = TQTextFieldCell::initTextCell<TQImageAndTextCell>(u"x");
+  EXPECT_FALSE(std::dynamic_pointer_cast<TQImageAndTextCell>(empty->copyWithZone())->image());
+}

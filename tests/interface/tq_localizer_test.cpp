@@ -1,0 +1,541 @@
+// The localizer: the two lookups, the walk over windows, views, controls, bindings and menus in its
+// order, the menu change messages, the nil bundle; and a corpus interface with its own table.
+#include "tq/interface/tq_localizer.h"
+
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+
+#include "support/test_paths.h"
+#include "tq/interface/nib_loading.h"
+#include "tq/platform/base/character_set.h"
+#include "tq/platform/ui/box.h"
+#include "tq/platform/ui/button.h"
+#include "tq/platform/ui/generic_object.h"
+#include "tq/platform/ui/matrix.h"
+#include "tq/platform/ui/nib_reader.h"
+#include "tq/platform/ui/segmented_control.h"
+#include "tq/platform/ui/tab_view.h"
+#include "tq/platform/ui/table_view.h"
+#include "tq/platform/ui/text_field.h"
+
+using namespace tq;
+
+namespace {
+
+void writeTable(const std::filesystem::path& path, const std::string& text) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream(path) << text;
+}
+
+// A bundle whose unlocalized resource folder holds four tables.
+class LocalizerTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    const auto root = dir_.path();
+    writeTable(root / "Localizable.strings",
+               "\"Name\" = \"Nom\";\n\"Cancel\" = \"Annuler\";\n\"Check me\" = \"Cochez-moi, avec un titre bien plus long\";\n"
+               "\"Radio\" = \"Radio traduit et long\";\n\"Push\" = \"Bouton traduit et long\";\n"
+               "\"Alt\" = \"Alternatif\";\n\"%{value1}@ of %{value2}@\" = \"%{value1}@ sur %{value2}@\";\n"
+               "\"Multiple\" = \"Plusieurs\";\n\"None\" = \"Aucun\";\n\"No selection\" = \"Pas de sélection\";\n"
+               "\"N/A\" = \"S.O.\";\n\"Tab A\" = \"Onglet A\";\n\"Tab B\" = \"Onglet B\";\n\"Inner\" = \"Intérieur\";\n"
+               "\"Intérieur\" = \"TWICE\";\n\"Box\" = \"Boîte\";\n\"Header\" = \"En-tête\";\n\"Segment\" = \"Section\";\n"
+               "\"Filter\" = \"Filtrer\";\n\"Value\" = \"Valeur\";\n\"Item\" = \"Élément\";\n\"Deep\" = \"Profond\";\n"
+               "\"Window\" = \"Fenêtre\";\n\"Open\" = \"Ouvrir (Localizable)\";\n");
+    writeTable(root / "default.strings",
+               "\"File\" = \"Fichier\";\n\"Open\" = \"Ouvrir\";\n\"\" = \"EMPTY\";\n\"Sub\" = \"Sous-menu\";\n");
+    writeTable(root / "LocalizableMenus.strings", "\"File\" = \"Fichier (menus)\";\n\"Open\" = \"Ouvrir (menus)\";\n"
+                                                  "\"Item\" = \"Élément (menus)\";\n");
+    writeTable(root / "Custom.strings", "\"Name\" = \"Nom (custom)\";\n\"File\" = \"Fichier (custom)\";\n");
+    bundle_ = Bundle::bundleWithPath(String::fromUTF8(dir_.str()));
+    ASSERT_TRUE(bundle_);
+  }
+
+  test::TempDir dir_;
+  std::shared_ptr<Bundle> bundle_;
+};
+
+std::shared_ptr<Button> makeButton(const char16_t* title, ButtonType type, Rect frame = {0, 0, 30, 18}) {
+  auto b = std::make_shared<Button>(frame);
+  b->setTitle(title);
+  b->setButtonType(type);
+  return b;
+}
+
+Dictionary placeholders(std::initializer_list<std::pair<const char16_t*, Value>> entries) {
+  MutableDictionary d;
+  for (const auto& [k, v] : entries) d.setObject(v, String(k));
+  return d.copy();
+}
+
+}  // namespace
+
+// --- lookups --------------------------------------------------------------------------------------
+
+TEST_F(LocalizerTest, ClassLookupDefaultsToTableDefaultAndDoesNotTrim) {
+  EXPECT_EQ(TQLocalizer::localize(u"File", String(), bundle_), String(u"Fichier"));
+  EXPECT_EQ(TQLocalizer::localize(u"File", u"Custom", bundle_), String(u"Fichier (custom)"));
+  EXPECT_EQ(TQLocalizer::localize(u"  File  ", String(), bundle_), String(u"  File  "));
+  EXPECT_EQ(TQLocalizer::localize(u"", String(), bundle_), String(u"EMPTY"));
+  EXPECT_EQ(TQLocalizer::localize(u"Absent", String(), bundle_), String(u"Absent"));
+  EXPECT_TRUE(TQLocalizer::localize(u"File", String(), nullptr).isNil());
+  // The main bundle of this program has no table "default": the key comes back.
+  EXPECT_EQ(TQLocalizer::localize(u"Absent key"), String(u"Absent key"));
+  EXPECT_EQ(TQLocalizer::localize(u"Absent key", u"Nothing"), String(u"Absent key"));
+}
+
+TEST_F(LocalizerTest, InstanceLookupTrimsAndUsesTheDefaultTableForNil) {
+  TQLocalizer plain(String(), bundle_);
+  EXPECT_EQ(plain.localizedString(u"  Cancel \n"), String(u"Annuler"));
+  EXPECT_EQ(plain.localizedString(u"\t Untranslated  words  "), String(u"Untranslated  words"));
+  const String empty = String::empty();
+  EXPECT_TRUE(plain.localizedString(empty).isIdenticalTo(empty));
+  EXPECT_TRUE(plain.localizedString(String()).isNil());
+  EXPECT_EQ(plain.localizedString(u"File"), String(u"File"));  // not in Localizable
+
+  TQLocalizer custom(u"Custom", bundle_);
+  EXPECT_EQ(custom.localizedString(u" Name "), String(u"Nom (custom)"));
+
+  TQLocalizer noBundle(String(), nullptr);
+  EXPECT_TRUE(noBundle.localizedString(u"Name").isNil());
+  EXPECT_TRUE(noBundle.localizedString(empty).isIdenticalTo(empty));
+}
+
+// --- views ----------------------------------------------------------------------------------------
+
+TEST_F(LocalizerTest, AViewKeepsItsOwnStringsOnlyItsSubtreeChanges) {
+  auto box = std::make_shared<Box>();
+  box->setTitle(u"Box");
+  auto inner = std::make_shared<Box>();
+  inner->setTitle(u"Box");
+  box->contentView()->addSubview(inner);
+  TQLocalizer::localizeView(box.get(), String(), bundle_);
+  EXPECT_EQ(box->title(), String(u"Box"));
+  EXPECT_EQ(inner->title(), String(u"Boîte"));
+
+  auto alone = makeButton(u"Cancel", ButtonType::MomentaryPushIn);
+  TQLocalizer::localizeView(alone.get(), String(), bundle_);
+  EXPECT_EQ(alone->title(), String(u"Cancel"));
+  TQLocalizer::localizeView(nullptr, String(), bundle_);  // nothing to do
+}
+
+TEST_F(LocalizerTest, ButtonsTranslateTitlesAndOnlyCheckBoxesResize) {
+  View root({0, 0, 400, 300});
+  auto push = makeButton(u"  Push  ", ButtonType::MomentaryPushIn, {10, 10, 30, 20});
+  push->setAlternateTitle(u"Alt");
+  auto radio = makeButton(u"Radio", ButtonType::Radio, {10, 40, 30, 18});
+  auto check = makeButton(u"Check me", ButtonType::Switch, {10, 70, 30, 18});
+  auto imageOnly = makeButton(u"Cancel", ButtonType::MomentaryPushIn);
+  imageOnly->setAlternateTitle(u"Alt");
+  imageOnly->setImagePosition(NSImageOnly);
+  auto child = std::make_shared<TextField>();
+  child->setStringValue(u"Name");
+  imageOnly->addSubview(child);
+  for (auto& b : {push, radio, check, imageOnly}) root.addSubview(b);
+
+  TQLocalizer::localizeView(&root, String(), bundle_);
+
+  EXPECT_EQ(push->title(), String(u"Bouton traduit et long"));
+  EXPECT_EQ(push->alternateTitle(), String(u"Alternatif"));
+  EXPECT_EQ(push->frame(), (Rect{10, 10, 30, 20}));
+  EXPECT_EQ(radio->title(), String(u"Radio traduit et long"));
+  EXPECT_EQ(radio->frame(), (Rect{10, 40, 30, 18}));
+  EXPECT_EQ(check->title(), String(u"Cochez-moi, avec un titre bien plus long"));
+  EXPECT_EQ(check->frame().origin(), (Point{10, 70}));
+  EXPECT_EQ(check->frame().size(), check->cell()->cellSize());
+  EXPECT_GT(check->frame().w, 100);
+  // Image-only: title and alternate title stay, its subviews are still walked.
+  EXPECT_EQ(imageOnly->title(), String(u"Cancel"));
+  EXPECT_EQ(imageOnly->alternateTitle(), String(u"Alt"));
+  EXPECT_EQ(child->stringValue(), String(u"Nom"));
+}
+
+TEST_F(LocalizerTest, PopUpItemsBoxesMatricesFieldsTablesAndSegments) {
+  View root({0, 0, 400, 300});
+  auto popUp = std::make_shared<PopUpButton>();
+  popUp->menu()->addItemWithTitle(u" Item ");
+  auto sub = std::make_shared<Menu>(u"Inner");
+  sub->addItemWithTitle(u"Item");
+  popUp->menu()->itemArray()[0]->setSubmenu(sub);
+  root.addSubview(popUp);
+
+  auto matrix = std::make_shared<Matrix>();
+  auto radioCell = std::make_shared<ButtonCell>(u"Radio");
+  radioCell->setAlternateTitle(u"Alt");
+  auto textCell = std::make_shared<TextFieldCell>(u"Value");
+  matrix->setCells({radioCell, textCell}, 1, 2);
+  ASSERT_TRUE(matrix->validateSize());
+  root.addSubview(matrix);
+
+  auto field = std::make_shared<TextField>();
+  field->setStringValue(u" Name");
+  field->setPlaceholderString(u"Filter");
+  auto emptyField = std::make_shared<TextField>();
+  root.addSubview(field);
+  root.addSubview(emptyField);
+
+  auto table = std::make_shared<TableView>();
+  auto column = std::make_shared<TableColumn>(u"c1");
+  column->setTitle(u"Header");
+  auto popUpCell = std::make_shared<PopUpButtonCell>();
+  popUpCell->menu()->addItemWithTitle(u"Item");
+  column->setDataCell(popUpCell);
+  table->addTableColumn(column);
+  root.addSubview(table);
+
+  auto segments = std::make_shared<SegmentedControl>();
+  segments->setSegmentCount(2);
+  segments->setLabel(u"Segment", 0);
+  root.addSubview(segments);
+
+  TQLocalizer::localizeView(&root, String(), bundle_);
+
+  EXPECT_EQ(popUp->menu()->itemArray()[0]->title(), String(u"Élément"));
+  EXPECT_EQ(sub->itemArray()[0]->title(), String(u"Item"));  // no descent into submenus
+  EXPECT_EQ(sub->title(), String(u"Inner"));
+  EXPECT_EQ(radioCell->title(), String(u"Radio traduit et long"));
+  EXPECT_EQ(radioCell->alternateTitle(), String(u"Alternatif"));
+  EXPECT_EQ(textCell->title(), String(u"Valeur"));
+  EXPECT_FALSE(matrix->validateSize());
+  EXPECT_EQ(field->stringValue(), String(u"Nom"));
+  EXPECT_EQ(field->placeholderString(), String(u"Filtrer"));
+  EXPECT_EQ(emptyField->stringValue(), String(u""));
+  EXPECT_TRUE(emptyField->placeholderString().isNil());
+  EXPECT_EQ(column->title(), String(u"En-tête"));
+  EXPECT_EQ(popUpCell->menu()->itemArray()[0]->title(), String(u"Élément"));
+  EXPECT_EQ(segments->labelForSegment(0), String(u"Section"));
+  EXPECT_EQ(segments->labelForSegment(1), String(u""));
+}
+
+TEST_F(LocalizerTest, TabViewItemsAllTranslatedAndWalkedOnce) {
+  Window window({0, 0, 300, 200});
+  window.setTitle(u" Window ");
+  auto tabs = std::make_shared<TabView>();
+  for (const char16_t* label : {u"Tab A", u"Tab B"}) {
+    auto item = std::make_shared<TabViewItem>(label);
+    auto page = std::make_shared<View>();
+    auto text = std::make_shared<TextField>();
+    text->setStringValue(u"Inner");
+    page->addSubview(text);
+    item->setView(page);
+    tabs->addTabViewItem(item);
+  }
+  ASSERT_EQ(tabs->subviews().size(), 1u);  // the selected page only
+  auto box = std::make_shared<Box>();
+  box->setTitle(u"Box");
+  auto deep = std::make_shared<TextField>();
+  deep->setStringValue(u"Deep");
+  box->contentView()->addSubview(deep);
+  window.contentView()->addSubview(tabs);
+  window.contentView()->addSubview(box);
+
+  TQLocalizer::localizeWindow(&window, String(), bundle_);
+
+  EXPECT_EQ(window.title(), String(u"Fenêtre"));
+  for (long i = 0; i < 2; ++i) {
+    auto item = tabs->tabViewItemAtIndex(i);
+    EXPECT_EQ(item->label(), String(i == 0 ? u"Onglet A" : u"Onglet B"));
+    auto text = std::dynamic_pointer_cast<TextField>(item->view()->subviews()[0]);
+    // "Intérieur" would become "TWICE" if the shown page were walked again.
+    EXPECT_EQ(text->stringValue(), String(u"Intérieur"));
+  }
+  EXPECT_EQ(box->title(), String(u"Boîte"));
+  EXPECT_EQ(deep->stringValue(), String(u"Profond"));
+  TQLocalizer::localizeWindow(nullptr, String(), bundle_);
+}
+
+// --- bindings -------------------------------------------------------------------------------------
+
+TEST_F(LocalizerTest, BindingNamesAreTriedInOrder) {
+  View root;
+  auto observed = std::make_shared<GenericObject>();
+  auto withValue = std::make_shared<TextField>();
+  withValue->bind(u"value", observed, u"a", placeholders({{u"NSNullPlaceholder", Value(u"None")}}));
+  withValue->bind(u"content", observed, u"b", placeholders({{u"NSNullPlaceholder", Value(u"None")}}));
+  auto withoutValue = std::make_shared<TextField>();
+  withoutValue->bind(u"content", observed, u"b", placeholders({{u"NSNullPlaceholder", Value(u"None")}}));
+  withoutValue->bind(u"contentValues", observed, u"c", placeholders({{u"NSNullPlaceholder", Value(u"N/A")}}));
+  withoutValue->bind(u"displayPatternValue1", observed, u"d",
+                     placeholders({{u"NSDisplayPattern", Value(u"%{value1}@ of %{value2}@")},
+                                   {u"NSNullPlaceholder", Value(u"None")}}));
+  withoutValue->bind(u"displayPatternValue2", observed, u"e", placeholders({{u"NSNullPlaceholder", Value(u"N/A")}}));
+  auto onlySecond = std::make_shared<TextField>();
+  onlySecond->bind(u"displayPatternValue2", observed, u"e",
+                   placeholders({{u"NSDisplayPattern", Value(u"%{value1}@ of %{value2}@")},
+                                 {u"NSNullPlaceholder", Value(u"None")}}));
+  auto notAControl = std::make_shared<View>();
+  notAControl->bind(u"value", observed, u"a", placeholders({{u"NSNullPlaceholder", Value(u"None")}}));
+  for (auto v : std::initializer_list<std::shared_ptr<View>>{withValue, withoutValue, onlySecond, notAControl}) {
+    root.addSubview(v);
+  }
+
+  TQLocalizer::localizeView(&root, String(), bundle_);
+
+  auto placeholder = [](const std::shared_ptr<InterfaceObject>& o, const char16_t* binding) {
+    return o->binderForBinding(binding)->bindingInfoForBinding(binding)->placeholderForMarker(NSNullMarker).stringValue();
+  };
+  EXPECT_EQ(placeholder(withValue, u"value"), String(u"Aucun"));
+  EXPECT_EQ(placeholder(withValue, u"content"), String(u"None"));
+  EXPECT_EQ(placeholder(withoutValue, u"content"), String(u"Aucun"));
+  EXPECT_EQ(placeholder(withoutValue, u"contentValues"), String(u"S.O."));
+  EXPECT_EQ(placeholder(withoutValue, u"displayPatternValue1"), String(u"Aucun"));
+  EXPECT_EQ(placeholder(withoutValue, u"displayPatternValue2"), String(u"S.O."));
+  EXPECT_EQ(withoutValue->binderForBinding(u"displayPatternValue1")->displayPattern(),
+            String(u"%{value1}@ sur %{value2}@"));
+  // Without displayPatternValue1, displayPatternValue2 is never visited.
+  EXPECT_EQ(placeholder(onlySecond, u"displayPatternValue2"), String(u"None"));
+  EXPECT_EQ(onlySecond->binderForBinding(u"displayPatternValue2")->displayPattern(), String(u"%{value1}@ of %{value2}@"));
+  EXPECT_EQ(placeholder(notAControl, u"value"), String(u"None"));
+}
+
+TEST_F(LocalizerTest, PlaceholdersOfEveryMarkerButOnlyStrings) {
+  auto field = std::make_shared<TextField>();
+  auto info = field->bind(u"value", nullptr, u"x",
+                          placeholders({{u"NSMultipleValuesPlaceholder", Value(u"Multiple")},
+                                        {u"NSNullPlaceholder", Value(u"  None ")},
+                                        {u"NSNoSelectionPlaceholder", Value(u"No selection")},
+                                        {u"NSNotApplicablePlaceholder", Value(static_cast<long long>(-1))}}));
+  TQLocalizer localizer(String(), bundle_);
+  EXPECT_FALSE(localizer.localizePlaceholdersForObject(field.get(), u"content"));
+  EXPECT_TRUE(localizer.localizePlaceholdersForObject(field.get(), u"value"));
+  EXPECT_EQ(info->placeholderForMarker(NSMultipleValuesMarker).stringValue(), String(u"Plusieurs"));
+  EXPECT_EQ(info->placeholderForMarker(NSNullMarker).stringValue(), String(u"Aucun"));
+  EXPECT_EQ(info->placeholderForMarker(NSNoSelectionMarker).stringValue(), String(u"Pas de sélection"));
+  EXPECT_FALSE(info->placeholderIsDefault(NSNullMarker));
+  EXPECT_EQ(info->placeholderForMarker(NSNotApplicableMarker).type(), Value::Type::Integer);
+  EXPECT_FALSE(localizer.localizePlaceholdersForObject(nullptr, u"value"));
+}
+
+// --- menus ----------------------------------------------------------------------------------------
+
+TEST_F(LocalizerTest, MenusUseTheUntrimmedClassLookupAndRestoreChangeMessages) {
+  auto menu = std::make_shared<Menu>(u"File");
+  auto open = menu->addItemWithTitle(u"Open");
+  auto padded = menu->addItemWithTitle(u"  Open  ");
+  menu->addItem(MenuItem::separatorItem());
+  auto bound = menu->addItemWithTitle(u"Sub");
+  bound->bind(u"title", nullptr, u"t", placeholders({{u"NSNullPlaceholder", Value(u"  Item ")}}));
+  auto submenu = std::make_shared<Menu>(u"Sub");
+  submenu->addItemWithTitle(u"File");
+  submenu->setMenuChangedMessagesEnabled(false);
+  bound->setSubmenu(submenu);
+
+  TQLocalizer::localizeObjects({menu}, String(), bundle_);
+
+  EXPECT_EQ(menu->title(), String(u"Fichier"));
+  EXPECT_EQ(open->title(), String(u"Ouvrir"));
+  EXPECT_EQ(padded->title(), String(u"  Open  "));
+  EXPECT_EQ(menu->itemArray()[2]->title(), String(u"EMPTY"));  // a separator's empty title is looked up
+  EXPECT_EQ(bound->title(), String(u"Sous-menu"));
+  // Item placeholders go through the instance lookup: trimmed, the default table "Localizable".
+  EXPECT_EQ(bound->binderForBinding(u"title")->bindingInfos()[0]->placeholderForMarker(NSNullMarker).stringValue(),
+            String(u"Élément"));
+  EXPECT_EQ(submenu->title(), String(u"Sous-menu"));
+  EXPECT_EQ(submenu->itemArray()[0]->title(), String(u"Fichier"));
+  EXPECT_TRUE(menu->menuChangedMessagesEnabled());
+  EXPECT_FALSE(submenu->menuChangedMessagesEnabled());
+}
+
+TEST_F(LocalizerTest, LocalizeMenuDefaultsToLocalizableMenus) {
+  auto menu = std::make_shared<Menu>(u"File");
+  auto item = menu->addItemWithTitle(u"Open");
+  item->bind(u"title", nullptr, u"t", placeholders({{u"NSNullPlaceholder", Value(u"Item")}}));
+  TQLocalizer::localizeMenu(menu.get(), String(), bundle_);
+  EXPECT_EQ(menu->title(), String(u"Fichier (menus)"));
+  EXPECT_EQ(item->title(), String(u"Ouvrir (menus)"));
+  EXPECT_EQ(item->binderForBinding(u"title")->bindingInfos()[0]->placeholderForMarker(NSNullMarker).stringValue(),
+            String(u"Élément (menus)"));
+
+  auto custom = std::make_shared<Menu>(u"File");
+  TQLocalizer::localizeMenu(custom.get(), u"Custom", bundle_);
+  EXPECT_EQ(custom->title(), String(u"Fichier (custom)"));
+  TQLocalizer::localizeMenu(nullptr, String(), bundle_);
+}
+
+// --- dispatch and the nil bundle ------------------------------------------------------------------
+
+TEST_F(LocalizerTest, ObjectsAreDispatchedByKindAndOthersSkipped) {
+  auto window = std::make_shared<Panel>();
+  window->setTitle(u"Window");
+  auto inWindow = std::make_shared<TextField>();
+  inWindow->setStringValue(u"  Name");
+  window->contentView()->addSubview(inWindow);
+  auto view = std::make_shared<View>();
+  auto field = std::make_shared<TextField>();
+  field->setStringValue(u"Name");
+  view->addSubview(field);
+  auto loose = std::make_shared<TextField>();  // a top-level view: only its subviews count
+  loose->setStringValue(u"Name");
+  auto menu = std::make_shared<Menu>(u"File");
+  auto controller = std::make_shared<GenericObject>(u"NSArrayController");
+  auto cell = std::make_shared<TextFieldCell>(u"Name");
+  TQLocalizer::localizeObjects({controller, window, view, loose, menu, cell, nullptr}, u"Custom", bundle_);
+  EXPECT_EQ(window->title(), String(u"Window"));  // not in table Custom
+  EXPECT_EQ(inWindow->stringValue(), String(u"Nom (custom)"));
+  EXPECT_EQ(field->stringValue(), String(u"Nom (custom)"));
+  EXPECT_EQ(loose->stringValue(), String(u"Name"));
+  EXPECT_EQ(menu->title(), String(u"Fichier (custom)"));
+  EXPECT_EQ(cell->stringValue(), String(u"Name"));
+}
+
+TEST_F(LocalizerTest, ANilBundleWritesNilBackButKeepsWindowTitlesAndEmptyStrings) {
+  Window window;
+  window.setTitle(u"Window");
+  auto button = makeButton(u"Cancel", ButtonType::MomentaryPushIn);
+  auto field = std::make_shared<TextField>();  // "" value, nil placeholder
+  window.contentView()->addSubview(button);
+  window.contentView()->addSubview(field);
+  auto menu = std::make_shared<Menu>(u"File");
+  auto item = menu->addItemWithTitle(u"");
+
+  TQLocalizer::localizeWindow(&window, String(), nullptr);
+  TQLocalizer::localizeMenu(menu.get(), String(), nullptr);
+
+  EXPECT_EQ(window.title(), String(u"Window"));
+  EXPECT_TRUE(button->title().isNil());
+  EXPECT_EQ(button->alternateTitle(), String(u""));
+  EXPECT_EQ(field->stringValue(), String(u""));
+  EXPECT_TRUE(menu->title().isNil());
+  EXPECT_TRUE(item->title().isNil());
+}
+
+// --- a real interface with its own table ----------------------------------------------------------
+
+TEST(LocalizerCorpus, TransmissionPrefsWindowInGerman) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  const auto folder = test::corpusDir() / "transmission" / "macosx";
+  NibReadResult read = readNibFile((folder / "Base.lproj" / "PrefsWindow.xib").string());
+  ASSERT_TRUE(read) << read.error().reason;
+  Dictionary german = Bundle::bundleWithPath(String::fromUTF8(folder.string()))->stringsTable(u"Localizable", u"de");
+  ASSERT_GT(german.count(), 100u);
+
+  // Every button title and text field value before and after: each either has its German entry or
+  // comes back trimmed.
+  struct Seen {
+    std::function<String()> read;
+    String before;
+    bool imageOnly;
+  };
+  std::vector<Seen> seen;
+  std::function<void(View*)> collect = [&](View* v) {
+    for (const auto& s : v->subviews()) {
+      if (auto b = std::dynamic_pointer_cast<Button>(s); b && !std::dynamic_pointer_cast<PopUpButton>(s)) {
+        seen.push_back({[b] { return b->title(); }, b->title(), b->imagePosition() == NSImageOnly});
+      } else if (auto f = std::dynamic_pointer_cast<TextField>(s)) {
+        seen.push_back({[f] { return f->stringValue(); }, f->stringValue(), false});
+      }
+      collect(s.get());
+    }
+    if (auto* tabs = dynamic_cast<TabView*>(v)) {
+      for (const auto& item : tabs->tabViewItems()) {
+        if (item->view() && !item->view()->superview()) collect(item->view().get());
+      }
+    }
+  };
+  for (const auto& o : read.nib().topLevelObjects()) {
+    if (auto* w = dynamic_cast<Window*>(o.get())) collect(w->contentView().get());
+    if (auto* v = dynamic_cast<View*>(o.get())) collect(v);
+  }
+  ASSERT_GT(seen.size(), 100u);
+
+  // A bundle that holds only the German table under its own name, whatever the user's language.
+  test::TempDir dir;
+  std::filesystem::copy_file(folder / "de.lproj" / "Localizable.strings", dir.path() / "German.strings");
+  auto bundle = Bundle::bundleWithPath(String::fromUTF8(dir.str()));
+  TQLocalizer::localizeObjects(read.nib().topLevelObjects(), u"German", bundle);
+
+  std::size_t translated = 0;
+  for (const auto& [read, before, imageOnly] : seen) {
+    const String after = read();
+    if (before.length() == 0 || imageOnly) {
+      EXPECT_EQ(after, before);
+      continue;
+    }
+    const String key = before.stringByTrimmingCharactersInSet(CharacterSet::whitespaceAndNewlineCharacterSet());
+    const Value& entry = german.objectForKey(key);
+    if (!entry.isNil()) {
+      EXPECT_EQ(after, entry.stringValue()) << key.UTF8String();
+      ++translated;
+    } else {
+      EXPECT_EQ(after, key) << key.UTF8String();
+    }
+  }
+  EXPECT_GE(translated, 3u);  // "Name", "Reset", "Port is open", ...
+}
+
+TEST(LocalizerCorpus, TabsAreWalkedOnceAndDisplayPatternsTranslated) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  NibReadResult main =
+      readNibFile((test::corpusDir() / "transmission" / "macosx" / "Base.lproj" / "PrefsWindow.xib").string());
+  NibReadResult titles =
+      readNibFile((test::corpusDir() / "handbrake" / "macosx" / "Base.lproj" / "HBTitleSelection.xib").string());
+  ASSERT_TRUE(main && titles);
+
+  TabView* tabs = nullptr;
+  std::function<void(View*)> find = [&](View* v) {
+    for (const auto& s : v->subviews()) {
+      if (auto* t = dynamic_cast<TabView*>(s.get())) tabs = t;
+      find(s.get());
+    }
+  };
+  for (const auto& o : main.nib().topLevelObjects()) {
+    if (auto* w = dynamic_cast<Window*>(o.get())) find(w->contentView().get());
+    if (auto* v = dynamic_cast<View*>(o.get())) find(v);
+  }
+  ASSERT_TRUE(tabs);
+  ASSERT_EQ(tabs->tabViewItems().size(), 2u);
+
+  // Every label and every text field of every page maps to "<text>", and "<text>" to "TWICE".
+  std::string table = "\"%{value1}@\" = \"« %{value1}@ »\";\n";
+  std::vector<std::pair<TextField*, String>> fields;
+  std::function<void(View*)> gather = [&](View* v) {
+    for (const auto& s : v->subviews()) {
+      if (auto* f = dynamic_cast<TextField*>(s.get()); f && f->stringValue().length() > 0) {
+        fields.emplace_back(f, f->stringValue());
+      }
+      gather(s.get());
+    }
+  };
+  for (const auto& item : tabs->tabViewItems()) {
+    const std::string label = item->label().UTF8String();
+    table += "\"" + label + "\" = \"<" + label + ">\";\n\"<" + label + ">\" = \"TWICE\";\n";
+    if (item->view()) gather(item->view().get());
+  }
+  for (const auto& [field, value] : fields) {
+    const std::string v = value.stringByTrimmingCharactersInSet(CharacterSet::whitespaceAndNewlineCharacterSet()).UTF8String();
+    if (v.find('"') != std::string::npos || v.find('\\') != std::string::npos || v.find('\n') != std::string::npos) continue;
+    table += "\"" + v + "\" = \"<" + v + ">\";\n\"<" + v + ">\" = \"TWICE\";\n";
+  }
+  test::TempDir dir;
+  std::ofstream(dir.path() / "Corpus.strings") << table;
+  auto bundle = Bundle::bundleWithPath(String::fromUTF8(dir.str()));
+
+  TQLocalizer::localizeObjects(main.nib().topLevelObjects(), u"Corpus", bundle);
+  TQLocalizer::localizeObjects(titles.nib().topLevelObjects(), u"Corpus", bundle);
+
+  for (const auto& item : tabs->tabViewItems()) {
+    const std::string label = item->label().UTF8String();
+    EXPECT_TRUE(label.size() > 2 && label.front() == '<' && label.back() == '>') << label;
+  }
+  ASSERT_GT(fields.size(), 5u);
+  for (const auto& [field, value] : fields) {
+    EXPECT_NE(field->stringValue(), String(u"TWICE")) << value.UTF8String();
+  }
+  std::size_t patterns = 0;
+  std::function<void(View*)> check = [&](View* v) {
+    for (const auto& s : v->subviews()) {
+      if (auto binder = s->binderForBinding(u"displayPatternValue1")) {
+        EXPECT_EQ(binder->displayPattern(), String(u"« %{value1}@ »"));
+        ++patterns;
+      }
+      check(s.get());
+    }
+  };
+  for (const auto& o : titles.nib().topLevelObjects()) {
+    if (auto* w = dynamic_cast<Window*>(o.get())) check(w->contentView().get());
+  }
+  EXPECT_GE(patterns, 1u);
+}
