@@ -1,0 +1,25 @@
+#include "tq/foundation/bundle_extensions.h"
+
+#include "tq/platform/fs/file_manager.h"
+
+namespace tq {
+
+std::set<String> allResourcesForLocalization(const Bundle& bundle, const String& localization) {
+  std::set<String> resources;
+  FileManager& manager = FileManager::defaultManager();
+  String resourcePath = bundle.resourcePath();
+  const String lproj = u"lproj";
+  for (const Value& entry : manager.directoryContentsAtPath(resourcePath)) {
+    String name = entry.stringValue();
+    if (!name.pathExtension().isEqual(lproj)) resources.insert(name);
+  }
+  // A nil localization names no folder (and must not fall back to listing the directory again).
+  if (localization.isNil()) return resources;
+  String folder = localization.stringByAppendingPathExtension(lproj);
+  for (const Value& entry : manager.directoryContentsAtPath(resourcePath.stringByAppendingPathComponent(folder))) {
+    resources.insert(folder.stringByAppendingPathComponent(entry.stringValue()));
+  }
+  return resources;
+}
+
+}  // namespace tq

@@ -1,0 +1,552 @@
+// Bundle: layout, Info.plist, the bundle registry, localizations, resource search and strings tables.
+#include "tq/platform/bundle/bundle.h"
+
+#include <dlfcn.h>
+#include <gdk-pixbuf/gdk-pixbuf.h>
+#include <plist/plist.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <climits>
+#include <cstring>
+#include <cstdlib>
+#include <fstream>
+#include <map>
+#include <mutex>
+#include <shared_mutex>
+#include <sstream>
+#include <string>
+#include <unordered_map>
+
+#include "tq/platform/bundle/strings_table.h"
+#include "tq/platform/fs/file_manager.h"
+
+namespace tq {
+namespace {
+
+bool isDirectory(const std::string& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+bool exists(const std::string& path) {
+  struct stat st;
+  return ::stat(path.c_str(), &st) == 0;
+}
+
+std::string realPath(const std::string& path) {
+  char buffer[PATH_MAX];
+  if (::realpath(path.c_str(), buffer)) return buffer;
+  return path;
+}
+
+std::string absolutePath(const std::string& path) {
+  if (path.empty() || path[0] == '/') return path;
+  char cwd[PATH_MAX];
+  if (!::getcwd(cwd, sizeof cwd)) return path;
+  return std::string(cwd) + "/" + path;
+}
+
+std::string parentOf(const std::string& path) {
+  auto slash = path.find_last_of('/');
+  if (slash == std::string::npos) return ".";
+  if (slash == 0) return "/";
+  return path.substr(0, slash);
+}
+
+std::string nameOf(const std::string& path) {
+  auto slash = path.find_last_of('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+std::string executablePath() { return realPath("/proc/self/exe"); }
+
+bool readFile(const std::string& path, std::string& out) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return false;
+  std::ostringstream buffer;
+  buffer << in.rdbuf();
+  out = buffer.str();
+  return true;
+}
+
+Value valueFromPlist(plist_t node) {
+  switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN: {
+      uint8_t b = 0;
+      plist_get_bool_val(node, &b);
+      return Value(b != 0);
+    }
+    case PLIST_UINT: {
+      uint64_t u = 0;
+      plist_get_uint_val(node, &u);
+      return Value(static_cast<unsigned long long>(u));
+    }
+    case PLIST_REAL: {
+      double d = 0;
+      plist_get_real_val(node, &d);
+      return Value(d);
+    }
+    case PLIST_STRING: {
+      char* s = nullptr;
+      plist_get_string_val(node, &s);
+      Value v(String::fromUTF8(s ? s : ""));
+      std::free(s);
+      return v;
+    }
+    case PLIST_DATA: {
+      char* bytes = nullptr;
+      uint64_t length = 0;
+      plist_get_data_val(node, &bytes, &length);
+      Value v(Data::withBytes(bytes, length));
+      std::free(bytes);
+      return v;
+    }
+    case PLIST_DATE: {
+      int32_t sec = 0, usec = 0;
+      plist_get_date_val(node, &sec, &usec);
+      return Value(Date{sec + usec / 1e6});
+    }
+    case PLIST_ARRAY: {
+      std::vector<Value> items;
+      uint32_t n = plist_array_get_size(node);
+      for (uint32_t i = 0; i < n; ++i) items.push_back(valueFromPlist(plist_array_get_item(node, i)));
+      return Value(Array(std::move(items)));
+    }
+    case PLIST_DICT: {
+      std::vector<Dictionary::Entry> entries;
+      plist_dict_iter it = nullptr;
+      plist_dict_new_iter(node, &it);
+      while (it) {
+        char* key = nullptr;
+        plist_t value = nullptr;
+        plist_dict_next_item(node, it, &key, &value);
+        if (!key) break;
+        entries.emplace_back(String::fromUTF8(key), value ? valueFromPlist(value) : Value());
+        std::free(key);
+      }
+      std::free(it);
+      return Value(Dictionary(std::move(entries)));
+    }
+    default:
+      return Value();
+  }
+}
+
+Dictionary readInfoPlist(const std::string& path) {
+  std::string bytes;
+  if (!readFile(path, bytes) || bytes.size() > UINT32_MAX) return Dictionary::empty();
+  plist_t root = nullptr;
+  plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
+  if (!root) return Dictionary::empty();
+  Dictionary info = valueFromPlist(root).dictionaryValue();
+  plist_free(root);
+  return info ? info : Dictionary::empty();
+}
+
+// --- language matching ---------------------------------------------------------------------------
+
+struct LegacyName {
+  const char* name;
+  const char* code;
+};
+constexpr LegacyName kLegacyNames[] = {
+    {"english", "en"},  {"french", "fr"},    {"german", "de"},     {"japanese", "ja"},  {"spanish", "es"},
+    {"italian", "it"},  {"dutch", "nl"},     {"swedish", "sv"},    {"danish", "da"},    {"norwegian", "nb"},
+    {"finnish", "fi"},  {"portuguese", "pt"}, {"russian", "ru"},   {"korean", "ko"},    {"chinese", "zh"},
+    {"polish", "pl"},   {"czech", "cs"},     {"hungarian", "hu"},  {"turkish", "tr"},   {"greek", "el"},
+    {"arabic", "ar"},   {"hebrew", "he"},
+};
+
+// Lower case, "-" as "_", encoding (".UTF-8") and modifier ("@euro") removed.
+std::string normalizeLanguage(const String& name) {
+  std::string s = name.UTF8String();
+  auto cut = s.find_first_of(".@");
+  if (cut != std::string::npos) s.resize(cut);
+  for (char& c : s) {
+    if (c == '-') c = '_';
+    else if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+  }
+  return s;
+}
+
+// The normalized names a language matches, best first.
+std::vector<std::string> matchNames(const std::string& language) {
+  std::vector<std::string> names;
+  auto add = [&](const std::string& n) {
+    if (!n.empty() && std::find(names.begin(), names.end(), n) == names.end()) names.push_back(n);
+  };
+  add(language);
+  std::string code = language;
+  for (const auto& legacy : kLegacyNames) {
+    if (language == legacy.name) code = legacy.code;
+  }
+  add(code);
+  if (code == "zh_cn" || code == "zh_sg") add("zh_hans");
+  if (code == "zh_tw" || code == "zh_hk" || code == "zh_mo") add("zh_hant");
+  auto underscore = code.find('_');
+  std::string base = underscore == std::string::npos ? code : code.substr(0, underscore);
+  add(base);
+  if (base == "nb" || base == "no") {
+    add("nb");
+    add("no");
+  }
+  for (const auto& legacy : kLegacyNames) {
+    if (base == legacy.code) add(legacy.name);
+  }
+  if (base == "no") add("norwegian");
+  return names;
+}
+
+const std::vector<String>& imageTypes() {
+  static const std::vector<String> types = [] {
+    std::vector<std::string> found;
+    GSList* formats = gdk_pixbuf_get_formats();
+    for (GSList* f = formats; f; f = f->next) {
+      auto* format = static_cast<GdkPixbufFormat*>(f->data);
+      gchar** extensions = gdk_pixbuf_format_get_extensions(format);
+      for (gchar** e = extensions; e && *e; ++e) found.emplace_back(*e);
+      g_strfreev(extensions);
+    }
+    g_slist_free(formats);
+    std::vector<String> ordered;
+    for (const char* preferred : {"png", "tiff", "tif", "jpg", "jpeg", "gif", "bmp", "ico"}) {
+      if (std::find(found.begin(), found.end(), preferred) != found.end()) ordered.push_back(String::fromUTF8(preferred));
+    }
+    for (const auto& e : found) {
+      String s = String::fromUTF8(e);
+      if (std::find(ordered.begin(), ordered.end(), s) == ordered.end()) ordered.push_back(s);
+    }
+    return ordered;
+  }();
+  return types;
+}
+
+// --- registry ---------------------------------------------------------------------------------------
+
+struct Registry {
+  std::mutex mutex;
+  std::map<std::string, std::shared_ptr<Bundle>> byPath;  // real path -> bundle
+  std::map<std::string, std::string> libraries;          // real library path -> bundle folder
+  std::shared_ptr<Bundle> main;
+  std::string mainPath;  // named by the host
+};
+
+Registry& registry() {
+  static Registry* r = new Registry;  // lives to the end of the process, with every bundle in it
+  return *r;
+}
+
+std::shared_ptr<Bundle> openLocked(Registry& r, const std::string& path) {
+  std::string absolute = absolutePath(path);
+  if (!isDirectory(absolute)) return nullptr;
+  std::string key = realPath(absolute);
+  auto it = r.byPath.find(key);
+  if (it != r.byPath.end()) return it->second;
+  auto bundle = std::make_shared<Bundle>(String::fromUTF8(absolute));
+  r.byPath.emplace(key, bundle);
+  return bundle;
+}
+
+std::string defaultMainPath() {
+  std::string folder = parentOf(executablePath());
+  if (nameOf(folder) == "MacOS" && nameOf(parentOf(folder)) == "Contents") return parentOf(parentOf(folder));
+  return folder;
+}
+
+std::shared_ptr<Bundle> mainLocked(Registry& r) {
+  if (!r.main) {
+    std::string path = r.mainPath.empty() ? defaultMainPath() : r.mainPath;
+    r.main = openLocked(r, path);
+    if (!r.main) r.main = openLocked(r, defaultMainPath());
+  }
+  return r.main;
+}
+
+}  // namespace
+
+// --- the cache of computed values --------------------------------------------------------------------
+
+struct Bundle::Cache {
+  std::once_flag localizationsOnce;
+  std::vector<String> localizations;
+  std::once_flag preferredOnce;
+  std::vector<String> preferred;
+  std::vector<String> search;  // preferred + Base
+  std::shared_mutex tablesMutex;
+  std::unordered_map<std::u16string, Dictionary> tables;  // "table\0localization" -> table or nil
+};
+
+Bundle::Bundle(const String& path) : cache_(std::make_unique<Cache>()) {
+  std::string root = absolutePath(path.UTF8String());
+  while (root.size() > 1 && root.back() == '/') root.pop_back();
+  bundlePath_ = String::fromUTF8(root);
+  std::string resources = root;
+  for (const char* candidate : {"/Contents/Resources", "/Versions/Current/Resources", "/Resources"}) {
+    if (isDirectory(root + candidate)) {
+      resources = root + candidate;
+      break;
+    }
+  }
+  resourcePath_ = String::fromUTF8(resources);
+  info_ = Dictionary::empty();
+  for (const std::string& candidate : {root + "/Contents/Info.plist", root + "/Info.plist", resources + "/Info.plist"}) {
+    if (exists(candidate)) {
+      info_ = readInfoPlist(candidate);
+      break;
+    }
+  }
+}
+
+Bundle::~Bundle() = default;
+
+std::shared_ptr<Bundle> Bundle::mainBundle() {
+  Registry& r = registry();
+  std::lock_guard lock(r.mutex);
+  return mainLocked(r);
+}
+
+bool Bundle::setMainBundlePath(const String& path) {
+  Registry& r = registry();
+  std::lock_guard lock(r.mutex);
+  if (r.main || path.isNil()) return false;
+  r.mainPath = absolutePath(path.UTF8String());
+  return true;
+}
+
+std::shared_ptr<Bundle> Bundle::bundleWithPath(const String& path) {
+  if (path.isNil() || path.length() == 0) return nullptr;
+  Registry& r = registry();
+  std::lock_guard lock(r.mutex);
+  return openLocked(r, path.UTF8String());
+}
+
+std::shared_ptr<Bundle> Bundle::bundleWithIdentifier(const String& identifier) {
+  if (identifier.isNil()) return nullptr;
+  Registry& r = registry();
+  std::lock_guard lock(r.mutex);
+  mainLocked(r);
+  for (const auto& [path, bundle] : r.byPath) {
+    if (bundle->bundleIdentifier() == identifier) return bundle;
+  }
+  return nullptr;
+}
+
+String Bundle::codePathForClass(const std::type_info& type) {
+  Dl_info info{};
+  if (::dladdr(static_cast<const void*>(&type), &info) == 0 || !info.dli_fname) return {};
+  std::string file = info.dli_fname;
+  // The executable may be reported by the name it was started with.
+  if (file.empty() || file.find('/') == std::string::npos) file = executablePath();
+  return String::fromUTF8(realPath(file));
+}
+
+void Bundle::registerBundlePathForLibrary(const String& libraryPath, const String& bundlePath) {
+  if (libraryPath.isNil() || bundlePath.isNil()) return;
+  Registry& r = registry();
+  std::lock_guard lock(r.mutex);
+  r.libraries[realPath(absolutePath(libraryPath.UTF8String()))] = absolutePath(bundlePath.UTF8String());
+}
+
+std::shared_ptr<Bundle> Bundle::bundleForClass(const std::type_info& type) {
+  String code = codePathForClass(type);
+  Registry& r = registry();
+  std::lock_guard lock(r.mutex);
+  if (code.isNil()) return mainLocked(r);
+  std::string file = code.UTF8String();
+  if (file == executablePath()) return mainLocked(r);
+  auto registered = r.libraries.find(file);
+  if (registered != r.libraries.end()) {
+    if (auto bundle = openLocked(r, registered->second)) return bundle;
+  }
+  for (std::string folder = parentOf(file); folder != "/" && folder != "."; folder = parentOf(folder)) {
+    std::string name = nameOf(folder);
+    for (const char* extension : {".app", ".framework", ".bundle", ".plugin"}) {
+      if (name.size() > std::strlen(extension) && name.ends_with(extension)) return openLocked(r, folder);
+    }
+  }
+  return mainLocked(r);
+}
+
+String Bundle::bundleIdentifier() const { return info_.objectForKey(u"CFBundleIdentifier").stringValue(); }
+
+String Bundle::developmentLocalization() const {
+  return info_.objectForKey(u"CFBundleDevelopmentRegion").stringValue();
+}
+
+std::vector<String> Bundle::localizations() const {
+  std::call_once(cache_->localizationsOnce, [this] {
+    std::vector<String> found;
+    for (const Value& entry : FileManager::defaultManager().directoryContentsAtPath(resourcePath_)) {
+      String name = entry.stringValue();
+      if (name.pathExtension() == String(u"lproj") &&
+          isDirectory(resourcePath_.stringByAppendingPathComponent(name).UTF8String())) {
+        found.push_back(name.stringByDeletingPathExtension());
+      }
+    }
+    std::sort(found.begin(), found.end());
+    cache_->localizations = std::move(found);
+  });
+  return cache_->localizations;
+}
+
+std::vector<String> Bundle::userLanguages() {
+  std::vector<String> languages;
+  for (const char* variable : {"LANGUAGE", "LC_ALL", "LC_MESSAGES", "LANG"}) {
+    const char* value = std::getenv(variable);
+    if (!value || !*value) continue;
+    std::string text = value;
+    std::size_t start = 0;
+    while (start <= text.size()) {
+      std::size_t end = text.find(':', start);
+      if (end == std::string::npos) end = text.size();
+      std::string item = text.substr(start, end - start);
+      std::string normalized = normalizeLanguage(String::fromUTF8(item));
+      if (!item.empty() && normalized != "c" && normalized != "posix") languages.push_back(String::fromUTF8(item));
+      start = end + 1;
+    }
+    // The first variable that is set decides, even when it names no language ("C").
+    break;
+  }
+  return languages;
+}
+
+std::vector<String> Bundle::preferredLocalizationsFromArray(const std::vector<String>& localizations,
+                                                            const std::vector<String>& languages) {
+  std::vector<String> result;
+  std::vector<std::string> normalized;
+  for (const String& l : localizations) normalized.push_back(normalizeLanguage(l));
+  for (const String& language : languages) {
+    for (const std::string& name : matchNames(normalizeLanguage(language))) {
+      for (std::size_t i = 0; i < localizations.size(); ++i) {
+        if (normalized[i] == name && std::find(result.begin(), result.end(), localizations[i]) == result.end()) {
+          result.push_back(localizations[i]);
+        }
+      }
+    }
+  }
+  return result;
+}
+
+const std::vector<String>& Bundle::searchLocalizations() const {
+  std::call_once(cache_->preferredOnce, [this] {
+    std::vector<String> all = localizations();
+    bool hasBase = false;
+    std::vector<String> candidates;
+    for (const String& l : all) {
+      if (l == String(u"Base")) hasBase = true;
+      else candidates.push_back(l);
+    }
+    std::vector<String> preferred = preferredLocalizationsFromArray(candidates, userLanguages());
+    String development = developmentLocalization();
+    if (development.isNil()) development = u"en";
+    for (const String& l : preferredLocalizationsFromArray(candidates, {development})) {
+      if (std::find(preferred.begin(), preferred.end(), l) == preferred.end()) preferred.push_back(l);
+    }
+    if (preferred.empty() && !candidates.empty()) preferred.push_back(candidates.front());
+    cache_->preferred = preferred;
+    cache_->search = preferred;
+    if (hasBase) cache_->search.push_back(u"Base");
+  });
+  return cache_->search;
+}
+
+std::vector<String> Bundle::preferredLocalizations() const {
+  searchLocalizations();
+  return cache_->preferred;
+}
+
+String Bundle::findResource(const String& file, const String& directory,
+                            const std::vector<String>& localizations) const {
+  auto inside = [&](String folder) {
+    if (directory.length() > 0) folder = folder.stringByAppendingPathComponent(directory);
+    return folder.stringByAppendingPathComponent(file);
+  };
+  String path = inside(resourcePath_);
+  if (exists(path.UTF8String())) return path;
+  for (const String& l : localizations) {
+    path = inside(resourcePath_.stringByAppendingPathComponent(l.stringByAppendingPathExtension(u"lproj")));
+    if (exists(path.UTF8String())) return path;
+  }
+  return {};
+}
+
+namespace {
+String resourceFileName(const String& name, const String& type) {
+  if (type.length() == 0) return name;
+  return name.stringByAppendingPathExtension(type);
+}
+}  // namespace
+
+String Bundle::pathForResource(const String& name, const String& type) const {
+  return pathForResource(name, type, String());
+}
+
+String Bundle::pathForResource(const String& name, const String& type, const String& directory) const {
+  if (name.length() == 0) return {};
+  return findResource(resourceFileName(name, type), directory, searchLocalizations());
+}
+
+String Bundle::pathForResource(const String& name, const String& type, const String& directory,
+                               const String& localization) const {
+  if (name.length() == 0) return {};
+  std::vector<String> only;
+  if (localization.length() > 0) only.push_back(localization);
+  return findResource(resourceFileName(name, type), directory, only);
+}
+
+String Bundle::pathForImageResource(const String& name) const {
+  if (name.length() == 0) return {};
+  const auto& types = imageTypes();
+  String extension = name.pathExtension();
+  for (const String& t : types) {
+    if (extension.length() > 0 && normalizeLanguage(extension) == normalizeLanguage(t)) {
+      return pathForResource(name, String());
+    }
+  }
+  for (const String& t : types) {
+    String path = pathForResource(name, t);
+    if (path) return path;
+  }
+  return {};
+}
+
+Dictionary Bundle::stringsTable(const String& table, const String& localization) const {
+  String name = table.isNil() ? String(u"Localizable") : table;
+  std::u16string key = name.u16string();
+  key += u'\0';
+  key += localization.view();
+  {
+    std::shared_lock lock(cache_->tablesMutex);
+    auto it = cache_->tables.find(key);
+    if (it != cache_->tables.end()) return it->second;
+  }
+  String folder = resourcePath_;
+  if (localization.length() > 0) folder = folder.stringByAppendingPathComponent(localization.stringByAppendingPathExtension(u"lproj"));
+  String path = folder.stringByAppendingPathComponent(name.stringByAppendingPathExtension(u"strings"));
+  Dictionary parsed;
+  std::string bytes;
+  if (readFile(path.UTF8String(), bytes)) {
+    parsed = dictionaryFromStringsTable(std::span(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));
+  }
+  std::unique_lock lock(cache_->tablesMutex);
+  return cache_->tables.try_emplace(std::move(key), parsed).first->second;
+}
+
+String Bundle::localizedStringForKey(const String& key, const String& value, const String& table) const {
+  if (key.isNil()) return value.length() > 0 ? value : String::empty();
+  for (const String& l : searchLocalizations()) {
+    const Value& found = stringsTable(table, l).objectForKey(key);
+    if (!found.isNil()) return found.stringValue();
+  }
+  const Value& found = stringsTable(table, String()).objectForKey(key);
+  if (!found.isNil()) return found.stringValue();
+  return value.length() > 0 ? value : key;
+}
+
+String Bundle::description() const {
+  return String::fromUTF8("<Bundle: " + bundlePath_.UTF8String() + ">");
+}
+
+}  // namespace tq

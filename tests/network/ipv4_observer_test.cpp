@@ -1,0 +1,102 @@
+#include "tq/network/ipv4_observer.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+
+#include <bit>
+#include <cstring>
+
+#include "network/store_fixture.h"
+#include "tq/platform/base/exception.h"
+
+using namespace tq;
+using tq::test::StoreFixture;
+
+TEST(IPv4Address, ParsesExactlyAsInetPton) {
+  const char* cases[] = {"0.0.0.0", "255.255.255.255", "192.168.1.20", "1.2.3.4", "abc", "", "1.2.3", "1.2.3.4.",
+                         "1.2.3.4.5", "01.2.3.4", "1.2.3.00", "1.2.3.256", " 1.2.3.4", "1.2.3.4 ", "1..2.3",
+                         ".1.2.3", "0x1.2.3.4", "1.2.3.-4", "+1.2.3.4", "999.1.1.1", "1.2.3.4/8", "127.1"};
+  for (const char* text : cases) {
+    unsigned char expected[4] = {};
+    const bool ok = inet_pton(AF_INET, text, expected) == 1;
+    auto parsed = parseIPv4Address(String::fromUTF8(text));
+    ASSERT_EQ(parsed.has_value(), ok) << text;
+    if (ok) {
+      EXPECT_EQ(std::memcmp(parsed->data(), expected, 4), 0) << text;
+    }
+  }
+  // The text ends at its first NUL, as a C string does.
+  EXPECT_TRUE(parseIPv4Address(String(std::u16string_view(u"1.2.3.4\0junk", 12))).has_value());
+  EXPECT_FALSE(parseIPv4Address(String(u"1.2.3.\u0664")).has_value()) << "only ASCII digits";
+}
+
+TEST(IPv4Address, ClassificationDependsOnTheLastOctetOnLittleEndianHosts) {
+  if constexpr (std::endian::native != std::endian::little) GTEST_SKIP() << "little-endian behaviour";
+  auto observer = IPv4Observer::initWithStore(nullptr);
+  const std::pair<const char16_t*, const char*> cases[] = {
+      {u"10.0.0.0", "Private"},     {u"192.168.1.0", "Private"},  {u"0.0.0.0", "Private"},
+      {u"10.1.2.3", "Reserved"},    {u"192.168.1.5", "Reserved"}, {u"127.0.0.1", "Reserved"},
+      {u"8.8.8.8", "Reserved"},     {u"240.1.2.3", "Reserved"},   {u"1.2.3.15", "Reserved"},
+      {u"1.2.3.16", "Public"},      {u"1.2.3.200", "Public"},     {u"172.16.5.40", "Public"},
+      {u"169.254.10.255", "Public"}, {u"192.0.2.1", "Reserved"}};
+  for (const auto& [address, label] : cases) {
+    EXPECT_EQ(observer->typeOfIP(address).UTF8String(), label) << String(address).UTF8String();
+  }
+}
+
+TEST(IPv4Address, UnparsableAddressRaisesThroughTheAssertionHandler) {
+  auto observer = IPv4Observer::initWithStore(nullptr);
+  for (const char16_t* bad : {u"abc", u"", u"1.2.3"}) {
+    try {
+      observer->typeOfIP(bad);
+      ADD_FAILURE() << "no exception for " << String(bad).UTF8String();
+    } catch (const Exception& e) {
+      EXPECT_EQ(e.name(), String(NSInternalInconsistencyException));
+      EXPECT_EQ(e.userInfo().objectForKey(u"description").stringValue(), String(u"Unable to parse given IP address."));
+      EXPECT_EQ(e.userInfo().objectForKey(u"method").stringValue(), String(u"typeOfIP:"));
+      EXPECT_EQ(e.userInfo().objectForKey(u"class").stringValue(), String(u"IPv4Observer"));
+      EXPECT_EQ(e.userInfo().objectForKey(u"file").stringValue(), String(u"ipv4_observer.cpp"));
+      EXPECT_GT(e.userInfo().objectForKey(u"line").integerValue(), 0);
+    }
+  }
+  EXPECT_EQ(String(IP_APP_NAME), String(u"Internet Connect.app"));
+  // Without a bundle identifier the store connection goes by the program's name.
+  EXPECT_EQ(storeConnectionName(), String(u"ipv4_observer_test"));
+}
+
+class IPv4ObserverTest : public StoreFixture {
+ protected:
+  void setPrimary(const char16_t* name) {
+    store->setValue(u"State:/Network/Global/IPv4", Dictionary{{u"PrimaryInterface", name}});
+  }
+  void setAddresses(const char16_t* name, Array addresses) {
+    store->setValue(String(u"State:/Network/Interface/").stringByAppendingString(name).stringByAppendingString(u"/IPv4"),
+                    Dictionary{{u"Addresses", addresses}});
+  }
+};
+
+TEST_F(IPv4ObserverTest, PrimaryAddressIsTheFirstAddressOfThePrimaryInterface) {
+  auto wrapper = makeWrapper();
+  auto observer = IPv4Observer::initWithStore(wrapper);
+  EXPECT_EQ(wrapper->watchedKeys(), std::vector<String>{u"State:/Network/Global/IPv4"});
+  EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "no global state";
+  store->setValue(u"State:/Network/Global/IPv4", Dictionary{{u"Router", u"10.0.0.1"}});
+  EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "no primary interface";
+  setPrimary(u"eth0");
+  EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "no IPv4 entry for it";
+  setAddresses(u"eth0", Array::empty());
+  EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "empty Addresses";
+  setAddresses(u"eth0", Array{String(u"192.168.1.20"), String(u"10.0.0.7")});
+  EXPECT_EQ(observer->getPrimaryIP(), String(u"192.168.1.20"));
+  EXPECT_EQ(observer->statusChange(u"State:/Network/Global/IPv4"), String(u"192.168.1.20"));
+  for (int i = 0; i < 3; ++i) observer->sleep();
+  EXPECT_EQ(observer->getPrimaryIP(), String(u"192.168.1.20"));
+
+  // The primary interface moves; the observer reads afresh and posts nothing.
+  setAddresses(u"wlan0", Array{String(u"172.16.0.9")});
+  setPrimary(u"wlan0");
+  deliver();
+  EXPECT_EQ(observer->getPrimaryIP(), String(u"172.16.0.9"));
+  EXPECT_TRUE(posted.empty());
+}
+

@@ -1,0 +1,309 @@
+#include "tq/network/sc_dynamic_store.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <fstream>
+#include <optional>
+
+#include "network/store_fixture.h"
+#include "support/test_paths.h"
+#include "tq/platform/bundle/bundle.h"
+
+using namespace tq;
+using tq::test::StoreFixture;
+
+namespace {
+
+// A target that records each call as "TAG:KEY".
+struct Recorder {
+  std::vector<std::string>* log;
+  std::string tag;
+  void changed(const String& key) { log->push_back(tag + ":" + key.UTF8String()); }
+};
+
+// A MemoryStore connection that records what the wrapper asks of it and when it goes away.
+class RecordingConnection : public StoreConnection {
+ public:
+  struct Log {
+    std::vector<std::pair<std::vector<String>, bool>> notificationKeys;  // keys, patterns nil or empty
+    bool destroyed = false;
+    bool sourceScheduledAtDestruction = false;
+  };
+  RecordingConnection(std::shared_ptr<StoreConnection> inner, std::shared_ptr<Log> log)
+      : inner_(std::move(inner)), log_(std::move(log)) {}
+  ~RecordingConnection() override {
+    log_->destroyed = true;
+    log_->sourceScheduledAtDestruction = inner_->runLoopSource()->isScheduled();
+  }
+  Value copyValue(const String& key) override { return inner_->copyValue(key); }
+  Array copyKeyList(const String& pattern) override { return inner_->copyKeyList(pattern); }
+  bool setNotificationKeys(const Array& keys, const Array& patterns) override {
+    log_->notificationKeys.push_back({keys.strings(), patterns.count() == 0});
+    return inner_->setNotificationKeys(keys, patterns);
+  }
+  std::shared_ptr<RunLoopSource> runLoopSource() override { return inner_->runLoopSource(); }
+
+ private:
+  std::shared_ptr<StoreConnection> inner_;
+  std::shared_ptr<Log> log_;
+};
+
+StoreConnectionFactory recordingFactory(std::shared_ptr<MemoryStore> store,
+                                        std::shared_ptr<RecordingConnection::Log> log) {
+  return [store, log](const String& name, StoreConnection::Callout callout) -> std::shared_ptr<StoreConnection> {
+    return std::make_shared<RecordingConnection>(store->createConnection(name, std::move(callout)), log);
+  };
+}
+
+// This program's main bundle: a folder whose Info.plist names it, set before any wrapper is made.
+class MainBundleEnvironment : public ::testing::Environment {
+ public:
+  void SetUp() override {
+    dir_.emplace();
+    std::ofstream(dir_->path() / "Info.plist")
+        << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+           "<key>CFBundleIdentifier</key><string>org.tqkit.tests.store</string></dict></plist>\n";
+    ASSERT_TRUE(Bundle::setMainBundlePath(String::fromUTF8(dir_->str())));
+  }
+  void TearDown() override { dir_.reset(); }
+
+ private:
+  std::optional<tq::test::TempDir> dir_;
+};
+const auto* const mainBundleEnvironment = ::testing::AddGlobalTestEnvironment(new MainBundleEnvironment);
+
+}  // namespace
+
+class Dispatch : public StoreFixture {
+ protected:
+  std::vector<std::string> log;
+  std::shared_ptr<Recorder> recorder(std::string tag) { return std::make_shared<Recorder>(Recorder{&log, tag}); }
+};
+
+TEST_F(Dispatch, ThreeKeysInOneBatchGoKeyByKeyThenInRegistrationOrder) {
+  auto wrapper = makeWrapper();
+  auto a = recorder("a"), b = recorder("b"), c = recorder("c");
+  wrapper->addObserver(a, &Recorder::changed, u"K2");
+  wrapper->addObserver(b, &Recorder::changed, u"K1");
+  wrapper->addObserver(c, &Recorder::changed, u"K2");
+  wrapper->addObserver(a, &Recorder::changed, u"K3");
+  wrapper->addObserver(b, &Recorder::changed, u"K2");
+
+  // First changes in the order K1, K3, K2; K1 changes twice but is reported once.
+  store->setValue(u"K1", Dictionary{{u"v", 1}});
+  store->setValue(u"K3", Dictionary{{u"v", 1}});
+  store->setValue(u"K1", Dictionary{{u"v", 2}});
+  store->setValue(u"K2", Dictionary{{u"v", 1}});
+  store->setValue(u"Unwatched", Dictionary{{u"v", 1}});
+  EXPECT_TRUE(log.empty()) << "nothing is delivered before the loop runs";
+  deliver();
+  EXPECT_EQ(log, (std::vector<std::string>{"b:K1", "a:K3", "a:K2", "c:K2", "b:K2"}));
+}
+
+TEST_F(Dispatch, DuplicateRegistrationIsCalledTwice) {
+  auto wrapper = makeWrapper();
+  auto a = recorder("a");
+  wrapper->addObserver(a, &Recorder::changed, u"K");
+  wrapper->addObserver(a, &Recorder::changed, u"K");
+  store->setValue(u"K", 1);
+  deliver();
+  EXPECT_EQ(log, (std::vector<std::string>{"a:K", "a:K"}));
+  EXPECT_EQ(wrapper->watchedKeys(), std::vector<String>{u"K"});
+}
+
+TEST_F(Dispatch, NotificationOfChangedKeysIgnoresUnknownKeysAndScCallbackForwards) {
+  auto wrapper = makeWrapper();
+  wrapper->addObserver(recorder("a"), &Recorder::changed, u"K");
+  wrapper->notificationOfChangedKeys(Array{String(u"X"), String(u"K"), String(u"K")});
+  EXPECT_EQ(log, (std::vector<std::string>{"a:K", "a:K"}));
+  log.clear();
+  scCallback(*wrapper->connection(), Array{String(u"K")}, wrapper.get());
+  EXPECT_EQ(log, std::vector<std::string>{"a:K"});
+}
+
+TEST_F(Dispatch, TargetRegisteringDuringDispatchIsCalledFromTheNextChange) {
+  auto wrapper = makeWrapper();
+  struct Adder {
+    SCDynamicStore* wrapper;
+    std::shared_ptr<Recorder> late;
+    void changed(const String& key) {
+      if (late) wrapper->addObserver(std::exchange(late, nullptr), &Recorder::changed, key);
+    }
+  };
+  auto adder = std::make_shared<Adder>(Adder{wrapper.get(), recorder("late")});
+  wrapper->addObserver(adder, &Adder::changed, u"K");
+  store->setValue(u"K", 1);
+  deliver();
+  EXPECT_TRUE(log.empty());
+  store->setValue(u"K", 2);
+  deliver();
+  EXPECT_EQ(log, std::vector<std::string>{"late:K"});
+}
+
+class Registration : public Dispatch {};
+
+TEST_F(Registration, FullKeyListIsSentOnEveryAdditionWithoutPatterns) {
+  auto rec = std::make_shared<RecordingConnection::Log>();
+  auto wrapper = std::make_shared<SCDynamicStore>(recordingFactory(store, rec));
+  EXPECT_TRUE(rec->notificationKeys.empty()) << "nothing is handed over before the first target";
+  auto a = recorder("a");
+  wrapper->addObserver(a, &Recorder::changed, u"K1");
+  wrapper->addObserver(a, &Recorder::changed, u"K2");
+  wrapper->addObserver(a, &Recorder::changed, u"K1");
+  ASSERT_EQ(rec->notificationKeys.size(), 3u);
+  EXPECT_EQ(rec->notificationKeys[0].first, std::vector<String>{u"K1"});
+  EXPECT_EQ(rec->notificationKeys[1].first, (std::vector<String>{u"K1", u"K2"}));
+  EXPECT_EQ(rec->notificationKeys[2].first, (std::vector<String>{u"K1", u"K2"}));
+  for (const auto& call : rec->notificationKeys) EXPECT_TRUE(call.second) << "no pattern is handed to the store";
+}
+
+TEST_F(Registration, PatternIsExpandedOnceAtRegistration) {
+  auto rec = std::make_shared<RecordingConnection::Log>();
+  auto wrapper = std::make_shared<SCDynamicStore>(recordingFactory(store, rec));
+  store->setValue(u"State:/Network/Interface/eth1/Link", Dictionary{{u"Active", false}});
+  store->setValue(u"State:/Network/Interface/eth0/Link", Dictionary{{u"Active", false}});
+  store->setValue(u"State:/Network/Interface/eth0/IPv4", Dictionary::empty());
+  auto a = recorder("a");
+  wrapper->addObserverForKeyPattern(a, &Recorder::changed, u"State:/Network/Interface/[^/]+/Link");
+  // One addition per matching key, in the store's order.
+  ASSERT_EQ(rec->notificationKeys.size(), 2u);
+  EXPECT_EQ(rec->notificationKeys[1].first,
+            (std::vector<String>{u"State:/Network/Interface/eth0/Link", u"State:/Network/Interface/eth1/Link"}));
+
+  // A key that appears later and would match is not watched.
+  store->setValue(u"State:/Network/Interface/eth2/Link", Dictionary{{u"Active", true}});
+  store->setValue(u"State:/Network/Interface/eth1/Link", Dictionary{{u"Active", true}});
+  deliver();
+  EXPECT_EQ(log, std::vector<std::string>{"a:State:/Network/Interface/eth1/Link"});
+}
+
+TEST_F(Registration, PatternMatchingNothingRegistersNothingEvenAfterKeysAppear) {
+  auto rec = std::make_shared<RecordingConnection::Log>();
+  auto wrapper = std::make_shared<SCDynamicStore>(recordingFactory(store, rec));
+  wrapper->addObserverForKeyPattern(recorder("a"), &Recorder::changed, u"State:/.*/AirPort");
+  EXPECT_TRUE(rec->notificationKeys.empty());
+  EXPECT_TRUE(wrapper->watchedKeys().empty());
+  store->setValue(u"State:/Network/Interface/wlan0/AirPort", Dictionary{{u"Link Status", 4}});
+  deliver();
+  EXPECT_TRUE(log.empty());
+}
+
+TEST_F(Registration, WithoutConnectionEverythingReportsNothing) {
+  auto wrapper = std::make_shared<SCDynamicStore>(StoreConnectionFactory());
+  wrapper->addObserver(recorder("a"), &Recorder::changed, u"K");
+  EXPECT_TRUE(wrapper->valueForKey(u"K").isNil());
+  EXPECT_TRUE(wrapper->keysForPattern(u".*").isNil());
+  EXPECT_EQ(wrapper->connection(), nullptr);
+}
+
+TEST_F(Registration, DefaultWrapperUsesTheSharedMemoryStore) {
+  MemoryStore::sharedStore()->setValue(u"Test:/Default", 7);
+  auto wrapper = std::make_shared<SCDynamicStore>();
+  EXPECT_EQ(wrapper->valueForKey(u"Test:/Default").integerValue(), 7);
+  MemoryStore::sharedStore()->removeValue(u"Test:/Default");
+}
+
+TEST_F(Registration, ConnectionIsNamedAfterTheMainBundle) {
+  String name;
+  auto wrapper = std::make_shared<SCDynamicStore>([&](const String& n, StoreConnection::Callout callout) {
+    name = n;
+    return store->createConnection(n, std::move(callout));
+  });
+  EXPECT_EQ(name, String(u"org.tqkit.tests.store"));
+}
+
+class Lifetime : public Dispatch {};
+
+TEST_F(Lifetime, RegisteredObserverOutlivesTheHostsReferences) {
+  std::weak_ptr<Recorder> weakTarget;
+  std::weak_ptr<SCDynamicStore> weakWrapper;
+  {
+    auto wrapper = makeWrapper();
+    auto target = recorder("kept");
+    wrapper->addObserver(target, &Recorder::changed, u"K");
+    weakTarget = target;
+    weakWrapper = wrapper;
+  }
+  // The record holds the target; an observer holding its wrapper would close the cycle. Here the
+  // target holds nothing, so only the host's wrapper reference is gone: the wrapper dies, and with it
+  // the record and the target.
+  EXPECT_TRUE(weakWrapper.expired());
+  EXPECT_TRUE(weakTarget.expired());
+
+  struct Holder {
+    std::shared_ptr<SCDynamicStore> dynStore;
+    std::vector<std::string>* log;
+    void changed(const String& key) { log->push_back("holder:" + key.UTF8String()); }
+  };
+  std::weak_ptr<Holder> weakHolder;
+  {
+    auto wrapper = makeWrapper();
+    auto holder = std::make_shared<Holder>(Holder{wrapper, &log});
+    wrapper->addObserver(holder, &Holder::changed, u"K");
+    weakHolder = holder;
+    weakWrapper = wrapper;
+  }
+  ASSERT_FALSE(weakHolder.expired()) << "wrapper -> record -> observer -> wrapper keeps them alive";
+  ASSERT_FALSE(weakWrapper.expired());
+  auto live = SCDynamicStore::liveWrappers();
+  EXPECT_NE(std::find(live.begin(), live.end(), weakWrapper.lock().get()), live.end());
+  store->setValue(u"K", 1);
+  deliver();
+  EXPECT_EQ(log, std::vector<std::string>{"holder:K"});
+}
+
+TEST_F(Lifetime, TeardownRemovesTheSourceFromTheCurrentLoopBeforeReleasingTheConnection) {
+  auto rec = std::make_shared<RecordingConnection::Log>();
+  auto wrapper = std::make_shared<SCDynamicStore>(recordingFactory(store, rec));
+  auto source = wrapper->connection()->runLoopSource();
+  EXPECT_TRUE(source->isScheduled());
+  EXPECT_EQ(g_source_get_context(source->gsource()), RunLoop::current().context());
+  const SCDynamicStore* raw = wrapper.get();
+  wrapper.reset();
+  EXPECT_TRUE(rec->destroyed);
+  EXPECT_FALSE(rec->sourceScheduledAtDestruction) << "the source leaves the loop before the connection goes";
+  EXPECT_FALSE(source->isScheduled());
+  auto live = SCDynamicStore::liveWrappers();
+  EXPECT_EQ(std::find(live.begin(), live.end(), raw), live.end());
+}
+
+TEST_F(Lifetime, TeardownOnAnotherLoopLeavesTheSourceInItsOwnLoop) {
+  auto rec = std::make_shared<RecordingConnection::Log>();
+  auto wrapper = std::make_shared<SCDynamicStore>(recordingFactory(store, rec));
+  auto source = wrapper->connection()->runLoopSource();
+  GMainContext* other = g_main_context_new();
+  g_main_context_push_thread_default(other);
+  wrapper.reset();
+  g_main_context_pop_thread_default(other);
+  g_main_context_unref(other);
+  EXPECT_TRUE(rec->destroyed);
+  EXPECT_TRUE(rec->sourceScheduledAtDestruction) << "removal asks the loop current at destruction";
+}
+
+TEST(HostLoop, GLibMainLoopOnTheDefaultContextReceivesChangesWithoutGlue) {
+  // No context pushed: the wrapper attaches to GLib's default context, which a GTK host iterates.
+  auto data = MemoryStore::create();
+  auto wrapper = std::make_shared<SCDynamicStore>(data->connectionFactory());
+  GMainLoop* mainLoop = g_main_loop_new(nullptr, FALSE);
+  struct Quitter {
+    GMainLoop* loop;
+    std::vector<std::string> keys;
+    void changed(const String& key) {
+      keys.push_back(key.UTF8String());
+      g_main_loop_quit(loop);
+    }
+  };
+  auto quitter = std::make_shared<Quitter>(Quitter{mainLoop, {}});
+  wrapper->addObserver(quitter, &Quitter::changed, u"State:/Network/Global/IPv4");
+  data->setValue(u"State:/Network/Global/IPv4", Dictionary{{u"PrimaryInterface", u"eth0"}});
+  // A guard against a hang only; the change quits the loop first.
+  guint guard = g_timeout_add_seconds(20, [](gpointer l) -> gboolean {
+    g_main_loop_quit(static_cast<GMainLoop*>(l));
+    return G_SOURCE_REMOVE;
+  }, mainLoop);
+  g_main_loop_run(mainLoop);
+  g_source_remove(guard);
+  g_main_loop_unref(mainLoop);
+  EXPECT_EQ(quitter->keys, std::vector<std::string>{"State:/Network/Global/IPv4"});
+}
