@@ -793,11 +793,11 @@ struct LinuxNetworkStore::Impl {
     std::vector<std::u16string> keys;
     keys.swap(changedKeys);
     changedSet.clear();
-    lastBatch = Clock::now();
     std::vector<String> out;
     for (auto& k : keys)
       if (watched(k)) out.push_back(String(k));
     if (out.empty() || !callout) return;
+    lastBatch = Clock::now();  // the window spaces the callouts, not the reading
     ++stats.batches;
     auto keep = owner->shared_from_this();  // the callout may drop the host's last reference
     callout(*owner, Array::withStrings(out));
