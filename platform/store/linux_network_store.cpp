@@ -171,6 +171,7 @@ struct LinuxNetworkStore::Impl {
   std::vector<int> dirtyOrder;
   std::set<int> dirty;
   std::set<int> addressesToRead;
+  std::set<int> addressFilter;  // the links an address dump in progress is for
   bool routesToRead = false;
   bool listDirty = false;
   bool needFullRead = false;
@@ -249,6 +250,8 @@ struct LinuxNetworkStore::Impl {
     if (needFullRead) fullRead();
     for (int round = 0; round < 4 && (!addressesToRead.empty() || routesToRead); ++round) refreshDirty();
     if (pending) remake();
+    if (source && (needFullRead || routesToRead || !addressesToRead.empty()))
+      g_source_set_ready_time(source, g_get_monotonic_time() + 1000);  // more owed: come back soon
     if (changedKeys.empty()) return;
     auto now = Clock::now();
     auto due = lastBatch + options.coalescingWindow;
@@ -416,7 +419,7 @@ struct LinuxNetworkStore::Impl {
       pending = true;
       return;
     }
-    if (dumpKind == DumpKind::SomeAddresses && !addressesToRead.count(index)) return;
+    if (dumpKind == DumpKind::SomeAddresses && !addressFilter.count(index)) return;
     Attrs<IFA_MAX + 1> tb;
     mnl_attr_parse(nlh, sizeof(ifaddrmsg), collect<IFA_MAX + 1>, &tb);
     const nlattr* local = tb[IFA_LOCAL] ? tb[IFA_LOCAL] : tb[IFA_ADDRESS];
@@ -574,6 +577,9 @@ struct LinuxNetworkStore::Impl {
       links.clear();
       addresses.clear();
       routes.clear();
+      // Requests made by events that come during the dumps stay, for refreshDirty.
+      addressesToRead.clear();
+      routesToRead = false;
       bool ok = dump(RTM_GETLINK, AF_UNSPEC, 0, DumpKind::Links);
       ok = ok && dump(RTM_GETADDR, AF_INET, 0, DumpKind::AllAddresses);
       ok = ok && dump(RTM_GETROUTE, AF_INET, 0, DumpKind::Routes);
@@ -586,8 +592,6 @@ struct LinuxNetworkStore::Impl {
       for (auto& [i, l] : links) markDirty(i);
       listDirty = true;
       pending = true;
-      addressesToRead.clear();
-      routesToRead = false;
       if (ok && !overrunDuringDump && !needFullRead) return;
     }
     needFullRead = true;  // still failing: try again on the next wake-up
@@ -597,8 +601,8 @@ struct LinuxNetworkStore::Impl {
   void refreshDirty() {
     if (!addressesToRead.empty()) {
       std::set<int> todo;
-      todo.swap(addressesToRead);
-      addressesToRead = todo;  // the dump filter reads this set
+      todo.swap(addressesToRead);  // events during the dumps ask afresh
+      addressFilter = todo;
       for (int i : todo) {
         addresses.erase(i);
         markDirty(i);
@@ -609,8 +613,7 @@ struct LinuxNetworkStore::Impl {
       } else {
         ok = dump(RTM_GETADDR, AF_INET, 0, DumpKind::SomeAddresses);
       }
-      // Events that came during the dumps asked for more reads; keep those only.
-      for (int i : todo) addressesToRead.erase(i);
+      addressFilter.clear();
       if (!ok) needFullRead = true;
     }
     if (routesToRead) {
