@@ -170,6 +170,7 @@ TEST_F(LinuxNetworkStoreTest, CarrierFollowsTheVethPeer) {
 
   ASSERT_EQ(nl.setUp("vb", true), 0);
   ASSERT_TRUE(runUntil([&] { return active("va") && active("vb"); }));
+  settle();  // values change before their batch, which may wait for the window
   EXPECT_TRUE(allChanged().count("State:/Network/Interface/va/Link"));
   EXPECT_TRUE(allChanged().count("State:/Network/Interface/vb/Link"));
   EXPECT_FALSE(allChanged().count("Setup:/Network/Service/va/Interface")) << "only keys whose values changed";
@@ -177,6 +178,7 @@ TEST_F(LinuxNetworkStoreTest, CarrierFollowsTheVethPeer) {
   batches.clear();
   ASSERT_EQ(nl.setUp("vb", false), 0);
   ASSERT_TRUE(runUntil([&] { return !active("va"); })) << "the peer going down drops the carrier";
+  settle();
   EXPECT_FALSE(active("vb"));
   EXPECT_TRUE(allChanged().count("State:/Network/Interface/va/Link"));
 }
@@ -221,6 +223,7 @@ TEST_F(LinuxNetworkStoreTest, AddressesInKernelOrderAndPrimaryFromDefaultRoute) 
   auto global = store->copyValue(kGlobal).dictionaryValue();
   EXPECT_EQ(global.objectForKey(u"Router").stringValue().UTF8String(), "10.0.0.1");
   EXPECT_EQ(global.objectForKey(u"PrimaryService").stringValue().UTF8String(), "va");
+  settle();
   EXPECT_TRUE(allChanged().count("State:/Network/Global/IPv4"));
 
   ASSERT_EQ(nl.addDefaultRoute("wa", "", 100), 0);  // a device route of lower metric
@@ -254,6 +257,7 @@ TEST_F(LinuxNetworkStoreTest, FollowsRenamesRemovalsAndRecreations) {
   ASSERT_TRUE(runUntil([&] { return !store->copyValue(linkKey("wan0")).isNil(); }));
   EXPECT_TRUE(store->copyValue(linkKey("va")).isNil());
   EXPECT_TRUE(store->copyValue(setupKey("va")).isNil());
+  settle();
   EXPECT_EQ(store->copyValue(setupKey("wan0")).dictionaryValue().objectForKey(u"DeviceName").stringValue().UTF8String(),
             "wan0");
   auto changed = allChanged();
@@ -365,6 +369,7 @@ TEST_F(LinuxNetworkStoreTest, WirelessStateFromTheSuppliedSource) {
   EXPECT_EQ(airport.objectForKey(u"Link Status").integerValue(), 4);
   EXPECT_EQ(airport.objectForKey(u"BSSID").dataValue(), bssid);
   EXPECT_EQ(airport.objectForKey(u"SSID").stringValue(), String(u"Caf\u00e9"));
+  settle();
   EXPECT_TRUE(allChanged().count("State:/Network/Interface/wl0/AirPort"));
 
   Data raw = Data::withString("\xff\xfe-net");
