@@ -55,7 +55,9 @@ class Rtnl {
 
   struct Msg {
     std::vector<uint8_t> b;
-    Msg(uint16_t type, uint16_t flags, const void* fam, size_t n) : b(NLMSG_SPACE(n)) {
+    Msg(uint16_t type, uint16_t flags, const void* fam, size_t n) {
+      b.reserve(256);
+      b.resize(NLMSG_SPACE(n));
       hdr()->nlmsg_type = type;
       hdr()->nlmsg_flags = flags | NLM_F_REQUEST;
       memcpy(b.data() + NLMSG_HDRLEN, fam, n);
