@@ -154,16 +154,6 @@ int NetlinkRequests::createVeth(const std::string& name, const std::string& peer
   return request(m.header(), true);
 }
 
-int NetlinkRequests::createDummy(const std::string& name) {
-  ifinfomsg ifi{};
-  Message m(RTM_NEWLINK, NLM_F_CREATE | NLM_F_EXCL, &ifi, sizeof ifi);
-  m.putString(IFLA_IFNAME, name);
-  auto info = m.nestStart(IFLA_LINKINFO);
-  m.putString(IFLA_INFO_KIND, "dummy");
-  m.nestEnd(info);
-  return request(m.header(), true);
-}
-
 int NetlinkRequests::deleteLink(const std::string& name) {
   ifinfomsg ifi{};
   Message m(RTM_DELLINK, 0, &ifi, sizeof ifi);
@@ -275,6 +265,14 @@ int createTap(const std::string& name) {
   if (::ioctl(fd, TUNSETIFF, &ifr) < 0 || ::ioctl(fd, TUNSETPERSIST, 1) < 0) rc = -errno;
   ::close(fd);
   return rc;
+}
+
+bool setSysctl(const std::string& path, const std::string& value) {
+  int fd = ::open(("/proc/sys/" + path).c_str(), O_WRONLY | O_CLOEXEC);
+  if (fd < 0) return false;
+  bool ok = ::write(fd, value.data(), value.size()) == static_cast<ssize_t>(value.size());
+  ::close(fd);
+  return ok;
 }
 
 unsigned linkIndex(const std::string& name) { return ::if_nametoindex(name.c_str()); }

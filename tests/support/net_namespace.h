@@ -37,7 +37,6 @@ class NetlinkRequests {
   NetlinkRequests& operator=(const NetlinkRequests&) = delete;
 
   int createVeth(const std::string& name, const std::string& peer);
-  int createDummy(const std::string& name);
   int deleteLink(const std::string& name);
   int setUp(const std::string& name, bool up);
   int rename(const std::string& name, const std::string& newName);
@@ -64,6 +63,10 @@ class NetlinkRequests {
 
 // Makes a persistent tap device (TUNSETPERSIST); 0 or a negative errno.
 int createTap(const std::string& name);
+
+// Writes a value under /proc/sys/ (for the calling thread's namespace where the file is per
+// namespace), e.g. setSysctl("net/ipv4/conf/eth0/promote_secondaries", "1").
+bool setSysctl(const std::string& path, const std::string& value);
 
 // The kernel's ifindex of a link, 0 when absent.
 unsigned linkIndex(const std::string& name);

@@ -1,0 +1,50 @@
+// WirelessSource: where LinuxNetworkStore reads the state of wireless interfaces.
+//
+// The system's source asks the kernel through nl80211 (generic netlink): which interfaces are
+// wireless, the SSID and BSSID of their current association, and join and leave events from the
+// "mlme" and "config" multicast groups. Tests and hosts may supply their own source.
+//
+// Threads: a source is used on the thread of the store that owns it.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <vector>
+
+#include "tq/platform/base/data.h"
+
+namespace tq {
+
+class WirelessSource {
+ public:
+  // One wireless interface. bssid (6 bytes) and ssid (raw bytes) are nil when not joined.
+  struct State {
+    bool joined = false;
+    Data bssid;
+    Data ssid;
+    friend bool operator==(const State&, const State&) = default;
+  };
+  // What readEvents() found: the interfaces whose state must be read again, or `all` when events
+  // may have been lost (everything is then read again).
+  struct Changes {
+    std::vector<int> interfaces;
+    bool all = false;
+  };
+
+  virtual ~WirelessSource() = default;
+
+  // Every wireless interface now, by kernel interface index.
+  virtual std::map<int, State> readAll() = 0;
+  // One interface: its state, and whether it is wireless at all (false: `state` is left alone).
+  virtual bool read(int interfaceIndex, State& state) = 0;
+  // A file descriptor that becomes readable when events wait, or -1 when the source has none.
+  virtual int eventDescriptor() const = 0;
+  // Reads the waiting events without blocking.
+  virtual Changes readEvents() = 0;
+};
+
+// The kernel's wireless state through nl80211; nullptr when the kernel has no nl80211 family
+// (no cfg80211) or generic netlink cannot be reached.
+std::unique_ptr<WirelessSource> makeNl80211WirelessSource();
+
+}  // namespace tq
