@@ -5,6 +5,7 @@
 #include <unordered_set>
 
 #include "tq/platform/bundle/bundle.h"
+#include "tq/platform/store/linux_network_store.h"
 #include "tq/platform/store/memory_store.h"
 
 namespace tq {
@@ -22,7 +23,14 @@ std::unordered_set<const SCDynamicStore*>& liveSet() {
 
 }  // namespace
 
-StoreConnectionFactory defaultStoreConnectionFactory() { return MemoryStore::sharedStore()->connectionFactory(); }
+StoreConnectionFactory defaultStoreConnectionFactory() {
+  // The kernel's state; where netlink cannot be opened (a sandbox without it), the process-wide
+  // in-memory store, so that a wrapper always has a connection.
+  return [](const String& name, StoreConnection::Callout callout) -> std::shared_ptr<StoreConnection> {
+    if (auto kernel = LinuxNetworkStore::factory()(name, callout)) return kernel;
+    return MemoryStore::sharedStore()->connectionFactory()(name, std::move(callout));
+  };
+}
 
 String storeConnectionName() {
   if (auto bundle = Bundle::mainBundle()) {

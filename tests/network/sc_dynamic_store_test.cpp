@@ -197,11 +197,11 @@ TEST_F(Registration, WithoutConnectionEverythingReportsNothing) {
   EXPECT_EQ(wrapper->connection(), nullptr);
 }
 
-TEST_F(Registration, DefaultWrapperUsesTheSharedMemoryStore) {
-  MemoryStore::sharedStore()->setValue(u"Test:/Default", 7);
+TEST_F(Registration, DefaultWrapperReadsTheKernelsNetworkState) {
   auto wrapper = std::make_shared<SCDynamicStore>();
-  EXPECT_EQ(wrapper->valueForKey(u"Test:/Default").integerValue(), 7);
-  MemoryStore::sharedStore()->removeValue(u"Test:/Default");
+  // Every network namespace has the loopback interface.
+  Array names = wrapper->valueForKey(u"State:/Network/Interface").dictionaryValue().objectForKey(u"Interfaces").arrayValue();
+  EXPECT_TRUE(names.containsObject(Value(u"lo"))) << "the default wrapper is not on the kernel store";
 }
 
 TEST_F(Registration, ConnectionIsNamedAfterTheMainBundle) {

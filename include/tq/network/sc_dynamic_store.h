@@ -39,8 +39,9 @@
 
 namespace tq {
 
-// The store that wrappers made with the default constructor connect to: for now the process-wide
-// MemoryStore (MemoryStore::sharedStore()).
+// The store that wrappers made with the default constructor connect to: the kernel's network state
+// (LinuxNetworkStore), or, where netlink cannot be opened, the process-wide MemoryStore
+// (MemoryStore::sharedStore()).
 StoreConnectionFactory defaultStoreConnectionFactory();
 
 // The name given to a wrapper's store connection: the main bundle's identifier
