@@ -214,20 +214,26 @@ unichar String::characterAtIndex(UInteger index) const {
 }
 
 std::string String::UTF8String() const {
-  std::u16string_view v = view();
   std::string out;
-  out.reserve(v.size());
+  appendUTF8(view(), out);
+  return out;
+}
+
+void String::appendUTF8(std::u16string_view v, std::string& out) {
+  out.reserve(out.size() + v.size());
   for (UInteger i = 0; i < v.size(); ++i) {
     uint32_t c = v[i];
+    if (c < 0x80) {
+      out.push_back(static_cast<char>(c));
+      continue;
+    }
     if (c >= 0xD800 && c <= 0xDBFF && i + 1 < v.size() && v[i + 1] >= 0xDC00 && v[i + 1] <= 0xDFFF) {
       c = 0x10000 + ((c - 0xD800) << 10) + (v[i + 1] - 0xDC00);
       ++i;
     } else if (c >= 0xD800 && c <= 0xDFFF) {
       c = 0xFFFD;
     }
-    if (c < 0x80) {
-      out.push_back(static_cast<char>(c));
-    } else if (c < 0x800) {
+    if (c < 0x800) {
       out.push_back(static_cast<char>(0xC0 | (c >> 6)));
       out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
     } else if (c < 0x10000) {
@@ -241,7 +247,6 @@ std::string String::UTF8String() const {
       out.push_back(static_cast<char>(0x80 | (c & 0x3F)));
     }
   }
-  return out;
 }
 
 bool operator==(const String& a, const String& b) noexcept {

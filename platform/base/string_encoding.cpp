@@ -267,26 +267,11 @@ bool forEachCodePoint(std::u16string_view v, bool allowLossy, uint32_t substitut
 }
 
 Data encodeUTF8(std::u16string_view v, bool lossy) {
-  std::vector<uint8_t> out;
-  out.reserve(v.size() + v.size() / 2);
-  bool ok = forEachCodePoint(v, lossy, 0xFFFD, [&](uint32_t c) {
-    if (c < 0x80) {
-      out.push_back(static_cast<uint8_t>(c));
-    } else if (c < 0x800) {
-      out.push_back(static_cast<uint8_t>(0xC0 | (c >> 6)));
-      out.push_back(static_cast<uint8_t>(0x80 | (c & 0x3F)));
-    } else if (c < 0x10000) {
-      out.push_back(static_cast<uint8_t>(0xE0 | (c >> 12)));
-      out.push_back(static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F)));
-      out.push_back(static_cast<uint8_t>(0x80 | (c & 0x3F)));
-    } else {
-      out.push_back(static_cast<uint8_t>(0xF0 | (c >> 18)));
-      out.push_back(static_cast<uint8_t>(0x80 | ((c >> 12) & 0x3F)));
-      out.push_back(static_cast<uint8_t>(0x80 | ((c >> 6) & 0x3F)));
-      out.push_back(static_cast<uint8_t>(0x80 | (c & 0x3F)));
-    }
-  });
-  return ok ? Data::withVector(std::move(out)) : Data();
+  // Without loss allowed, an unpaired surrogate makes the text unencodable.
+  if (!lossy && !forEachCodePoint(v, false, 0xFFFD, [](uint32_t) {})) return Data();
+  std::string out;
+  String::appendUTF8(v, out);
+  return Data::withString(out);
 }
 
 Data encodeSingleByte(std::u16string_view v, unsigned limit) {

@@ -78,6 +78,9 @@ class String {
 
   // UTF-8. Unpaired surrogates become U+FFFD; nil gives "".
   std::string UTF8String() const;
+  // Appends the UTF-8 form of the code units to `out` (unpaired surrogates become U+FFFD), for
+  // callers that reuse one buffer across many conversions.
+  static void appendUTF8(std::u16string_view units, std::string& out);
 
   // Equality of contents. operator== treats two nils as equal and nil as unequal to "";
   // isEqual() follows the message-to-nil rule: a nil receiver answers false.
