@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "support/raised.h"
+
 #include <thread>
 #include <vector>
 
@@ -8,22 +10,7 @@
 #include "tq/platform/base/string_encoding.h"
 
 using namespace tq;
-
-namespace {
-
-template <class F>
-std::string raisedReason(F&& f, const char16_t* name) {
-  try {
-    f();
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.name(), String(name));
-    return e.reason().UTF8String();
-  }
-  ADD_FAILURE() << "no exception";
-  return {};
-}
-
-}  // namespace
+using tq::test::raisedReason;
 
 TEST(QuoteQuotes, QuotesOnlyForQuotesAndLineBreaks) {
   String csv(u"a,b");

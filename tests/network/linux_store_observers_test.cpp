@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include "support/fake_wireless.h"
 #include "support/net_namespace.h"
 #include "tq/network/airport_observer.h"
 #include "tq/network/ethernet_observer.h"
@@ -22,35 +23,7 @@ struct Posted {
   Dictionary userInfo;
 };
 
-class FakeWireless : public WirelessSource {
- public:
-  FakeWireless() : fd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
-  ~FakeWireless() override { close(fd_); }
-  std::map<int, State> readAll() override { return states; }
-  bool read(int index, State& state) override {
-    auto it = states.find(index);
-    if (it == states.end()) return false;
-    state = it->second;
-    return true;
-  }
-  int eventDescriptor() const override { return fd_; }
-  Changes readEvents() override {
-    uint64_t n;
-    while (::read(fd_, &n, sizeof n) > 0) {
-    }
-    return Changes{{index}, false};
-  }
-  void set(State s) {
-    states[index] = std::move(s);
-    uint64_t one = 1;
-    (void)!::write(fd_, &one, sizeof one);
-  }
-  std::map<int, State> states;
-  int index = 0;
-
- private:
-  int fd_;
-};
+using test::FakeWireless;
 
 class LinuxStoreObservers : public ::testing::Test {
  protected:
@@ -172,23 +145,23 @@ TEST_F(LinuxStoreObservers, PrimaryAddressFollowsTheDefaultRoute) {
 TEST_F(LinuxStoreObservers, AirportObserverPostsJoinsAndDepartures) {
   ASSERT_EQ(nl.createVeth("wl0", "wl1"), 0);
   auto wireless = std::make_shared<FakeWireless>();
-  wireless->index = static_cast<int>(test::linkIndex("wl0"));
-  wireless->states[wireless->index] = {};
+  const int wl0 = static_cast<int>(test::linkIndex("wl0"));
+  wireless->states[wl0] = {};
   openStore(wireless);
   auto airport = AirportObserver::initWithService(u"wl0", store);
 
   Data home{1, 2, 3, 4, 5, 6};
   Data other{1, 2, 3, 4, 5, 7};
-  wireless->set({true, home, Data::withString("Home")});
+  wireless->set(wl0, {true, home, Data::withString("Home")});
   ASSERT_TRUE(runUntil([&] { return posted.size() == 1; }));
   EXPECT_EQ(posted[0].name, "AirportConnectedNotification");
   EXPECT_EQ(infoString(posted[0], u"SSID"), "Home");
 
-  wireless->set({true, other, Data::withString("Home")});  // roaming within the network
+  wireless->set(wl0, {true, other, Data::withString("Home")});  // roaming within the network
   ASSERT_TRUE(runUntil([&] { return posted.size() == 2; }));
   EXPECT_EQ(posted[1].name, "AirportConnectedNotification");
 
-  wireless->set({});  // left: the store gives {"Link Status": 1} with no BSSID
+  wireless->set(wl0, {});  // left: the store gives {"Link Status": 1} with no BSSID
   ASSERT_TRUE(runUntil([&] { return posted.size() == 3; }));
   EXPECT_EQ(posted[2].name, "AirportDisconnectedNotification");
   EXPECT_EQ(infoString(posted[2], u"SSID"), "Home");

@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include "support/raised.h"
+
 #include "tq/platform/base/character_set.h"
 #include "tq/platform/base/exception.h"
 #include "tq/platform/base/object.h"
@@ -7,23 +9,7 @@
 #include "tq/platform/base/uuid.h"
 
 using namespace tq;
-
-namespace {
-
-// Runs f, expecting a tq::Exception named `name`; returns its reason.
-template <class F>
-std::string raisedReason(F&& f, const char16_t* name) {
-  try {
-    f();
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.name(), String(name));
-    return e.reason().UTF8String();
-  }
-  ADD_FAILURE() << "no exception";
-  return {};
-}
-
-}  // namespace
+using tq::test::raisedReason;
 
 TEST(StringNil, AnswersNothingAndDiffersFromEmpty) {
   String nil;

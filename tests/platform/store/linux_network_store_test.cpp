@@ -6,6 +6,7 @@
 
 #include <set>
 
+#include "support/fake_wireless.h"
 #include "support/net_namespace.h"
 
 using namespace tq;
@@ -33,38 +34,7 @@ std::vector<std::string> strings(const Array& a) {
   return out;
 }
 
-// A wireless source a test drives: states by interface index, events through an eventfd.
-class FakeWireless : public WirelessSource {
- public:
-  FakeWireless() : fd_(eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC)) {}
-  ~FakeWireless() override { close(fd_); }
-  std::map<int, State> readAll() override { return states; }
-  bool read(int index, State& state) override {
-    auto it = states.find(index);
-    if (it == states.end()) return false;
-    state = it->second;
-    return true;
-  }
-  int eventDescriptor() const override { return fd_; }
-  Changes readEvents() override {
-    uint64_t n;
-    while (::read(fd_, &n, sizeof n) > 0) {
-    }
-    Changes c;
-    c.interfaces.swap(changed);
-    return c;
-  }
-  void announce(int index) {
-    changed.push_back(index);
-    uint64_t one = 1;
-    (void)!::write(fd_, &one, sizeof one);
-  }
-  std::map<int, State> states;
-  std::vector<int> changed;
-
- private:
-  int fd_;
-};
+using test::FakeWireless;
 
 class LinuxNetworkStoreTest : public ::testing::Test {
  protected:
