@@ -1,5 +1,7 @@
-// The registered text measurer and the estimating fallback.
+// The registered text measurer (the text system by default) and the estimating measurer.
 #include "tq/platform/ui/text_measurer.h"
+
+#include "tq/platform/ui/pango_text_measurer.h"
 
 #include <algorithm>
 #include <cmath>
@@ -24,9 +26,10 @@ bool isWide(char16_t c) {
 TextMeasurer::~TextMeasurer() = default;
 
 const TextMeasurer& TextMeasurer::current() {
-  static const EstimatingTextMeasurer fallback;
+  // The real text system unless a host or a test registered another measurer.
+  static const PangoTextMeasurer textSystem;
   const auto& m = registered();
-  return m ? *m : fallback;
+  return m ? *m : textSystem;
 }
 
 void TextMeasurer::setCurrent(std::shared_ptr<const TextMeasurer> measurer) { registered() = std::move(measurer); }

@@ -60,7 +60,7 @@ void run() {
   std::printf("check box \"%s\": isSwitch=%s, width %.0f", check->title().UTF8String().c_str(),
               check->buttonCell()->buttonType() == tq::NSSwitchButton ? "YES" : "NO", check->frame().w);
   check->sizeToFit();
-  std::printf(" -> %.0f after sizeToFit (estimated text widths)\n", check->frame().w);
+  std::printf(" -> %.0f after sizeToFit\n", check->frame().w);
   auto field = std::dynamic_pointer_cast<tq::TextField>(window->contentView()->subviews().at(1));
   auto binder = field->binderForBinding(u"value");
   std::printf("text field placeholder \"%s\"; binding \"value\" -> %s, null placeholder \"%s\"\n",

@@ -153,8 +153,11 @@ TEST(PangoTextMeasurer, TheModelMeasuresWithTheTextSystem) {
   EXPECT_EQ(TextMeasurer::current().sizeOfString(sentence, font, 100), sizeOfText(sentence, wrap, {100, 0}));
   EXPECT_GT(TextMeasurer::current().sizeOfString(sentence, font, 100).height,
             TextMeasurer::current().sizeOfString(sentence, font).height);
-  TextMeasurer::setCurrent(nullptr);
+  TextMeasurer::setCurrent(std::make_shared<EstimatingTextMeasurer>());
   EXPECT_EQ(dynamic_cast<const PangoTextMeasurer*>(&TextMeasurer::current()), nullptr);
+  TextMeasurer::setCurrent(nullptr);
+  EXPECT_NE(dynamic_cast<const PangoTextMeasurer*>(&TextMeasurer::current()), nullptr)
+      << "with nothing registered the model measures with the text system";
 }
 
 TEST(ViewDrawing, EveryCorpusWindowAndViewDraws) {

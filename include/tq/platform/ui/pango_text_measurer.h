@@ -1,8 +1,8 @@
 // PangoTextMeasurer: the interface model's TextMeasurer answered by the real text system, so that
 // cellSize and sizeToFit measure what drawing draws.
 //
-// Call PangoTextMeasurer::install() once at start-up (tools and tests that draw do); the model then
-// measures through it.
+// It is the model's measurer by default; install() makes it current again after another measurer
+// was registered.
 #pragma once
 
 #include "tq/platform/ui/text_measurer.h"

@@ -1,9 +1,10 @@
 // TextMeasurer: the one question the model asks of the text system, the natural size of a
 // string in a font, plus a font's default line height.
 //
-// The model (Cell::cellSize, Control::sizeToFit) measures through TextMeasurer::current(). Until a
-// real text system registers itself with setCurrent(), an estimating measurer answers from average
-// glyph advances, good enough for layout guesses but not for pixels.
+// The model (Cell::cellSize, Control::sizeToFit) measures through TextMeasurer::current(): the real
+// text system (PangoTextMeasurer, which measures what drawing draws) unless another measurer was
+// registered with setCurrent(). EstimatingTextMeasurer answers from average glyph advances, for
+// hosts and tests that want sizes independent of the installed fonts.
 //
 // Threads: measuring runs on the interface (main) thread; setCurrent() is not synchronised with
 // measuring and is meant to be called once at start-up.
@@ -32,9 +33,9 @@ class TextMeasurer {
   // The distance from one baseline to the next for the font.
   virtual double defaultLineHeight(const FontDescriptor& font) const = 0;
 
-  // The measurer in use: the registered one, else the estimating fallback.
+  // The measurer in use: the registered one, else the text system (PangoTextMeasurer).
   static const TextMeasurer& current();
-  // Registers the measurer the model uses from now on; nullptr brings the estimate back.
+  // Registers the measurer the model uses from now on; nullptr brings the text system back.
   static void setCurrent(std::shared_ptr<const TextMeasurer> measurer);
 };
 
