@@ -74,6 +74,16 @@ TEST(TQTextFieldCell, SetupCentresAndEndsWrappingNotScrolling) {
   EXPECT_FALSE(archived.isScrollable());
   EXPECT_TRUE(archived.truncatesWhenOneLineHigh());
 
+  // initImageCell sets the cell up too; an image-and-text cell takes the image as its icon.
+  ImageRef icon = Image::imageWithSize({16, 16});
+  auto plain = TQTextFieldCell::initImageCell(icon);
+  EXPECT_TRUE(plain->centersVertically());
+  EXPECT_EQ(plain->image(), icon);
+  auto iconCell = TQTextFieldCell::initImageCell<TQImageAndTextCell>(icon);
+  EXPECT_EQ(iconCell->image(), icon);
+  EXPECT_EQ(iconCell->yOffset(), 1.0);
+  EXPECT_TRUE(iconCell->wraps());
+
   auto made = ClassRegistry::shared().makeObject(u"TQTextFieldCell");
   EXPECT_TRUE(std::dynamic_pointer_cast<TQTextFieldCell>(made));
   EXPECT_TRUE(std::dynamic_pointer_cast<TQImageAndTextCell>(ClassRegistry::shared().makeObject(u"TQImageAndTextCell")));

@@ -36,8 +36,8 @@ class TQImageAndTextCell : public TQTextFieldCell {
   void setup() override;
 
   // The image (owned), or nil.
-  const ImageRef& image() const { return image_; }
-  void setImage(ImageRef image) { image_ = std::move(image); }
+  const ImageRef& image() const override { return image_; }
+  void setImage(ImageRef image) override { image_ = std::move(image); }
   bool scaleImage() const { return scaleImage_; }
   void setScaleImage(bool scale) { scaleImage_ = scale; }
   double yOffset() const { return yOffset_; }

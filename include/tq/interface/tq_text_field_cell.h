@@ -5,7 +5,7 @@
 //   auto cell = tq::TQTextFieldCell::initTextCell(u"Name");
 //   column->setDataCell(cell);
 //
-// Set-up: initTextCell() and awakeFromNib() (for cells read from an interface archive: the class
+// Set-up: initTextCell(), initImageCell() and awakeFromNib() (for cells read from an interface archive: the class
 // registers itself as "TQTextFieldCell" in ClassRegistry::shared() when its unit is loaded, which a
 // static build does once the program uses the class) send setup(), which sets centersVertically, then scrollable, then wrapping
 // off and on again: the cell ends wrapping and not scrollable. A cell made with the plain
@@ -36,6 +36,15 @@ class TQTextFieldCell : public TextFieldCell {
   template <class T = TQTextFieldCell>
   static std::shared_ptr<T> initTextCell(String text) {
     auto cell = std::make_shared<T>(std::move(text));
+    cell->setup();
+    return cell;
+  }
+  // A new cell of class T with the image as its content (setImage, which a subclass may take for its
+  // own), set up.
+  template <class T = TQTextFieldCell>
+  static std::shared_ptr<T> initImageCell(std::shared_ptr<Image> image) {
+    auto cell = std::make_shared<T>();
+    cell->setImage(std::move(image));
     cell->setup();
     return cell;
   }

@@ -16,6 +16,8 @@
 
 namespace tq {
 
+class Image;
+
 class View;
 
 // The platform's values.
@@ -95,6 +97,10 @@ class Cell : public InterfaceObject {
   // The name of the cell's image (resolved by the drawing side), nil for none.
   const String& imageName() const { return imageName_; }
   void setImageName(String name) { imageName_ = std::move(name); }
+  // The cell's image object (an image cell's content, as initImageCell: sets it), shared; nullptr for
+  // none. Copies of the cell share it.
+  virtual const std::shared_ptr<Image>& image() const { return image_; }
+  virtual void setImage(std::shared_ptr<Image> image) { image_ = std::move(image); }
   // A formatter object of the archive (number or date formatter), owned; nullptr for none.
   const std::shared_ptr<Object>& formatter() const { return formatter_; }
   void setFormatter(std::shared_ptr<Object> formatter) { formatter_ = std::move(formatter); }
@@ -141,6 +147,7 @@ class Cell : public InterfaceObject {
   long tag_ = 0;
   ControlSize controlSize_ = ControlSize::Regular;
   String imageName_;
+  std::shared_ptr<Image> image_;
   std::shared_ptr<Object> formatter_;
   View* controlView_ = nullptr;
 };
