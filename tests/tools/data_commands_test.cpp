@@ -9,28 +9,12 @@
 #include <random>
 #include <string>
 
+#include "support/shell.h"
+
 namespace {
 
-struct Shell {
-  int status;
-  std::string out;
-};
-
-// Runs a bash command line with $T set to the tool; captures standard output and the exit status.
-Shell sh(const std::string& command) {
-  std::string line = "T='" TQKIT_TOOL "'; set -o pipefail; " + command;
-  std::string quoted = "bash -c '";
-  for (char c : line) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  quoted += "'";
-  Shell r{0, ""};
-  std::FILE* p = ::popen(quoted.c_str(), "r");
-  if (!p) return {-1, ""};
-  char buf[4096];
-  while (std::size_t n = std::fread(buf, 1, sizeof buf, p)) r.out.append(buf, n);
-  int st = ::pclose(p);
-  r.status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  return r;
-}
+using tq::test::Shell;
+using tq::test::sh;
 
 class DataCommands : public ::testing::Test {
  protected:
