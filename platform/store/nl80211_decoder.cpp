@@ -18,6 +18,9 @@ const nlmsghdr* genlMessage(std::span<const uint8_t> message, uint16_t type) {
   // The bytes may come unaligned from a fuzzer or a test; netlink messages are 4-byte aligned.
   if (reinterpret_cast<uintptr_t>(message.data()) % alignof(nlmsghdr) != 0) return nullptr;
   auto* nlh = reinterpret_cast<const nlmsghdr*>(message.data());
+  // mnl_nlmsg_ok compares the length as a signed int, which lets a length of 2 GiB or more through:
+  // check it against the bytes we have first.
+  if (nlh->nlmsg_len > message.size()) return nullptr;
   if (!mnl_nlmsg_ok(nlh, static_cast<int>(message.size()))) return nullptr;
   if (nlh->nlmsg_len < MNL_NLMSG_HDRLEN + MNL_ALIGN(sizeof(genlmsghdr))) return nullptr;
   if (type != 0 && nlh->nlmsg_type != type) return nullptr;
