@@ -25,8 +25,14 @@ if [ "${1:-}" = "--sanitize" ]; then
     corpus=$(mktemp -d)
     [ -d "fuzz/corpus/$name" ] && cp -r "fuzz/corpus/$name/." "$corpus/"
     echo "fuzz: $name for ${seconds}s"
-    "$fuzzer" -max_total_time="$seconds" -print_final_stats=0 "$corpus" 2>&1 | tail -n 2
-    rm -rf "$corpus"
+    log=$(mktemp)
+    if ! "$fuzzer" -max_total_time="$seconds" -print_final_stats=0 -artifact_prefix="$corpus/" "$corpus" > "$log" 2>&1; then
+      tail -n 60 "$log"
+      echo "fuzz: $name found a failing input (kept in $corpus)"
+      exit 1
+    fi
+    tail -n 1 "$log"
+    rm -rf "$corpus" "$log"
   done
 else
   dir=build
