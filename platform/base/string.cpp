@@ -130,7 +130,9 @@ String String::fromASCII(std::string_view ascii) {
   return std::move(m).take();
 }
 
-String String::fromUTF8(std::string_view in) {
+String String::fromUTF8(std::string_view in) { return decodeUTF8(in, false); }
+
+String String::decodeUTF8(std::string_view in, bool strict) {
   MutableString m;
   m.reserve(in.size());
   unichar* out = m.mutableData();
@@ -145,8 +147,8 @@ String String::fromUTF8(std::string_view in) {
       ++i;
       continue;
     }
-    // Decode one sequence; on any flaw emit U+FFFD for the maximal ill-formed prefix (per the
-    // Unicode "substitution of maximal subparts" practice).
+    // Decode one sequence; on a flaw either give up (strict) or emit U+FFFD for the maximal
+    // ill-formed prefix (the Unicode "substitution of maximal subparts" practice).
     uint32_t cp = 0;
     int need = 0;
     unsigned char lo = 0x80, hi = 0xBF;
@@ -164,6 +166,7 @@ String String::fromUTF8(std::string_view in) {
       if (c == 0xF0) lo = 0x90;
       if (c == 0xF4) hi = 0x8F;
     } else {
+      if (strict) return {};
       out[n++] = 0xFFFD;
       ++i;
       continue;
@@ -184,6 +187,7 @@ String String::fromUTF8(std::string_view in) {
       cp = (cp << 6) | (cc & 0x3F);
     }
     if (!ok) {
+      if (strict) return {};
       out[n++] = 0xFFFD;
       i = j;  // resume at the byte that broke the sequence
       continue;

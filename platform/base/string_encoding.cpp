@@ -97,53 +97,7 @@ String decodeUTF8(const uint8_t* s, UInteger size) {
     s += 3;
     size -= 3;
   }
-  MutableString m;
-  m.reserve(size);
-  unichar* out = m.mutableData();
-  UInteger n = 0, i = 0;
-  while (i < size) {
-    uint8_t c = s[i];
-    if (c < 0x80) {
-      out[n++] = c;
-      ++i;
-      continue;
-    }
-    int need;
-    uint32_t cp;
-    uint8_t lo = 0x80, hi = 0xBF;
-    if (c >= 0xC2 && c <= 0xDF) {
-      need = 1;
-      cp = c & 0x1F;
-    } else if (c >= 0xE0 && c <= 0xEF) {
-      need = 2;
-      cp = c & 0x0F;
-      if (c == 0xE0) lo = 0xA0;
-      if (c == 0xED) hi = 0x9F;
-    } else if (c >= 0xF0 && c <= 0xF4) {
-      need = 3;
-      cp = c & 0x07;
-      if (c == 0xF0) lo = 0x90;
-      if (c == 0xF4) hi = 0x8F;
-    } else {
-      return {};
-    }
-    if (size - i - 1 < static_cast<UInteger>(need)) return {};
-    for (int k = 1; k <= need; ++k) {
-      uint8_t cc = s[i + k];
-      if (cc < (k == 1 ? lo : 0x80) || cc > (k == 1 ? hi : 0xBF)) return {};
-      cp = (cp << 6) | (cc & 0x3F);
-    }
-    i += need + 1;
-    if (cp >= 0x10000) {
-      cp -= 0x10000;
-      out[n++] = static_cast<unichar>(0xD800 + (cp >> 10));
-      out[n++] = static_cast<unichar>(0xDC00 + (cp & 0x3FF));
-    } else {
-      out[n++] = static_cast<unichar>(cp);
-    }
-  }
-  m.setLength(n);
-  return std::move(m).take();
+  return String::decodeUTF8(std::string_view(reinterpret_cast<const char*>(s), size), true);
 }
 
 // bom: whether a leading byte-order mark decides the order (and is dropped).

@@ -58,6 +58,8 @@ class String {
   // Decodes UTF-8. Never fails and never crashes: each maximal ill-formed subsequence (and every
   // encoded surrogate or overlong form) becomes one U+FFFD REPLACEMENT CHARACTER.
   static String fromUTF8(std::string_view utf8);
+  // Decodes UTF-8; with strict, any ill-formed sequence gives nil instead of U+FFFD.
+  static String decodeUTF8(std::string_view utf8, bool strict);
   // Bytes 0-127 as themselves; any other byte becomes U+FFFD.
   static String fromASCII(std::string_view ascii);
   static String withCharacters(const unichar* units, UInteger length);
