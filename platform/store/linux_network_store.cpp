@@ -191,8 +191,11 @@ struct LinuxNetworkStore::Impl {
   store::DefaultRouteTable routes;
   std::map<int, WirelessSource::State> wirelessStates;
 
-  // The values made from it, and the (escaped) name each link's keys were last made under.
+  // The values made from it, and the (escaped) name each link's keys were last made under. The
+  // IPv4 value of a link that nobody watches is made only when asked for (`lazy`: key to link),
+  // so that a flood of addresses on one link costs each batch nothing.
   std::unordered_map<std::u16string, Value> values;
+  std::unordered_map<std::u16string, int> lazy;
   std::map<int, std::u16string> publishedNames;
 
   // Work owed: links whose keys are to be made again, and whether the list and global keys are.
@@ -220,6 +223,7 @@ struct LinuxNetworkStore::Impl {
   Clock::time_point lastBatch{};
   std::vector<std::u16string> owed;
   std::unordered_map<std::u16string, Value> before;
+  std::u16string primaryIPv4Key;  // the IPv4 key of the primary interface, always made
 
   GSource* source = nullptr;
   std::shared_ptr<RunLoopSource> runLoopSource;
@@ -674,8 +678,18 @@ struct LinuxNetworkStore::Impl {
     owed.push_back(k);
   }
 
+  // Makes a value left to be made when asked for.
+  void materialize(const std::u16string& k) {
+    auto it = lazy.find(k);
+    if (it == lazy.end()) return;
+    int index = it->second;
+    lazy.erase(it);
+    if (Value v = ipv4Value(index); !v.isNil()) values[k] = std::move(v);
+  }
+
   void put(const std::u16string& k, Value v) {
     touch(k);
+    lazy.erase(k);
     if (v.isNil())
       values.erase(k);
     else
@@ -775,7 +789,18 @@ struct LinuxNetworkStore::Impl {
       bool isWireless = ws != wirelessStates.end();
       put(keys[0], Dictionary{{u"DeviceName", String(l.key)}, {u"Type", str(typeOf(l, isWireless))}});
       put(keys[1], Dictionary{{u"Active", Value(linkActive(l))}});
-      put(keys[2], ipv4Value(index));
+      if (watched(keys[2]) || keys[2] == primaryIPv4Key) {
+        put(keys[2], ipv4Value(index));
+      } else {
+        // Owed like any key (unwatched keys are not reported), made when asked for.
+        touch(keys[2]);
+        values.erase(keys[2]);
+        auto a = addresses.find(index);
+        if (a != addresses.end() && !a->second.empty())
+          lazy[keys[2]] = index;
+        else
+          lazy.erase(keys[2]);
+      }
       put(keys[3], isWireless ? airportValue(ws->second) : Value());
       publishedNames[index] = l.key;
     }
@@ -790,6 +815,9 @@ struct LinuxNetworkStore::Impl {
     if (globalDirty) {
       globalDirty = false;
       put(kGlobalIPv4, globalValue());
+      auto p = primaryOf(current(kGlobalIPv4));
+      primaryIPv4Key = p.empty() ? std::u16string() : key("State:/Network/Interface/", p, "/IPv4");
+      materialize(primaryIPv4Key);
     }
   }
 
@@ -802,7 +830,8 @@ struct LinuxNetworkStore::Impl {
     return false;
   }
 
-  Value current(const std::u16string& k) const {
+  Value current(const std::u16string& k) {
+    materialize(k);
     auto it = values.find(k);
     return it == values.end() ? Value() : it->second;
   }
@@ -879,8 +908,7 @@ StoreConnectionFactory LinuxNetworkStore::factory(Options options) {
 Value LinuxNetworkStore::copyValue(const String& key) {
   if (key.isNil()) return Value();
   impl_->remake();
-  auto it = impl_->values.find(std::u16string(key.view()));
-  return it == impl_->values.end() ? Value() : it->second;
+  return impl_->current(std::u16string(key.view()));
 }
 
 Array LinuxNetworkStore::copyKeyList(const String& pattern) {
@@ -889,10 +917,12 @@ Array LinuxNetworkStore::copyKeyList(const String& pattern) {
   if (!re.ok) return Array();
   impl_->remake();
   std::vector<String> keys;
-  for (auto& [k, v] : impl_->values) {
+  auto consider = [&](const std::u16string& k) {
     String s(k);
     if (matchesWhole(re.re, s.UTF8String())) keys.push_back(s);
-  }
+  };
+  for (auto& [k, v] : impl_->values) consider(k);
+  for (auto& [k, i] : impl_->lazy) consider(k);
   std::sort(keys.begin(), keys.end(), [](const String& a, const String& b) { return a.view() < b.view(); });
   return Array::withStrings(keys);
 }
@@ -907,6 +937,15 @@ bool LinuxNetworkStore::setNotificationKeys(const Array& keys, const Array& patt
   impl_->watchedKeys.clear();
   for (const String& k : keys.strings()) impl_->watchedKeys.insert(std::u16string(k.view()));
   impl_->watchedPatterns = std::move(compiled);
+  // Values left to be made for keys watched from now on are made now; reports start from them.
+  impl_->remake();
+  std::vector<std::u16string> nowWatched;
+  for (auto& [k, i] : impl_->lazy)
+    if (impl_->watched(k)) nowWatched.push_back(k);
+  for (auto& k : nowWatched) {
+    impl_->materialize(k);
+    if (auto b = impl_->before.find(k); b != impl_->before.end()) b->second = impl_->current(k);
+  }
   return true;
 }
 
@@ -927,7 +966,7 @@ LinuxNetworkStore::Statistics LinuxNetworkStore::statistics() const { return imp
 
 std::size_t LinuxNetworkStore::keyCount() const {
   impl_->remake();
-  return impl_->values.size();
+  return impl_->values.size() + impl_->lazy.size();
 }
 
 }  // namespace tq
