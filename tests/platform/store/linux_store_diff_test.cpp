@@ -410,9 +410,9 @@ TEST_F(StoreDiff, RandomizedSequencesMatchTheKernel) {
   watch("store watching links and the global key", {}, "State:/Network/(Interface/[^/]+/Link|Global/IPv4)");
 
   std::vector<std::string> log;
-  std::map<std::string, int> done;  // requests the kernel took, by kind
-  auto took = [&](const char* kind, int rc) {
-    if (rc == 0) ++done[kind];
+  int taken = 0;  // requests the kernel took
+  auto took = [&](const char*, int rc) {
+    taken += rc == 0;
     return rc;
   };
   int withPrimary = 0;
@@ -465,8 +465,7 @@ TEST_F(StoreDiff, RandomizedSequencesMatchTheKernel) {
           r.hops = {hop(n, world.gateway(s))};
           r.prefsrc = world.address(s);
         }
-        took(("route verb " + std::to_string(static_cast<int>(verb)) + " form " + std::to_string(form)).c_str(),
-             nl.defaultRoute(verb, r));
+        took("route", nl.defaultRoute(verb, r));
         what = "route verb " + std::to_string(static_cast<int>(verb)) + " form " + std::to_string(form) + " metric " +
                std::to_string(r.metric) + " slot " + std::to_string(s);
         break;
@@ -546,8 +545,9 @@ TEST_F(StoreDiff, RandomizedSequencesMatchTheKernel) {
       FAIL() << "seed " << seed << ", step " << step << " differs from the kernel:\n" << diff << "last steps:\n" << recent;
     }
   }
-  std::string summary;
-  for (auto& [k, v] : done) summary += k + " " + std::to_string(v) + ", ";
-  std::printf("%d of %d steps with a primary; requests taken: %s\n", withPrimary, steps, summary.c_str());
+  // Not a run of refused requests and empty states.
+  std::printf("%d requests taken, %d of %d steps with a primary\n", taken, withPrimary, steps);
+  EXPECT_GT(taken, steps / 2);
+  EXPECT_GT(withPrimary, steps / 8);
   EXPECT_GT(small.store->statistics().overruns, 0u) << "the floods should overrun the small buffer";
 }
