@@ -261,15 +261,22 @@ TEST_F(LinuxStoreObservers, EveryActivityChangePostsOnceAndEveryPrimaryChangeIsC
       case 7: nl.addDefaultRoute(n, pick(2) ? "10." + slot + ".0.254" : "", static_cast<uint32_t>(10 * pick(3))); break;
       default: nl.deleteDefaultRoute(n, "", static_cast<uint32_t>(10 * pick(3))); break;
     }
-    Truth now = truth();
-    auto deadline = std::chrono::steady_clock::now() + 2s;
-    while (!storeAgrees(now) && std::chrono::steady_clock::now() < deadline) {
-      RunLoop::current().runFor(5ms);
-      now = truth();  // the kernel settles carrier changes through its link watcher
+    // Settled: the store agrees with the kernel, and both stay so past the window (the kernel
+    // applies carrier changes later, through its link watcher).
+    Truth now;
+    bool settled = false;
+    for (auto deadline = std::chrono::steady_clock::now() + 3s; !settled && std::chrono::steady_clock::now() < deadline;) {
+      now = truth();
+      if (!storeAgrees(now)) {
+        RunLoop::current().runFor(5ms);
+        continue;
+      }
+      RunLoop::current().runFor(25ms);  // the batch goes out at the end of the window
+      Truth later = truth();
+      settled = later.active == now.active && later.primary == now.primary && later.address == now.address &&
+                storeAgrees(later);
     }
-    RunLoop::current().runFor(25ms);  // the batch goes out at the end of the window
-    now = truth();
-    ASSERT_TRUE(storeAgrees(now)) << "step " << step;
+    ASSERT_TRUE(settled) << "step " << step;
 
     std::multiset<std::string> expected, got;
     for (auto& m : names)

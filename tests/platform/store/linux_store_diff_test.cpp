@@ -116,7 +116,7 @@ class StoreDiff : public ::testing::Test {
   // waits a while before it reports the difference.
   std::string converge() {
     State expected;
-    for (int attempt = 0; attempt < 150; ++attempt) {
+    for (int attempt = 0; attempt < 300; ++attempt) {
       loop.runFor(attempt == 0 ? 6ms : 10ms);
       expected = test::expectedStoreFromKernel();
       bool same = true;
