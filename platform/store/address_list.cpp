@@ -18,13 +18,30 @@ uint32_t maskOf(uint8_t prefix) {
   return htonl(host);
 }
 
-void makeTexts(Address& a) {
-  a.localText = dotted(a.local);
-  a.maskText = dotted(maskOf(a.prefix));
-  a.broadcastText = a.hasBroadcast ? dotted(a.broadcast) : String();
+}  // namespace
+
+void Address::makeTexts() const {
+  if (texts_.made) return;
+  texts_.local = dotted(local);
+  texts_.mask = dotted(maskOf(prefix));
+  texts_.broadcast = hasBroadcast ? dotted(broadcast) : String();
+  texts_.made = true;
 }
 
-}  // namespace
+const String& Address::localText() const {
+  makeTexts();
+  return texts_.local;
+}
+
+const String& Address::maskText() const {
+  makeTexts();
+  return texts_.mask;
+}
+
+const String& Address::broadcastText() const {
+  makeTexts();
+  return texts_.broadcast;
+}
 
 bool AddressList::hasLocal(uint32_t local) const { return localCount_.count(local) != 0; }
 
@@ -55,7 +72,6 @@ bool AddressList::add(Address a, bool fromDump) {
   auto found = index_.find(key);
   if (found == index_.end()) {
     hole_ = false;
-    makeTexts(a);
     bool secondary = a.secondary;
     Iterator it;
     if (fromDump || secondary) {
@@ -79,7 +95,7 @@ bool AddressList::add(Address a, bool fromDump) {
   it->hasBroadcast = a.hasBroadcast;
   it->broadcast = a.broadcast;
   it->scope = a.scope;
-  if (changed) makeTexts(*it);
+  if (changed) it->forgetTexts();
   if (it->secondary && !a.secondary) {
     // Promoted: its subnet's primary went just before.
     if (secondaries_ == it) secondaries_ = std::next(it);

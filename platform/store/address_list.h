@@ -27,8 +27,19 @@ struct Address {
   bool secondary = false;
   bool hasBroadcast = false;
   uint32_t broadcast = 0;
-  // The texts the store's value is made of, made once.
-  String localText, maskText, broadcastText;
+  // The texts the store's value is made of, made once, when first asked for.
+  const String& localText() const;
+  const String& maskText() const;
+  const String& broadcastText() const;
+  void forgetTexts() { texts_ = {}; }
+
+ private:
+  struct Texts {
+    String local, mask, broadcast;
+    bool made = false;
+  };
+  void makeTexts() const;
+  mutable Texts texts_;
 };
 
 class AddressList {

@@ -710,10 +710,10 @@ struct LinuxNetworkStore::Impl {
     masks.reserve(n);
     bool allBroadcast = true;
     for (const store::Address& a : it->second.addresses()) {
-      addrs.push_back(a.localText);
-      masks.push_back(a.maskText);
+      addrs.push_back(a.localText());
+      masks.push_back(a.maskText());
       if (a.hasBroadcast)
-        broadcasts.push_back(a.broadcastText);
+        broadcasts.push_back(a.broadcastText());
       else
         allBroadcast = false;
     }
