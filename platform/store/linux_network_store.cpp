@@ -220,6 +220,7 @@ struct LinuxNetworkStore::Impl {
   // value each had when that batch went out. A key stays owed until a batch goes out.
   std::set<std::u16string> watchedKeys;
   std::vector<std::unique_ptr<Regex>> watchedPatterns;
+  std::unordered_map<std::u16string, bool> matched;
   Clock::time_point lastBatch{};
   std::vector<std::u16string> owed;
   std::unordered_map<std::u16string, Value> before;
@@ -671,11 +672,9 @@ struct LinuxNetworkStore::Impl {
 
   // Records that a key is about to be made again: the first time since the last batch, its value
   // as of that batch is kept to compare with when the next one goes out.
-  void touch(const std::u16string& k) {
-    if (before.count(k)) return;
-    auto it = values.find(k);
-    before.emplace(k, it == values.end() ? Value() : it->second);
-    owed.push_back(k);
+  void touch(const std::u16string& k) { touch(k, values.find(k)); }
+  void touch(const std::u16string& k, std::unordered_map<std::u16string, Value>::iterator it) {
+    if (before.try_emplace(k, it == values.end() ? Value() : it->second).second) owed.push_back(k);
   }
 
   // Makes a value left to be made when asked for.
@@ -688,12 +687,16 @@ struct LinuxNetworkStore::Impl {
   }
 
   void put(const std::u16string& k, Value v) {
-    touch(k);
-    lazy.erase(k);
-    if (v.isNil())
-      values.erase(k);
-    else
-      values[k] = std::move(v);
+    auto it = values.find(k);
+    touch(k, it);
+    if (!lazy.empty()) lazy.erase(k);
+    if (v.isNil()) {
+      if (it != values.end()) values.erase(it);
+    } else if (it != values.end()) {
+      it->second = std::move(v);
+    } else {
+      values.emplace(k, std::move(v));
+    }
   }
 
   static std::array<std::u16string, 4> keysFor(const std::u16string& name) {
@@ -821,13 +824,18 @@ struct LinuxNetworkStore::Impl {
     }
   }
 
-  bool watched(const std::u16string& k) const {
+  // Whether a key is watched; pattern matches are remembered until the watched set changes.
+  bool watched(const std::u16string& k) {
     if (watchedKeys.count(k)) return true;
     if (watchedPatterns.empty()) return false;
+    auto known = matched.find(k);
+    if (known != matched.end()) return known->second;
     std::string utf8 = String(k).UTF8String();
-    for (auto& re : watchedPatterns)
-      if (matchesWhole(re->re, utf8)) return true;
-    return false;
+    bool any = false;
+    for (auto& re : watchedPatterns) any = any || matchesWhole(re->re, utf8);
+    if (matched.size() > 100000) matched.clear();  // names come and go; keep it bounded
+    matched.emplace(k, any);
+    return any;
   }
 
   Value current(const std::u16string& k) {
@@ -935,6 +943,7 @@ bool LinuxNetworkStore::setNotificationKeys(const Array& keys, const Array& patt
     compiled.push_back(std::move(re));
   }
   impl_->watchedKeys.clear();
+  impl_->matched.clear();
   for (const String& k : keys.strings()) impl_->watchedKeys.insert(std::u16string(k.view()));
   impl_->watchedPatterns = std::move(compiled);
   // Values left to be made for keys watched from now on are made now; reports start from them.
