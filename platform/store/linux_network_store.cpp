@@ -1,5 +1,8 @@
 #include "tq/platform/store/linux_network_store.h"
 
+#include "address_list.h"
+#include "default_route_table.h"
+
 #include <arpa/inet.h>
 #include <glib.h>
 #include <libmnl/libmnl.h>
@@ -7,12 +10,14 @@
 #include <linux/if_arp.h>
 #include <linux/if_link.h>
 #include <linux/netlink.h>
+#include <linux/nexthop.h>
 #include <linux/rtnetlink.h>
 #include <poll.h>
 #include <regex.h>
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <map>
 #include <set>
@@ -27,26 +32,12 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 struct LinkInfo {
-  std::string name;
+  std::string name;   // the kernel's bytes
+  std::u16string key; // the name as it stands in keys and values (see escapedName)
   unsigned flags = 0;
   bool carrier = false;
   uint16_t type = 0;
   std::string kind;
-};
-
-struct AddressInfo {
-  uint32_t local = 0;  // network byte order
-  uint8_t prefix = 0;
-  bool hasBroadcast = false;
-  uint32_t broadcast = 0;
-};
-
-struct RouteInfo {
-  int oif = 0;
-  uint32_t gateway = 0;
-  uint32_t metric = 0;
-  uint8_t tos = 0;
-  friend bool operator==(const RouteInfo&, const RouteInfo&) = default;
 };
 
 std::string dotted(uint32_t networkOrder) {
@@ -54,11 +45,6 @@ std::string dotted(uint32_t networkOrder) {
   in_addr a{networkOrder};
   inet_ntop(AF_INET, &a, text, sizeof text);
   return text;
-}
-
-uint32_t maskOf(uint8_t prefix) {
-  uint32_t host = prefix == 0 ? 0 : prefix >= 32 ? 0xFFFFFFFFu : ~((1u << (32 - prefix)) - 1);
-  return htonl(host);
 }
 
 bool validUTF8(const uint8_t* p, std::size_t n) {
@@ -93,6 +79,48 @@ bool validUTF8(const uint8_t* p, std::size_t n) {
     i += len;
   }
   return true;
+}
+
+// Interface names are bytes. Valid UTF-8 stands as it is, except that a backslash is doubled; each
+// byte that is not part of a valid UTF-8 sequence becomes \xHH (two lower-case hex digits). So
+// distinct names give distinct keys, and every key is text.
+std::u16string escapedName(const std::string& raw) {
+  std::u16string out;
+  const auto* p = reinterpret_cast<const uint8_t*>(raw.data());
+  std::size_t n = raw.size(), i = 0;
+  static const char16_t digits[] = u"0123456789abcdef";
+  while (i < n) {
+    uint8_t c = p[i];
+    if (c == '\\') {
+      out += u"\\\\";
+      ++i;
+      continue;
+    }
+    if (c < 0x80) {
+      out.push_back(c);
+      ++i;
+      continue;
+    }
+    std::size_t len = (c & 0xE0) == 0xC0 ? 2 : (c & 0xF0) == 0xE0 ? 3 : (c & 0xF8) == 0xF0 ? 4 : 0;
+    if (len && i + len <= n && validUTF8(p + i, len)) {
+      uint32_t cp = c & (len == 2 ? 0x1F : len == 3 ? 0x0F : 0x07);
+      for (std::size_t k = 1; k < len; ++k) cp = (cp << 6) | (p[i + k] & 0x3F);
+      if (cp >= 0x10000) {
+        cp -= 0x10000;
+        out.push_back(static_cast<char16_t>(0xD800 + (cp >> 10)));
+        out.push_back(static_cast<char16_t>(0xDC00 + (cp & 0x3FF)));
+      } else {
+        out.push_back(static_cast<char16_t>(cp));
+      }
+      i += len;
+      continue;
+    }
+    out += u"\\x";
+    out.push_back(digits[c >> 4]);
+    out.push_back(digits[c & 15]);
+    ++i;
+  }
+  return out;
 }
 
 String str(const std::string& s) { return String::fromUTF8(s); }
@@ -159,46 +187,51 @@ struct LinuxNetworkStore::Impl {
 
   // The kernel's state as last read.
   std::map<int, LinkInfo> links;
-  std::map<int, std::vector<AddressInfo>> addresses;
-  std::vector<RouteInfo> routes;  // default routes of the main table, in the kernel's order
+  std::map<int, store::AddressList> addresses;
+  store::DefaultRouteTable routes;
   std::map<int, WirelessSource::State> wirelessStates;
 
-  // The values made from it, and the name each link's keys were last made under.
+  // The values made from it, and the (escaped) name each link's keys were last made under. The
+  // IPv4 value of a link that nobody watches is made only when asked for (`lazy`: key to link),
+  // so that a flood of addresses on one link costs each batch nothing.
   std::unordered_map<std::u16string, Value> values;
-  std::map<int, std::string> publishedNames;
+  std::unordered_map<std::u16string, int> lazy;
+  std::map<int, std::u16string> publishedNames;
 
-  // Work owed.
+  // Work owed: links whose keys are to be made again, and whether the list and global keys are.
   std::vector<int> dirtyOrder;
   std::set<int> dirty;
-  std::set<int> addressesToRead;
-  std::set<int> addressFilter;  // the links an address dump in progress is for
-  bool routesToRead = false;
   bool listDirty = false;
+  bool globalDirty = false;
+  bool pending = false;  // the state differs from the values
   bool needFullRead = false;
-  bool pending = false;  // values may differ from the last batch
 
-  // During a dump: its sequence number and what its answers are for.
-  enum class DumpKind { None, Links, AllAddresses, SomeAddresses, Routes };
+  // During a full read: the dump in progress, and the events that came meanwhile, applied once the
+  // dumps are in (they may be older or newer than what the dumps show; each is applied so that
+  // applying it again changes nothing).
   uint32_t dumpSeq = 0;
-  DumpKind dumpKind = DumpKind::None;
+  bool inDump = false;
   bool dumpInterrupted = false;
+  int dumpError = 0;
   bool overrunDuringDump = false;
+  std::vector<std::vector<uint8_t>> deferred;
 
-  // Delivery.
+  // Delivery: the keys touched since the last batch, in the order of their first touch, with the
+  // value each had when that batch went out. A key stays owed until a batch goes out.
   std::set<std::u16string> watchedKeys;
   std::vector<std::unique_ptr<Regex>> watchedPatterns;
+  std::unordered_map<std::u16string, bool> matched;
   Clock::time_point lastBatch{};
-  std::vector<std::u16string> changedKeys;  // gathered, not yet delivered
-  std::set<std::u16string> changedSet;
+  std::vector<std::u16string> owed;
+  std::unordered_map<std::u16string, Value> before;
+  std::u16string primaryIPv4Key;  // the IPv4 key of the primary interface, always made
 
   GSource* source = nullptr;
   std::shared_ptr<RunLoopSource> runLoopSource;
   Statistics stats;
 
   ~Impl() {
-    if (source) {
-      detachSource();
-    }
+    if (source) detachSource();
     if (nl) mnl_socket_close(nl);
   }
 
@@ -245,14 +278,13 @@ struct LinuxNetworkStore::Impl {
     settle(false);
   }
 
-  // Brings values up to date and delivers a batch when due (or now, when `force`).
+  // Delivers a batch when one is due (now, when `force`), or sets the timer for the window's end.
+  // Values are made again only when a batch goes out or a value is asked for, so a flood of events
+  // between two batches costs each event its own update and no more.
   void settle(bool force) {
     if (needFullRead) fullRead();
-    for (int round = 0; round < 4 && (!addressesToRead.empty() || routesToRead); ++round) refreshDirty();
-    if (pending) remake();
-    if (source && (needFullRead || routesToRead || !addressesToRead.empty()))
-      g_source_set_ready_time(source, g_get_monotonic_time() + 1000);  // more owed: come back soon
-    if (changedKeys.empty()) return;
+    if (source && needFullRead) g_source_set_ready_time(source, g_get_monotonic_time() + 1000);
+    if (!pending && owed.empty()) return;
     auto now = Clock::now();
     auto due = lastBatch + options.coalescingWindow;
     if (force || now >= due) {
@@ -274,10 +306,13 @@ struct LinuxNetworkStore::Impl {
         setsockopt(mnl_socket_get_fd(nl), SOL_SOCKET, SO_RCVBUF, &size, sizeof size);
     }
     int one = 1;
-    // Lets address dumps be filtered by interface (older kernels ignore it; answers are filtered here too).
+    // Lets the route dump be limited to the main table (older kernels ignore it; answers are
+    // filtered here too).
     mnl_socket_setsockopt(nl, NETLINK_GET_STRICT_CHK, &one, sizeof one);
     if (mnl_socket_bind(nl, RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV4_ROUTE, MNL_SOCKET_AUTOPID) < 0)
       return false;
+    int group = RTNLGRP_NEXTHOP;  // kernels without nexthop objects refuse it, and have none to tell
+    mnl_socket_setsockopt(nl, NETLINK_ADD_MEMBERSHIP, &group, sizeof group);
     portid = mnl_socket_get_portid(nl);
     if (options.wireless) {
       wireless = options.wireless;
@@ -306,7 +341,7 @@ struct LinuxNetworkStore::Impl {
   void overrun() {
     ++stats.overruns;
     needFullRead = true;
-    if (dumpKind != DumpKind::None) overrunDuringDump = true;
+    if (inDump) overrunDuringDump = true;
   }
 
   // Handles one datagram; answers true when it ended the dump in progress.
@@ -314,13 +349,19 @@ struct LinuxNetworkStore::Impl {
     bool ended = false;
     for (auto* nlh = reinterpret_cast<const nlmsghdr*>(buffer.data()); mnl_nlmsg_ok(nlh, len);
          nlh = mnl_nlmsg_next(nlh, &len)) {
-      bool fromDump = dumpKind != DumpKind::None && nlh->nlmsg_pid == portid && nlh->nlmsg_seq == dumpSeq;
+      bool fromDump = inDump && nlh->nlmsg_pid == portid && nlh->nlmsg_seq == dumpSeq;
       if (fromDump) {
         if (nlh->nlmsg_flags & NLM_F_DUMP_INTR) dumpInterrupted = true;
         if (nlh->nlmsg_type == NLMSG_DONE || nlh->nlmsg_type == NLMSG_ERROR) {
+          if (nlh->nlmsg_type == NLMSG_ERROR && mnl_nlmsg_get_payload_len(nlh) >= sizeof(nlmsgerr))
+            dumpError = static_cast<const nlmsgerr*>(mnl_nlmsg_get_payload(nlh))->error;
           ended = true;
           continue;
         }
+      } else if (inDump) {
+        auto* p = reinterpret_cast<const uint8_t*>(nlh);
+        deferred.emplace_back(p, p + nlh->nlmsg_len);
+        continue;
       }
       ++stats.messages;
       handleMessage(nlh, fromDump);
@@ -330,6 +371,11 @@ struct LinuxNetworkStore::Impl {
 
   void markDirty(int index) {
     if (dirty.insert(index).second) dirtyOrder.push_back(index);
+    pending = true;
+  }
+
+  void markGlobal() {
+    globalDirty = true;
     pending = true;
   }
 
@@ -345,12 +391,16 @@ struct LinuxNetworkStore::Impl {
         break;
       case RTM_NEWROUTE:
       case RTM_DELROUTE:
-        handleRoute(nlh, nlh->nlmsg_type == RTM_DELROUTE);
+      case RTM_NEWNEXTHOP:
+      case RTM_DELNEXTHOP:
+        if (routes.apply(nlh, fromDump)) markGlobal();
         break;
       default:
         break;
     }
   }
+
+  static bool lowerUp(unsigned flags) { return (flags & (IFF_RUNNING | IFF_LOWER_UP)) != 0; }
 
   void handleLink(const nlmsghdr* nlh, bool removed) {
     if (mnl_nlmsg_get_payload_len(nlh) < sizeof(ifinfomsg)) return;
@@ -358,18 +408,22 @@ struct LinuxNetworkStore::Impl {
     if (ifi->ifi_family != AF_UNSPEC || ifi->ifi_index <= 0) return;  // bridge-port messages and the like
     int index = ifi->ifi_index;
     if (removed) {
-      if (links.erase(index)) {
-        addresses.erase(index);
-        wirelessStates.erase(index);
-        std::erase_if(routes, [&](const RouteInfo& r) { return r.oif == index; });
-        markDirty(index);
-        listDirty = true;
-        routesToRead = true;
+      if (!links.erase(index)) return;
+      if (auto a = addresses.find(index); a != addresses.end()) {
+        std::vector<uint32_t> locals;
+        for (const store::Address& x : a->second.addresses()) locals.push_back(x.local);
+        addresses.erase(a);
+        for (uint32_t l : locals) localAddressMayBeGone(l);
       }
+      wirelessStates.erase(index);
+      routes.linkRemoved(index);
+      markDirty(index);
+      listDirty = true;
+      markGlobal();
       return;
     }
     Attrs<IFLA_MAX + 1> tb;
-    mnl_attr_parse(nlh, sizeof(ifinfomsg), collect<IFLA_MAX + 1>, &tb);
+    if (mnl_attr_parse(nlh, sizeof(ifinfomsg), collect<IFLA_MAX + 1>, &tb) < 0) return;
     LinkInfo info;
     info.name = getString(tb[IFLA_IFNAME]);
     info.flags = ifi->ifi_flags;
@@ -384,27 +438,46 @@ struct LinuxNetworkStore::Impl {
       info.kind = getString(li[IFLA_INFO_KIND]);
     }
     auto it = links.find(index);
-    bool isNew = it == links.end();
-    if (!isNew) {
+    if (it != links.end()) {
       LinkInfo& old = it->second;
       if (info.name.empty()) info.name = old.name;
+      info.key = escapedName(info.name);
       if (info.kind.empty() && !tb[IFLA_LINKINFO]) info.kind = old.kind;
       bool same = old.name == info.name && old.flags == info.flags && old.carrier == info.carrier &&
                   old.type == info.type && old.kind == info.kind;
-      if ((old.flags & IFF_UP) && !(info.flags & IFF_UP)) routesToRead = true;
+      // What the kernel does to routes and nexthop objects on the way, without a message of its own.
+      bool wasUp = old.flags & IFF_UP, isUp = info.flags & IFF_UP;
+      bool changed = false;
+      if (wasUp && !isUp) changed |= routes.linkDown(index);
+      if (!wasUp && isUp) changed |= routes.linkUp(index);
+      if (lowerUp(old.flags) && !lowerUp(info.flags)) changed |= routes.carrierLost(index);
+      if (changed) markGlobal();
       if (old.name != info.name) listDirty = true;
-      old = info;
+      old = std::move(info);
       if (same) return;
     } else {
       if (info.name.empty()) return;
-      links[index] = info;
+      info.key = escapedName(info.name);
+      links[index] = std::move(info);
       listDirty = true;
-      if (wireless && dumpKind != DumpKind::Links) {
+      if (wireless && !inDump) {
         WirelessSource::State state;
         if (wireless->read(index, state)) wirelessStates[index] = state;
       }
     }
     markDirty(index);
+    markGlobal();
+  }
+
+  // A local address left a link: when no link holds it any more, routes preferring it as their
+  // source go.
+  void localAddressMayBeGone(uint32_t local) {
+    bool used = false;
+    for (const store::DefaultRoute& r : routes.routes()) used |= r.prefsrc == local;
+    if (!used) return;
+    for (auto& [i, list] : addresses)
+      if (list.hasLocal(local)) return;
+    if (routes.localAddressGone(local)) markGlobal();
   }
 
   void handleAddress(const nlmsghdr* nlh, bool removed, bool fromDump) {
@@ -412,79 +485,37 @@ struct LinuxNetworkStore::Impl {
     auto* ifa = static_cast<const ifaddrmsg*>(mnl_nlmsg_get_payload(nlh));
     if (ifa->ifa_family != AF_INET) return;
     int index = static_cast<int>(ifa->ifa_index);
-    if (!fromDump) {
-      // Re-read the link's addresses from the kernel rather than guess where this one goes.
-      addressesToRead.insert(index);
-      if (removed) routesToRead = true;
-      pending = true;
-      return;
-    }
-    if (dumpKind == DumpKind::SomeAddresses && !addressFilter.count(index)) return;
     Attrs<IFA_MAX + 1> tb;
-    mnl_attr_parse(nlh, sizeof(ifaddrmsg), collect<IFA_MAX + 1>, &tb);
+    if (mnl_attr_parse(nlh, sizeof(ifaddrmsg), collect<IFA_MAX + 1>, &tb) < 0) return;
     const nlattr* local = tb[IFA_LOCAL] ? tb[IFA_LOCAL] : tb[IFA_ADDRESS];
     if (!local || mnl_attr_get_payload_len(local) != 4) return;
-    AddressInfo a;
+    store::Address a;
     a.local = mnl_attr_get_u32(local);
+    a.address = a.local;
+    if (tb[IFA_ADDRESS] && mnl_attr_get_payload_len(tb[IFA_ADDRESS]) == 4) a.address = mnl_attr_get_u32(tb[IFA_ADDRESS]);
     a.prefix = ifa->ifa_prefixlen;
+    a.scope = ifa->ifa_scope;
+    uint32_t flags = ifa->ifa_flags;
+    getU32(tb[IFA_FLAGS], flags);
+    a.secondary = (flags & IFA_F_SECONDARY) != 0;
     if (tb[IFA_BROADCAST] && mnl_attr_get_payload_len(tb[IFA_BROADCAST]) == 4) {
       a.hasBroadcast = true;
       a.broadcast = mnl_attr_get_u32(tb[IFA_BROADCAST]);
     }
-    addresses[index].push_back(a);
-  }
-
-  void handleRoute(const nlmsghdr* nlh, bool removed) {
-    if (mnl_nlmsg_get_payload_len(nlh) < sizeof(rtmsg)) return;
-    auto* rtm = static_cast<const rtmsg*>(mnl_nlmsg_get_payload(nlh));
-    if (rtm->rtm_family != AF_INET || rtm->rtm_dst_len != 0 || rtm->rtm_type != RTN_UNICAST) return;
-    Attrs<RTA_MAX + 1> tb;
-    mnl_attr_parse(nlh, sizeof(rtmsg), collect<RTA_MAX + 1>, &tb);
-    uint32_t table = rtm->rtm_table;
-    getU32(tb[RTA_TABLE], table);
-    if (table != RT_TABLE_MAIN) return;
-    RouteInfo base;
-    base.tos = rtm->rtm_tos;
-    getU32(tb[RTA_PRIORITY], base.metric);
-    std::vector<RouteInfo> hops;
-    if (const nlattr* mp = tb[RTA_MULTIPATH]) {
-      auto* p = static_cast<const uint8_t*>(mnl_attr_get_payload(mp));
-      std::size_t left = mnl_attr_get_payload_len(mp);
-      while (left >= sizeof(rtnexthop)) {
-        auto* nh = reinterpret_cast<const rtnexthop*>(p);
-        if (nh->rtnh_len < sizeof(rtnexthop) || nh->rtnh_len > left) break;
-        RouteInfo hop = base;
-        hop.oif = nh->rtnh_ifindex;
-        auto* attr = reinterpret_cast<const nlattr*>(p + RTNH_ALIGN(sizeof(rtnexthop)));
-        int attrLen = static_cast<int>(nh->rtnh_len) - static_cast<int>(RTNH_ALIGN(sizeof(rtnexthop)));
-        while (attrLen > 0 && mnl_attr_ok(attr, attrLen)) {
-          if (mnl_attr_get_type(attr) == RTA_GATEWAY && mnl_attr_get_payload_len(attr) == 4)
-            hop.gateway = mnl_attr_get_u32(attr);
-          attrLen -= static_cast<int>(MNL_ALIGN(attr->nla_len));
-          attr = mnl_attr_next(attr);
-        }
-        hops.push_back(hop);
-        std::size_t step = RTNH_ALIGN(nh->rtnh_len);
-        if (step > left) break;
-        p += step;
-        left -= step;
-      }
-    } else {
-      uint32_t oif = 0;
-      getU32(tb[RTA_OIF], oif);
-      base.oif = static_cast<int>(oif);
-      if (tb[RTA_GATEWAY] && mnl_attr_get_payload_len(tb[RTA_GATEWAY]) == 4) base.gateway = mnl_attr_get_u32(tb[RTA_GATEWAY]);
-      hops.push_back(base);
+    if (removed) {
+      auto it = addresses.find(index);
+      if (it == addresses.end() || !it->second.remove(a)) return;
+      bool last = it->second.empty();
+      if (last) addresses.erase(it);
+      // The kernel drops routes then without a word: those preferring the address as their source
+      // when it is nowhere local any more, and every route through the link when it was its last.
+      localAddressMayBeGone(a.local);
+      if (last && routes.lastAddressGone(index)) markGlobal();
+    } else if (!addresses[index].add(std::move(a), fromDump)) {
+      return;
     }
-    for (const RouteInfo& hop : hops) {
-      auto it = std::find(routes.begin(), routes.end(), hop);
-      if (removed) {
-        if (it != routes.end()) routes.erase(it);
-      } else if (it == routes.end()) {
-        routes.push_back(hop);
-      }
-    }
-    pending = true;
+    markDirty(index);
+    markGlobal();
   }
 
   void readWireless() {
@@ -521,9 +552,9 @@ struct LinuxNetworkStore::Impl {
     }
   }
 
-  // Sends one dump request and handles everything the socket brings until the dump ends (events
-  // that come in between included, in their order). False when the dump failed.
-  bool dump(uint16_t type, uint8_t family, int ifindex, DumpKind kind) {
+  // Sends one dump request and handles its answers until the dump ends; events that come in
+  // between are kept for later. False when the dump failed or was interrupted.
+  bool dump(uint16_t type) {
     std::vector<uint8_t> req(MNL_SOCKET_BUFFER_SIZE);
     nlmsghdr* nlh = mnl_nlmsg_put_header(req.data());
     nlh->nlmsg_type = type;
@@ -531,19 +562,23 @@ struct LinuxNetworkStore::Impl {
     nlh->nlmsg_seq = ++seq;
     if (type == RTM_GETLINK) {
       auto* ifi = static_cast<ifinfomsg*>(mnl_nlmsg_put_extra_header(nlh, sizeof(ifinfomsg)));
-      ifi->ifi_family = family;
+      ifi->ifi_family = AF_UNSPEC;
     } else if (type == RTM_GETADDR) {
       auto* ifa = static_cast<ifaddrmsg*>(mnl_nlmsg_put_extra_header(nlh, sizeof(ifaddrmsg)));
-      ifa->ifa_family = family;
-      ifa->ifa_index = static_cast<uint32_t>(ifindex);
-    } else {
+      ifa->ifa_family = AF_INET;
+    } else if (type == RTM_GETROUTE) {
       auto* rtm = static_cast<rtmsg*>(mnl_nlmsg_put_extra_header(nlh, sizeof(rtmsg)));
-      rtm->rtm_family = family;
+      rtm->rtm_family = AF_INET;
+      rtm->rtm_table = RT_TABLE_MAIN;
+    } else {
+      auto* nhm = static_cast<nhmsg*>(mnl_nlmsg_put_extra_header(nlh, sizeof(nhmsg)));
+      nhm->nh_family = AF_UNSPEC;
     }
     if (mnl_socket_sendto(nl, nlh, nlh->nlmsg_len) < 0) return false;
     dumpSeq = nlh->nlmsg_seq;
-    dumpKind = kind;
+    inDump = true;
     dumpInterrupted = false;
+    dumpError = 0;
     bool done = false;
     int fd = mnl_socket_get_fd(nl);
     while (!done) {
@@ -563,8 +598,10 @@ struct LinuxNetworkStore::Impl {
       }
       done = handleBuffer(static_cast<int>(n));
     }
-    dumpKind = DumpKind::None;
-    return done && !dumpInterrupted;
+    inDump = false;
+    // Kernels without nexthop objects refuse their dump: there are none.
+    if (type == RTM_GETNEXTHOP && dumpError != 0) return done;
+    return done && !dumpInterrupted && dumpError == 0;
   }
 
   void fullRead() {
@@ -577,58 +614,41 @@ struct LinuxNetworkStore::Impl {
       links.clear();
       addresses.clear();
       routes.clear();
-      // Requests made by events that come during the dumps stay, for refreshDirty.
-      addressesToRead.clear();
-      routesToRead = false;
-      bool ok = dump(RTM_GETLINK, AF_UNSPEC, 0, DumpKind::Links);
-      ok = ok && dump(RTM_GETADDR, AF_INET, 0, DumpKind::AllAddresses);
-      ok = ok && dump(RTM_GETROUTE, AF_INET, 0, DumpKind::Routes);
+      deferred.clear();
+      bool ok = dump(RTM_GETLINK) && dump(RTM_GETADDR) && dump(RTM_GETNEXTHOP) && dump(RTM_GETROUTE);
+      if (!ok || overrunDuringDump || needFullRead) {
+        needFullRead = true;
+        continue;
+      }
+      needFullRead = false;
       if (wireless) {
         auto all = wireless->readAll();
         for (auto& [i, s] : wirelessStates) markDirty(i);
         wirelessStates = std::move(all);
         for (auto& [i, s] : wirelessStates) markDirty(i);
       }
+      std::vector<std::vector<uint8_t>> later;
+      later.swap(deferred);
+      for (auto& m : later) {
+        ++stats.messages;
+        handleMessage(reinterpret_cast<const nlmsghdr*>(m.data()), false);
+      }
       for (auto& [i, l] : links) markDirty(i);
       listDirty = true;
-      pending = true;
-      if (ok && !overrunDuringDump && !needFullRead) return;
+      markGlobal();
+      return;
     }
     needFullRead = true;  // still failing: try again on the next wake-up
   }
 
-  // Re-reads the addresses of the links that had address events, and the routes when owed.
-  void refreshDirty() {
-    if (!addressesToRead.empty()) {
-      std::set<int> todo;
-      todo.swap(addressesToRead);  // events during the dumps ask afresh
-      addressFilter = todo;
-      for (int i : todo) {
-        addresses.erase(i);
-        markDirty(i);
-      }
-      bool ok = true;
-      if (todo.size() <= 8) {
-        for (int i : todo) ok = dump(RTM_GETADDR, AF_INET, i, DumpKind::SomeAddresses) && ok;
-      } else {
-        ok = dump(RTM_GETADDR, AF_INET, 0, DumpKind::SomeAddresses);
-      }
-      addressFilter.clear();
-      if (!ok) needFullRead = true;
-    }
-    if (routesToRead) {
-      routesToRead = false;
-      routes.clear();
-      if (!dump(RTM_GETROUTE, AF_INET, 0, DumpKind::Routes)) needFullRead = true;
-      pending = true;
-    }
-    if (needFullRead) fullRead();
-  }
-
   // --- values ---------------------------------------------------------------------------------------
 
-  static std::u16string key(const std::string& a, const std::string& name, const std::string& b) {
-    return std::u16string(str(a + name + b).view());
+  static std::u16string key(const char* a, const std::u16string& name, const char* b) {
+    std::u16string k;
+    for (const char* p = a; *p; ++p) k.push_back(static_cast<char16_t>(*p));
+    k += name;
+    for (const char* p = b; *p; ++p) k.push_back(static_cast<char16_t>(*p));
+    return k;
   }
 
   static const char* typeOf(const LinkInfo& link, bool isWireless) {
@@ -650,21 +670,36 @@ struct LinuxNetworkStore::Impl {
     }
   }
 
-  void touch(const std::u16string& k, std::map<std::u16string, Value>& before) {
-    if (before.count(k)) return;
-    auto it = values.find(k);
-    before[k] = it == values.end() ? Value() : it->second;
-    if (changedSet.insert(k).second) changedKeys.push_back(k);
+  // Records that a key is about to be made again: the first time since the last batch, its value
+  // as of that batch is kept to compare with when the next one goes out.
+  void touch(const std::u16string& k) { touch(k, values.find(k)); }
+  void touch(const std::u16string& k, std::unordered_map<std::u16string, Value>::iterator it) {
+    if (before.try_emplace(k, it == values.end() ? Value() : it->second).second) owed.push_back(k);
+  }
+
+  // Makes a value left to be made when asked for.
+  void materialize(const std::u16string& k) {
+    auto it = lazy.find(k);
+    if (it == lazy.end()) return;
+    int index = it->second;
+    lazy.erase(it);
+    if (Value v = ipv4Value(index); !v.isNil()) values[k] = std::move(v);
   }
 
   void put(const std::u16string& k, Value v) {
-    if (v.isNil())
-      values.erase(k);
-    else
-      values[k] = std::move(v);
+    auto it = values.find(k);
+    touch(k, it);
+    if (!lazy.empty()) lazy.erase(k);
+    if (v.isNil()) {
+      if (it != values.end()) values.erase(it);
+    } else if (it != values.end()) {
+      it->second = std::move(v);
+    } else {
+      values.emplace(k, std::move(v));
+    }
   }
 
-  static std::vector<std::u16string> keysFor(const std::string& name) {
+  static std::array<std::u16string, 4> keysFor(const std::u16string& name) {
     return {key("Setup:/Network/Service/", name, "/Interface"), key("State:/Network/Interface/", name, "/Link"),
             key("State:/Network/Interface/", name, "/IPv4"), key("State:/Network/Interface/", name, "/AirPort")};
   }
@@ -672,20 +707,23 @@ struct LinuxNetworkStore::Impl {
   Value ipv4Value(int index) const {
     auto it = addresses.find(index);
     if (it == addresses.end() || it->second.empty()) return Value();
-    MutableArray addrs, masks, broadcasts;
+    std::vector<String> addrs, masks, broadcasts;
+    std::size_t n = it->second.size();
+    addrs.reserve(n);
+    masks.reserve(n);
     bool allBroadcast = true;
-    for (const AddressInfo& a : it->second) {
-      addrs.addObject(str(dotted(a.local)));
-      masks.addObject(str(dotted(maskOf(a.prefix))));
+    for (const store::Address& a : it->second.addresses()) {
+      addrs.push_back(a.localText());
+      masks.push_back(a.maskText());
       if (a.hasBroadcast)
-        broadcasts.addObject(str(dotted(a.broadcast)));
+        broadcasts.push_back(a.broadcastText());
       else
         allBroadcast = false;
     }
     MutableDictionary d;
-    d.setObject(addrs.copy(), u"Addresses");
-    d.setObject(masks.copy(), u"SubnetMasks");
-    if (allBroadcast) d.setObject(broadcasts.copy(), u"BroadcastAddresses");
+    d.setObject(Array::withStrings(addrs), u"Addresses");
+    d.setObject(Array::withStrings(masks), u"SubnetMasks");
+    if (allBroadcast) d.setObject(Array::withStrings(broadcasts), u"BroadcastAddresses");
     return d.copy();
   }
 
@@ -706,37 +744,42 @@ struct LinuxNetworkStore::Impl {
     return d.copy();
   }
 
-  bool linkActive(const LinkInfo& l) const { return (l.flags & IFF_UP) && l.carrier; }
+  static bool linkActive(const LinkInfo& l) { return (l.flags & IFF_UP) && l.carrier; }
 
   Value globalValue() const {
-    const RouteInfo* best = nullptr;
-    for (const RouteInfo& r : routes) {
-      auto link = links.find(r.oif);
-      if (link == links.end() || !linkActive(link->second)) continue;
-      auto a = addresses.find(r.oif);
-      if (a == addresses.end() || a->second.empty()) continue;
-      if (!best || r.metric < best->metric) best = &r;
-    }
-    if (!best) return Value();
-    const std::string& name = links.at(best->oif).name;
+    bool found = false;
+    uint32_t bestMetric = 0;
+    int bestOif = 0;
+    uint32_t bestGateway = 0;
+    routes.forEachHop([&](uint32_t metric, int oif, uint32_t gateway) {
+      if (found && metric >= bestMetric) return;
+      auto link = links.find(oif);
+      if (link == links.end() || !linkActive(link->second)) return;
+      auto a = addresses.find(oif);
+      if (a == addresses.end() || a->second.empty()) return;
+      found = true;
+      bestMetric = metric;
+      bestOif = oif;
+      bestGateway = gateway;
+    });
+    if (!found) return Value();
+    String name(links.at(bestOif).key);
     MutableDictionary d;
-    d.setObject(str(name), u"PrimaryInterface");
-    if (best->gateway) d.setObject(str(dotted(best->gateway)), u"Router");
-    d.setObject(str(name), u"PrimaryService");
+    d.setObject(name, u"PrimaryInterface");
+    if (bestGateway) d.setObject(str(dotted(bestGateway)), u"Router");
+    d.setObject(name, u"PrimaryService");
     return d.copy();
   }
 
-  // Makes the values touched since the last time again and gathers the keys whose values differ.
+  // Makes the values touched since the last time again.
   void remake() {
+    if (!pending) return;
     pending = false;
-    std::map<std::u16string, Value> before;
     for (int index : dirtyOrder) {
       auto old = publishedNames.find(index);
-      if (old != publishedNames.end()) {
-        for (auto& k : keysFor(old->second)) {
-          touch(k, before);
-          values.erase(k);
-        }
+      auto link = links.find(index);
+      if (old != publishedNames.end() && (link == links.end() || link->second.key != old->second)) {
+        for (auto& k : keysFor(old->second)) put(k, Value());
         publishedNames.erase(old);
       }
     }
@@ -744,61 +787,96 @@ struct LinuxNetworkStore::Impl {
       auto link = links.find(index);
       if (link == links.end()) continue;
       const LinkInfo& l = link->second;
-      auto keys = keysFor(l.name);
-      for (auto& k : keys) touch(k, before);
+      auto keys = keysFor(l.key);
       auto ws = wirelessStates.find(index);
       bool isWireless = ws != wirelessStates.end();
-      put(keys[0], Dictionary{{u"DeviceName", str(l.name)}, {u"Type", str(typeOf(l, isWireless))}});
+      put(keys[0], Dictionary{{u"DeviceName", String(l.key)}, {u"Type", str(typeOf(l, isWireless))}});
       put(keys[1], Dictionary{{u"Active", Value(linkActive(l))}});
-      put(keys[2], ipv4Value(index));
+      if (watched(keys[2]) || keys[2] == primaryIPv4Key) {
+        put(keys[2], ipv4Value(index));
+      } else {
+        // Owed like any key (unwatched keys are not reported), made when asked for.
+        touch(keys[2]);
+        values.erase(keys[2]);
+        auto a = addresses.find(index);
+        if (a != addresses.end() && !a->second.empty())
+          lazy[keys[2]] = index;
+        else
+          lazy.erase(keys[2]);
+      }
       put(keys[3], isWireless ? airportValue(ws->second) : Value());
-      publishedNames[index] = l.name;
+      publishedNames[index] = l.key;
     }
     dirtyOrder.clear();
     dirty.clear();
     if (listDirty) {
       listDirty = false;
-      touch(kInterfaceList, before);
       std::vector<String> names;
-      for (auto& [i, l] : links) names.push_back(str(l.name));
+      for (auto& [i, l] : links) names.push_back(String(l.key));
       put(kInterfaceList, Dictionary{{u"Interfaces", Array::withStrings(names)}});
     }
-    touch(kGlobalIPv4, before);
-    put(kGlobalIPv4, globalValue());
-    // Keep only the keys that really differ.
-    std::vector<std::u16string> kept;
-    for (auto& k : changedKeys) {
-      auto b = before.find(k);
-      if (b == before.end()) {
-        kept.push_back(k);  // gathered by an earlier round, still owed
-        continue;
-      }
-      auto it = values.find(k);
-      Value now = it == values.end() ? Value() : it->second;
-      if (now != b->second)
-        kept.push_back(k);
-      else
-        changedSet.erase(k);
+    if (globalDirty) {
+      globalDirty = false;
+      put(kGlobalIPv4, globalValue());
+      auto p = primaryOf(current(kGlobalIPv4));
+      primaryIPv4Key = p.empty() ? std::u16string() : key("State:/Network/Interface/", p, "/IPv4");
+      materialize(primaryIPv4Key);
     }
-    changedKeys.swap(kept);
   }
 
-  bool watched(const std::u16string& k) const {
+  // Whether a key is watched; pattern matches are remembered until the watched set changes.
+  bool watched(const std::u16string& k) {
     if (watchedKeys.count(k)) return true;
     if (watchedPatterns.empty()) return false;
+    auto known = matched.find(k);
+    if (known != matched.end()) return known->second;
     std::string utf8 = String(k).UTF8String();
-    for (auto& re : watchedPatterns)
-      if (matchesWhole(re->re, utf8)) return true;
-    return false;
+    bool any = false;
+    for (auto& re : watchedPatterns) any = any || matchesWhole(re->re, utf8);
+    if (matched.size() > 100000) matched.clear();  // names come and go; keep it bounded
+    matched.emplace(k, any);
+    return any;
   }
 
+  Value current(const std::u16string& k) {
+    materialize(k);
+    auto it = values.find(k);
+    return it == values.end() ? Value() : it->second;
+  }
+
+  static std::u16string primaryOf(const Value& global) {
+    String name = global.dictionaryValue().objectForKey(u"PrimaryInterface").stringValue();
+    return name.isNil() ? std::u16string() : std::u16string(name.view());
+  }
+
+  // Hands the watched keys whose values differ from those of the last batch to the callout. The
+  // global key goes with any change of the primary interface's addresses, even when its own value
+  // stays the same: its watchers learn of the primary address that way.
   void deliver() {
+    remake();
     std::vector<std::u16string> keys;
-    keys.swap(changedKeys);
-    changedSet.clear();
+    keys.swap(owed);
+    std::unordered_map<std::u16string, Value> was;
+    was.swap(before);
     std::vector<String> out;
-    for (auto& k : keys)
-      if (watched(k)) out.push_back(String(k));
+    bool globalOut = false;
+    for (auto& k : keys) {
+      if (!watched(k) || current(k) == was[k]) continue;
+      out.push_back(String(k));
+      globalOut |= k == kGlobalIPv4;
+    }
+    if (!globalOut && watched(kGlobalIPv4)) {
+      std::set<std::u16string> primaries;
+      Value now = current(kGlobalIPv4);
+      auto old = was.find(kGlobalIPv4);
+      for (const Value* g : {&now, old == was.end() ? &now : &old->second})
+        if (auto p = primaryOf(*g); !p.empty()) primaries.insert(key("State:/Network/Interface/", p, "/IPv4"));
+      for (auto& k : keys)
+        if (primaries.count(k) && current(k) != was[k]) {
+          out.push_back(String(kGlobalIPv4));
+          break;
+        }
+    }
     if (out.empty() || !callout) return;
     lastBatch = Clock::now();  // the window spaces the callouts, not the reading
     ++stats.batches;
@@ -806,7 +884,6 @@ struct LinuxNetworkStore::Impl {
     callout(*owner, Array::withStrings(out));
   }
 };
-
 LinuxNetworkStore::LinuxNetworkStore(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) { impl_->owner = this; }
 
 LinuxNetworkStore::~LinuxNetworkStore() = default;
@@ -822,8 +899,8 @@ std::shared_ptr<LinuxNetworkStore> LinuxNetworkStore::create(const String&, Call
   if (!impl->open()) return nullptr;
   impl->fullRead();
   impl->remake();
-  impl->changedKeys.clear();
-  impl->changedSet.clear();
+  impl->owed.clear();
+  impl->before.clear();
   impl->makeSource();
   return std::shared_ptr<LinuxNetworkStore>(new LinuxNetworkStore(std::move(impl)));
 }
@@ -838,19 +915,22 @@ StoreConnectionFactory LinuxNetworkStore::factory(Options options) {
 
 Value LinuxNetworkStore::copyValue(const String& key) {
   if (key.isNil()) return Value();
-  auto it = impl_->values.find(std::u16string(key.view()));
-  return it == impl_->values.end() ? Value() : it->second;
+  impl_->remake();
+  return impl_->current(std::u16string(key.view()));
 }
 
 Array LinuxNetworkStore::copyKeyList(const String& pattern) {
   if (pattern.isNil()) return Array();
   Regex re(pattern.UTF8String());
   if (!re.ok) return Array();
+  impl_->remake();
   std::vector<String> keys;
-  for (auto& [k, v] : impl_->values) {
+  auto consider = [&](const std::u16string& k) {
     String s(k);
     if (matchesWhole(re.re, s.UTF8String())) keys.push_back(s);
-  }
+  };
+  for (auto& [k, v] : impl_->values) consider(k);
+  for (auto& [k, i] : impl_->lazy) consider(k);
   std::sort(keys.begin(), keys.end(), [](const String& a, const String& b) { return a.view() < b.view(); });
   return Array::withStrings(keys);
 }
@@ -863,8 +943,18 @@ bool LinuxNetworkStore::setNotificationKeys(const Array& keys, const Array& patt
     compiled.push_back(std::move(re));
   }
   impl_->watchedKeys.clear();
+  impl_->matched.clear();
   for (const String& k : keys.strings()) impl_->watchedKeys.insert(std::u16string(k.view()));
   impl_->watchedPatterns = std::move(compiled);
+  // Values left to be made for keys watched from now on are made now; reports start from them.
+  impl_->remake();
+  std::vector<std::u16string> nowWatched;
+  for (auto& [k, i] : impl_->lazy)
+    if (impl_->watched(k)) nowWatched.push_back(k);
+  for (auto& k : nowWatched) {
+    impl_->materialize(k);
+    if (auto b = impl_->before.find(k); b != impl_->before.end()) b->second = impl_->current(k);
+  }
   return true;
 }
 
@@ -883,6 +973,9 @@ void LinuxNetworkStore::processPendingMessages() {
 
 LinuxNetworkStore::Statistics LinuxNetworkStore::statistics() const { return impl_->stats; }
 
-std::size_t LinuxNetworkStore::keyCount() const { return impl_->values.size(); }
+std::size_t LinuxNetworkStore::keyCount() const {
+  impl_->remake();
+  return impl_->values.size() + impl_->lazy.size();
+}
 
 }  // namespace tq

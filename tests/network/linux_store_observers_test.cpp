@@ -4,7 +4,10 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <random>
+
 #include "support/fake_wireless.h"
+#include "support/kernel_state.h"
 #include "support/net_namespace.h"
 #include "tq/network/airport_observer.h"
 #include "tq/network/ethernet_observer.h"
@@ -43,8 +46,10 @@ class LinuxStoreObservers : public ::testing::Test {
     if (store && store->connection()) RunLoop::current().removeSource(store->connection()->runLoopSource());
   }
 
-  void openStore(std::shared_ptr<WirelessSource> wireless = nullptr) {
+  void openStore(std::shared_ptr<WirelessSource> wireless = nullptr,
+                 std::chrono::milliseconds window = LinuxNetworkStore::Options{}.coalescingWindow) {
     LinuxNetworkStore::Options options;
+    options.coalescingWindow = window;
     options.useSystemWireless = false;
     options.wireless = std::move(wireless);
     store = std::make_shared<SCDynamicStore>(LinuxNetworkStore::factory(options));
@@ -165,4 +170,131 @@ TEST_F(LinuxStoreObservers, AirportObserverPostsJoinsAndDepartures) {
   ASSERT_TRUE(runUntil([&] { return posted.size() == 3; }));
   EXPECT_EQ(posted[2].name, "AirportDisconnectedNotification");
   EXPECT_EQ(infoString(posted[2], u"SSID"), "Home");
+}
+
+// Randomized carrier, link, address and route changes, each let settle: every change of a link's
+// activity (as the kernel's own dump shows it) posts exactly one notification for that link, and every
+// change of the primary interface or its first address reaches statusChange: with the new address.
+TEST_F(LinuxStoreObservers, EveryActivityChangePostsOnceAndEveryPrimaryChangeIsCalled) {
+  const std::vector<std::string> names = {"va", "vb", "vc"};
+  for (auto& n : names) {
+    ASSERT_EQ(nl.createVeth(n, "p" + n), 0);
+    ASSERT_EQ(nl.setUp("p" + n, true), 0);
+    ASSERT_EQ(nl.setUp(n, true), 0);
+  }
+  openStore(nullptr, 15ms);  // a window wide enough for the test to act inside it
+  for (auto& n : names) EthernetObserver::initWithService(String::fromUTF8(n), store, systemMediaSource());
+  auto ipv4 = IPv4Observer::initWithStore(store);
+  struct Recorder : Object {
+    std::shared_ptr<IPv4Observer> ipv4;
+    std::vector<std::string> seen;  // getPrimaryIP() at each call
+    void changed(const String&) { seen.push_back(ipv4->getPrimaryIP().UTF8String()); }
+  };
+  auto recorder = std::make_shared<Recorder>();
+  recorder->ipv4 = ipv4;
+  store->addObserver(recorder, &Recorder::changed, String(u"State:/Network/Global/IPv4"));
+
+  // What the kernel says: each link's activity, and the primary's name and first address.
+  struct Truth {
+    std::map<std::string, bool> active;
+    std::string primary, address;
+  };
+  auto truth = [&] {
+    auto k = test::expectedStoreFromKernel();
+    Truth t;
+    for (auto& n : names)
+      t.active[n] = k["State:/Network/Interface/" + n + "/Link"].dictionaryValue().objectForKey(u"Active").boolValue();
+    t.primary = k["State:/Network/Global/IPv4"].dictionaryValue().objectForKey(u"PrimaryInterface").stringValue().UTF8String();
+    if (!t.primary.empty())
+      t.address = k["State:/Network/Interface/" + t.primary + "/IPv4"]
+                      .dictionaryValue().objectForKey(u"Addresses").arrayValue().strings()[0].UTF8String();
+    return t;
+  };
+  auto storeAgrees = [&](const Truth& t) {
+    for (auto& n : names)
+      if (store->valueForKey(String::fromUTF8("State:/Network/Interface/" + n + "/Link")).dictionaryValue()
+              .objectForKey(u"Active").boolValue() != t.active.at(n))
+        return false;
+    return ipv4->getPrimaryIP().UTF8String() == t.address;
+  };
+
+  std::mt19937 rng(7);
+  auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
+  Truth before = truth();
+  int activityChanges = 0, primaryChanges = 0;
+  std::map<std::string, bool> nearUp = {{"va", true}, {"vb", true}, {"vc", true}};
+  const char* env = std::getenv("TQ_STORE_DIFF_STEPS");
+  int steps = env ? std::atoi(env) / 2 : 200;
+  for (int step = 0; step < steps; ++step) {
+    const std::string& n = names[static_cast<std::size_t>(pick(3))];
+    std::string slot = std::to_string(&n - names.data() + 1);
+    std::size_t mark = posted.size(), calls = recorder->seen.size();
+    auto address = [&] { return "10." + slot + ".0." + std::to_string(1 + pick(4)); };
+    switch (pick(11)) {
+      case 9:
+      case 10: {
+        // Through one coalescing window: a report goes out (another link goes up or down), this
+        // link goes up or down while the window runs, and is touched again before it ends.
+        const std::string& other = names[(static_cast<std::size_t>(&n - names.data()) + 1 + static_cast<std::size_t>(pick(2))) % 3];
+        if (nl.setUp(other, !nearUp[other]) == 0) nearUp[other] = !nearUp[other];
+        RunLoop::current().runFor(1ms);
+        bool up = !nearUp[n];
+        if (nl.setUp(n, up) == 0) nearUp[n] = up;
+        String link = String::fromUTF8("State:/Network/Interface/" + n + "/Link");
+        bool want = truth().active[n];
+        for (int i = 0; i < 5 && store->valueForKey(link).dictionaryValue().objectForKey(u"Active").boolValue() != want; ++i)
+          RunLoop::current().runUntil(std::chrono::steady_clock::now() + std::chrono::microseconds(300));
+        if (pick(2)) nl.addAddress(n, address(), 24); else nl.deleteAddress(n, address(), 24);
+        break;
+      }
+      case 0:
+      case 1: nl.setUp("p" + n, pick(2) == 0); break;
+      case 2: {
+        bool up = pick(3) != 0;
+        if (nl.setUp(n, up) == 0) nearUp[n] = up;
+        break;
+      }
+      case 3:
+      case 4: nl.addAddress(n, address(), 24); break;
+      case 5: nl.deleteAddress(n, address(), 24); break;
+      case 6:
+      case 7: nl.addDefaultRoute(n, pick(2) ? "10." + slot + ".0.254" : "", static_cast<uint32_t>(10 * pick(3))); break;
+      default: nl.deleteDefaultRoute(n, "", static_cast<uint32_t>(10 * pick(3))); break;
+    }
+    // Settled: the store agrees with the kernel, and both stay so past the window (the kernel
+    // applies carrier changes later, through its link watcher).
+    Truth now;
+    bool settled = false;
+    for (auto deadline = std::chrono::steady_clock::now() + 3s; !settled && std::chrono::steady_clock::now() < deadline;) {
+      now = truth();
+      if (!storeAgrees(now)) {
+        RunLoop::current().runFor(5ms);
+        continue;
+      }
+      RunLoop::current().runFor(25ms);  // the batch goes out at the end of the window
+      Truth later = truth();
+      settled = later.active == now.active && later.primary == now.primary && later.address == now.address &&
+                storeAgrees(later);
+    }
+    ASSERT_TRUE(settled) << "step " << step;
+
+    std::multiset<std::string> expected, got;
+    for (auto& m : names)
+      if (now.active[m] != before.active[m])
+        expected.insert(std::string(now.active[m] ? "EthernetActivatedNotification " : "EthernetDeactivatedNotification ") + m);
+    for (std::size_t i = mark; i < posted.size(); ++i) got.insert(posted[i].name + " " + infoString(posted[i], u"interface"));
+    ASSERT_EQ(got, expected) << "step " << step;
+    activityChanges += static_cast<int>(expected.size());
+    if (now.primary != before.primary || now.address != before.address) {
+      ++primaryChanges;
+      ASSERT_GT(recorder->seen.size(), calls) << "step " << step << ": primary " << before.primary << " "
+                                              << before.address << " -> " << now.primary << " " << now.address;
+      EXPECT_EQ(recorder->seen.back(), now.address) << "step " << step;
+    }
+    before = now;
+  }
+  // The run must have exercised both.
+  EXPECT_GT(activityChanges, steps / 12);
+  EXPECT_GT(primaryChanges, steps / 40);
+  std::printf("%d activity changes, %d primary changes in %d steps\n", activityChanges, primaryChanges, steps);
 }

@@ -5,6 +5,7 @@
 #include <linux/netlink.h>
 #include <linux/rtnetlink.h>
 #include <linux/veth.h>
+#include <linux/nexthop.h>
 #include <net/if.h>
 #include <linux/if_tun.h>
 #include <sched.h>
@@ -113,7 +114,7 @@ int NetlinkRequests::request(void* msg, bool wait) {
   if (fd() < 0) return -EBADF;
   if (::send(fd(), h, h->nlmsg_len, 0) < 0) return -errno;
   ++owed_;
-  if (!wait) return 0;
+  if (!wait || !waiting_) return 0;
   return drain();
 }
 
@@ -252,6 +253,90 @@ int NetlinkRequests::addDefaultRoute(const std::string& name, const std::string&
 int NetlinkRequests::deleteDefaultRoute(const std::string& name, const std::string& gateway, uint32_t metric) {
   if (linkIndex(name) == 0) return -ENODEV;
   Message m = routeMessage(RTM_DELROUTE, 0, name, gateway, metric);
+  return request(m.header(), true);
+}
+
+int NetlinkRequests::defaultRoute(Verb verb, const Route& route) {
+  static const uint16_t flags[] = {NLM_F_CREATE | NLM_F_EXCL, NLM_F_CREATE, NLM_F_CREATE | NLM_F_APPEND,
+                                   NLM_F_CREATE | NLM_F_REPLACE, NLM_F_REPLACE, 0};
+  rtmsg rt{};
+  rt.rtm_family = AF_INET;
+  rt.rtm_table = RT_TABLE_MAIN;
+  rt.rtm_protocol = RTPROT_STATIC;
+  bool gateways = route.nhid != 0;
+  for (auto& h : route.hops) gateways |= !h.gateway.empty();
+  rt.rtm_scope = gateways ? RT_SCOPE_UNIVERSE : RT_SCOPE_LINK;
+  rt.rtm_type = RTN_UNICAST;
+  if (verb == Verb::Delete) rt.rtm_scope = RT_SCOPE_NOWHERE;  // any scope
+  Message m(verb == Verb::Delete ? RTM_DELROUTE : RTM_NEWROUTE, flags[static_cast<int>(verb)], &rt, sizeof rt);
+  m.putU32(RTA_PRIORITY, route.metric);
+  if (!route.prefsrc.empty()) {
+    in_addr a = parse(route.prefsrc);
+    m.put(RTA_PREFSRC, &a, sizeof a);
+  }
+  if (route.nhid) {
+    m.putU32(RTA_NH_ID, route.nhid);
+  } else if (route.hops.size() == 1) {
+    unsigned index = linkIndex(route.hops[0].dev);
+    if (index == 0) return -ENODEV;
+    m.putU32(RTA_OIF, index);
+    if (!route.hops[0].gateway.empty()) {
+      in_addr g = parse(route.hops[0].gateway);
+      m.put(RTA_GATEWAY, &g, sizeof g);
+    }
+  } else if (!route.hops.empty()) {
+    std::vector<uint8_t> hops;
+    for (auto& h : route.hops) {
+      unsigned index = linkIndex(h.dev);
+      if (index == 0) return -ENODEV;
+      std::size_t at = hops.size();
+      hops.resize(at + RTNH_ALIGN(sizeof(rtnexthop)));
+      if (!h.gateway.empty()) {
+        std::size_t ga = hops.size();
+        hops.resize(ga + RTA_SPACE(4));
+        auto* rta = reinterpret_cast<rtattr*>(hops.data() + ga);
+        rta->rta_type = RTA_GATEWAY;
+        rta->rta_len = RTA_LENGTH(4);
+        in_addr g = parse(h.gateway);
+        std::memcpy(RTA_DATA(rta), &g, 4);
+      }
+      auto* nh = reinterpret_cast<rtnexthop*>(hops.data() + at);
+      nh->rtnh_len = static_cast<unsigned short>(hops.size() - at);
+      nh->rtnh_hops = static_cast<unsigned char>(h.weight - 1);
+      nh->rtnh_ifindex = static_cast<int>(index);
+    }
+    m.put(RTA_MULTIPATH, hops.data(), hops.size());
+  }
+  return request(m.header(), true);
+}
+
+int NetlinkRequests::addNexthop(const Nexthop& n, bool replace) {
+  nhmsg nh{};
+  nh.nh_family = n.group.empty() && !n.blackhole ? AF_INET : AF_UNSPEC;
+  Message m(RTM_NEWNEXTHOP, NLM_F_CREATE | (replace ? NLM_F_REPLACE : NLM_F_EXCL), &nh, sizeof nh);
+  m.putU32(NHA_ID, n.id);
+  if (n.blackhole) {
+    m.put(NHA_BLACKHOLE, nullptr, 0);
+  } else if (!n.group.empty()) {
+    std::vector<nexthop_grp> g(n.group.size());
+    for (std::size_t i = 0; i < g.size(); ++i) g[i].id = n.group[i];
+    m.put(NHA_GROUP, g.data(), g.size() * sizeof(nexthop_grp));
+  } else {
+    unsigned index = linkIndex(n.dev);
+    if (index == 0) return -ENODEV;
+    m.putU32(NHA_OIF, index);
+    if (!n.gateway.empty()) {
+      in_addr g = parse(n.gateway);
+      m.put(NHA_GATEWAY, &g, sizeof g);
+    }
+  }
+  return request(m.header(), true);
+}
+
+int NetlinkRequests::deleteNexthop(uint32_t id) {
+  nhmsg nh{};
+  Message m(RTM_DELNEXTHOP, 0, &nh, sizeof nh);
+  m.putU32(NHA_ID, id);
   return request(m.header(), true);
 }
 

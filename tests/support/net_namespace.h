@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 namespace tq::test {
 
@@ -47,16 +48,48 @@ class NetlinkRequests {
   int addDefaultRoute(const std::string& name, const std::string& gateway, uint32_t metric);
   int deleteDefaultRoute(const std::string& name, const std::string& gateway, uint32_t metric);
 
+  // Default routes of the main table in every form the kernel keeps: one nexthop (a gateway, or
+  // none for a device route), several (multipath, with weights), or a nexthop object by id.
+  struct Hop {
+    std::string dev;
+    std::string gateway;  // empty: a device route
+    int weight = 1;
+  };
+  struct Route {
+    uint32_t metric = 0;
+    std::vector<Hop> hops;
+    uint32_t nhid = 0;
+    std::string prefsrc;  // empty: none
+  };
+  // The request flags of `ip route add` (create, exclusive), `prepend` (create), `append` (create,
+  // append), `replace` (create, replace), `change` (replace) and `del`.
+  enum class Verb { Add, Prepend, Append, Replace, Change, Delete };
+  int defaultRoute(Verb verb, const Route& route);
+  // Nexthop objects: one nexthop on `dev` (through `gateway` when not empty), a blackhole, or a
+  // group of other objects.
+  struct Nexthop {
+    uint32_t id = 0;
+    std::string dev;
+    std::string gateway;
+    bool blackhole = false;
+    std::vector<uint32_t> group;
+  };
+  int addNexthop(const Nexthop& nexthop, bool replace);
+  int deleteNexthop(uint32_t id);
+
   // Sends a request without waiting for its answer (the answer is read and dropped later): used to
   // make many changes quickly. drain() reads the answers owed; returns the first error.
   int setUpNoWait(const std::string& name, bool up);
   int drain();
+  // While false, every request is sent without waiting (as setUpNoWait); drain() collects the answers.
+  void setWaiting(bool wait) { waiting_ = wait; }
 
   int fd() const { return fd_; }
 
  private:
   int request(void* nlh, bool wait);
   int fd_ = -1;
+  bool waiting_ = true;
   uint32_t seq_ = 1;
   int owed_ = 0;
 };

@@ -46,7 +46,10 @@ Registration get({"net get", "print one network-state key's value",
                   "usage: tqkit net get [--json] KEY\n\n"
                   "Prints the value of KEY in the kernel's network state, for example\n"
                   "  tqkit net get State:/Network/Interface/eth0/Link\n"
-                  "Exits 1 when the key has no value. --json prints it as JSON (bytes as hex).\n",
+                  "Exits 1 when the key has no value. --json prints it as JSON (bytes as hex).\n\n"
+                  "Interface names that are not UTF-8 stand in keys with each such byte as \\xHH\n"
+                  "and each backslash doubled, as net keys and net watch show them:\n"
+                  "  tqkit net get 'State:/Network/Interface/n\\xff/Link'\n",
                   runGet});
 Registration keys({"net keys", "list the network-state keys matching a pattern",
                    "usage: tqkit net keys [--json] PATTERN\n\n"

@@ -136,7 +136,11 @@ Registration watch({"net watch", "print network changes as they happen, until in
                     "Prints every change of the kernel's network state as it happens: one line per\n"
                     "changed key with its new value, one per notification the observers post\n"
                     "(Ethernet link up and down, wireless joins and departures) and one per change\n"
-                    "of the primary IPv4 address. --json prints one JSON object per line instead.\n"
+                    "of the primary IPv4 address. --json prints one JSON object per line instead:\n"
+                    "{\"time\", \"key\", \"value\"} for a key (value null when the key is gone),\n"
+                    "{\"time\", \"notification\", \"userInfo\"} and {\"time\", \"primaryIP\"}.\n"
+                    "Interface names that are not UTF-8 show each such byte as \\xHH and each\n"
+                    "backslash doubled.\n"
                     "Runs until interrupted (Ctrl-C or SIGTERM).\n",
                     runWatch});
 

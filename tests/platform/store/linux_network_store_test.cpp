@@ -292,33 +292,6 @@ TEST_F(LinuxNetworkStoreTest, OnlyWatchedKeysAreDelivered) {
                                             "Setup:/Network/Service/e0/Interface"}));
 }
 
-TEST_F(LinuxNetworkStoreTest, OverrunIsFollowedByAFullRead) {
-  for (int i = 0; i < 40; ++i) ASSERT_EQ(makeLink(nl, "d" + std::to_string(i)), 0);
-  auto options = defaultOptions();
-  options.receiveBufferBytes = 2048;  // the kernel's minimum: a flood overruns it
-  open(options);
-  ASSERT_EQ(nl.addAddress("d3", "10.9.0.1", 24), 0);
-  // A flood: every link up and down many times, addresses and a route on the way, all sent before
-  // the store reads anything.
-  for (int round = 0; round < 30; ++round)
-    for (int i = 0; i < 40; ++i) nl.setUpNoWait("d" + std::to_string(i), round % 2 == 0);
-  for (int i = 0; i < 40; i += 3) nl.setUp("d" + std::to_string(i), true);
-  ASSERT_EQ(nl.addAddress("d6", "10.9.1.1", 24), 0);
-  ASSERT_EQ(nl.addDefaultRoute("d6", "", 10), 0);
-  ASSERT_EQ(nl.rename("d9", "renamed9"), 0);
-  ASSERT_EQ(nl.deleteLink("d12"), 0);
-  nl.drain();
-  settle();
-  EXPECT_GT(store->statistics().overruns, 0u) << "the flood should have overrun the socket";
-
-  auto fresh = LinuxNetworkStore::create(u"fresh", nullptr, defaultOptions());
-  ASSERT_TRUE(fresh);
-  auto keys = strings(store->copyKeyList(u".*"));
-  EXPECT_EQ(keys, strings(fresh->copyKeyList(u".*")));
-  for (auto& k : keys) EXPECT_EQ(store->copyValue(S(k)), fresh->copyValue(S(k))) << k;
-  EXPECT_EQ(primary().UTF8String(), "d6");
-}
-
 TEST_F(LinuxNetworkStoreTest, WirelessStateFromTheSuppliedSource) {
   ASSERT_EQ(makeLink(nl, "wl0"), 0);
   auto wireless = std::make_shared<FakeWireless>();

@@ -1,7 +1,9 @@
 // LinuxNetworkStore: a StoreConnection whose keys and values are made from the Linux kernel's
-// network state, read over rtnetlink (links, IPv4 addresses, IPv4 routes) and nl80211 (wireless).
+// network state, read over rtnetlink (links, IPv4 addresses, IPv4 routes, nexthop objects) and
+// nl80211 (wireless).
 //
-// Keys and values (a service identifier is the interface name; NAME is a kernel interface name):
+// Keys and values (a service identifier is the interface name; NAME is the interface name as
+// described under "Names" below):
 //
 //   "State:/Network/Interface"                {"Interfaces": [NAME, ...]}, every link, in kernel
 //                                             interface-index order.
@@ -25,29 +27,54 @@
 //                                             are UTF-8, else the raw Data) while joined to a
 //                                             network; {"Link Status": 1} when not joined.
 //   "State:/Network/Global/IPv4"              {"PrimaryInterface": NAME, "PrimaryService": NAME,
-//                                             "Router": GATEWAY (only for a route with a gateway)},
-//                                             from the default route (destination 0.0.0.0/0, main
-//                                             table, unicast) of lowest metric whose link is active
-//                                             and has an IPv4 address; ties go to the route the
-//                                             kernel lists first. Absent when no route qualifies.
+//                                             "Router": GATEWAY (only for a hop with a gateway)},
+//                                             from the unicast default routes (0.0.0.0/0) of the main
+//                                             table: the first hop, in the kernel's own order of
+//                                             routes and of the hops of a multipath route, among
+//                                             those of lowest metric whose link is active and has an
+//                                             IPv4 address. A route that names a nexthop object (or
+//                                             group) takes its hops from the object. Absent when no
+//                                             hop qualifies.
 //
 // copyKeyList matches over exactly these keys. Renamed, removed and re-created links are followed:
 // the keys under an old name disappear (reported as changed, with no value) and the new ones appear.
 //
+// Names. Interface names are bytes to the kernel. In keys and values a name stands as its text when
+// it is valid UTF-8, except that each backslash is doubled; every byte that is not part of a valid
+// UTF-8 sequence is written \xHH (a backslash, x, two lower-case hex digits). So the names "n" 0xFF
+// and "n" 0xFE are "n\xff" and "n\xfe", the name n\xff (with a real backslash) is "n\\xff", and
+// distinct names never share keys.
+//
+// Reports. A batch names the watched keys whose values differ from what they were when the previous
+// batch went out, in the order of their first change; read with copyValue, they give the state the
+// kernel is in. So a watcher that replays every batch (the value of each key, nil for a removed key)
+// holds exactly what a fresh read gives once the coalescing window has passed. A key that changed
+// and changed back between two batches may be left out; a key whose change is owed is never dropped.
+// The global key is also reported whenever the primary interface's IPv4 value changes, even when
+// its own value stays the same, so that its watchers learn of a new primary address.
+//
+// Kernel events followed: RTM_NEWLINK/RTM_DELLINK (flags, carrier, name, kind), RTM_NEWADDR/
+// RTM_DELADDR (IPv4; each message updates one address, keeping the kernel's order through
+// secondaries and promotions), RTM_NEWROUTE/RTM_DELROUTE (IPv4 default routes of the main table,
+// placed as the kernel places them: add and prepend first among routes of equal metric, append
+// last, replace and change in place of the first), RTM_NEWNEXTHOP/RTM_DELNEXTHOP (nexthop objects
+// and groups). What the kernel changes without a message is followed too: routes through a link
+// that goes down or away, routes through a link whose last IPv4 address goes, routes whose
+// preferred source address stops being local, routes using a nexthop object that goes; nexthop
+// objects on a link that goes down, loses carrier or goes away.
+//
 // Change delivery. Kernel messages are read when the run loop finds a socket readable (the
-// connection's RunLoopSource watches its descriptors; nothing polls and no thread is started). The
-// values touched by them are made again and compared with the last values made; the watched keys
-// whose values differ are handed to the callout as one batch. A batch goes out as soon as the
-// socket has been read dry, unless the previous batch went out less than the coalescing window ago:
-// then the changes gather until that window ends (a timer in the loop), so a burst of kernel events
-// costs at most one batch per window while a lone event is reported at once.
+// connection's RunLoopSource watches its descriptors; nothing polls and no thread is started). Each
+// message updates the state it is about; values are made again only when a batch goes out or a
+// value is asked for, and the IPv4 value of a link that no watched key needs is made only when it
+// is asked for, so that an address flood on one link delays nothing else. A batch goes out as soon
+// as the socket has been read dry, unless the previous batch went out less than the coalescing
+// window ago: then the changes gather until that window ends (a timer in the loop), so a burst of
+// kernel events costs at most one batch per window while a lone event is reported at once.
 //
 // Consistency. When the kernel drops messages for this socket (ENOBUFS on a full receive buffer),
 // or a dump is interrupted, the whole state is read again and only what differs is reported, so the
-// store never drifts from the kernel. Addresses of a link are read again from the kernel after every
-// address event, which keeps the kernel's order (promotions of secondaries included); routes are read
-// again after a link goes down or away and after an address goes, since the kernel drops routes then
-// without telling.
+// store never drifts from the kernel.
 //
 // Threads: create, use and destroy a store on one thread; its source is to be added to that thread's
 // loop. The callout runs on that loop.

@@ -1,0 +1,95 @@
+// AddressList: the IPv4 addresses of one link in the kernel's order, followed one address message
+// at a time, so that the cost of an address event does not grow with the number of addresses the
+// link holds.
+//
+// The kernel's order: primary addresses first, each new primary placed after the last primary of
+// the same or a wider scope; secondary addresses (IFA_F_SECONDARY: another address of the same
+// subnet was there first) after all primaries, in the order they came. When a primary goes and a
+// secondary of its subnet is promoted (promote_secondaries), the kernel moves the promoted address
+// to after the last later primary of at least the deleted one's scope, or else into the deleted
+// one's place; the kernel announces the deletion and then the promotion, and the list keeps the
+// deleted address's place in between to do the same.
+#pragma once
+
+#include <cstdint>
+#include <list>
+#include <unordered_map>
+
+#include "tq/platform/base/string.h"
+
+namespace tq::store {
+
+struct Address {
+  uint32_t local = 0;    // network byte order
+  uint32_t address = 0;  // the peer (IFA_ADDRESS), equal to local on broadcast links
+  uint8_t prefix = 0;
+  uint8_t scope = 0;
+  bool secondary = false;
+  bool hasBroadcast = false;
+  uint32_t broadcast = 0;
+  // The texts the store's value is made of, made once, when first asked for.
+  const String& localText() const;
+  const String& maskText() const;
+  const String& broadcastText() const;
+  void forgetTexts() { texts_ = {}; }
+
+ private:
+  struct Texts {
+    String local, mask, broadcast;
+    bool made = false;
+  };
+  void makeTexts() const;
+  mutable Texts texts_;
+};
+
+class AddressList {
+ public:
+  AddressList() = default;
+  AddressList(const AddressList&) = delete;  // holds iterators into itself
+  AddressList& operator=(const AddressList&) = delete;
+
+  // An address announced (RTM_NEWADDR): a new one goes where the kernel puts it, a known one keeps
+  // its place (or moves, when promoted). Dump answers are added at the end in the order given.
+  // Returns true when the list changed.
+  bool add(Address a, bool fromDump);
+  // An address removed (RTM_DELADDR). Returns true when it was there.
+  bool remove(const Address& a);
+  void clear();
+
+  bool empty() const { return list_.empty(); }
+  std::size_t size() const { return list_.size(); }
+  // Whether an address with this local address is on the list.
+  bool hasLocal(uint32_t local) const;
+  // In the kernel's order.
+  const std::list<Address>& addresses() const { return list_; }
+
+ private:
+  struct Key {
+    uint32_t local, address;
+    uint8_t prefix;
+    bool operator==(const Key&) const = default;
+  };
+  struct KeyHash {
+    std::size_t operator()(const Key& k) const {
+      return (static_cast<std::size_t>(k.local) * 0x9E3779B97F4A7C15ull) ^ (static_cast<std::size_t>(k.address) << 7) ^ k.prefix;
+    }
+  };
+  static Key keyOf(const Address& a) { return {a.local, a.address, a.prefix}; }
+  using Iterator = std::list<Address>::iterator;
+
+  // Moves a primary (already in list_, before the secondaries) to its place among the primaries.
+  void insertPrimary(Iterator at);
+  void countLocal(uint32_t local, int delta);
+
+  std::list<Address> list_;
+  std::unordered_map<Key, Iterator, KeyHash> index_;
+  std::unordered_map<uint32_t, int> localCount_;
+  std::size_t primaries_ = 0;          // the primaries come first
+  Iterator secondaries_ = list_.end(); // the first secondary, or end()
+  // The place of the primary deleted last, until the next event: the element after it, and its scope.
+  bool hole_ = false;
+  Iterator holeNext_;
+  uint8_t holeScope_ = 0;
+};
+
+}  // namespace tq::store

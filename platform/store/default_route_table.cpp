@@ -1,0 +1,272 @@
+#include "default_route_table.h"
+
+#include <libmnl/libmnl.h>
+#include <linux/nexthop.h>
+#include <linux/rtnetlink.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+
+namespace tq::store {
+
+namespace {
+
+template <std::size_t N>
+struct Attrs {
+  const nlattr* at[N] = {};
+  const nlattr* operator[](unsigned t) const { return t < N ? at[t] : nullptr; }
+};
+
+template <std::size_t N>
+int collect(const nlattr* attr, void* data) {
+  auto* t = static_cast<Attrs<N>*>(data);
+  uint16_t type = mnl_attr_get_type(attr);
+  if (type < N) t->at[type] = attr;
+  return MNL_CB_OK;
+}
+
+bool u32(const nlattr* a, uint32_t& v) {
+  if (!a || mnl_attr_validate(a, MNL_TYPE_U32) < 0) return false;
+  v = mnl_attr_get_u32(a);
+  return true;
+}
+
+bool ipv4(const nlattr* a, uint32_t& v) {
+  if (!a || mnl_attr_get_payload_len(a) != 4) return false;
+  v = mnl_attr_get_u32(a);
+  return true;
+}
+
+}  // namespace
+
+bool DefaultRoute::sameRoute(const DefaultRoute& o) const {
+  if (tos != o.tos || metric != o.metric || type != o.type || scope != o.scope || protocol != o.protocol ||
+      prefsrc != o.prefsrc || nhid != o.nhid)
+    return false;
+  if (nhid) return true;  // the object decides the hops
+  if (hops.size() != o.hops.size()) return false;
+  for (std::size_t i = 0; i < hops.size(); ++i)
+    if (!hops[i].sameAs(o.hops[i])) return false;
+  return true;
+}
+
+bool DefaultRouteTable::apply(const nlmsghdr* nlh, bool fromDump) {
+  switch (nlh->nlmsg_type) {
+    case RTM_NEWROUTE: return applyRoute(nlh, false, fromDump);
+    case RTM_DELROUTE: return applyRoute(nlh, true, fromDump);
+    case RTM_NEWNEXTHOP: return applyNexthop(nlh, false, fromDump);
+    case RTM_DELNEXTHOP: return applyNexthop(nlh, true, fromDump);
+    default: return false;
+  }
+}
+
+bool DefaultRouteTable::applyRoute(const nlmsghdr* nlh, bool removed, bool fromDump) {
+  if (mnl_nlmsg_get_payload_len(nlh) < sizeof(rtmsg)) return false;
+  auto* rtm = static_cast<const rtmsg*>(mnl_nlmsg_get_payload(nlh));
+  if (rtm->rtm_family != AF_INET || rtm->rtm_dst_len != 0) return false;
+  Attrs<RTA_MAX + 1> tb;
+  if (mnl_attr_parse(nlh, sizeof(rtmsg), collect<RTA_MAX + 1>, &tb) < 0) return false;
+  uint32_t table = rtm->rtm_table;
+  u32(tb[RTA_TABLE], table);
+  if (table != RT_TABLE_MAIN) return false;
+
+  DefaultRoute r;
+  r.tos = rtm->rtm_tos;
+  r.type = rtm->rtm_type;
+  r.scope = rtm->rtm_scope;
+  r.protocol = rtm->rtm_protocol;
+  u32(tb[RTA_PRIORITY], r.metric);
+  ipv4(tb[RTA_PREFSRC], r.prefsrc);
+  u32(tb[RTA_NH_ID], r.nhid);
+  if (const nlattr* mp = tb[RTA_MULTIPATH]) {
+    auto* p = static_cast<const uint8_t*>(mnl_attr_get_payload(mp));
+    std::size_t left = mnl_attr_get_payload_len(mp);
+    while (left >= sizeof(rtnexthop)) {
+      auto* nh = reinterpret_cast<const rtnexthop*>(p);
+      if (nh->rtnh_len < sizeof(rtnexthop) || nh->rtnh_len > left) break;
+      RouteHop hop;
+      hop.oif = nh->rtnh_ifindex;
+      hop.weight = nh->rtnh_hops;
+      hop.dead = (nh->rtnh_flags & RTNH_F_DEAD) != 0;
+      int attrLen = static_cast<int>(nh->rtnh_len) - static_cast<int>(RTNH_ALIGN(sizeof(rtnexthop)));
+      auto* attr = reinterpret_cast<const nlattr*>(p + RTNH_ALIGN(sizeof(rtnexthop)));
+      while (attrLen > 0 && mnl_attr_ok(attr, attrLen)) {
+        if (mnl_attr_get_type(attr) == RTA_GATEWAY) ipv4(attr, hop.gateway);
+        attrLen -= static_cast<int>(MNL_ALIGN(attr->nla_len));
+        attr = mnl_attr_next(attr);
+      }
+      r.hops.push_back(hop);
+      std::size_t step = RTNH_ALIGN(nh->rtnh_len);
+      if (step >= left) break;
+      p += step;
+      left -= step;
+    }
+  } else {
+    uint32_t oif = 0;
+    RouteHop hop;
+    if (u32(tb[RTA_OIF], oif)) {
+      hop.oif = static_cast<int>(oif);
+      ipv4(tb[RTA_GATEWAY], hop.gateway);
+      hop.dead = (rtm->rtm_flags & RTNH_F_DEAD) != 0;
+      r.hops.push_back(hop);
+    }
+  }
+
+  auto same = [&](const DefaultRoute& o) { return o.sameRoute(r); };
+  if (removed) {
+    auto it = std::find_if(routes_.begin(), routes_.end(), same);
+    if (it == routes_.end()) return false;
+    routes_.erase(it);
+    return true;
+  }
+  if (fromDump) {
+    routes_.push_back(std::move(r));
+    return true;
+  }
+  // The first route of the new route's group, or the route the new group goes before.
+  std::size_t pos = 0;
+  while (pos < routes_.size() && !(routes_[pos].tos < r.tos ||
+                                   (routes_[pos].tos == r.tos && routes_[pos].metric >= r.metric)))
+    ++pos;
+  std::size_t end = pos;
+  while (end < routes_.size() && routes_[end].tos == r.tos && routes_[end].metric == r.metric) ++end;
+  auto first = routes_.begin() + static_cast<std::ptrdiff_t>(pos);
+  auto last = routes_.begin() + static_cast<std::ptrdiff_t>(end);
+  auto existing = std::find_if(first, last, same);
+  if (existing != last) {
+    // The kernel refuses exact duplicates, so this is the route itself: a nexthop object's update
+    // announced for it, or a message older than the dump that already holds it.
+    bool changed = false;
+    for (std::size_t i = 0; i < r.hops.size() && i < existing->hops.size(); ++i)
+      changed |= existing->hops[i].dead != r.hops[i].dead;
+    if (existing->hops.size() != r.hops.size()) changed = true;
+    existing->hops = std::move(r.hops);
+    return changed;
+  }
+  if ((nlh->nlmsg_flags & NLM_F_REPLACE) && pos < end) {
+    *first = std::move(r);
+  } else if (nlh->nlmsg_flags & NLM_F_APPEND) {
+    routes_.insert(last, std::move(r));
+  } else {
+    routes_.insert(first, std::move(r));
+  }
+  return true;
+}
+
+bool DefaultRouteTable::applyNexthop(const nlmsghdr* nlh, bool removed, bool) {
+  if (mnl_nlmsg_get_payload_len(nlh) < sizeof(nhmsg)) return false;
+  auto* nhm = static_cast<const nhmsg*>(mnl_nlmsg_get_payload(nlh));
+  Attrs<NHA_MAX + 1> tb;
+  if (mnl_attr_parse(nlh, sizeof(nhmsg), collect<NHA_MAX + 1>, &tb) < 0) return false;
+  NexthopObject nh;
+  if (!u32(tb[NHA_ID], nh.id) || nh.id == 0) return false;
+  if (removed) return removeNexthop(nh.id);
+  nh.ipv4 = nhm->nh_family == AF_INET || nhm->nh_family == AF_UNSPEC;
+  nh.blackhole = tb[NHA_BLACKHOLE] != nullptr;
+  uint32_t oif = 0;
+  if (u32(tb[NHA_OIF], oif)) nh.oif = static_cast<int>(oif);
+  if (const nlattr* gw = tb[NHA_GATEWAY]) {
+    if (mnl_attr_get_payload_len(gw) == 4)
+      nh.gateway = mnl_attr_get_u32(gw);
+    else
+      nh.ipv4 = false;
+  }
+  if (const nlattr* g = tb[NHA_GROUP]) {
+    auto* entries = static_cast<const nexthop_grp*>(mnl_attr_get_payload(g));
+    std::size_t n = mnl_attr_get_payload_len(g) / sizeof(nexthop_grp);
+    for (std::size_t i = 0; i < n; ++i) nh.group.push_back(entries[i].id);
+    nh.ipv4 = true;
+  }
+  nexthops_[nh.id] = std::move(nh);
+  return true;
+}
+
+bool DefaultRouteTable::dropRoutesUsing(uint32_t nhid) {
+  return std::erase_if(routes_, [&](const DefaultRoute& r) { return r.nhid == nhid; }) > 0;
+}
+
+bool DefaultRouteTable::removeNexthop(uint32_t id) {
+  if (!nexthops_.erase(id)) return false;
+  dropRoutesUsing(id);
+  // Groups lose the member; a group left empty goes with it.
+  std::vector<uint32_t> emptied;
+  for (auto& [gid, g] : nexthops_) {
+    if (g.group.empty()) continue;
+    std::erase(g.group, id);
+    if (g.group.empty()) emptied.push_back(gid);
+  }
+  for (uint32_t gid : emptied) removeNexthop(gid);
+  return true;
+}
+
+bool DefaultRouteTable::flushNexthopsOn(int index, bool keepBlackholes) {
+  std::vector<uint32_t> gone;
+  for (auto& [id, nh] : nexthops_)
+    if (nh.group.empty() && nh.oif == index && !(keepBlackholes && nh.blackhole)) gone.push_back(id);
+  bool changed = false;
+  for (uint32_t id : gone) changed |= removeNexthop(id);
+  return changed;
+}
+
+bool DefaultRouteTable::dropDeadRoutes() {
+  return std::erase_if(routes_, [](const DefaultRoute& r) {
+           return r.nhid == 0 && !r.hops.empty() &&
+                  std::all_of(r.hops.begin(), r.hops.end(), [](const RouteHop& h) { return h.dead; });
+         }) > 0;
+}
+
+bool DefaultRouteTable::linkDown(int index) {
+  bool changed = false;
+  for (DefaultRoute& r : routes_) {
+    if (r.nhid) continue;
+    for (RouteHop& h : r.hops)
+      if (h.oif == index && !h.dead) h.dead = changed = true;
+  }
+  changed |= dropDeadRoutes();
+  changed |= flushNexthopsOn(index, true);
+  return changed;
+}
+
+bool DefaultRouteTable::linkUp(int index) {
+  bool changed = false;
+  for (DefaultRoute& r : routes_)
+    for (RouteHop& h : r.hops)
+      if (h.oif == index && h.dead) {
+        h.dead = false;
+        changed = true;
+      }
+  return changed;
+}
+
+bool DefaultRouteTable::carrierLost(int index) { return flushNexthopsOn(index, true); }
+
+bool DefaultRouteTable::linkRemoved(int index) {
+  bool changed = std::erase_if(routes_, [&](const DefaultRoute& r) {
+                   return r.nhid == 0 &&
+                          std::any_of(r.hops.begin(), r.hops.end(), [&](const RouteHop& h) { return h.oif == index; });
+                 }) > 0;
+  changed |= flushNexthopsOn(index, false);
+  return changed;
+}
+
+bool DefaultRouteTable::lastAddressGone(int index) {
+  bool changed = false;
+  for (DefaultRoute& r : routes_) {
+    if (r.nhid) continue;
+    for (RouteHop& h : r.hops)
+      if (h.oif == index && !h.dead) h.dead = changed = true;
+  }
+  changed |= dropDeadRoutes();
+  return changed;
+}
+
+bool DefaultRouteTable::localAddressGone(uint32_t address) {
+  return std::erase_if(routes_, [&](const DefaultRoute& r) { return r.prefsrc == address; }) > 0;
+}
+
+void DefaultRouteTable::clear() {
+  routes_.clear();
+  nexthops_.clear();
+}
+
+}  // namespace tq::store

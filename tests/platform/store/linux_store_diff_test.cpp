@@ -1,0 +1,553 @@
+// The kernel store as a diff stream: a watcher that replays every report it receives (the value read
+// at the report, removal as nil) must end, once the coalescing window has passed, with exactly the
+// state the kernel's own dumps give (read without the store, mapped by a literal model of the key
+// mapping) and a fresh store's full read. Scripted cases check the reports themselves; a randomized
+// run drives links, addresses, routes, nexthop objects, renames, re-creations, bursts and floods.
+//
+// The randomized run takes TQ_STORE_DIFF_STEPS steps (default 400) from seed TQ_STORE_DIFF_SEED
+// (default 1); for a long run: TQ_STORE_DIFF_STEPS=20000 TQ_STORE_DIFF_SEED=$RANDOM.
+#include <gtest/gtest.h>
+
+#include <cstdlib>
+#include <random>
+#include <regex>
+#include <set>
+
+#include "support/kernel_state.h"
+#include "support/net_namespace.h"
+#include "tq/platform/store/linux_network_store.h"
+
+using namespace tq;
+using namespace std::chrono_literals;
+using Verb = test::NetlinkRequests::Verb;
+using Route = test::NetlinkRequests::Route;
+using Hop = test::NetlinkRequests::Hop;
+
+namespace {
+
+String S(const std::string& s) { return String::fromUTF8(s); }
+
+Hop hop(const std::string& dev, const std::string& gateway) {
+  Hop h;
+  h.dev = dev;
+  h.gateway = gateway;
+  return h;
+}
+Route route(uint32_t metric, std::vector<Hop> hops, uint32_t nhid = 0, const std::string& prefsrc = "") {
+  Route r;
+  r.metric = metric;
+  r.hops = std::move(hops);
+  r.nhid = nhid;
+  r.prefsrc = prefsrc;
+  return r;
+}
+test::NetlinkRequests::Nexthop nexthop(uint32_t id, const std::string& dev, const std::string& gateway,
+                                       std::vector<uint32_t> group = {}) {
+  test::NetlinkRequests::Nexthop n;
+  n.id = id;
+  n.dev = dev;
+  n.gateway = gateway;
+  n.group = std::move(group);
+  return n;
+}
+
+using State = std::map<std::string, Value>;
+using Report = std::vector<std::pair<std::string, Value>>;
+
+// A store and what its reports add up to.
+struct Watcher {
+  std::string label;
+  std::string pattern = ".*";  // the keys it watches
+  std::shared_ptr<LinuxNetworkStore> store;
+  State replay;
+  std::vector<Report> batches;
+};
+
+class StoreDiff : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!ns_.ok()) GTEST_SKIP() << "needs a fresh network namespace: " << ns_.reason();
+  }
+  void TearDown() override {
+    for (auto& w : watchers) loop.removeSource(w->store->runLoopSource());
+  }
+
+  Watcher& watch(const std::string& label, LinuxNetworkStore::Options options = {}, const std::string& pattern = ".*") {
+    options.useSystemWireless = false;
+    auto w = std::make_unique<Watcher>();
+    Watcher* raw = w.get();
+    raw->label = label;
+    raw->store = LinuxNetworkStore::create(u"diff", [raw](StoreConnection& c, const Array& keys) {
+      Report batch;
+      for (const String& k : keys.strings()) {
+        Value v = c.copyValue(k);
+        batch.emplace_back(k.UTF8String(), v);
+        if (v.isNil())
+          raw->replay.erase(k.UTF8String());
+        else
+          raw->replay[k.UTF8String()] = v;
+      }
+      raw->batches.push_back(std::move(batch));
+    }, options);
+    EXPECT_TRUE(raw->store);
+    raw->pattern = pattern;
+    raw->replay = only(dumpOf(*raw->store), pattern);
+    loop.addSource(raw->store->runLoopSource());
+    raw->store->setNotificationKeys(Array(), Array{Value(S(pattern))});
+    watchers.push_back(std::move(w));
+    return *raw;
+  }
+
+  static State only(const State& all, const std::string& pattern) {
+    std::regex re(pattern, std::regex::extended);
+    State s;
+    for (auto& [k, v] : all)
+      if (std::regex_match(k, re)) s[k] = v;
+    return s;
+  }
+  static State dumpOf(LinuxNetworkStore& store) {
+    State s;
+    for (const String& k : store.copyKeyList(u".*").strings()) s[k.UTF8String()] = store.copyValue(k);
+    return s;
+  }
+
+  // Runs the loop until every watcher's replay equals the kernel's state and a fresh store's read;
+  // the kernel may still be settling (carrier follows a peer through the link watcher), so this
+  // waits a while before it reports the difference.
+  std::string converge() {
+    State expected;
+    for (int attempt = 0; attempt < 300; ++attempt) {
+      loop.runFor(attempt == 0 ? 6ms : 10ms);
+      expected = test::expectedStoreFromKernel();
+      bool same = true;
+      for (auto& w : watchers) {
+        same &= w->replay == only(expected, w->pattern);
+        // Values are read the same whether watched or not (some are made only when asked for).
+        if (w->pattern != ".*") same &= dumpOf(*w->store) == expected;
+      }
+      if (!same) continue;
+      LinuxNetworkStore::Options o;
+      o.useSystemWireless = false;
+      auto fresh = LinuxNetworkStore::create(u"fresh", nullptr, o);
+      if (dumpOf(*fresh) == expected) return "";
+    }
+    std::string out;
+    for (auto& w : watchers) {
+      out += test::describeDifference(only(expected, w->pattern), w->replay, "kernel", w->label.c_str());
+      if (w->pattern != ".*")
+        out += test::describeDifference(expected, dumpOf(*w->store), "kernel", (w->label + ", read").c_str());
+    }
+    LinuxNetworkStore::Options o;
+    o.useSystemWireless = false;
+    auto fresh = LinuxNetworkStore::create(u"fresh", nullptr, o);
+    out += test::describeDifference(expected, dumpOf(*fresh), "kernel", "a fresh store");
+    return out;
+  }
+
+  // The keys of every batch since `from`, in order.
+  static std::vector<std::string> reported(const Watcher& w, std::size_t from = 0) {
+    std::vector<std::string> keys;
+    for (std::size_t i = from; i < w.batches.size(); ++i)
+      for (auto& [k, v] : w.batches[i]) keys.push_back(k);
+    return keys;
+  }
+  static std::string primary(const Watcher& w) {
+    auto it = w.replay.find("State:/Network/Global/IPv4");
+    if (it == w.replay.end()) return "";
+    return it->second.dictionaryValue().objectForKey(u"PrimaryInterface").stringValue().UTF8String();
+  }
+  static std::string router(const Watcher& w) {
+    auto it = w.replay.find("State:/Network/Global/IPv4");
+    if (it == w.replay.end()) return "";
+    return it->second.dictionaryValue().objectForKey(u"Router").stringValue().UTF8String();
+  }
+
+  // A veth pair whose peer ("p" + name) is up, the near end up too.
+  void pair(const std::string& name, const std::string& peer) {
+    ASSERT_EQ(nl.createVeth(name, peer), 0);
+    ASSERT_EQ(nl.setUp(peer, true), 0);
+    ASSERT_EQ(nl.setUp(name, true), 0);
+  }
+
+  test::NetNamespace ns_;
+  test::NetlinkRequests nl;
+  RunLoop loop = RunLoop::current();
+  std::vector<std::unique_ptr<Watcher>> watchers;
+};
+
+int count(const std::vector<std::string>& keys, const std::string& k) {
+  return static_cast<int>(std::count(keys.begin(), keys.end(), k));
+}
+
+}  // namespace
+
+// A change waiting in the coalescing window is still reported when its key is touched again
+// without changing before the window ends.
+TEST_F(StoreDiff, AChangeOwedFromAnEarlierRoundIsReported) {
+  pair("va", "pa");
+  LinuxNetworkStore::Options options;
+  options.coalescingWindow = 300ms;  // wide enough to act inside it for sure
+  Watcher& w = watch("store", options);
+  ASSERT_EQ(converge(), "");
+
+  ASSERT_EQ(nl.addAddress("va", "10.1.0.2", 24), 0);  // goes out at once: the window starts
+  loop.runFor(30ms);
+  std::size_t mark = w.batches.size();
+  ASSERT_EQ(nl.setUp("pa", false), 0);  // va loses carrier: its link key now waits for the window
+  loop.runFor(30ms);
+  ASSERT_EQ(nl.addAddress("va", "10.1.0.3", 24), 0);  // va touched again, its link key unchanged
+  loop.runFor(30ms);
+  ASSERT_EQ(converge(), "");
+  auto keys = reported(w, mark);
+  EXPECT_EQ(count(keys, "State:/Network/Interface/va/Link"), 1) << "the carrier change of va";
+  EXPECT_EQ(count(keys, "State:/Network/Interface/va/IPv4"), 1);
+}
+
+TEST_F(StoreDiff, ReplaceChangePrependAndDeleteOfDefaultRoutes) {
+  pair("va", "pa");
+  pair("wa", "pw");
+  ASSERT_EQ(nl.addAddress("va", "10.1.0.2", 24), 0);
+  ASSERT_EQ(nl.addAddress("wa", "10.2.0.2", 24), 0);
+  Watcher& w = watch("store");
+  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(20, {hop("va", "10.1.0.1")})), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(primary(w), "va");
+  EXPECT_EQ(router(w), "10.1.0.1");
+
+  ASSERT_EQ(nl.defaultRoute(Verb::Replace, route(20, {hop("wa", "10.2.0.1")})), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(primary(w), "wa") << "replace takes the old route's place";
+  ASSERT_EQ(nl.defaultRoute(Verb::Change, route(20, {hop("wa", "10.2.0.9")})), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(router(w), "10.2.0.9");
+
+  // Equal metrics: prepend goes first, append last; the first usable one is the primary.
+  ASSERT_EQ(nl.defaultRoute(Verb::Prepend, route(20, {hop("va", "10.1.0.1")})), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(primary(w), "va");
+  ASSERT_EQ(nl.defaultRoute(Verb::Append, route(20, {hop("va", "10.1.0.7")})), 0);
+  ASSERT_EQ(nl.defaultRoute(Verb::Replace, route(20, {hop("wa", "10.2.0.1")})), 0);  // the first one
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(primary(w), "wa");
+  EXPECT_EQ(router(w), "10.2.0.1");
+
+  // Multipath: the first hop that is usable.
+  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(5, {hop("wa", "10.2.0.3"), hop("va", "10.1.0.3")})), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(router(w), "10.2.0.3");
+  ASSERT_EQ(nl.setUp("pw", false), 0);  // wa without carrier: the second hop
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(router(w), "10.1.0.3");
+
+  for (auto r : {route(5, {hop("wa", "10.2.0.3"), hop("va", "10.1.0.3")}), route(20, {hop("wa", "10.2.0.1")}),
+                 route(20, {hop("wa", "10.2.0.9")}), route(20, {hop("va", "10.1.0.7")})})
+    ASSERT_EQ(nl.defaultRoute(Verb::Delete, r), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(w.replay.count("State:/Network/Global/IPv4"), 0u) << "no default route left";
+}
+
+TEST_F(StoreDiff, NexthopObjectsAndWhatTheKernelDropsSilently) {
+  pair("va", "pa");
+  pair("wa", "pw");
+  ASSERT_EQ(nl.addAddress("va", "10.1.0.2", 24), 0);
+  ASSERT_EQ(nl.addAddress("wa", "10.2.0.2", 24), 0);
+  Watcher& w = watch("store");
+  ASSERT_EQ(nl.addNexthop(nexthop(1, "va", "10.1.0.1"), false), 0);
+  ASSERT_EQ(nl.addNexthop(nexthop(2, "wa", "10.2.0.1"), false), 0);
+  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(10, {}, 1)), 0);
+  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(20, {hop("wa", "10.2.0.1")})), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(router(w), "10.1.0.1");
+
+  ASSERT_EQ(nl.addNexthop(nexthop(1, "va", "10.1.0.5"), true), 0);  // replaced: its routes follow
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(router(w), "10.1.0.5");
+  ASSERT_EQ(nl.deleteNexthop(1), 0);  // its routes go with it, without a message of their own
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(primary(w), "wa");
+
+  // A group; its routes stay while a member is left.
+  ASSERT_EQ(nl.addNexthop(nexthop(1, "va", "10.1.0.1"), false), 0);
+  ASSERT_EQ(nl.addNexthop(nexthop(5, "", "", {1, 2}), false), 0);
+  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(5, {}, 5)), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(router(w), "10.1.0.1");
+  ASSERT_EQ(nl.setUp("pa", false), 0);  // va loses carrier: nexthop 1 goes, silently
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(router(w), "10.2.0.1");
+  ASSERT_EQ(nl.setUp("pa", true), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(router(w), "10.2.0.1") << "nexthop 1 does not come back";
+
+  ASSERT_EQ(nl.setUp("wa", false), 0);  // nexthop 2, the group, its route and wa's own route go
+  ASSERT_EQ(nl.setUp("wa", true), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(primary(w), "");
+
+  // The last address of a link takes the link's routes; a route's preferred source takes it too.
+  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(30, {hop("va", "10.1.0.1")})), 0);
+  ASSERT_EQ(nl.addAddress("wa", "10.2.0.3", 24), 0);
+  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(20, {hop("wa", "10.2.0.1")}, 0, "10.2.0.3")), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(primary(w), "wa");
+  ASSERT_EQ(nl.deleteAddress("wa", "10.2.0.3", 24), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(primary(w), "va");
+  ASSERT_EQ(nl.deleteAddress("va", "10.1.0.2", 24), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(primary(w), "");
+}
+
+// The global key goes out whenever the primary interface's addresses change, its own value equal.
+TEST_F(StoreDiff, GlobalKeyReportedWhenThePrimarysAddressIsReplaced) {
+  pair("va", "pa");
+  ASSERT_TRUE(test::setSysctl("net/ipv4/conf/va/promote_secondaries", "1"));
+  ASSERT_EQ(nl.addAddress("va", "10.1.0.2", 24), 0);
+  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(0, {hop("va", "")})), 0);
+  Watcher& w = watch("store");
+  ASSERT_EQ(converge(), "");
+  Value global = w.replay["State:/Network/Global/IPv4"];
+  for (const char* next : {"10.1.0.3", "10.1.0.4"}) {
+    std::size_t mark = w.batches.size();
+    ASSERT_EQ(nl.addAddress("va", next, 24), 0);
+    ASSERT_EQ(converge(), "");
+    std::size_t middle = w.batches.size();
+    ASSERT_EQ(nl.deleteAddress("va", next == std::string("10.1.0.3") ? "10.1.0.2" : "10.1.0.3", 24), 0);
+    ASSERT_EQ(converge(), "");
+    EXPECT_EQ(w.replay["State:/Network/Global/IPv4"], global) << "the same route, the same value";
+    EXPECT_EQ(count(reported(w, mark), "State:/Network/Global/IPv4"), 2) << next;
+    EXPECT_EQ(count(reported(w, middle), "State:/Network/Global/IPv4"), 1) << next;
+  }
+  EXPECT_EQ(w.replay["State:/Network/Interface/va/IPv4"].dictionaryValue().objectForKey(u"Addresses").arrayValue(),
+            Array::withStrings({u"10.1.0.4"}));
+}
+
+TEST_F(StoreDiff, NamesThatAreNotUTF8GetKeysOfTheirOwn) {
+  pair("n\xff", "pa");
+  pair("n\xfe", "pb");
+  pair("n\\xff", "pc");
+  ASSERT_EQ(nl.addAddress("n\xff", "10.1.0.2", 24), 0);
+  Watcher& w = watch("store");
+  ASSERT_EQ(converge(), "");
+  EXPECT_EQ(w.replay["Setup:/Network/Service/n\\xff/Interface"].dictionaryValue().objectForKey(u"DeviceName"),
+            Value(S("n\\xff")));
+  EXPECT_EQ(w.replay.count("State:/Network/Interface/n\\xfe/Link"), 1u);
+  EXPECT_EQ(w.replay.count("State:/Network/Interface/n\\\\xff/Link"), 1u) << "a backslash of the name doubles";
+  EXPECT_EQ(w.replay.count("State:/Network/Interface/n\\xff/IPv4"), 1u);
+  EXPECT_EQ(w.replay.count("State:/Network/Interface/n\\xfe/IPv4"), 0u);
+  ASSERT_EQ(nl.setUp("pb", false), 0);
+  ASSERT_EQ(converge(), "");
+  EXPECT_TRUE(w.replay["State:/Network/Interface/n\\xff/Link"].dictionaryValue().objectForKey(u"Active").boolValue());
+  EXPECT_FALSE(w.replay["State:/Network/Interface/n\\xfe/Link"].dictionaryValue().objectForKey(u"Active").boolValue());
+}
+
+// Address events cost one update each: a link with many addresses keeps the kernel's order through
+// secondaries, promotions and deletions.
+TEST_F(StoreDiff, AddressOrderThroughPromotions) {
+  pair("va", "pa");
+  Watcher& w = watch("store");
+  ASSERT_TRUE(test::setSysctl("net/ipv4/conf/va/promote_secondaries", "1"));
+  const char* script[][3] = {
+      {"+", "10.1.0.2", "24"}, {"+", "10.1.0.3", "24"}, {"+", "10.2.0.2", "16"}, {"+", "10.1.0.4", "24"},
+      {"+", "10.3.0.1", "32"}, {"+", "10.2.0.3", "16"}, {"-", "10.1.0.2", "24"}, {"+", "10.1.0.2", "24"},
+      {"-", "10.2.0.2", "16"}, {"-", "10.1.0.3", "24"}, {"+", "10.4.0.1", "8"},  {"-", "10.3.0.1", "32"},
+  };
+  for (auto& step : script) {
+    int rc = step[0][0] == '+' ? nl.addAddress("va", step[1], std::atoi(step[2]), "")
+                               : nl.deleteAddress("va", step[1], std::atoi(step[2]));
+    ASSERT_EQ(rc, 0) << step[0] << step[1];
+    ASSERT_EQ(converge(), "") << "after " << step[0] << step[1];
+  }
+  ASSERT_TRUE(test::setSysctl("net/ipv4/conf/va/promote_secondaries", "0"));
+  ASSERT_EQ(nl.deleteAddress("va", "10.1.0.4", 24), 0);  // takes its secondaries with it
+  ASSERT_EQ(converge(), "");
+  EXPECT_FALSE(w.replay.empty());
+}
+
+namespace {
+
+// The world the randomized run plays in: four veth pairs whose near ends take names from a pool
+// (some not UTF-8), addresses from small per-pair pools (so that many are secondaries), default
+// routes of a few metrics in every form, and nexthop objects 1 to 5.
+struct World {
+  std::mt19937 rng;
+  std::vector<std::string> names = {"eth0", "wan", "n\xff", "n\xfe", "n\\xff", "lan\xc3\xa9", "x1", "x2"};
+  std::string near[4];
+  explicit World(unsigned seed) : rng(seed) {}
+  int pick(int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); }
+  bool chance(int percent) { return pick(100) < percent; }
+  std::string peer(int slot) const { return "q" + std::to_string(slot); }
+  std::string freeName() {
+    for (;;) {
+      std::string n = names[pick(static_cast<int>(names.size()))];
+      if (std::find(std::begin(near), std::end(near), n) == std::end(near)) return n;
+    }
+  }
+  std::string address(int slot) {
+    static const char* hosts[] = {"0.1", "0.2", "0.3", "0.4", "1.1", "1.2", "2.5"};
+    return "10." + std::to_string(slot) + "." + hosts[pick(7)];
+  }
+  int prefix(const std::string& a) { return a.ends_with("2.5") ? 32 : a.find(".1.") != std::string::npos ? 16 : 24; }
+  std::string gateway(int slot) { return "10." + std::to_string(slot) + ".0." + std::to_string(250 + pick(3)); }
+};
+
+}  // namespace
+
+TEST_F(StoreDiff, RandomizedSequencesMatchTheKernel) {
+  const char* stepsEnv = std::getenv("TQ_STORE_DIFF_STEPS");
+  const char* seedEnv = std::getenv("TQ_STORE_DIFF_SEED");
+  int steps = stepsEnv ? std::atoi(stepsEnv) : 400;
+  unsigned seed = seedEnv ? static_cast<unsigned>(std::strtoul(seedEnv, nullptr, 10)) : 1u;
+  World world(seed);
+  for (int s = 0; s < 4; ++s) {
+    world.near[s] = world.freeName();
+    pair(world.near[s], world.peer(s));
+  }
+  watch("store");
+  LinuxNetworkStore::Options tiny;
+  tiny.receiveBufferBytes = 2048;  // overruns at the first burst, and reads everything again
+  Watcher& small = watch("store with a tiny buffer", tiny);
+  watch("store watching links and the global key", {}, "State:/Network/(Interface/[^/]+/Link|Global/IPv4)");
+
+  std::vector<std::string> log;
+  int taken = 0;  // requests the kernel took
+  auto took = [&](const char*, int rc) {
+    taken += rc == 0;
+    return rc;
+  };
+  int withPrimary = 0;
+  auto one = [&](bool inBurst) {
+    int s = world.pick(4);
+    const std::string& n = world.near[s];
+    std::string what;
+    switch (world.pick(inBurst ? 8 : 11)) {
+      case 0: {
+        bool up = world.chance(60);
+        took("near", nl.setUp(n, up));
+        what = "near " + std::to_string(s) + (up ? " up" : " down");
+        break;
+      }
+      case 1: {
+        bool up = world.chance(60);
+        took("peer", nl.setUp(world.peer(s), up));
+        what = "peer " + std::to_string(s) + (up ? " up" : " down");
+        break;
+      }
+      case 2: {
+        std::string a = world.address(s);
+        took("add address", nl.addAddress(n, a, world.prefix(a), world.chance(50) ? "10." + std::to_string(s) + ".255.255" : ""));
+        what = "add " + a + " on " + std::to_string(s);
+        break;
+      }
+      case 3: {
+        std::string a = world.address(s);
+        took("delete address", nl.deleteAddress(n, a, world.prefix(a)));
+        what = "delete " + a + " on " + std::to_string(s);
+        break;
+      }
+      case 4:
+      case 5: {
+        static const Verb verbs[] = {Verb::Add, Verb::Prepend, Verb::Append, Verb::Replace, Verb::Change, Verb::Delete};
+        Verb verb = verbs[world.pick(6)];
+        Route r;
+        r.metric = static_cast<uint32_t>(10 * world.pick(3));
+        int form = world.pick(5);
+        if (form == 0) {
+          r.hops = {hop(n, world.gateway(s))};
+        } else if (form == 1) {
+          r.hops = {hop(n, "")};
+        } else if (form == 2) {
+          int t = (s + 1 + world.pick(3)) % 4;
+          r.hops = {hop(n, world.gateway(s)), hop(world.near[t], world.gateway(t))};
+        } else if (form == 3) {
+          r.nhid = static_cast<uint32_t>(1 + world.pick(5));
+        } else {
+          r.hops = {hop(n, world.gateway(s))};
+          r.prefsrc = world.address(s);
+        }
+        took("route", nl.defaultRoute(verb, r));
+        what = "route verb " + std::to_string(static_cast<int>(verb)) + " form " + std::to_string(form) + " metric " +
+               std::to_string(r.metric) + " slot " + std::to_string(s);
+        break;
+      }
+      case 6: {
+        uint32_t id = static_cast<uint32_t>(1 + world.pick(5));
+        if (world.chance(25)) {
+          took("delete nexthop", nl.deleteNexthop(id));
+          what = "delete nexthop " + std::to_string(id);
+        } else if (id == 5) {
+          std::vector<uint32_t> members = {static_cast<uint32_t>(1 + world.pick(2))};
+          if (world.chance(50)) members.push_back(3 + static_cast<uint32_t>(world.pick(2)));
+          took("group", nl.addNexthop(nexthop(5, "", "", members), world.chance(50)));
+          what = "group nexthop 5";
+        } else {
+          took("nexthop", nl.addNexthop(nexthop(id, n, world.chance(70) ? world.gateway(s) : ""), world.chance(50)));
+          what = "nexthop " + std::to_string(id) + " on " + std::to_string(s);
+        }
+        break;
+      }
+      case 7: {
+        std::string to = world.freeName();
+        nl.setUp(n, false);
+        if (took("rename", nl.rename(n, to)) == 0 || inBurst) world.near[s] = to;
+        nl.setUp(world.near[s], true);
+        what = "rename " + std::to_string(s);
+        break;
+      }
+      case 8: {
+        nl.deleteLink(n);
+        world.near[s] = world.freeName();
+        nl.createVeth(world.near[s], world.peer(s));
+        nl.setUp(world.peer(s), true);
+        if (world.chance(70)) nl.setUp(world.near[s], true);
+        what = "re-create " + std::to_string(s);
+        break;
+      }
+      case 9: {
+        test::setSysctl("net/ipv4/conf/" + n + "/promote_secondaries", world.chance(50) ? "1" : "0");
+        what = "promote " + std::to_string(s);
+        break;
+      }
+      default:
+        what = "nothing";
+        break;
+    }
+    return what;
+  };
+
+  for (int step = 0; step < steps; ++step) {
+    std::string what;
+    int kind = world.pick(20);
+    if (kind == 0) {
+      // A burst inside one window, requests sent without waiting for their answers.
+      nl.setWaiting(false);
+      int n = 5 + world.pick(15);
+      for (int i = 0; i < n; ++i) what += one(true) + "; ";
+      nl.drain();
+      nl.setWaiting(true);
+    } else if (kind == 1) {
+      // A flood: far more messages than the small store's buffer holds.
+      nl.setWaiting(false);
+      for (int i = 0; i < 200; ++i) nl.setUp(world.peer(world.pick(4)), i % 2 == 0);
+      nl.drain();
+      nl.setWaiting(true);
+      for (int s = 0; s < 4; ++s) nl.setUp(world.peer(s), world.chance(70));
+      what = "flood";
+    } else {
+      what = one(false);
+    }
+    log.push_back(what);
+    std::string diff = converge();
+    withPrimary += !primary(*watchers[0]).empty();
+    if (!diff.empty()) {
+      std::string recent;
+      for (std::size_t i = log.size() > 8 ? log.size() - 8 : 0; i < log.size(); ++i) recent += "  " + log[i] + "\n";
+      FAIL() << "seed " << seed << ", step " << step << " differs from the kernel:\n" << diff << "last steps:\n" << recent;
+    }
+  }
+  // Not a run of refused requests and empty states.
+  std::printf("%d requests taken, %d of %d steps with a primary\n", taken, withPrimary, steps);
+  EXPECT_GT(taken, steps / 2);
+  EXPECT_GT(withPrimary, steps / 8);
+  EXPECT_GT(small.store->statistics().overruns, 0u) << "the floods should overrun the small buffer";
+}
