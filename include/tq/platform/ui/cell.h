@@ -109,13 +109,16 @@ class Cell : public InterfaceObject {
   View* controlView() const { return controlView_; }
   void setControlView(View* view) { controlView_ = view; }
 
-  // The natural size of the content: the string measured in the cell's font, plus the room the cell
-  // needs around it (bezels, borders; see the subclasses).
+  // The natural size of the content: the string measured in the cell's font, plus textRoom()
+  // (bezels, borders, insets); subclasses with other content (indicators, icons) add theirs.
   virtual Size cellSize() const;
-  // The size within bounds: a wrapping cell lays its text out in the bounds' width
-  // (TextMeasurer::sizeOfString with a width), a non-wrapping one is one line high. Width is at most
-  // the bounds' width.
+  // The size of the text within bounds, plus textRoom(): a wrapping cell lays its text out in the
+  // bounds' width less that room (TextMeasurer::sizeOfString with a width), a non-wrapping one is
+  // one line high. Width is at most the bounds' width. It does not go through cellSize(), so a
+  // subclass that widens cellSize() for other content (an icon) measures its text all the same.
   virtual Size cellSizeForBounds(const Rect& bounds) const;
+  // The room the cell keeps around its text (width, height); none for a plain cell.
+  virtual Size textRoom() const { return {}; }
 
   // A copy of the cell, as the platform's cell copying makes it: the same values and flags (a
   // formatter is shared), no bindings, in no view (controlView() nullptr). Every cell class
