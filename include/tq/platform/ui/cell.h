@@ -101,6 +101,27 @@ class Cell : public InterfaceObject {
   // none. Copies of the cell share it.
   virtual const std::shared_ptr<Image>& image() const { return image_; }
   virtual void setImage(std::shared_ptr<Image> image) { image_ = std::move(image); }
+  // Numeric controls (sliders, steppers, level indicators, date pickers): the value and the range
+  // it moves in; 0 in 0 to 1 unless set. A date picker's value is its date in seconds since
+  // 2001-01-01 00:00 UTC.
+  double doubleValue() const { return doubleValue_; }
+  void setDoubleValue(double value) { doubleValue_ = value; }
+  double minValue() const { return minValue_; }
+  void setMinValue(double value) { minValue_ = value; }
+  double maxValue() const { return maxValue_; }
+  void setMaxValue(double value) { maxValue_ = value; }
+  // Tick marks of a slider or level indicator; 0 for none.
+  long numberOfTickMarks() const { return tickMarks_; }
+  void setNumberOfTickMarks(long count) { tickMarks_ = count; }
+  // The archived look of a control that has several: a slider's type ("linear", "circular"), a
+  // level indicator's style ("continuousCapacity", "discreteCapacity", "relevancy", "rating"), a date
+  // picker's style ("textFieldAndStepper", "clockAndCalendar", "textField"); nil for the default.
+  const String& controlStyle() const { return controlStyle_; }
+  void setControlStyle(String style) { controlStyle_ = std::move(style); }
+  // A date picker's fields: DateElementYearMonthDay | DateElementHourMinute | DateElementSecond.
+  enum DateElements : unsigned { DateElementYearMonthDay = 1, DateElementHourMinute = 2, DateElementSecond = 4 };
+  unsigned dateElements() const { return dateElements_; }
+  void setDateElements(unsigned elements) { dateElements_ = elements; }
   // A formatter object of the archive (number or date formatter), owned; nullptr for none.
   const std::shared_ptr<Object>& formatter() const { return formatter_; }
   void setFormatter(std::shared_ptr<Object> formatter) { formatter_ = std::move(formatter); }
@@ -150,6 +171,12 @@ class Cell : public InterfaceObject {
   long tag_ = 0;
   ControlSize controlSize_ = ControlSize::Regular;
   String imageName_;
+  double doubleValue_ = 0;
+  double minValue_ = 0;
+  double maxValue_ = 1;
+  long tickMarks_ = 0;
+  String controlStyle_;
+  unsigned dateElements_ = DateElementYearMonthDay;
   std::shared_ptr<Image> image_;
   std::shared_ptr<Object> formatter_;
   View* controlView_ = nullptr;
