@@ -805,6 +805,8 @@ class NibBuilder {
     for (const char* style : {"sliderType", "levelIndicatorStyle", "datePickerStyle"}) {
       if (hasAttr(n, style)) cell->setControlStyle(attr(n, style));
     }
+    // A path control's URL is its value.
+    if (pugi::xml_node url = keyed(n, "url"); url && hasAttr(url, "string")) cell->setStringValue(attr(url, "string"));
     if (pugi::xml_node date = keyed(n, "date")) {
       cell->setDoubleValue(numberAttr(date, "timeIntervalSinceReferenceDate", 0));
     }

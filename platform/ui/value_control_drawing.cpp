@@ -182,6 +182,26 @@ void datePicker(const Cell* cell, Rect b) {
   if (withStepper) stepper({field.maxX() + 2, b.y, 14, b.h});
 }
 
+// A path control: the folder names of its URL after a folder mark, separated by chevrons.
+void pathControl(const Cell* cell, Rect b) {
+  std::string url = cell ? cell->stringValue().UTF8String() : std::string();
+  if (const auto scheme = url.find("://"); scheme != std::string::npos) {
+    url = url.substr(scheme + 3);
+    url = url.substr(std::min(url.find('/'), url.size()));  // drop the host
+  }
+  std::string shown;
+  for (std::size_t start = 0; start < url.size();) {
+    std::size_t end = url.find('/', start);
+    if (end == std::string::npos) end = url.size();
+    if (end > start) shown += (shown.empty() ? "" : "  \u203A  ") + url.substr(start, end - start);
+    start = end + 1;
+  }
+  const double side = std::min(b.h - 4, 14.0);
+  templateStandIn(u"NSFolder", {b.x + 2, b.y + (b.h - side) / 2, side, side}, labelColor());
+  text(String::fromUTF8(shown.empty() ? "/" : shown), {b.x + side + 6, b.y, b.w - side - 6, b.h},
+       cell ? cell->font() : FontDescriptor::systemFont(11), labelColor(!cell || cell->isEnabled()));
+}
+
 void colorWell(Rect b) {
   rounded(b, 2, faceColor(), edgeColor());
   fill(inset(b, 4, 4), gray(0.5));
@@ -200,6 +220,8 @@ bool drawValueControl(const String& name, const Cell* cell, const View* view, Re
     progress(view, r);
   } else if (name == String(u"NSDatePicker") || name == String(u"NSDatePickerCell")) {
     datePicker(cell, r);
+  } else if (name == String(u"NSPathControl") || name == String(u"NSPathCell")) {
+    pathControl(cell, r);
   } else if (name == String(u"NSColorWell")) {
     colorWell(r);
   } else {
