@@ -2,6 +2,7 @@
 // of the look, and the settings of the drawing in progress (named images, dark panels).
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 
@@ -23,6 +24,7 @@ namespace drawing {
 struct Settings {
   const NamedImageSource* images = nullptr;
   bool dark = false;
+  const std::function<void(const View&, Rect)>* drawnView = nullptr;
 };
 const Settings& settings();
 

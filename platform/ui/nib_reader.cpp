@@ -958,7 +958,8 @@ class NibBuilder {
     if (!found) return warn("outlet " + property.UTF8String() + ": no object " + destId.UTF8String());
     if (!p.source || involvesMissingPlaceholder(destId, destination)) return;
     if (auto* receiver = dynamic_cast<NibConnectable*>(p.source.get())) receiver->setOutlet(property, destination);
-    nib_.connections_.push_back({NibConnection::Kind::Outlet, property, p.sourceId, destId, String(), p.source, destination});
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Outlet, property, p.sourceId, destId, String(), p.source, destination, attr(c, "id")});
   }
 
   void connectAction(const Pending& p, pugi::xml_node c) {
@@ -980,7 +981,8 @@ class NibBuilder {
       item->setAction(selector);
     }
     if (auto* receiver = dynamic_cast<NibConnectable*>(target.get())) receiver->connectAction(selector, p.source);
-    nib_.connections_.push_back({NibConnection::Kind::Action, selector, p.sourceId, targetId, String(), p.source, target});
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Action, selector, p.sourceId, targetId, String(), p.source, target, attr(c, "id")});
   }
 
   void connectBinding(const Pending& p, pugi::xml_node c) {
@@ -1005,7 +1007,8 @@ class NibBuilder {
       if (!v.isNil()) options.emplace_back(attr(o, "key"), std::move(v));
     }
     bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
-    nib_.connections_.push_back({NibConnection::Kind::Binding, name, p.sourceId, destId, keyPath, p.source, destination});
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Binding, name, p.sourceId, destId, keyPath, p.source, destination, attr(c, "id")});
   }
 
   const NibLoadOptions& options_;

@@ -308,6 +308,16 @@ void drawTree(const View& view, bool inFlippedSpace) {
   }
   t.concat();
   const Rect bounds = view.bounds();
+  if (const auto* report = settings().drawnView) {
+    const AffineTransform m = context->currentTransform();
+    const Point corners[] = {m.transformPoint({bounds.x, bounds.y}), m.transformPoint({bounds.maxX(), bounds.y}),
+                             m.transformPoint({bounds.x, bounds.maxY()}), m.transformPoint({bounds.maxX(), bounds.maxY()})};
+    double x0 = corners[0].x, x1 = x0, y0 = corners[0].y, y1 = y0;
+    for (const Point& p : corners) {
+      x0 = std::min(x0, p.x), x1 = std::max(x1, p.x), y0 = std::min(y0, p.y), y1 = std::max(y1, p.y);
+    }
+    (*report)(view, Rect{x0, y0, x1 - x0, y1 - y0});
+  }
   context->clipToRect(bounds);
   drawViewContent(view, bounds);
   for (const auto& subview : view.subviews()) {
@@ -319,7 +329,7 @@ void drawTree(const View& view, bool inFlippedSpace) {
 }  // namespace
 
 void drawViewHierarchy(const View& view, bool inFlippedSpace, const ViewDrawingOptions& options) {
-  const Session session({options.images.get(), options.dark});
+  const Session session({options.images.get(), options.dark, options.drawnView ? &options.drawnView : nullptr});
   drawTree(view, inFlippedSpace);
 }
 
@@ -378,7 +388,7 @@ GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions&
       AffineTransform t;
       t.translateXBy(-view->frame().x, -view->frame().y);
       t.concat();
-      drawViewHierarchy(*view, false, {options.images, hud});
+      drawViewHierarchy(*view, false, {options.images, hud, options.drawnView});
       GraphicsContext::restoreGraphicsState();
     }
   });
@@ -391,7 +401,7 @@ GraphicsContextRef renderView(const View& view, double scale, std::shared_ptr<Dr
     AffineTransform t;
     t.translateXBy(-f.x, -f.y);
     t.concat();
-    drawViewHierarchy(view, false, {std::move(images), false});
+    drawViewHierarchy(view, false, {std::move(images), false, {}});
   });
 }
 

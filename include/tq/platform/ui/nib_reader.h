@@ -74,6 +74,9 @@ struct NibConnection {
   // The two ends (not owned).
   std::weak_ptr<Object> source;
   std::weak_ptr<Object> destination;
+  // The connection's own archive identifier (strings tables name a binding's display pattern and
+  // placeholders by it); nil when the archive gives none.
+  String identifier;
 };
 
 // The objects and connections of one successfully read archive.

@@ -17,6 +17,7 @@
 // Threads: the thread that owns the model; drawing goes to that thread's current context.
 #pragma once
 
+#include <functional>
 #include <memory>
 
 #include "tq/platform/ui/drawing_recorder.h"
@@ -32,6 +33,9 @@ struct ViewDrawingOptions {
   std::shared_ptr<const NamedImageSource> images;
   // Draw as in a dark (heads-up) panel: light text, dark control faces.
   bool dark = false;
+  // Called for each view drawn, before its content, with its bounds in the context's own
+  // coordinates (the bounding box, through the transformations in force).
+  std::function<void(const View&, Rect)> drawnView;
 };
 
 // Draws a view and its visible subviews into the current graphics context. The view's frame is taken
@@ -48,6 +52,8 @@ struct WindowRenderOptions {
   std::shared_ptr<DrawingRecorder> recorder;
   // Where named images come from; nil: stand-ins and placeholders only.
   std::shared_ptr<const NamedImageSource> images;
+  // As ViewDrawingOptions::drawnView.
+  std::function<void(const View&, Rect)> drawnView;
 };
 
 // A new image of the window: its title bar (when titled) above its content view drawn at the
