@@ -258,7 +258,9 @@ std::vector<Job> jobsOf(const tq::Bundle& bundle) {
   std::sort(entries.begin(), entries.end());
   for (const auto& p : entries) {
     if (isInterface(p)) {
-      for (const auto& l : languages) jobs.push_back({p.string(), l, loc::Mode::Localizer, {}});
+      for (const auto& l : languages) {
+        if (l != development) jobs.push_back({p.string(), l, loc::Mode::Localizer, {}});
+      }
     }
   }
   for (const auto& l : bundle.localizations()) {
@@ -499,7 +501,7 @@ tq::cli::Registration localize(
      "bundle's default table; menu titles use table \"default\"), and lists every visible string\n"
      "before and after with the object that holds it (controls by their cell's identifier, as the\n"
      "tables name them). Then it reports the strings the table lacks, the keys of the table that\n"
-     "matched nothing, each translated text that no longer fits its control (measured with the\n"
+     "matched nothing (for a table of the interface's own: --by-id or --table), each translated text that no longer fits its control (measured with the\n"
      "control's font), each resized check box and those that now reach past their superview.\n\n"
      "  --language L  the user's language for choosing the bundle's localization (as LANGUAGE)\n"
      "  --table T     the strings table name (without .strings)\n"

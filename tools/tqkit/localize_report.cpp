@@ -497,7 +497,10 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
     }
   }
 
-  if (strings) {
+  // Unused keys tell of a table that belongs to the interface: one keyed by identifier, or one named
+  // for it. The default table is shared with the program's own code, whose keys no object uses.
+  const bool ownTable = options.mode == Mode::ById || (options.mode == Mode::Localizer && !options.table.isNil());
+  if (strings && ownTable) {
     for (const String& key : strings.allKeys()) {
       if (!used.count(u8(key))) report.unused.push_back(u8(key));
     }

@@ -56,7 +56,9 @@ struct Report {
   Mode mode = Mode::Localizer;
   std::vector<StringEntry> strings;
   std::vector<std::string> missing;  // keys (or texts of objects without identifier)
-  std::vector<std::string> unused;   // keys of the table that matched nothing, sorted
+  // Keys of the table that matched nothing, sorted; for tables of the interface's own (keyed by
+  // identifier, or named with Options::table), not for the default table the program shares.
+  std::vector<std::string> unused;
   std::vector<Overflow> overflows;
   std::vector<Resized> resized;
   std::vector<Picture> pictures;  // with Options::pictures; overflowing controls outlined after
