@@ -164,7 +164,7 @@ TEST(ControlDrawing, NamedImagesComeFromTheDocumentFoldersElseStandInsElsePlaceh
   view({40, 0, 40, 40}, u"Shared");
   view({80, 0, 40, 40}, u"NSAddTemplate");
   view({120, 0, 40, 40}, u"Nothing");
-  const Drawn drawn(root, {images, false});
+  const Drawn drawn(root, {images, false, {}});
   const auto drawnImages = drawn.of(Kind::DrawImage);
   ASSERT_EQ(drawnImages.size(), 2u);
   // 8 x 8 images are not enlarged: centred in their 40 x 40 views.
