@@ -180,6 +180,44 @@ TEST(ControlDrawing, NamedImagesComeFromTheDocumentFoldersElseStandInsElsePlaceh
   EXPECT_EQ(drawn.text(u"+"), nullptr);
 }
 
+// Width and height from a TIFF's first directory (tags 256 and 257), read from its bytes.
+std::pair<unsigned, unsigned> tiffSize(const std::string& b) {
+  const bool little = b.substr(0, 2) == "II";
+  const auto at = [&](std::size_t i, int n) {
+    unsigned v = 0;
+    for (int k = 0; k < n; ++k) {
+      const unsigned byte = static_cast<unsigned char>(b.at(i + (little ? n - 1 - k : k)));
+      v = (v << 8) | byte;
+    }
+    return v;
+  };
+  const std::size_t ifd = at(4, 4);
+  unsigned w = 0, h = 0;
+  for (unsigned e = 0; e < at(ifd, 2); ++e) {
+    const std::size_t entry = ifd + 2 + 12 * e;
+    const unsigned tag = at(entry, 2), type = at(entry + 2, 2);
+    const unsigned value = type == 3 ? at(entry + 8, 2) : at(entry + 8, 4);
+    if (tag == 256) w = value;
+    if (tag == 257) h = value;
+  }
+  return {w, h};
+}
+
+TEST(ControlDrawing, ACompiledNibFolderKeepsItsImagesInside) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  const auto nib = test::corpusDir() / "transmission-2007/macosx/English.lproj/PrefsWindow.nib";
+  if (!std::filesystem::exists(nib / "ActionButton.tiff")) GTEST_SKIP() << "no compiled nib with images in the corpus";
+  InterfaceImageSource images(String::fromUTF8(nib.string()));
+  ImageRef image = images.imageNamed(u"ActionButton");
+  ASSERT_TRUE(image);
+  EXPECT_EQ(images.pathForImageNamed(u"ActionButton").UTF8String(), (nib / "ActionButton.tiff").string());
+  std::ifstream in(nib / "ActionButton.tiff", std::ios::binary);
+  const auto size = tiffSize({std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()});
+  EXPECT_EQ(image->pixelsWide(), static_cast<int>(size.first));
+  EXPECT_EQ(image->pixelsHigh(), static_cast<int>(size.second));
+  EXPECT_EQ(images.imageNamed(u"ActionButton").get(), image.get()) << "read once";
+}
+
 TEST(ControlDrawing, ImagesTheDocumentHoldsAreRead) {
   // A document holding its image as an archive (a binary property list with the PNG as data).
   test::TempDir dir;
