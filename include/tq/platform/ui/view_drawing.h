@@ -10,9 +10,12 @@
 // ("NSAddTemplate", "NSActionTemplate", status lights...), a grey placeholder with the name's first
 // letter for the rest. Heads-up (dark) panels draw light text and dark control faces.
 //
-// Cells of classes outside the platform's own (the library's TQTextFieldCell, a host's subclass)
-// draw with their own drawWithFrame; the platform's cell classes draw in the look above. Tables
-// have no rows of data; custom views show their class name in a dashed outline.
+// Text field cells of classes outside the platform's own (the library's TQTextFieldCell and
+// TQImageAndTextCell, a host's subclass) draw with their own drawWithFrame, which may change their
+// line breaking as drawing on screen does; the platform's cell classes draw in the look above.
+// Tables show their header, columns and rows but no data (nor the prototype rows of view-based
+// tables); text views show their area without text; custom views show their class name in a
+// dashed outline.
 //
 // Threads: the thread that owns the model; drawing goes to that thread's current context.
 #pragma once
