@@ -19,7 +19,12 @@ const std::array<String, 6>& extensions() {
 
 }  // namespace
 
-ImageRef imageNamedFromBundle(const String& name, const std::shared_ptr<Bundle>& bundle) {
+const ImageClassMethods& imageClassMethods() {
+  static const ImageClassMethods object;
+  return object;
+}
+
+ImageRef ImageClassMethods::imageNamedFromBundle(const String& name, const std::shared_ptr<Bundle>& bundle) const {
   if (!bundle) return nullptr;
   String path = bundle->pathForImageResource(name);
   if (path.isNil()) return nullptr;
@@ -27,11 +32,12 @@ ImageRef imageNamedFromBundle(const String& name, const std::shared_ptr<Bundle>&
   return Image::imageWithContentsOfFile(path);
 }
 
-ImageRef imageNamedFromBundleWithClass(const String& name, const std::type_info& type) {
+// Through the receiving class object, so that its imageNamedFromBundle applies.
+ImageRef ImageClassMethods::imageNamedFromBundleWithClass(const String& name, const std::type_info& type) const {
   return imageNamedFromBundle(name, Bundle::bundleForClass(type));
 }
 
-ImageRef imageNamedFromBundleWithIdentifier(const String& name, const String& identifier) {
+ImageRef ImageClassMethods::imageNamedFromBundleWithIdentifier(const String& name, const String& identifier) const {
   return imageNamedFromBundle(name, Bundle::bundleWithIdentifier(identifier));
 }
 

@@ -13,21 +13,31 @@
 
 namespace tq {
 
-TQLocalizer::TQLocalizer(String table, std::shared_ptr<Bundle> bundle)
-    : _table(std::move(table)), _bundle(std::move(bundle)) {}
+TQLocalizer::TQLocalizer(String table, std::shared_ptr<Bundle> bundle, const Class& ofClass)
+    : _table(std::move(table)), _bundle(std::move(bundle)), class_(&ofClass) {}
+
+const TQLocalizer::Class& TQLocalizer::classObject() {
+  static const Class object;
+  return object;
+}
+
+std::shared_ptr<TQLocalizer> TQLocalizer::Class::makeInstance(String table, std::shared_ptr<Bundle> bundle) const {
+  return std::make_shared<TQLocalizer>(std::move(table), std::move(bundle), *this);
+}
 
 // --- lookups --------------------------------------------------------------------------------------
 
-String TQLocalizer::localize(const String& key, const String& table, const std::shared_ptr<Bundle>& bundle) {
+String TQLocalizer::Class::localize(const String& key, const String& table, const std::shared_ptr<Bundle>& bundle) const {
   if (!bundle) return String();
   return bundle->localizedStringForKey(key, String::empty(), table.isNil() ? String(u"default") : table);
 }
 
-String TQLocalizer::localize(const String& key, const String& table) {
+// Both shorter forms go through the receiving class object, so that a subclass's lookup applies.
+String TQLocalizer::Class::localize(const String& key, const String& table) const {
   return localize(key, table, Bundle::mainBundle());
 }
 
-String TQLocalizer::localize(const String& key) { return localize(key, String()); }
+String TQLocalizer::Class::localize(const String& key) const { return localize(key, String()); }
 
 String TQLocalizer::localizedString(const String& string) const {
   // Empty strings are not keys: they come back as they are, nil included.
@@ -39,31 +49,31 @@ String TQLocalizer::localizedString(const String& string) const {
 
 // --- class entry points ---------------------------------------------------------------------------
 
-void TQLocalizer::localizeObjects(const std::vector<std::shared_ptr<Object>>& objects, const String& table,
-                                  const std::shared_ptr<Bundle>& bundle) {
-  const TQLocalizer localizer(table, bundle);
+void TQLocalizer::Class::localizeObjects(const std::vector<std::shared_ptr<Object>>& objects, const String& table,
+                                         const std::shared_ptr<Bundle>& bundle) const {
+  const auto localizer = makeInstance(table, bundle);
   for (const auto& object : objects) {
     if (auto* menu = dynamic_cast<Menu*>(object.get())) {
-      localizer.recursiveLocalizer(menu, table, bundle);
+      localizer->recursiveLocalizer(menu, table, bundle);
     } else if (auto* window = dynamic_cast<Window*>(object.get())) {
-      localizer.localizeWindow(window);
+      localizer->localizeWindow(window);
     } else if (auto* view = dynamic_cast<View*>(object.get())) {
-      localizer.localizeView(view);
+      localizer->localizeView(view);
     }
   }
 }
 
-void TQLocalizer::localizeWindow(Window* window, const String& table, const std::shared_ptr<Bundle>& bundle) {
-  TQLocalizer(table, bundle).localizeWindow(window);
+void TQLocalizer::Class::localizeWindow(Window* window, const String& table, const std::shared_ptr<Bundle>& bundle) const {
+  makeInstance(table, bundle)->localizeWindow(window);
 }
 
-void TQLocalizer::localizeView(View* view, const String& table, const std::shared_ptr<Bundle>& bundle) {
-  TQLocalizer(table, bundle).localizeView(view);
+void TQLocalizer::Class::localizeView(View* view, const String& table, const std::shared_ptr<Bundle>& bundle) const {
+  makeInstance(table, bundle)->localizeView(view);
 }
 
-void TQLocalizer::localizeMenu(Menu* menu, const String& table, const std::shared_ptr<Bundle>& bundle) {
+void TQLocalizer::Class::localizeMenu(Menu* menu, const String& table, const std::shared_ptr<Bundle>& bundle) const {
   const String menuTable = table.isNil() ? String(u"LocalizableMenus") : table;
-  TQLocalizer(menuTable, bundle).recursiveLocalizer(menu, menuTable, bundle);
+  makeInstance(menuTable, bundle)->recursiveLocalizer(menu, menuTable, bundle);
 }
 
 // --- the walk -------------------------------------------------------------------------------------
@@ -180,12 +190,12 @@ void TQLocalizer::recursiveLocalizer(Menu* menu, const String& table, const std:
   const bool suspended = menu->menuChangedMessagesEnabled();
   if (suspended) menu->setMenuChangedMessagesEnabled(false);
 
-  menu->setTitle(localize(menu->title(), table, bundle));
+  menu->setTitle(class_->localize(menu->title(), table, bundle));
   for (std::size_t i = 0; i < count; ++i) {
     MenuItem* item = items[i].get();
     if (!item) continue;
     localizePlaceholdersForObject(item, u"title");
-    item->setTitle(localize(item->title(), table, bundle));
+    item->setTitle(class_->localize(item->title(), table, bundle));
     if (const auto& submenu = item->submenu()) recursiveLocalizer(submenu.get(), table, bundle);
   }
 

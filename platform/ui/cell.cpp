@@ -28,16 +28,21 @@ void Cell::setScrollable(bool scrollable) {
   if (scrollable) wraps_ = false;
 }
 
-Size Cell::cellSize() const { return TextMeasurer::current().sizeOfString(title(), font_); }
+Size Cell::cellSize() const {
+  const Size text = TextMeasurer::current().sizeOfString(title(), font_);
+  const Size room = textRoom();
+  return {text.width + room.width, text.height + room.height};
+}
 
 Size Cell::cellSizeForBounds(const Rect& bounds) const {
-  Size natural = cellSize();
+  // The text and the room around it only: what a subclass adds to cellSize (an icon) is not text
+  // and must not narrow the width the text wraps in.
+  const Size room = textRoom();
+  const Size oneLine = TextMeasurer::current().sizeOfString(title(), font_);
+  const Size natural{oneLine.width + room.width, oneLine.height + room.height};
   if (!wraps_ || bounds.w <= 0 || natural.width <= bounds.w) {
     return {std::min(natural.width, std::max(bounds.w, 0.0)), natural.height};
   }
-  // Wrapped text: the text laid out in the bounds' width less the room around it.
-  const Size room{natural.width - TextMeasurer::current().sizeOfString(title(), font_).width,
-                  natural.height - TextMeasurer::current().sizeOfString(title(), font_).height};
   const Size text = TextMeasurer::current().sizeOfString(title(), font_, std::max(bounds.w - room.width, 1.0));
   return {bounds.w, text.height + room.height};
 }

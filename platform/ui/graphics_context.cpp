@@ -283,6 +283,43 @@ void GraphicsContext::strokeLine(Point from, Point to, double lineWidth) {
   cairo_restore(cr_);
 }
 
+void GraphicsContext::fillPath(const ColorRef& color) { paintPath(color, false, 0); }
+
+void GraphicsContext::strokePath(const ColorRef& color, double lineWidth) { paintPath(color, true, lineWidth); }
+
+void GraphicsContext::paintPath(const ColorRef& color, bool stroke, double lineWidth) {
+  if (!color) {
+    cairo_new_path(cr_);
+    return;
+  }
+  cairo_save(cr_);
+  cairo_set_line_width(cr_, lineWidth);
+  if (recorder_) {
+    double x0 = 0, y0 = 0, x1 = 0, y1 = 0;
+    if (stroke) {
+      cairo_stroke_extents(cr_, &x0, &y0, &x1, &y1);
+    } else {
+      cairo_path_extents(cr_, &x0, &y0, &x1, &y1);
+    }
+    DrawingRecord r;
+    r.kind = stroke ? DrawingRecord::Kind::StrokePath : DrawingRecord::Kind::FillPath;
+    r.rect = {x0, y0, x1 - x0, y1 - y0};
+    r.color = color;
+    r.operation = NSCompositeSourceOver;
+    r.lineWidth = lineWidth;
+    r.transform = currentTransform();
+    recorder_->add(std::move(r));
+  }
+  cairo_set_operator(cr_, CAIRO_OPERATOR_OVER);
+  setSourceColor(*color);
+  if (stroke) {
+    cairo_stroke(cr_);
+  } else {
+    cairo_fill(cr_);
+  }
+  cairo_restore(cr_);
+}
+
 void GraphicsContext::flushGraphics() { cairo_surface_flush(cairo_get_target(cr_)); }
 
 bool GraphicsContext::writeToPNG(const String& path) const {

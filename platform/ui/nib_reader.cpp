@@ -27,6 +27,7 @@
 #include "tq/platform/ui/generic_object.h"
 #include "tq/platform/ui/image_view.h"
 #include "tq/platform/ui/matrix.h"
+#include "tq/platform/ui/progress_indicator.h"
 #include "tq/platform/ui/menu.h"
 #include "tq/platform/ui/scroll_view.h"
 #include "tq/platform/ui/segmented_control.h"
@@ -118,6 +119,34 @@ std::string decodeBase64(std::string_view text) {
     }
   }
   return out;
+}
+
+bool startsLikeImageFile(std::string_view b) {
+  return b.substr(0, 4) == std::string_view("MM\0*", 4) || b.substr(0, 4) == std::string_view("II*\0", 4) ||
+         b.substr(0, 8) == "\x89PNG\r\n\x1a\n";
+}
+
+// The image file inside an archived image: the bytes themselves when they are one, else the first
+// data object of a binary property list (a keyed archive of the image and its representations)
+// that holds a TIFF or PNG file. Binary property lists mark a long data object 0x4F, then an
+// integer 0x1k of 2^k big-endian bytes giving the length.
+std::string_view imageFileInArchive(std::string_view b) {
+  if (startsLikeImageFile(b)) return b;
+  if (b.substr(0, 8) != "bplist00") return {};
+  for (std::size_t i = 8; i + 2 < b.size(); ++i) {
+    if (static_cast<unsigned char>(b[i]) != 0x4F) continue;
+    const unsigned marker = static_cast<unsigned char>(b[i + 1]);
+    if ((marker & 0xF0) != 0x10 || (marker & 0x0F) > 3) continue;
+    const std::size_t width = std::size_t{1} << (marker & 0x0F);
+    if (i + 2 + width > b.size()) continue;
+    std::size_t length = 0;
+    for (std::size_t k = 0; k < width; ++k) length = (length << 8) | static_cast<unsigned char>(b[i + 2 + k]);
+    const std::size_t start = i + 2 + width;
+    if (length > b.size() - start) continue;
+    std::string_view candidate = b.substr(start, length);
+    if (startsLikeImageFile(candidate)) return candidate;
+  }
+  return {};
 }
 
 // The text of a <string> element, base64-UTF8 decoded when marked so.
@@ -274,6 +303,7 @@ class NibBuilder {
       if (isPlaceholderNode(n)) continue;
       if (auto object = decode(n, 0)) nib_.topLevelObjects_.push_back(object);
     }
+    readImageResources(root.child("resources"));
     resolveReferences();
     connect();
     for (const auto& object : made_) object->awakeFromNib();
@@ -307,6 +337,22 @@ class NibBuilder {
   }
 
   void warn(std::string message) { nib_.warnings_.push_back(std::move(message)); }
+
+  // <resources><image name="..."><mutableData key="keyedArchiveRepresentation">: images the
+  // document holds itself.
+  void readImageResources(pugi::xml_node resources) {
+    for (pugi::xml_node image = resources.child("image"); image; image = image.next_sibling("image")) {
+      pugi::xml_node data = keyed(image, "keyedArchiveRepresentation");
+      if (!data || !hasAttr(image, "name")) continue;
+      const std::string bytes = decodeBase64(data.child_value());
+      const std::string_view file = imageFileInArchive(bytes);
+      if (file.empty()) {
+        warn(std::string("image ") + image.attribute("name").value() + ": no TIFF or PNG in its archive");
+        continue;
+      }
+      nib_.embeddedImages_[attr(image, "name")] = Data::withString(file);
+    }
+  }
 
   // Makes the object for an element of base class Base: the registered custom class when it is a
   // Base, else `fallback`.
@@ -401,6 +447,8 @@ class NibBuilder {
       view = make<View>(n, [] { return std::make_shared<ClipView>(); });
     } else if (is(n, "segmentedControl")) {
       view = make<View>(n, [] { return std::make_shared<SegmentedControl>(); });
+    } else if (is(n, "progressIndicator")) {
+      view = make<View>(n, [] { return std::make_shared<ProgressIndicator>(); });
     } else if (is(n, "imageView")) {
       view = make<View>(n, [] { return std::make_shared<ImageView>(); });
     } else if (is(n, "view") || is(n, "customView")) {
@@ -464,6 +512,15 @@ class NibBuilder {
     if (auto* table = dynamic_cast<TableView*>(&view)) decodeTableView(n, *table, depth);
     if (auto* scroll = dynamic_cast<ScrollView*>(&view)) decodeScrollView(n, *scroll, depth);
     if (auto* clip = dynamic_cast<ClipView*>(&view)) clip->setDrawsBackground(boolAttr(n, "drawsBackground", true));
+    if (auto* progress = dynamic_cast<ProgressIndicator*>(&view)) {
+      progress->setMinValue(numberAttr(n, "minValue", progress->minValue()));
+      progress->setMaxValue(numberAttr(n, "maxValue", progress->maxValue()));
+      progress->setDoubleValue(numberAttr(n, "doubleValue", progress->doubleValue()));
+      progress->setIndeterminate(boolAttr(n, "indeterminate", false));
+      progress->setDisplayedWhenStopped(boolAttr(n, "displayedWhenStopped", true));
+      progress->setStyle(std::strcmp(n.attribute("style").value(), "spinning") == 0 ? ProgressIndicator::Style::Spinning
+                                                                                   : ProgressIndicator::Style::Bar);
+    }
 
     for (pugi::xml_node c = n.child("constraints").first_child(); c; c = c.next_sibling()) {
       if (c.type() == pugi::node_element) view.addConstraint(decode(c, depth + 1));
@@ -740,6 +797,28 @@ class NibBuilder {
     cell->setBezeled(std::strcmp(border, "bezel") == 0 || std::strcmp(border, "borderAndBezel") == 0 ||
                      boolAttr(n, "bezeled", false));
     if (hasAttr(n, "image")) cell->setImageName(attr(n, "image"));
+    // Values of sliders, steppers, level indicators and date pickers.
+    cell->setMinValue(numberAttr(n, "minValue", cell->minValue()));
+    cell->setMaxValue(numberAttr(n, "maxValue", cell->maxValue()));
+    cell->setDoubleValue(numberAttr(n, "doubleValue", cell->doubleValue()));
+    cell->setNumberOfTickMarks(static_cast<long>(numberAttr(n, "numberOfTickMarks", 0)));
+    for (const char* style : {"sliderType", "levelIndicatorStyle", "datePickerStyle"}) {
+      if (hasAttr(n, style)) cell->setControlStyle(attr(n, style));
+    }
+    // A path control's URL is its value.
+    if (pugi::xml_node url = keyed(n, "url"); url && hasAttr(url, "string")) cell->setStringValue(attr(url, "string"));
+    if (pugi::xml_node date = keyed(n, "date")) {
+      cell->setDoubleValue(numberAttr(date, "timeIntervalSinceReferenceDate", 0));
+    }
+    if (pugi::xml_node elements = keyed(n, "datePickerElements")) {
+      unsigned bits = 0;
+      if (boolAttr(elements, "year", false) || boolAttr(elements, "month", false) || boolAttr(elements, "day", false)) {
+        bits |= Cell::DateElementYearMonthDay;
+      }
+      if (boolAttr(elements, "hour", false) || boolAttr(elements, "minute", false)) bits |= Cell::DateElementHourMinute;
+      if (boolAttr(elements, "second", false)) bits |= Cell::DateElementSecond;
+      cell->setDateElements(bits);
+    }
     if (pugi::xml_node f = keyed(n, "formatter")) cell->setFormatter(decode(f, depth + 1));
 
     if (auto* button = dynamic_cast<ButtonCell*>(cell.get())) decodeButtonCell(n, *button);
@@ -879,7 +958,8 @@ class NibBuilder {
     if (!found) return warn("outlet " + property.UTF8String() + ": no object " + destId.UTF8String());
     if (!p.source || involvesMissingPlaceholder(destId, destination)) return;
     if (auto* receiver = dynamic_cast<NibConnectable*>(p.source.get())) receiver->setOutlet(property, destination);
-    nib_.connections_.push_back({NibConnection::Kind::Outlet, property, p.sourceId, destId, String(), p.source, destination});
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Outlet, property, p.sourceId, destId, String(), p.source, destination, attr(c, "id")});
   }
 
   void connectAction(const Pending& p, pugi::xml_node c) {
@@ -901,7 +981,8 @@ class NibBuilder {
       item->setAction(selector);
     }
     if (auto* receiver = dynamic_cast<NibConnectable*>(target.get())) receiver->connectAction(selector, p.source);
-    nib_.connections_.push_back({NibConnection::Kind::Action, selector, p.sourceId, targetId, String(), p.source, target});
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Action, selector, p.sourceId, targetId, String(), p.source, target, attr(c, "id")});
   }
 
   void connectBinding(const Pending& p, pugi::xml_node c) {
@@ -926,7 +1007,8 @@ class NibBuilder {
       if (!v.isNil()) options.emplace_back(attr(o, "key"), std::move(v));
     }
     bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
-    nib_.connections_.push_back({NibConnection::Kind::Binding, name, p.sourceId, destId, keyPath, p.source, destination});
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Binding, name, p.sourceId, destId, keyPath, p.source, destination, attr(c, "id")});
   }
 
   const NibLoadOptions& options_;

@@ -3,18 +3,10 @@
 
 namespace tq {
 
-Size TextFieldCell::cellSize() const {
-  Size size = Cell::cellSize();
-  if (isBezeled()) {
-    size.width += 6;
-    size.height += 4;
-  } else if (isBordered()) {
-    size.width += 2;
-    size.height += 2;
-  } else {
-    size.width += 4;  // the text's inset of 2 points each side
-  }
-  return size;
+Size TextFieldCell::textRoom() const {
+  if (isBezeled()) return {6, 4};
+  if (isBordered()) return {2, 2};
+  return {4, 0};  // the text's inset of 2 points each side
 }
 
 }  // namespace tq

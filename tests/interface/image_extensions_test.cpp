@@ -126,6 +126,46 @@ TEST(ImageNamedFromBundle, ByClassSearchesTheBundleOfTheClassCode) {
   EXPECT_FALSE(imageNamedFromBundleWithClass<LocalOwner>(u"nothing-here"));
 }
 
+// A class object that records the names and bundles it was asked for and halves what it loads.
+struct HalfSizeImages : ImageClassMethods {
+  mutable std::vector<std::pair<std::string, std::string>> asked;
+  ImageRef imageNamedFromBundle(const String& name, const std::shared_ptr<Bundle>& bundle) const override {
+    asked.emplace_back(name.UTF8String(), bundle ? bundle->bundlePath().UTF8String() : std::string());
+    ImageRef image = ImageClassMethods::imageNamedFromBundle(name, bundle);
+    if (image) image->setSize({image->size().width / 2, image->size().height / 2});
+    return image;
+  }
+};
+
+TEST(ImageNamedFromBundle, AnOverrideOfTheBundleFormChangesTheClassAndIdentifierForms) {
+  test::TempDir dir;
+  writePNG(dir.path() / "Resources" / "seal.png");
+  std::ofstream(dir.path() / "Info.plist")
+      << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
+         "<key>CFBundleIdentifier</key><string>org.tqkit.test.halves</string></dict></plist>\n";
+  auto bundle = Bundle::bundleWithPath(String::fromUTF8(dir.str()));
+  ASSERT_TRUE(bundle);
+  struct LocalOwner : Object {};
+  writePNG(mainFolder().dir.path() / "owner-seal.png");
+
+  const HalfSizeImages halves;
+  ImageRef byIdentifier = halves.imageNamedFromBundleWithIdentifier(u"seal", u"org.tqkit.test.halves");
+  ImageRef byClass = halves.imageNamedFromBundleWithClass<LocalOwner>(u"owner-seal");
+  ASSERT_TRUE(byIdentifier && byClass);
+  // The file is 4 x 2 pixels; every form went through the override.
+  EXPECT_EQ(byIdentifier->size(), (Size{2, 1}));
+  EXPECT_EQ(byClass->size(), (Size{2, 1}));
+  ASSERT_EQ(halves.asked.size(), 2u);
+  EXPECT_EQ(halves.asked[0].first, "seal");
+  EXPECT_EQ(halves.asked[0].second, bundle->bundlePath().UTF8String());
+  EXPECT_EQ(halves.asked[1].first, "owner-seal");
+  // An identifier no open bundle has reaches the override with no bundle, which answers nil.
+  EXPECT_FALSE(halves.imageNamedFromBundleWithIdentifier(u"seal", u"org.tqkit.test.nobody"));
+  EXPECT_EQ(halves.asked.back().second, "");
+  // The image class itself is unchanged.
+  EXPECT_EQ(imageNamedFromBundleWithIdentifier(u"seal", u"org.tqkit.test.halves")->size(), (Size{4, 2}));
+}
+
 TEST(DrawFlipped, InRectShowsTheImageUprightInAFlippedSpaceAndRestoresTheState) {
   GraphicsContextRef context = GraphicsContext::imageContext({64, 64}, /*flipped=*/true);
   ScopedCurrentContext current(context);

@@ -12,6 +12,7 @@
 #include "tq/platform/ui/drawing_recorder.h"
 #include "tq/platform/ui/field_editor.h"
 #include "tq/platform/ui/font.h"
+#include "tq/platform/ui/string_drawing.h"
 
 using namespace tq;
 using Kind = DrawingRecord::Kind;
@@ -307,6 +308,39 @@ TEST(TQImageAndTextCell, DrawsTheImageFlippedWithHighInterpolationThenTheText) {
   EXPECT_GT(test::pixelAt(*canvas.context, 10, 2).r, 200);
   EXPECT_GT(test::pixelAt(*canvas.context, 10, 15).b, 200);
   EXPECT_EQ(test::pixelAt(*canvas.context, 10, 0).a, 0);
+}
+
+TEST(TQImageAndTextCell, WrappedTextIsMeasuredAndCentredInTheTextRectangle) {
+  // A row six lines high and 150 wide: the text wraps in the text rectangle beside the icon, and
+  // the block is centred in that rectangle by its own wrapped height, as the plain text cell does.
+  const String text = u"A long description that wraps over several lines beside its icon in a tall row";
+  auto cell = imageCell(u"", halves(16, 16));
+  cell->setStringValue(text);
+  const double line = cell->lineHeight();
+  const Rect frame{0, 0, 150, 6 * line};
+  const Rect t = cell->textFrameWithCellFrame(frame);
+  ASSERT_EQ(t.x, 22);
+  Canvas canvas({150, 200});
+  cell->drawInteriorWithFrame(frame, nullptr);
+  const auto texts = canvas.of(Kind::DrawText);
+  ASSERT_EQ(texts.size(), 1u);
+  // Expected from the text system alone: the text wrapped at the text's width inside T (the cell
+  // insets its text 2 points each side), then the centring floor.
+  TextAttributes a;
+  a.font = Font::fontWithDescriptor(cell->font());
+  a.lineBreakMode = LineBreakMode::ByWordWrapping;
+  const double wrapped = sizeOfText(text, a, {t.w - 4, 0}).height;
+  ASSERT_GT(wrapped, 2 * line) << "the case needs a text of several lines";
+  ASSERT_LT(wrapped, frame.h);
+  const double y = std::floor((frame.h - wrapped) * 0.5);
+  EXPECT_EQ(texts[0].rect, (Rect{t.x + 2, y, t.w - 4, wrapped}));
+  EXPECT_EQ(texts[0].lineBreakMode, static_cast<UInteger>(NSLineBreakByWordWrapping));
+
+  // The same text in a plain text cell over the same text rectangle lands in the same place.
+  auto plain = TQTextFieldCell::initTextCell(text);
+  canvas.recorder->clear();
+  plain->drawInteriorWithFrame(t, nullptr);
+  EXPECT_EQ(canvas.of(Kind::DrawText).at(0).rect, texts[0].rect);
 }
 
 TEST(TQImageAndTextCell, ANonCentringCellShiftsItsDrawingByYOffset) {

@@ -87,6 +87,77 @@ TEST_F(LocalizerTest, ClassLookupDefaultsToTableDefaultAndDoesNotTrim) {
   EXPECT_EQ(TQLocalizer::localize(u"Absent key", u"Nothing"), String(u"Absent key"));
 }
 
+// A subclass whose class lookups are recorded and marked, and whose instance lookup is marked.
+class MarkingLocalizer : public TQLocalizer {
+ public:
+  using TQLocalizer::TQLocalizer;
+  struct Class : TQLocalizer::Class {
+    using TQLocalizer::Class::localize;
+    mutable std::vector<std::string> asked;  // "key|table|bundle?" in call order
+    String localize(const String& key, const String& table, const std::shared_ptr<Bundle>& bundle) const override {
+      asked.push_back(key.UTF8String() + "|" + (table.isNil() ? "nil" : table.UTF8String()) + "|" +
+                      (bundle ? "bundle" : "none"));
+      const String found = TQLocalizer::Class::localize(key, table, bundle);
+      return found.isNil() ? found : String::fromUTF8("[" + found.UTF8String() + "]");
+    }
+    std::shared_ptr<TQLocalizer> makeInstance(String table, std::shared_ptr<Bundle> bundle) const override {
+      return std::make_shared<MarkingLocalizer>(std::move(table), std::move(bundle), *this);
+    }
+  };
+  static const Class& classObject() {
+    static const Class c;
+    return c;
+  }
+  String localizedString(const String& string) const override {
+    const String found = TQLocalizer::localizedString(string);
+    return found.length() == 0 ? found : String::fromUTF8("<" + found.UTF8String() + ">");
+  }
+};
+
+TEST_F(LocalizerTest, ShortLookupsReachTheReceivingClass) {
+  const auto& cls = MarkingLocalizer::classObject();
+  cls.asked.clear();
+  // localize(key) -> localize(key, nil) -> localize(key, nil, main bundle), each through the subclass.
+  EXPECT_EQ(cls.localize(u"Absent key"), String(u"[Absent key]"));
+  EXPECT_EQ(cls.localize(u"Absent key", u"Nothing"), String(u"[Absent key]"));
+  ASSERT_EQ(cls.asked.size(), 2u);
+  EXPECT_EQ(cls.asked[0], "Absent key|nil|bundle");
+  EXPECT_EQ(cls.asked[1], "Absent key|Nothing|bundle");
+  // TQLocalizer's own class is untouched.
+  EXPECT_EQ(TQLocalizer::localize(u"Absent key"), String(u"Absent key"));
+  EXPECT_EQ(cls.asked.size(), 2u);
+}
+
+TEST_F(LocalizerTest, WalksOfASubclassUseItsInstanceAndItsClassLookups) {
+  auto menu = std::make_shared<Menu>(u"File");
+  auto item = std::make_shared<MenuItem>(u"Open");
+  menu->addItem(item);
+  Window window({0, 0, 100, 100});
+  window.setTitle(u"Window");
+  auto name = std::make_shared<TextField>(Rect{0, 0, 50, 17});
+  name->setStringValue(u"Name");
+  window.contentView()->addSubview(name);
+
+  const auto& cls = MarkingLocalizer::classObject();
+  cls.asked.clear();
+  cls.localizeObjects({menu, std::make_shared<Window>(), std::shared_ptr<Object>()}, String(), bundle_);
+  cls.localizeWindow(&window, String(), bundle_);
+  // Menu titles: the class lookup of the subclass (table "default"); views: its instance lookup.
+  EXPECT_EQ(menu->title(), String(u"[Fichier]"));
+  EXPECT_EQ(item->title(), String(u"[Ouvrir]"));
+  ASSERT_EQ(cls.asked.size(), 2u);
+  EXPECT_EQ(cls.asked[0], "File|nil|bundle");
+  EXPECT_EQ(cls.asked[1], "Open|nil|bundle");
+  EXPECT_EQ(window.title(), String(u"<Fenêtre>"));
+  EXPECT_EQ(name->stringValue(), String(u"<Nom>"));
+
+  // localizeMenu through the subclass: "LocalizableMenus" for both lookups.
+  auto again = std::make_shared<Menu>(u"File");
+  cls.localizeMenu(again.get(), String(), bundle_);
+  EXPECT_EQ(again->title(), String(u"[Fichier (menus)]"));
+  EXPECT_EQ(cls.asked.back(), "File|LocalizableMenus|bundle");
+}
+
 TEST_F(LocalizerTest, InstanceLookupTrimsAndUsesTheDefaultTableForNil) {
   TQLocalizer plain(String(), bundle_);
   EXPECT_EQ(plain.localizedString(u"  Cancel \n"), String(u"Annuler"));

@@ -1,336 +1,176 @@
-// tqkit localize: loads an interface from a bundle, translates it with the bundle's strings table and
-// lists every visible string before and after, with what did not translate, what no longer fits and
-// the check boxes that were resized.
+// tqkit localize: translates an interface of a bundle (or every interface of a bundle in every
+// localization it holds) and reports what was translated, what the table lacks, which keys of the
+// table matched nothing, and what no longer fits; with pictures before and after.
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <functional>
+#include <fstream>
+#include <map>
 #include <string>
 #include <vector>
 
 #include "cli.h"
-#include "tq/interface/button_extensions.h"
-#include "tq/interface/tq_localizer.h"
-#include "tq/platform/base/character_set.h"
-#include "tq/platform/ui/box.h"
-#include "tq/platform/ui/button.h"
-#include "tq/platform/ui/font.h"
-#include "tq/platform/ui/graphics_context.h"
-#include "tq/platform/ui/matrix.h"
-#include "tq/platform/ui/nib_reader.h"
+#include "localize_report.h"
 #include "tq/platform/ui/pango_text_measurer.h"
-#include "tq/platform/ui/segmented_control.h"
-#include "tq/platform/ui/string_drawing.h"
-#include "tq/platform/ui/tab_view.h"
-#include "tq/platform/ui/table_view.h"
-#include "tq/platform/ui/text_field.h"
-#include "tq/platform/ui/text_measurer.h"
-#include "tq/platform/ui/view_drawing.h"
-#include "tq/platform/ui/window.h"
 
 namespace {
 
 using tq::String;
 namespace fs = std::filesystem;
+namespace loc = tq::cli::localizing;
 
 std::string u8(const String& s) { return s.isNil() ? std::string() : s.UTF8String(); }
 
-// One visible string of the interface: where it is, how to read and write it, and how it is looked up.
-struct Probe {
-  std::string cls, id, property;
-  std::function<String()> get;
-  std::function<void(String)> set;
-  bool classLookup = false;              // menu titles: untrimmed, table "default" when none is named
-  const tq::Control* control = nullptr;  // the control that shows it, for the fit test
-  String before, after;
-  std::string status;
-};
-
-struct Collector {
-  std::vector<Probe> probes;
-
-  static std::string idOf(const tq::InterfaceObject* o) { return o ? u8(o->archiveIdentifier()) : std::string(); }
-
-  void add(const tq::InterfaceObject* o, const tq::InterfaceObject* keyObject, std::string property,
-           std::function<String()> get, std::function<void(String)> set, bool classLookup = false,
-           const tq::Control* control = nullptr) {
-    Probe p;
-    p.cls = u8(o->className());
-    p.id = idOf(keyObject);
-    p.property = std::move(property);
-    p.get = std::move(get);
-    p.set = std::move(set);
-    p.classLookup = classLookup;
-    p.control = control;
-    probes.push_back(std::move(p));
-  }
-
-  void menu(tq::Menu* m, bool classLookup) {
-    if (!m) return;
-    add(m, m, "title", [m] { return m->title(); }, [m](String s) { m->setTitle(std::move(s)); }, classLookup);
-    for (const auto& item : m->itemArray()) {
-      tq::MenuItem* i = item.get();
-      if (i->isSeparatorItem()) continue;
-      add(i, i, "title", [i] { return i->title(); }, [i](String s) { i->setTitle(std::move(s)); }, classLookup);
-      if (classLookup) menu(i->submenu().get(), true);
-    }
-  }
-
-  void menuItems(tq::Menu* m) {
-    if (!m) return;
-    for (const auto& item : m->itemArray()) {
-      tq::MenuItem* i = item.get();
-      if (i->isSeparatorItem()) continue;
-      add(i, i, "title", [i] { return i->title(); }, [i](String s) { i->setTitle(std::move(s)); });
-    }
-  }
-
-  void view(tq::View* v) {
-    if (!v) return;
-    for (const auto& sub : v->subviews()) {
-      tq::View* s = sub.get();
-      bool descend = true;
-      if (auto* popUp = dynamic_cast<tq::PopUpButton*>(s)) {
-        menuItems(popUp->menu().get());
-      } else if (auto* b = dynamic_cast<tq::Button*>(s)) {
-        if (b->imagePosition() != tq::NSImageOnly) {
-          auto* cell = b->cell().get();
-          add(b, cell, "title", [b] { return b->title(); }, [b](String x) { b->setTitle(std::move(x)); }, false, b);
-          if (b->alternateTitle().length() > 0) {
-            add(b, cell, "alternateTitle", [b] { return b->alternateTitle(); },
-                [b](String x) { b->setAlternateTitle(std::move(x)); });
-          }
-        }
-      } else if (auto* box = dynamic_cast<tq::Box*>(s)) {
-        add(box, box, "title", [box] { return box->title(); }, [box](String x) { box->setTitle(std::move(x)); });
-      } else if (auto* matrix = dynamic_cast<tq::Matrix*>(s)) {
-        for (const auto& c : matrix->cells()) {
-          tq::Cell* cell = c.get();
-          add(cell, cell, "title", [cell] { return cell->title(); }, [cell](String x) { cell->setTitle(std::move(x)); });
-        }
-      } else if (auto* tabs = dynamic_cast<tq::TabView*>(s)) {
-        for (const auto& item : tabs->tabViewItems()) {
-          tq::TabViewItem* t = item.get();
-          add(t, t, "label", [t] { return t->label(); }, [t](String x) { t->setLabel(std::move(x)); });
-          view(t->view().get());
-        }
-        descend = false;
-      } else if (auto* field = dynamic_cast<tq::TextField*>(s)) {
-        auto* cell = field->cell().get();
-        add(field, cell, "title", [field] { return field->stringValue(); },
-            [field](String x) { field->setStringValue(std::move(x)); }, false, field);
-        if (field->placeholderString().length() > 0) {
-          add(field, cell, "placeholderString", [field] { return field->placeholderString(); },
-              [field](String x) { field->setPlaceholderString(std::move(x)); });
-        }
-      } else if (auto* table = dynamic_cast<tq::TableView*>(s)) {
-        for (const auto& column : table->tableColumns()) {
-          tq::TableColumn* c = column.get();
-          add(c, c, "headerCell.title", [c] { return c->title(); }, [c](String x) { c->setTitle(std::move(x)); });
-          if (auto* withMenu = dynamic_cast<tq::HasMenu*>(c->dataCell().get())) menuItems(withMenu->menu().get());
-        }
-      } else if (auto* seg = dynamic_cast<tq::SegmentedControl*>(s)) {
-        for (long i = 0; i < seg->segmentCount(); ++i) {
-          if (seg->labelForSegment(i).length() == 0) continue;
-          add(seg, seg->cell().get(), "label[" + std::to_string(i) + "]", [seg, i] { return seg->labelForSegment(i); },
-              [seg, i](String x) { seg->setLabel(std::move(x), i); });
-        }
-      }
-      if (descend) view(s);
-    }
-  }
-
-  void objects(const std::vector<std::shared_ptr<tq::Object>>& list) {
-    for (const auto& o : list) {
-      if (auto* m = dynamic_cast<tq::Menu*>(o.get())) {
-        menu(m, true);
-      } else if (auto* w = dynamic_cast<tq::Window*>(o.get())) {
-        add(w, w, "title", [w] { return w->title(); }, [w](String x) { w->setTitle(std::move(x)); });
-        view(w->contentView().get());
-      } else if (auto* v = dynamic_cast<tq::View*>(o.get())) {
-        view(v);
-      }
-    }
-  }
-};
-
-// The check boxes and their frames, to report the ones the localizer resized.
-void checkBoxes(tq::View* v, std::vector<std::pair<tq::Button*, tq::Rect>>& out) {
-  if (!v) return;
-  for (const auto& sub : v->subviews()) {
-    if (auto* b = dynamic_cast<tq::Button*>(sub.get()); b && tq::isSwitchButton(b)) out.emplace_back(b, b->frame());
-    checkBoxes(sub.get(), out);
-  }
-  if (auto* tabs = dynamic_cast<tq::TabView*>(v)) {
-    for (const auto& item : tabs->tabViewItems()) {
-      if (item->view() && !item->view()->superview()) checkBoxes(item->view().get(), out);
-    }
-  }
+bool isFolder(const std::string& path) {
+  struct stat st {};
+  return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-// The width a control needs for its text, measured with the control's font: the text's width plus
-// the room the cell keeps around it.
-struct Fit {
-  double needed = 0, width = 0;
-  bool overflows = false;
-};
-Fit fitOf(const tq::Control& control, const String& text) {
-  Fit f;
-  const auto& cell = control.cell();
-  if (!cell || text.length() == 0) return f;
-  const tq::FontDescriptor descriptor = cell->font();
-  const tq::FontRef font = tq::Font::fontWithDescriptor(descriptor);
-  // A field more than one line high wraps its text: it does not overflow sideways.
-  if (control.frame().h >= 2 * font->defaultLineHeight()) return f;
-  const double estimated = tq::TextMeasurer::current().sizeOfString(cell->title(), descriptor).width;
-  const double room = std::max(cell->cellSize().width - estimated, 0.0);
-  f.needed = std::ceil(tq::sizeOfText(text, font).width + room);
-  f.width = control.frame().w;
-  f.overflows = f.needed > f.width + 0.5;
-  return f;
+bool isFile(const std::string& path) {
+  struct stat st {};
+  return ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
-// Windows and top-level views (the panes many interfaces keep beside their window).
-std::vector<std::string> renderAll(const std::vector<std::shared_ptr<tq::Object>>& objects, const std::string& dir,
-                                   const char* suffix) {
-  std::vector<std::string> written;
-  int index = 0;
-  for (const auto& o : objects) {
-    tq::View* root = nullptr;
-    std::string kind;
-    if (auto* w = dynamic_cast<tq::Window*>(o.get())) {
-      root = w->contentView().get();
-      kind = "window";
-    } else if (auto* v = dynamic_cast<tq::View*>(o.get())) {
-      root = v;
-      kind = "view";
+// --- output written whole or not at all ---------------------------------------------------------
+
+// Files written into a folder so that a failure leaves nothing behind: a folder that does not exist
+// yet is filled under a temporary name beside it and renamed into place by commit(); into an
+// existing folder each file goes to a temporary name there and is renamed at commit(). Without
+// commit() the destructor removes whatever was written.
+class AtomicOutput {
+ public:
+  explicit AtomicOutput(std::string folder) : folder_(std::move(folder)) {
+    if (!isFolder(folder_)) {
+      const fs::path target = fs::absolute(folder_);
+      std::error_code ec;
+      fs::create_directories(target.parent_path(), ec);
+      staging_ = target.parent_path() / ("." + target.filename().string() + ".tmp-" + std::to_string(::getpid()));
+      fs::remove_all(staging_, ec);
+      if (!fs::create_directory(staging_, ec)) throw tq::cli::Failure(folder_ + ": cannot create the folder");
     }
-    if (!root || root->bounds().isEmpty()) continue;
-    auto* io = dynamic_cast<tq::InterfaceObject*>(o.get());
-    std::string id = io ? u8(io->archiveIdentifier()) : std::string();
-    if (id.empty()) id = std::to_string(index);
-    ++index;
-    const std::string path = (fs::path(dir) / (kind + "-" + id + "-" + suffix + ".png")).string();
-    auto* window = dynamic_cast<tq::Window*>(o.get());
-    tq::GraphicsContextRef image = window ? tq::renderWindow(*window) : tq::renderView(*root);
-    if (!image || !image->writeToPNG(String::fromUTF8(path))) throw tq::cli::Failure(path + ": cannot be written");
-    written.push_back(path);
   }
-  return written;
+  ~AtomicOutput() {
+    std::error_code ec;
+    if (!staging_.empty()) fs::remove_all(staging_, ec);
+    for (const auto& [temporary, final] : pending_) fs::remove(temporary, ec);
+  }
+  AtomicOutput(const AtomicOutput&) = delete;
+  AtomicOutput& operator=(const AtomicOutput&) = delete;
+
+  // Where a file of this name is to be written now.
+  std::string path(const std::string& name) {
+    if (!staging_.empty()) return (staging_ / name).string();
+    const std::string final = (fs::path(folder_) / name).string();
+    const std::string temporary = (fs::path(folder_) / ("." + name + ".tmp-" + std::to_string(::getpid()))).string();
+    pending_.emplace_back(temporary, final);
+    return temporary;
+  }
+  // The file's name in the finished folder.
+  std::string finalPath(const std::string& name) const { return (fs::path(folder_) / name).string(); }
+
+  void commit() {
+    if (!staging_.empty()) {
+      std::error_code ec;
+      fs::rename(staging_, folder_, ec);
+      if (ec) throw tq::cli::Failure(folder_ + ": " + ec.message());
+      staging_.clear();
+    }
+    for (const auto& [temporary, final] : pending_) {
+      std::error_code ec;
+      fs::rename(temporary, final, ec);
+      if (ec) throw tq::cli::Failure(final + ": " + ec.message());
+    }
+    pending_.clear();
+  }
+
+ private:
+  std::string folder_;
+  fs::path staging_;
+  std::vector<std::pair<std::string, std::string>> pending_;
+};
+
+void writePNG(const tq::GraphicsContextRef& image, const std::string& path) {
+  if (!image || !image->writeToPNG(String::fromUTF8(path))) throw tq::cli::Failure(path + ": cannot be written");
 }
 
-// --- the command --------------------------------------------------------------------------------
+// --- one interface ------------------------------------------------------------------------------
 
 std::string locate(const tq::Bundle& bundle, const std::string& nib) {
-  struct stat st {};
-  if (::stat(nib.c_str(), &st) == 0 && S_ISREG(st.st_mode)) return nib;
+  if (isFile(nib) || (isFolder(nib) && fs::path(nib).extension() == ".nib")) return nib;
   const String name = String::fromUTF8(fs::path(nib).extension() == ".xib" || fs::path(nib).extension() == ".nib"
                                            ? fs::path(nib).stem().string()
                                            : nib);
   String path = bundle.pathForResource(name, u"nib");
   if (path.isNil()) path = bundle.pathForResource(name, u"xib");
   if (path.isNil()) throw tq::cli::Failure(nib + ": no such interface in " + u8(bundle.bundlePath()));
-  std::string file = path.UTF8String();
-  if (::stat(file.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) file += "/designable.nib";
-  return file;
+  return path.UTF8String();
 }
 
-int runLocalize(const std::vector<std::string>& argv) {
-  tq::cli::Args args(argv, {"language", "table", "png"}, {"json", "by-id"});
-  args.expectPositionals(2, 2);
-  const std::string bundlePath = args.positional(0, "BUNDLE");
-  const std::string nib = args.positional(1, "NIB");
-  const auto language = args.value("language");
-  if (language) ::setenv("LANGUAGE", language->c_str(), 1);  // read when the bundle first localizes
-  const String table = args.value("table") ? String::fromUTF8(*args.value("table")) : String();
-  const bool byId = args.has("by-id");
-  const bool json = args.has("json");
-
-  // Sizes (check boxes fitted to their titles, the fit test) measured by the text system that draws.
-  tq::PangoTextMeasurer::install();
-  auto bundle = tq::Bundle::bundleWithPath(String::fromUTF8(bundlePath));
-  if (!bundle) throw tq::cli::Failure(bundlePath + ": not a folder");
-  const std::string file = locate(*bundle, nib);
-  tq::NibReadResult read = tq::readNibFile(file);
-  if (!read) throw tq::cli::Failure(read.error().reason);
-  const auto& objects = read.nib().topLevelObjects();
-  // With --by-id the table is named after the interface unless one is given.
-  const String byIdTable = table.isNil() ? String::fromUTF8(fs::path(file).stem().string()) : table;
-
-  Collector collector;
-  collector.objects(objects);
-  for (auto& p : collector.probes) p.before = p.get();
-  std::vector<std::pair<tq::Button*, tq::Rect>> boxes;
-  for (const auto& o : objects) {
-    if (auto* w = dynamic_cast<tq::Window*>(o.get())) checkBoxes(w->contentView().get(), boxes);
-    if (auto* v = dynamic_cast<tq::View*>(o.get())) checkBoxes(v, boxes);
-  }
-  std::vector<std::string> pngs;
-  const auto pngDir = args.value("png");
-  if (pngDir) {
-    fs::create_directories(*pngDir);
-    pngs = renderAll(objects, *pngDir, "before");
-  }
-
-  // A value no table holds tells a missing key from a key translated as itself.
-  const String absent = String::fromUTF8("\x01tqkit-absent\x01");
-  if (byId) {
-    for (auto& p : collector.probes) {
-      if (p.id.empty()) continue;
-      const String found =
-          bundle->localizedStringForKey(String::fromUTF8(p.id + "." + p.property), absent, byIdTable);
-      if (found != absent) p.set(found);
-    }
-  } else {
-    tq::TQLocalizer::localizeObjects(objects, table, bundle);
-  }
-
-  std::vector<std::string> missing;
-  for (auto& p : collector.probes) {
-    p.after = p.get();
-    if (p.before.length() == 0) {
-      p.status = "empty";
-      continue;
-    }
-    String key;
-    String lookupTable = table;
-    if (byId) {
-      key = String::fromUTF8(p.id + "." + p.property);
-      lookupTable = byIdTable;
-    } else if (p.classLookup) {
-      key = p.before;
-      if (lookupTable.isNil()) lookupTable = u"default";
+void writeStringsJson(tq::cli::Json& j, const loc::Report& r) {
+  j.key("strings").beginArray();
+  for (const auto& s : r.strings) {
+    j.beginObject();
+    j.key("class").string(s.cls).key("id").string(s.id).key("property").string(s.property).key("key").string(s.key);
+    j.key("before").string(s.before).key("after");
+    if (s.afterIsNil) {
+      j.null();
     } else {
-      key = p.before.stringByTrimmingCharactersInSet(tq::CharacterSet::whitespaceAndNewlineCharacterSet());
+      j.string(s.after);
     }
-    // An object without an identifier cannot be named by an ID-keyed table.
-    const bool nameable = !byId || !p.id.empty();
-    const bool found = nameable && bundle->localizedStringForKey(key, absent, lookupTable) != absent;
-    p.status = found ? "translated" : "untranslated";
-    if (!found) missing.push_back(nameable ? u8(key) : u8(p.before));
+    j.key("status").string(s.status);
+    j.endObject();
   }
+  j.endArray();
+  j.key("overflows").beginArray();
+  for (const auto& o : r.overflows) {
+    j.beginObject();
+    j.key("kind").string(o.kind).key("class").string(o.cls).key("id").string(o.id).key("property").string(o.property);
+    j.key("text").string(o.text).key("width").number(o.width).key("needed").number(o.needed);
+    j.endObject();
+  }
+  j.endArray();
+  j.key("resized").beginArray();
+  for (const auto& z : r.resized) {
+    j.beginObject();
+    j.key("id").string(z.id).key("title").string(z.title);
+    j.key("widthBefore").number(z.widthBefore).key("widthAfter").number(z.widthAfter);
+    j.endObject();
+  }
+  j.endArray();
+  j.key("missing").beginArray();
+  for (const auto& m : r.missing) j.string(m);
+  j.endArray();
+  j.key("unused").beginArray();
+  for (const auto& u : r.unused) j.string(u);
+  j.endArray();
+}
 
-  struct Overflow {
-    const Probe* probe;
-    Fit fit;
-  };
-  std::vector<Overflow> overflows;
-  for (const auto& p : collector.probes) {
-    // Only translated texts: untranslated ones are the interface's own business.
-    if (!p.control || p.status != "translated") continue;
-    Fit f = fitOf(*p.control, p.after);
-    if (f.overflows) overflows.push_back({&p, f});
-  }
-  std::vector<std::pair<tq::Button*, std::pair<tq::Rect, tq::Rect>>> resized;
-  for (const auto& [b, frame] : boxes) {
-    if (!(b->frame() == frame)) resized.push_back({b, {frame, b->frame()}});
-  }
-  if (pngDir) {
-    auto after = renderAll(objects, *pngDir, "after");
-    pngs.insert(pngs.end(), after.begin(), after.end());
+int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle, const std::string& nib) {
+  const bool json = args.has("json");
+  loc::Options options;
+  options.mode = args.has("by-id") ? loc::Mode::ById : loc::Mode::Localizer;
+  if (auto t = args.value("table")) options.table = String::fromUTF8(*t);
+  options.pictures = args.value("png").has_value();
+  const std::string file = locate(*bundle, nib);
+  loc::Report report = loc::localizeInterface(bundle, file, options);
+  if (!report.error.empty()) throw tq::cli::Failure(report.error);
+
+  std::vector<std::string> pngs;
+  if (auto dir = args.value("png")) {
+    AtomicOutput out(*dir);
+    for (const auto& p : report.pictures) {
+      for (const auto& [suffix, image] : {std::pair{"before", p.before}, std::pair{"after", p.after}}) {
+        const std::string name = p.name + "-" + suffix + ".png";
+        writePNG(image, out.path(name));
+        pngs.push_back(out.finalPath(name));
+      }
+    }
+    out.commit();
   }
 
   if (json) {
@@ -338,54 +178,18 @@ int runLocalize(const std::vector<std::string>& argv) {
     j.beginObject();
     j.key("bundle").string(u8(bundle->bundlePath()));
     j.key("interface").string(file);
-    j.key("mode").string(byId ? "by-id" : "localizer");
+    j.key("mode").string(loc::modeName(report.mode));
     j.key("table");
-    if (byId) {
-      j.string(u8(byIdTable));
-    } else if (table.isNil()) {
+    if (options.mode == loc::Mode::Localizer && options.table.isNil()) {
       j.null();
     } else {
-      j.string(u8(table));
+      j.string(report.table);
     }
+    j.key("localization").string(report.localization);
     j.key("localizations").beginArray();
     for (const auto& l : bundle->preferredLocalizations()) j.string(u8(l));
     j.endArray();
-    j.key("strings").beginArray();
-    for (const auto& p : collector.probes) {
-      j.beginObject();
-      j.key("class").string(p.cls);
-      j.key("id").string(p.id);
-      j.key("property").string(p.property);
-      j.key("before").string(u8(p.before));
-      j.key("after");
-      if (p.after.isNil()) {
-        j.null();
-      } else {
-        j.string(u8(p.after));
-      }
-      j.key("status").string(p.status);
-      j.endObject();
-    }
-    j.endArray();
-    j.key("overflows").beginArray();
-    for (const auto& o : overflows) {
-      j.beginObject();
-      j.key("class").string(o.probe->cls).key("id").string(o.probe->id).key("property").string(o.probe->property);
-      j.key("text").string(u8(o.probe->after)).key("width").number(o.fit.width).key("needed").number(o.fit.needed);
-      j.endObject();
-    }
-    j.endArray();
-    j.key("resized").beginArray();
-    for (const auto& [b, frames] : resized) {
-      j.beginObject();
-      j.key("id").string(u8(b->archiveIdentifier())).key("title").string(u8(b->title()));
-      j.key("widthBefore").number(frames.first.w).key("widthAfter").number(frames.second.w);
-      j.endObject();
-    }
-    j.endArray();
-    j.key("missing").beginArray();
-    for (const auto& m : missing) j.string(m);
-    j.endArray();
+    writeStringsJson(j, report);
     j.key("png").beginArray();
     for (const auto& p : pngs) j.string(p);
     j.endArray();
@@ -394,46 +198,331 @@ int runLocalize(const std::vector<std::string>& argv) {
     return 0;
   }
 
-  std::size_t translated = 0;
-  for (const auto& p : collector.probes) {
-    if (p.status == "empty") continue;
-    translated += p.status == "translated";
-    std::printf("%-10s %s%s%s.%s: %s -> %s\n", p.status == "translated" ? "ok" : "MISSING", p.cls.c_str(),
-                p.id.empty() ? "" : " #", p.id.c_str(), p.property.c_str(),
-                tq::cli::Json::escape(u8(p.before)).c_str(),
-                p.after.isNil() ? "nil" : tq::cli::Json::escape(u8(p.after)).c_str());
+  for (const auto& s : report.strings) {
+    if (s.status == "empty") continue;
+    std::printf("%-10s %s%s%s.%s: %s -> %s\n", s.status == "translated" ? "ok" : "MISSING", s.cls.c_str(),
+                s.id.empty() ? "" : " #", s.id.c_str(), s.property.c_str(), tq::cli::Json::escape(s.before).c_str(),
+                s.afterIsNil ? "nil" : tq::cli::Json::escape(s.after).c_str());
   }
-  std::printf("\n%zu strings translated, %zu missing\n", translated, missing.size());
-  for (const auto& o : overflows) {
-    std::printf("overflow: %s #%s.%s %s needs %.0f, has %.0f\n", o.probe->cls.c_str(), o.probe->id.c_str(),
-                o.probe->property.c_str(), tq::cli::Json::escape(u8(o.probe->after)).c_str(), o.fit.needed,
-                o.fit.width);
+  std::printf("\n%zu strings translated, %zu missing, %zu unused keys in table %s\n", report.translated(),
+              report.missing.size(), report.unused.size(), report.table.c_str());
+  for (const auto& u : report.unused) std::printf("unused: %s\n", tq::cli::Json::escape(u).c_str());
+  for (const auto& o : report.overflows) {
+    if (o.kind == "text") {
+      std::printf("overflow: %s #%s.%s %s needs %.0f, has %.0f\n", o.cls.c_str(), o.id.c_str(), o.property.c_str(),
+                  tq::cli::Json::escape(o.text).c_str(), o.needed, o.width);
+    } else {
+      std::printf("overflow: %s #%s %s reaches x %.0f past its superview's width %.0f\n", o.cls.c_str(), o.id.c_str(),
+                  tq::cli::Json::escape(o.text).c_str(), o.needed, o.width);
+    }
   }
-  for (const auto& [b, frames] : resized) {
-    std::printf("resized check box #%s %s: width %.0f -> %.0f\n", u8(b->archiveIdentifier()).c_str(),
-                tq::cli::Json::escape(u8(b->title())).c_str(), frames.first.w, frames.second.w);
+  for (const auto& z : report.resized) {
+    std::printf("resized check box #%s %s: width %.0f -> %.0f\n", z.id.c_str(), tq::cli::Json::escape(z.title).c_str(),
+                z.widthBefore, z.widthAfter);
   }
   for (const auto& p : pngs) std::printf("wrote %s\n", p.c_str());
   return 0;
 }
 
+// --- every interface of a bundle ----------------------------------------------------------------
+
+struct Job {
+  std::string file;         // the interface
+  std::string localization; // the language reported
+  loc::Mode mode;
+  std::string developmentCopy;
+};
+
+bool isInterface(const fs::path& p) { return p.extension() == ".xib" || p.extension() == ".nib"; }
+
+// The interfaces of a bundle and how each is localized: a Base interface by the identifier-keyed
+// table of each language, an unlocalized one by the localizer with each language's table, a
+// language's own copy against the development language's copy.
+std::vector<Job> jobsOf(const tq::Bundle& bundle) {
+  const fs::path resources = u8(bundle.resourcePath());
+  std::vector<std::string> languages;
+  for (const auto& l : bundle.localizations()) {
+    if (u8(l) != "Base") languages.push_back(u8(l));
+  }
+  // The development language: the bundle's region, else English by either name.
+  std::string development = u8(bundle.developmentLocalization());
+  if (development.empty() || std::find(languages.begin(), languages.end(), development) == languages.end()) {
+    for (const char* english : {"en", "English"}) {
+      if (std::find(languages.begin(), languages.end(), english) != languages.end()) development = english;
+    }
+  }
+  std::map<std::string, std::vector<std::string>> copies;  // interface name -> languages holding a copy
+  std::vector<Job> jobs;
+  std::vector<fs::path> entries;
+  for (const auto& e : fs::directory_iterator(resources)) entries.push_back(e.path());
+  std::sort(entries.begin(), entries.end());
+  for (const auto& p : entries) {
+    if (isInterface(p)) {
+      for (const auto& l : languages) {
+        if (l != development) jobs.push_back({p.string(), l, loc::Mode::Localizer, {}});
+      }
+    }
+  }
+  for (const auto& l : bundle.localizations()) {
+    const fs::path folder = resources / (u8(l) + ".lproj");
+    std::vector<fs::path> inside;
+    for (const auto& e : fs::directory_iterator(folder)) {
+      if (isInterface(e.path())) inside.push_back(e.path());
+    }
+    std::sort(inside.begin(), inside.end());
+    for (const auto& p : inside) {
+      if (u8(l) == "Base") {
+        // The Base interface is in the development language, which needs no table.
+        for (const auto& other : languages) {
+          if (other != development) jobs.push_back({p.string(), other, loc::Mode::ById, {}});
+        }
+      } else {
+        copies[p.filename().string()].push_back(u8(l));
+      }
+    }
+  }
+  // The development language's copy is the original; the others are its translations.
+  for (const auto& [name, holders] : copies) {
+    const bool held = std::find(holders.begin(), holders.end(), development) != holders.end();
+    const std::string original = (resources / ((held ? development : holders.front()) + ".lproj") / name).string();
+    for (const auto& l : holders) {
+      if (l == (held ? development : holders.front())) continue;
+      jobs.push_back({(resources / (l + ".lproj") / name).string(), l, loc::Mode::Copy, original});
+    }
+  }
+  return jobs;
+}
+
+std::string html(const std::string& s) {
+  std::string out;
+  for (char c : s) {
+    switch (c) {
+      case '<': out += "&lt;"; break;
+      case '>': out += "&gt;"; break;
+      case '&': out += "&amp;"; break;
+      case '"': out += "&quot;"; break;
+      default: out += c;
+    }
+  }
+  return out;
+}
+
+std::string fileSafe(const std::string& s) {
+  std::string out;
+  for (char c : s) out += std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '_' ? c : '_';
+  return out;
+}
+
+// The page a localization engineer opens: the summary, then per interface and language the
+// pictures before and after side by side with overflowing controls outlined, and the lists.
+void writePage(AtomicOutput& out, const std::string& bundlePath, const std::vector<loc::Report>& reports,
+               double seconds) {
+  std::string page =
+      "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>Localization report</title>\n<style>"
+      "body{font:14px sans-serif;margin:2em;color:#222}table{border-collapse:collapse}"
+      "td,th{border:1px solid #ccc;padding:3px 8px;text-align:right}td:first-child,th:first-child,"
+      "td:nth-child(2){text-align:left}.bad{color:#b00;font-weight:bold}.pair{display:flex;gap:16px;"
+      "flex-wrap:wrap;align-items:flex-start}figure{margin:0}figcaption{color:#666;font-size:12px}"
+      "img{border:1px solid #ddd;max-width:100%}section{margin-top:2.5em;border-top:2px solid #eee}"
+      "</style></head><body>\n<h1>Localization report</h1>\n<p>" +
+      html(bundlePath) + " &mdash; " + std::to_string(reports.size()) + " interface and language pairs in " +
+      std::to_string(seconds).substr(0, std::to_string(seconds).find('.') + 3) + " s</p>\n";
+  page += "<table><tr><th>interface</th><th>language</th><th>mode</th><th>translated</th><th>missing</th>"
+          "<th>unused</th><th>overflowing</th></tr>\n";
+  for (std::size_t i = 0; i < reports.size(); ++i) {
+    const auto& r = reports[i];
+    const auto cell = [](std::size_t n) {
+      return std::string("<td") + (n ? " class=\"bad\"" : "") + ">" + std::to_string(n) + "</td>";
+    };
+    page += "<tr><td><a href=\"#r" + std::to_string(i) + "\">" + html(r.interfaceName) + "</a></td><td>" +
+            html(r.localization) + "</td><td>" + loc::modeName(r.mode) + "</td>";
+    if (!r.error.empty()) {
+      page += "<td colspan=\"4\" class=\"bad\">" + html(r.error) + "</td></tr>\n";
+      continue;
+    }
+    page += "<td>" + std::to_string(r.translated()) + "</td>" + cell(r.missing.size()) + cell(r.unused.size()) +
+            cell(r.overflows.size()) + "</tr>\n";
+  }
+  page += "</table>\n";
+  for (std::size_t i = 0; i < reports.size(); ++i) {
+    const auto& r = reports[i];
+    page += "<section id=\"r" + std::to_string(i) + "\"><h2>" + html(r.interfaceName) + " &mdash; " +
+            html(r.localization) + "</h2>\n<p>" + html(r.interfacePath) + " (" + loc::modeName(r.mode) +
+            (r.table.empty() ? "" : ", table " + html(r.table)) + ")</p>\n";
+    if (!r.error.empty()) {
+      page += "<p class=\"bad\">" + html(r.error) + "</p></section>\n";
+      continue;
+    }
+    for (const auto& p : r.pictures) {
+      const std::string base = fileSafe(r.interfaceName + "-" + r.localization + "-" + p.name);
+      page += "<div class=\"pair\">";
+      for (const auto& [suffix, image] : {std::pair{"before", p.before}, std::pair{"after", p.after}}) {
+        if (!image) continue;
+        const std::string name = base + "-" + suffix + ".png";
+        writePNG(image, out.path(name));
+        page += "<figure><img src=\"" + html(name) + "\" alt=\"" + suffix + "\"><figcaption>" + html(p.name) + ", " +
+                suffix + "</figcaption></figure>";
+      }
+      page += "</div>\n";
+    }
+    const auto list = [&](const char* title, const std::vector<std::string>& items) {
+      if (items.empty()) return;
+      page += "<h3>" + std::string(title) + " (" + std::to_string(items.size()) + ")</h3><ul>";
+      for (const auto& item : items) page += "<li>" + html(item) + "</li>";
+      page += "</ul>\n";
+    };
+    std::vector<std::string> overflows;
+    for (const auto& o : r.overflows) {
+      overflows.push_back(o.kind == "text" ? o.cls + " #" + o.id + "." + o.property + " \"" + o.text + "\" needs " +
+                                                 std::to_string(static_cast<int>(o.needed)) + ", has " +
+                                                 std::to_string(static_cast<int>(o.width))
+                                           : o.cls + " #" + o.id + " \"" + o.text + "\" reaches past its superview");
+    }
+    list("Overflowing (outlined in red)", overflows);
+    list("Missing", r.missing);
+    list("Unused keys", r.unused);
+    page += "</section>\n";
+  }
+  page += "</body></html>\n";
+  std::ofstream file(out.path("index.html"), std::ios::binary);
+  file << page;
+  if (!file.flush()) throw tq::cli::Failure(out.finalPath("index.html") + ": cannot be written");
+}
+
+int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
+  const auto started = std::chrono::steady_clock::now();
+  auto bundle = tq::Bundle::bundleWithPath(String::fromUTF8(bundlePath));
+  if (!bundle) throw tq::cli::Failure(bundlePath + ": not a folder");
+  const auto htmlDir = args.value("html");
+  const bool json = args.has("json");
+  std::vector<loc::Report> reports;
+  const auto jobs = jobsOf(*bundle);
+  if (jobs.empty()) throw tq::cli::Failure(bundlePath + ": no interfaces in any localization");
+  std::size_t done = 0;
+  for (const Job& job : jobs) {
+    // A bundle of its own per language: the preferred localization is read on first use.
+    ::setenv("LANGUAGE", job.localization.c_str(), 1);
+    auto localized = std::make_shared<tq::Bundle>(String::fromUTF8(bundlePath));
+    loc::Options options;
+    options.mode = job.mode;
+    options.localization = job.localization;
+    options.developmentCopy = job.developmentCopy;
+    options.pictures = htmlDir.has_value();
+    if (auto t = args.value("table")) options.table = String::fromUTF8(*t);
+    reports.push_back(loc::localizeInterface(localized, job.file, options));
+    if (!json && ::isatty(2)) {
+      std::fprintf(stderr, "\r%zu/%zu %s %s\033[K", ++done, jobs.size(), fs::path(job.file).filename().c_str(),
+                   job.localization.c_str());
+    }
+  }
+  if (!json && ::isatty(2)) std::fprintf(stderr, "\r\033[K");
+  const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
+  if (htmlDir) {
+    AtomicOutput out(*htmlDir);
+    writePage(out, bundlePath, reports, seconds);
+    out.commit();
+  }
+
+  std::size_t translated = 0, missing = 0, unused = 0, overflowing = 0, failed = 0;
+  for (const auto& r : reports) {
+    translated += r.translated(), missing += r.missing.size(), unused += r.unused.size();
+    overflowing += r.overflows.size(), failed += !r.error.empty();
+  }
+  if (json) {
+    tq::cli::Json j;
+    j.beginObject().key("bundle").string(bundlePath).key("seconds").number(seconds);
+    j.key("interfaces").beginArray();
+    for (const auto& r : reports) {
+      j.beginObject();
+      j.key("interface").string(r.interfaceName).key("path").string(r.interfacePath);
+      j.key("localization").string(r.localization).key("mode").string(loc::modeName(r.mode));
+      j.key("table").string(r.table);
+      if (!r.error.empty()) j.key("error").string(r.error);
+      j.key("translated").number(static_cast<long long>(r.translated()));
+      j.key("missingCount").number(static_cast<long long>(r.missing.size()));
+      j.key("unusedCount").number(static_cast<long long>(r.unused.size()));
+      j.key("overflowing").number(static_cast<long long>(r.overflows.size()));
+      writeStringsJson(j, r);
+      j.endObject();
+    }
+    j.endArray();
+    j.key("totals").beginObject();
+    j.key("translated").number(static_cast<long long>(translated)).key("missing").number(static_cast<long long>(missing));
+    j.key("unused").number(static_cast<long long>(unused)).key("overflowing").number(static_cast<long long>(overflowing));
+    j.key("unreadable").number(static_cast<long long>(failed));
+    j.endObject();
+    if (htmlDir) j.key("html").string((fs::path(*htmlDir) / "index.html").string());
+    j.endObject();
+    j.newline();
+    return 0;
+  }
+  std::printf("%-28s %-10s %-9s %10s %8s %7s %11s\n", "interface", "language", "mode", "translated", "missing",
+              "unused", "overflowing");
+  for (const auto& r : reports) {
+    if (!r.error.empty()) {
+      std::printf("%-28s %-10s %-9s unreadable: %s\n", r.interfaceName.c_str(), r.localization.c_str(),
+                  loc::modeName(r.mode), r.error.c_str());
+      continue;
+    }
+    std::printf("%-28s %-10s %-9s %10zu %8zu %7zu %11zu\n", r.interfaceName.c_str(), r.localization.c_str(),
+                loc::modeName(r.mode), r.translated(), r.missing.size(), r.unused.size(), r.overflows.size());
+  }
+  std::printf("\ntotal: %zu translated, %zu missing, %zu unused, %zu overflowing, %zu unreadable (%.2f s)\n",
+              translated, missing, unused, overflowing, failed, seconds);
+  if (htmlDir) std::printf("wrote %s\n", (fs::path(*htmlDir) / "index.html").c_str());
+  return 0;
+}
+
+int runLocalize(const std::vector<std::string>& argv) {
+  tq::cli::Args args(argv, {"language", "table", "png", "html"}, {"json", "by-id", "all"});
+  const bool all = args.has("all");
+  args.expectPositionals(all ? 1 : 2, all ? 1 : 2);
+  const std::string bundlePath = args.positional(0, "BUNDLE");
+  if (all && (args.has("by-id") || args.value("png") || args.value("language"))) {
+    throw tq::cli::UsageError("--all chooses the way and the languages itself (no --by-id, --png or --language)");
+  }
+  if (!all && args.value("html")) throw tq::cli::UsageError("--html DIR goes with --all");
+  // Sizes (check boxes fitted to their titles, the fit test) measured by the text system that draws.
+  tq::PangoTextMeasurer::install();
+  if (all) return runAll(args, bundlePath);
+
+  if (const auto language = args.value("language")) ::setenv("LANGUAGE", language->c_str(), 1);
+  auto bundle = tq::Bundle::bundleWithPath(String::fromUTF8(bundlePath));
+  if (!bundle) throw tq::cli::Failure(bundlePath + ": not a folder");
+  return runOne(args, bundle, args.positional(1, "NIB"));
+}
+
 tq::cli::Registration localize(
-    {"localize", "translate an interface with a bundle's strings table and report the result",
-     "usage: tqkit localize BUNDLE NIB [--language L] [--table T] [--json] [--png DIR] [--by-id]\n\n"
+    {"localize", "translate interfaces with a bundle's strings tables and report the result",
+     "usage: tqkit localize BUNDLE NIB [--language L] [--table T] [--by-id] [--json] [--png DIR]\n"
+     "       tqkit localize BUNDLE --all [--table T] [--json] [--html DIR]\n\n"
      "Loads the interface NIB (a name looked up as a nib or xib resource of the bundle folder BUNDLE,\n"
      "or a file path), translates it as TQLocalizer does with the strings table T (default: the\n"
      "bundle's default table; menu titles use table \"default\"), and lists every visible string\n"
-     "before and after with the object that holds it. Then it reports each translated text that no\n"
-     "longer fits its control (measured with the control's font), the check boxes that were resized,\n"
-     "and the strings the table lacks.\n\n"
+     "before and after with the object that holds it (controls by their cell's identifier, as the\n"
+     "tables name them). Then it reports the strings the table lacks, the keys of the table that\n"
+     "matched nothing (for a table of the interface's own: --by-id or --table), each translated text that no longer fits its control (measured with the\n"
+     "control's font), each resized check box and those that now reach past their superview.\n\n"
      "  --language L  the user's language for choosing the bundle's localization (as LANGUAGE)\n"
      "  --table T     the strings table name (without .strings)\n"
-     "  --by-id       apply instead a table keyed by object identifier and property (\"ID.title\"),\n"
-     "                as generated beside a Base interface; the table defaults to the NIB's name\n"
-     "  --png DIR     render each window before and after into DIR\n"
-     "  --json        one JSON object: strings (with status translated, untranslated or empty),\n"
-     "                overflows, resized, missing, png\n\n"
-     "Exit status: 0 on success, 1 when the bundle or interface cannot be read, 2 on a usage error.\n",
+     "  --by-id       apply instead a table keyed by object identifier and property, as generated\n"
+     "                beside a Base interface (\"ID.title\", \"ID.headerCell.title\",\n"
+     "                \"ID.ibShadowedLabels[0]\", \"ID.ibShadowedToolTips[0]\", \"ID.toolTip\",\n"
+     "                \"ID.ibShadowedDisplayPattern\", \"ID.ibShadowedNullPlaceholder\", ...); the table\n"
+     "                defaults to the NIB's name\n"
+     "  --png DIR     draw each window before and after into DIR (overflowing controls outlined)\n"
+     "  --all         every interface of the bundle in every localization it holds: Base interfaces\n"
+     "                with each language's identifier-keyed table, unlocalized ones with the\n"
+     "                localizer and each language's table, a language's own copy against the\n"
+     "                development language's copy; one summary (translated, missing, unused,\n"
+     "                overflowing per interface and language)\n"
+     "  --html DIR    with --all: a page DIR/index.html with the summary and, per interface and\n"
+     "                language, the pictures before and after side by side (PNG files beside it)\n"
+     "  --json        one JSON object: strings (status translated, untranslated or empty),\n"
+     "                overflows, resized, missing, unused, png; with --all the summary with each\n"
+     "                interface's lists and the totals\n\n"
+     "Files are written whole or not at all. Exit status: 0 on success, 1 when the bundle or\n"
+     "interface cannot be read or a file written, 2 on a usage error.\n",
      runLocalize});
 
 }  // namespace

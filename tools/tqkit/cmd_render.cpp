@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "tq/platform/ui/named_images.h"
 #include "tq/platform/ui/nib_reader.h"
 #include "tq/platform/ui/pango_text_measurer.h"
 #include "tq/platform/ui/view_drawing.h"
@@ -32,6 +33,13 @@ std::vector<Drawable> drawables(const tq::Nib& nib) {
     }
   }
   return found;
+}
+
+// The images the document names: those it holds, then files beside it.
+std::shared_ptr<tq::InterfaceImageSource> imagesOf(const tq::Nib& nib, const std::string& path) {
+  auto images = std::make_shared<tq::InterfaceImageSource>(tq::String::fromUTF8(path));
+  for (const auto& [name, bytes] : nib.embeddedImages()) images->addImage(name, tq::Image::imageWithData(bytes));
+  return images;
 }
 
 int runRender(const std::vector<std::string>& argv) {
@@ -96,7 +104,9 @@ int runRender(const std::vector<std::string>& argv) {
   tq::WindowRenderOptions options;
   options.scale = scale;
   options.titleBar = !args.has("no-title-bar");
-  auto image = item.window ? tq::renderWindow(*item.window, options) : tq::renderView(*item.view, scale);
+  options.images = imagesOf(result.nib(), path);
+  auto image = item.window ? tq::renderWindow(*item.window, options)
+                           : tq::renderView(*item.view, scale, nullptr, options.images);
   if (!image) throw tq::cli::Failure(path + ": window " + std::to_string(index) + " is empty or too large to draw");
   const std::string out = *args.value("png");
   if (!image->writeToPNG(tq::String::fromUTF8(out))) throw tq::cli::Failure(out + ": cannot write the PNG");
@@ -117,8 +127,11 @@ tq::cli::Registration render(
      "       tqkit render FILE --list [--json]\n\n"
      "Reads the interface document FILE (.xib) and draws one of its windows, with its title bar, or\n"
      "one of its top-level views into the PNG file OUT: frames, titles, labels, text fields, buttons,\n"
-     "check boxes, pop-up buttons, boxes, tab views, tables and scroll views. Named images show as\n"
-     "placeholders and custom views as dashed outlines with their class name.\n\n"
+     "check boxes, pop-up buttons, segmented controls, boxes, tab views, tables, scroll views, sliders,\n"
+     "steppers, level and progress indicators, date pickers, text and image views. Named images come\n"
+     "from the document itself, its folder and the folders around it (.lproj, resources); the\n"
+     "platform's common template images draw as stand-ins, other missing images as grey\n"
+     "placeholders, custom views as dashed outlines with their class name.\n\n"
      "  --window N     which window or top-level view, counting from 0 in document order (default 0)\n"
      "  --list         list the windows and views that can be drawn, with their sizes\n"
      "  --scale S      pixels per point (default 1; 2 for a sharper picture)\n"

@@ -101,6 +101,27 @@ class Cell : public InterfaceObject {
   // none. Copies of the cell share it.
   virtual const std::shared_ptr<Image>& image() const { return image_; }
   virtual void setImage(std::shared_ptr<Image> image) { image_ = std::move(image); }
+  // Numeric controls (sliders, steppers, level indicators, date pickers): the value and the range
+  // it moves in; 0 in 0 to 1 unless set. A date picker's value is its date in seconds since
+  // 2001-01-01 00:00 UTC.
+  double doubleValue() const { return doubleValue_; }
+  void setDoubleValue(double value) { doubleValue_ = value; }
+  double minValue() const { return minValue_; }
+  void setMinValue(double value) { minValue_ = value; }
+  double maxValue() const { return maxValue_; }
+  void setMaxValue(double value) { maxValue_ = value; }
+  // Tick marks of a slider or level indicator; 0 for none.
+  long numberOfTickMarks() const { return tickMarks_; }
+  void setNumberOfTickMarks(long count) { tickMarks_ = count; }
+  // The archived look of a control that has several: a slider's type ("linear", "circular"), a
+  // level indicator's style ("continuousCapacity", "discreteCapacity", "relevancy", "rating"), a date
+  // picker's style ("textFieldAndStepper", "clockAndCalendar", "textField"); nil for the default.
+  const String& controlStyle() const { return controlStyle_; }
+  void setControlStyle(String style) { controlStyle_ = std::move(style); }
+  // A date picker's fields: DateElementYearMonthDay | DateElementHourMinute | DateElementSecond.
+  enum DateElements : unsigned { DateElementYearMonthDay = 1, DateElementHourMinute = 2, DateElementSecond = 4 };
+  unsigned dateElements() const { return dateElements_; }
+  void setDateElements(unsigned elements) { dateElements_ = elements; }
   // A formatter object of the archive (number or date formatter), owned; nullptr for none.
   const std::shared_ptr<Object>& formatter() const { return formatter_; }
   void setFormatter(std::shared_ptr<Object> formatter) { formatter_ = std::move(formatter); }
@@ -109,13 +130,16 @@ class Cell : public InterfaceObject {
   View* controlView() const { return controlView_; }
   void setControlView(View* view) { controlView_ = view; }
 
-  // The natural size of the content: the string measured in the cell's font, plus the room the cell
-  // needs around it (bezels, borders; see the subclasses).
+  // The natural size of the content: the string measured in the cell's font, plus textRoom()
+  // (bezels, borders, insets); subclasses with other content (indicators, icons) add theirs.
   virtual Size cellSize() const;
-  // The size within bounds: a wrapping cell lays its text out in the bounds' width
-  // (TextMeasurer::sizeOfString with a width), a non-wrapping one is one line high. Width is at most
-  // the bounds' width.
+  // The size of the text within bounds, plus textRoom(): a wrapping cell lays its text out in the
+  // bounds' width less that room (TextMeasurer::sizeOfString with a width), a non-wrapping one is
+  // one line high. Width is at most the bounds' width. It does not go through cellSize(), so a
+  // subclass that widens cellSize() for other content (an icon) measures its text all the same.
   virtual Size cellSizeForBounds(const Rect& bounds) const;
+  // The room the cell keeps around its text (width, height); none for a plain cell.
+  virtual Size textRoom() const { return {}; }
 
   // A copy of the cell, as the platform's cell copying makes it: the same values and flags (a
   // formatter is shared), no bindings, in no view (controlView() nullptr). Every cell class
@@ -147,6 +171,12 @@ class Cell : public InterfaceObject {
   long tag_ = 0;
   ControlSize controlSize_ = ControlSize::Regular;
   String imageName_;
+  double doubleValue_ = 0;
+  double minValue_ = 0;
+  double maxValue_ = 1;
+  long tickMarks_ = 0;
+  String controlStyle_;
+  unsigned dateElements_ = DateElementYearMonthDay;
   std::shared_ptr<Image> image_;
   std::shared_ptr<Object> formatter_;
   View* controlView_ = nullptr;

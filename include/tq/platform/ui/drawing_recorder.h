@@ -22,6 +22,8 @@ struct DrawingRecord {
     StrokeLine,  // from, to, color, lineWidth
     DrawImage,   // rect (destination), sourceRect (image points), operation, fraction, interpolation
     DrawText,    // rect, text, fontName, fontSize, lineBreakMode, alignment, color
+    FillPath,    // rect (the path's bounding box), color
+    StrokePath,  // rect (the stroked area's bounding box), color, lineWidth
   };
   Kind kind = Kind::FillRect;
   Rect rect{};

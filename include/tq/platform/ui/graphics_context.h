@@ -164,6 +164,12 @@ class GraphicsContext : public Object {
   // Strokes one straight segment with the stroke colour, butt caps, SourceOver.
   void strokeLine(Point from, Point to, double lineWidth);
 
+  // Fills, or strokes, the path built on cairo() (user coordinates) with `color`, SourceOver, and
+  // clears the path. Recorded as FillPath / StrokePath with the path's bounding box as rect. For
+  // drawing units that shape with Cairo; a nil colour draws nothing (and clears the path).
+  void fillPath(const ColorRef& color);
+  void strokePath(const ColorRef& color, double lineWidth);
+
   // Completes pending drawing on the surface.
   void flushGraphics();
   // Writes the surface as PNG (image surfaces). False when it cannot be written.
@@ -180,6 +186,7 @@ class GraphicsContext : public Object {
   GraphicsContext(cairo_t* cr, double height, bool flipped);
 
  private:
+  void paintPath(const ColorRef& color, bool stroke, double lineWidth);
   struct State {
     ColorRef fill;
     ColorRef stroke;

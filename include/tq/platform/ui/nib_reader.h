@@ -43,6 +43,7 @@
 #include <unordered_map>
 #include <vector>
 
+#include "tq/platform/base/data.h"
 #include "tq/platform/base/object.h"
 #include "tq/platform/base/string.h"
 
@@ -73,6 +74,9 @@ struct NibConnection {
   // The two ends (not owned).
   std::weak_ptr<Object> source;
   std::weak_ptr<Object> destination;
+  // The connection's own archive identifier (strings tables name a binding's display pattern and
+  // placeholders by it); nil when the archive gives none.
+  String identifier;
 };
 
 // The objects and connections of one successfully read archive.
@@ -91,6 +95,9 @@ class Nib {
   std::size_t objectCount() const { return objectCount_; }
   // The archive's format ("com.apple.InterfaceBuilder3.Cocoa.XIB").
   const String& documentType() const { return documentType_; }
+  // The bytes of the image files the document itself holds, by image name (a TIFF or PNG each;
+  // read them with Image::imageWithData). Images named but not held are found beside the document.
+  const std::unordered_map<String, Data>& embeddedImages() const { return embeddedImages_; }
 
  private:
   friend class NibBuilder;
@@ -100,6 +107,7 @@ class Nib {
   std::vector<std::string> warnings_;
   std::size_t objectCount_ = 0;
   String documentType_;
+  std::unordered_map<String, Data> embeddedImages_;
 };
 
 struct NibReadError {

@@ -31,8 +31,9 @@ class TextFieldCell : public ActionCell {
   const std::optional<ColorDescriptor>& textColor() const { return textColor_; }
   void setTextColor(std::optional<ColorDescriptor> color) { textColor_ = std::move(color); }
 
-  // Bezeled fields add 3 points each side and 2 above and below to the text's size; bordered ones 1.
-  Size cellSize() const override;
+  // Around the text: bezeled fields 3 points each side and 2 above and below; bordered ones 1;
+  // others 2 each side (so cellSize() is the text's size plus 6 x 4, 2 x 2 or 4 x 0).
+  Size textRoom() const override;
 
   // --- drawing and editing (into the current graphics context) -----------------------------------
   // The whole cell: the background (when drawsBackground(): the background colour, else
