@@ -68,6 +68,8 @@ struct ReadFailure {
 constexpr int kMaxDepth = 200;
 // What one model object costs, on average, for the memory bound.
 constexpr std::size_t kObjectCost = 640;
+// What the parsed XML takes beside the document's bytes, per byte, for the memory bound.
+constexpr std::size_t kParsedXMLFactor = 6;
 
 // --- attribute helpers ---------------------------------------------------------------------------
 
@@ -1062,7 +1064,8 @@ NibReadResult failed(std::string reason) { return NibReadResult(NibReadError{std
 NibReadResult decodeArchive(const archive::KeyedArchive& graph, const NibLoadOptions& options, const char* type,
                             std::size_t budget) {
   try {
-    return NibReadResult(decodeKeyedArchive(graph, options, String::fromUTF8(type), budget - graph.memoryUsed()));
+    return NibReadResult(
+        decodeKeyedArchive(graph, options, String::fromUTF8(type), budget - std::min(budget, graph.memoryUsed())));
   } catch (const NibDecodeFailure& failure) {
     return failed(failure.reason);
   } catch (const Exception& e) {
@@ -1102,13 +1105,16 @@ NibReadResult readNibData(std::string_view document, const NibLoadOptions& optio
     }
     archive::KeyedArchive graph;
     archive::ArchiveError error;
-    if (!archive::readXMLArchive(root, budget, graph, error)) return failed("damaged XML archive: " + error.reason);
+    const std::size_t parsed = kParsedXMLFactor * document.size();
+    if (!archive::readXMLArchive(root, budget - std::min(budget, parsed), graph, error)) {
+      return failed("damaged XML archive: " + error.reason);
+    }
     doc.reset();  // the graph holds everything the decoder needs
     return decodeArchive(graph, options, type.empty() ? "com.apple.InterfaceBuilder3.Cocoa.XIB" : type.c_str(),
                          budget);
   }
   try {
-    NibBuilder builder(options, budget);
+    NibBuilder builder(options, budget - std::min(budget, kParsedXMLFactor * document.size()));
     return NibReadResult(builder.build(doc));
   } catch (const ReadFailure& failure) {
     return failed(failure.reason);
