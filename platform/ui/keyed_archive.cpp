@@ -4,7 +4,7 @@
 namespace tq::archive {
 
 uint32_t KeyedArchive::intern(std::string_view name) {
-  auto it = nameIndex_.find(std::string(name));
+  auto it = nameIndex_.find(name);
   if (it != nameIndex_.end()) return it->second;
   const auto index = static_cast<uint32_t>(names_.size());
   names_.emplace_back(name);
@@ -13,9 +13,22 @@ uint32_t KeyedArchive::intern(std::string_view name) {
   return index;
 }
 
-uint32_t KeyedArchive::addObject(std::string_view className) {
+void KeyedArchive::prepareLookups() {
+  const char* strings[] = {"NS.bytes", "NS.string", "NSString"};
+  for (int i = 0; i < 3; ++i) stringKeys_[i] = nameIndex(strings[i]);
+  const char* numbers[] = {"NS.intval", "NS.dblval", "NS.fltval", "NS.boolval", "NS.int64val"};
+  for (int i = 0; i < 5; ++i) numberKeys_[i] = nameIndex(numbers[i]);
+}
+
+uint32_t KeyedArchive::nameIndex(std::string_view name) const {
+  if (name.empty()) return kNoName;  // the unkeyed name is never looked up as a key
+  auto it = nameIndex_.find(name);
+  return it == nameIndex_.end() ? kNoName : it->second;
+}
+
+uint32_t KeyedArchive::addObject(uint32_t classNameIndex) {
   ArchiveObject o;
-  o.className = intern(className);
+  o.className = classNameIndex;
   o.firstEntry = static_cast<uint32_t>(entries_.size());
   objects_.push_back(o);
   return static_cast<uint32_t>(objects_.size() - 1);
@@ -25,8 +38,6 @@ void KeyedArchive::beginEntries(uint32_t object) {
   objects_[object].firstEntry = static_cast<uint32_t>(entries_.size());
   objects_[object].entryCount = 0;
 }
-
-void KeyedArchive::addEntry(uint32_t key, const ArchiveValue& value) { entries_.push_back({key, value}); }
 
 void KeyedArchive::endEntries(uint32_t object) {
   objects_[object].entryCount = static_cast<uint32_t>(entries_.size() - objects_[object].firstEntry);
@@ -41,23 +52,11 @@ ArchiveValue KeyedArchive::addText(std::string_view text, ArchiveValue::Kind kin
   return v;
 }
 
-void KeyedArchive::reserve(std::size_t objects, std::size_t entries) {
+void KeyedArchive::reserve(std::size_t objects, std::size_t entries, std::size_t names, std::size_t text) {
   objects_.reserve(objects);
   entries_.reserve(entries);
-}
-
-ArchiveValue KeyedArchive::find(uint32_t object, std::string_view key) const {
-  for (const ArchiveEntry* e = begin(object); e != end(object); ++e) {
-    if (e->key != 0 && names_[e->key] == key) return e->value;
-  }
-  return {};
-}
-
-bool KeyedArchive::has(uint32_t object, std::string_view key) const {
-  for (const ArchiveEntry* e = begin(object); e != end(object); ++e) {
-    if (e->key != 0 && names_[e->key] == key) return true;
-  }
-  return false;
+  nameIndex_.reserve(names);
+  pool_.reserve(text);
 }
 
 std::vector<ArchiveValue> KeyedArchive::members(uint32_t object) const {
@@ -80,9 +79,9 @@ bool KeyedArchive::stringOf(const ArchiveValue& value, std::string& out) const {
     const uint32_t o = v.index;
     const std::string& cls = className(o);
     if (cls.find("String") == std::string::npos) return false;
-    ArchiveValue next = find(o, "NS.bytes");
-    if (next.kind == ArchiveValue::Kind::Nil) next = find(o, "NS.string");
-    if (next.kind == ArchiveValue::Kind::Nil) next = find(o, "NSString");
+    ArchiveValue next = find(o, stringKeys_[0]);
+    if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[1]);
+    if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[2]);
     if (next.kind == ArchiveValue::Kind::Nil) {
       // An empty string object, or an attributed string without text.
       out.clear();
@@ -99,7 +98,7 @@ bool KeyedArchive::numberOf(const ArchiveValue& v, double& out) const {
     return true;
   }
   if (!v.isObject() || className(v.index).find("Number") == std::string::npos) return false;
-  for (const char* key : {"NS.intval", "NS.dblval", "NS.fltval", "NS.boolval", "NS.int64val"}) {
+  for (uint32_t key : numberKeys_) {
     ArchiveValue n = find(v.index, key);
     if (n.isNumber()) {
       out = n.number();

@@ -15,6 +15,7 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -31,8 +32,10 @@ struct ArchiveValue {
   Kind kind = Kind::Nil;
   uint32_t index = 0;   // String, Data: offset in the text pool; Object: object index
   uint32_t length = 0;  // String, Data: byte length
-  int64_t integer = 0;  // Bool (0/1), Integer
-  double real = 0;      // Real
+  union {
+    int64_t integer = 0;  // Bool (0/1), Integer
+    double real;          // Real
+  };
 
   bool isObject() const { return kind == Kind::Object; }
   bool isNumber() const { return kind == Kind::Bool || kind == Kind::Integer || kind == Kind::Real; }
@@ -61,8 +64,14 @@ struct ArchiveLayout {
   std::vector<uint32_t> topLevel;
   // Connector objects (outlets, actions, bindings, help) in archive order.
   std::vector<uint32_t> connectors;
-  // Designer object identifiers where the archive gives them ("25" or "-3"), by object.
-  std::unordered_map<uint32_t, std::string> identifiers;
+  // Designer object identifiers where the archive gives them (25, -3), indexed by object;
+  // kNoIdentifier where it gives none.
+  static constexpr int64_t kNoIdentifier = INT64_MIN;
+  std::vector<int64_t> identifiers;
+  void setIdentifier(uint32_t object, int64_t id, std::size_t objectCount) {
+    if (identifiers.size() < objectCount) identifiers.resize(objectCount, kNoIdentifier);
+    if (object < identifiers.size()) identifiers[object] = id;
+  }
   // The windows shown at load, when the archive lists them (else every window is).
   bool visibleWindowsKnown = false;
   std::vector<uint32_t> visibleWindows;
@@ -76,10 +85,11 @@ class KeyedArchive {
 
   // --- building (containers) ---
   uint32_t intern(std::string_view name);
-  uint32_t addObject(std::string_view className);
+  uint32_t addObject(std::string_view className) { return addObject(intern(className)); }
+  uint32_t addObject(uint32_t classNameIndex);
   // Entries of one object must be added together, right after beginEntries(object).
   void beginEntries(uint32_t object);
-  void addEntry(uint32_t key, const ArchiveValue& value);
+  void addEntry(uint32_t key, const ArchiveValue& value) { entries_.push_back({key, value}); }
   void endEntries(uint32_t object);
   ArchiveValue addText(std::string_view text, ArchiveValue::Kind kind = ArchiveValue::Kind::String);
   static ArchiveValue integer(int64_t v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Integer; a.integer = v; return a; }
@@ -89,7 +99,10 @@ class KeyedArchive {
   // Entry storage for containers that fill entries in place (references resolved later).
   std::vector<ArchiveEntry>& mutableEntries() { return entries_; }
   ArchiveLayout& layout() { return layout_; }
-  void reserve(std::size_t objects, std::size_t entries);
+  void reserve(std::size_t objects, std::size_t entries, std::size_t names = 0, std::size_t text = 0);
+
+  // Called by a container once every name is interned, before anything is read.
+  void prepareLookups();
 
   // --- reading (decoder) ---
   std::size_t objectCount() const { return objects_.size(); }
@@ -97,9 +110,24 @@ class KeyedArchive {
   const std::string& name(uint32_t index) const { return names_[index]; }
   const ArchiveEntry* begin(uint32_t object) const { return entries_.data() + objects_[object].firstEntry; }
   const ArchiveEntry* end(uint32_t object) const { return begin(object) + objects_[object].entryCount; }
-  // The first value under key (Nil when absent). Unknown keys are never interned by a lookup.
-  ArchiveValue find(uint32_t object, std::string_view key) const;
-  bool has(uint32_t object, std::string_view key) const;
+  // The index of a name, or kNoName when the archive never uses it (lookups intern nothing).
+  static constexpr uint32_t kNoName = UINT32_MAX;
+  uint32_t nameIndex(std::string_view name) const;
+  // The first value under key (Nil when absent).
+  ArchiveValue find(uint32_t object, std::string_view key) const { return find(object, nameIndex(key)); }
+  ArchiveValue find(uint32_t object, uint32_t key) const {
+    for (const ArchiveEntry* e = begin(object), *last = end(object); e != last; ++e) {
+      if (e->key == key) return e->value;
+    }
+    return {};
+  }
+  bool has(uint32_t object, std::string_view key) const { return has(object, nameIndex(key)); }
+  bool has(uint32_t object, uint32_t key) const {
+    for (const ArchiveEntry* e = begin(object), *last = end(object); e != last; ++e) {
+      if (e->key == key) return true;
+    }
+    return false;
+  }
   // The unkeyed member values of a collection object, in order.
   std::vector<ArchiveValue> members(uint32_t object) const;
   // The text of a string value: a String, or an object of a string class (NS.bytes, NS.string, or
@@ -113,12 +141,18 @@ class KeyedArchive {
   std::size_t memoryUsed() const;
 
  private:
-  std::vector<std::string> names_;
-  std::unordered_map<std::string, uint32_t> nameIndex_;
+  std::deque<std::string> names_;  // stable: the index below keeps views of them
+  struct NameHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
+  };
+  std::unordered_map<std::string_view, uint32_t, NameHash> nameIndex_;
   std::vector<ArchiveObject> objects_;
   std::vector<ArchiveEntry> entries_;
   std::string pool_;
   std::size_t namesBytes_ = 0;
+  uint32_t stringKeys_[3] = {kNoName, kNoName, kNoName};
+  uint32_t numberKeys_[5] = {kNoName, kNoName, kNoName, kNoName, kNoName};
   ArchiveLayout layout_;
 };
 

@@ -16,7 +16,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
-#include <functional>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "tq/platform/base/exception.h"
@@ -90,6 +90,7 @@ class KeyedNibDecoder {
         registry_(options.registry ? *options.registry : ClassRegistry::shared()),
         budget_(budget),
         memo_(archive.objectCount()),
+        identifiers_(archive.objectCount()),
         state_(archive.objectCount(), 0) {}
 
   Nib build(const String& documentType) {
@@ -108,8 +109,9 @@ class KeyedNibDecoder {
     if (auto owner = std::dynamic_pointer_cast<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
     nib_.objectCount_ = made_.size();
+    nib_.objects_.reserve(made_.size() + 2);
     for (uint32_t i = 0; i < memo_.size(); ++i) {
-      if (memo_[i]) nib_.objects_[identifierOf(i)] = memo_[i];
+      if (memo_[i]) nib_.objects_[identifiers_[i]] = memo_[i];
     }
     if (options_.owner) nib_.objects_[u"-2"] = options_.owner;
     if (options_.application) nib_.objects_[u"-3"] = options_.application;
@@ -119,8 +121,16 @@ class KeyedNibDecoder {
  private:
   // --- reading values ------------------------------------------------------------------------------
 
-  ArchiveValue get(uint32_t o, const char* key) const { return a_.find(o, key); }
-  bool has(uint32_t o, const char* key) const { return a_.has(o, key); }
+  // Key names are literals; their archive indexes are looked up once each.
+  uint32_t key(const char* name) const {
+    auto it = keys_.find(name);
+    if (it != keys_.end()) return it->second;
+    const uint32_t index = a_.nameIndex(name);
+    keys_.emplace(name, index);
+    return index;
+  }
+  ArchiveValue get(uint32_t o, const char* name) const { return a_.find(o, key(name)); }
+  bool has(uint32_t o, const char* name) const { return a_.has(o, key(name)); }
 
   String string(uint32_t o, const char* key) const {
     std::string s;
@@ -175,8 +185,8 @@ class KeyedNibDecoder {
     }
     for (int i = 0; i < 100000; ++i) {
       const std::string n = std::to_string(i);
-      if (!has(d, ("NS.key." + n).c_str())) break;
-      out.emplace_back(get(d, ("NS.key." + n).c_str()), get(d, ("NS.object." + n).c_str()));
+      if (!a_.has(d, "NS.key." + n)) break;
+      out.emplace_back(a_.find(d, "NS.key." + n), a_.find(d, "NS.object." + n));
     }
     return out;
   }
@@ -262,8 +272,9 @@ class KeyedNibDecoder {
 
   String identifierOf(uint32_t o) const {
     if (static_cast<int64_t>(o) == layout_.owner) return u"-2";
-    auto it = layout_.identifiers.find(o);
-    if (it != layout_.identifiers.end()) return utf8(it->second);
+    if (o < layout_.identifiers.size() && layout_.identifiers[o] != archive::ArchiveLayout::kNoIdentifier) {
+      return utf8(std::to_string(layout_.identifiers[o]));
+    }
     return utf8("obj-" + std::to_string(o));
   }
 
@@ -281,8 +292,8 @@ class KeyedNibDecoder {
     }
   }
 
-  template <class Base>
-  std::shared_ptr<Base> make(const String& custom, const std::function<std::shared_ptr<Base>()>& fallback) {
+  template <class Base, class Factory>
+  std::shared_ptr<Base> make(const String& custom, const Factory& fallback) {
     std::shared_ptr<Base> object;
     if (!custom.isNil() && custom.length() > 0) {
       object = std::dynamic_pointer_cast<Base>(registry_.makeObject(custom));
@@ -291,7 +302,7 @@ class KeyedNibDecoder {
       }
     }
     if (!object) {
-      object = fallback();
+      object = std::shared_ptr<Base>(fallback());
       if (!custom.isNil() && custom.length() > 0 && !(custom == String(object->className()))) {
         object->setCustomClassName(custom);
       }
@@ -330,6 +341,7 @@ class KeyedNibDecoder {
     memo_[o] = object;
     made_.push_back(object);
     object->setArchiveIdentifier(identifierOf(o));
+    identifiers_[o] = object->archiveIdentifier();
   }
 
   template <class T>
@@ -1076,10 +1088,12 @@ class KeyedNibDecoder {
   std::size_t used_ = 0;
   Nib nib_;
   std::vector<std::shared_ptr<InterfaceObject>> memo_;
+  std::vector<String> identifiers_;
   std::vector<uint8_t> state_;  // 0 not reached, 1 being decoded, 2 done
   std::vector<std::shared_ptr<InterfaceObject>> made_;
   std::unordered_set<uint32_t> placeholders_;
   std::unordered_set<uint32_t> visibleWindows_;
+  mutable std::unordered_map<const char*, uint32_t> keys_;
   std::vector<std::pair<TableView*, uint32_t>> headerViews_;
   std::vector<std::pair<OutlineView*, uint32_t>> outlineColumns_;
   std::vector<std::pair<TabView*, uint32_t>> selectedTabs_;

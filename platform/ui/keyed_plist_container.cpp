@@ -68,6 +68,7 @@ class PlistArchiveReader {
       if (out_.memoryUsed() > budget_) return fail("the archive needs more memory than its size allows");
     }
 
+    out_.prepareLookups();
     // The root: $top -> IB.objectdata.
     for (uint64_t i = 0; i < roots.count; ++i) {
       std::string key;

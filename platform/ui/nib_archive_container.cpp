@@ -93,21 +93,22 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
   }
   if (objects.count == 0) return fail("the archive holds no objects");
   std::string reason;
+  out.reserve(objects.count, values.count, std::size_t{keys.count} + classes.count + 1, bytes.size() - values.offset);
 
   // Keys: the empty-key marker becomes the unkeyed member name (0).
+  // NSInlinedValue only marks the inline form; its values are dropped.
+  constexpr uint32_t kDropped = KeyedArchive::kNoName;
   std::vector<uint32_t> keyIds(keys.count);
-  std::vector<bool> dropKey(keys.count, false);
   {
     Cursor c(bytes, keys.offset, "keys");
     for (uint32_t i = 0; i < keys.count; ++i) {
       uint32_t length = 0;
       std::string_view name;
       if (!c.varint(length, reason) || !c.take(length, name, reason)) return fail(reason);
-      keyIds[i] = name == "UINibEncoderEmptyKey" ? 0 : out.intern(name);
-      dropKey[i] = name == "NSInlinedValue";
+      keyIds[i] = name == "UINibEncoderEmptyKey" ? 0 : name == "NSInlinedValue" ? kDropped : out.intern(name);
     }
   }
-  std::vector<std::string> classNames(classes.count);
+  std::vector<uint32_t> classIds(classes.count);
   {
     Cursor c(bytes, classes.offset, "classes");
     for (uint32_t i = 0; i < classes.count; ++i) {
@@ -118,7 +119,7 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
       if (!c.take(std::size_t{extras} * 4, skipped, reason) || !c.take(length, name, reason)) return fail(reason);
       while (!name.empty() && name.back() == '\0') name.remove_suffix(1);
       if (name.empty()) return fail("class " + std::to_string(i) + " has no name");
-      classNames[i] = std::string(name);
+      classIds[i] = out.intern(name);
     }
   }
 
@@ -127,7 +128,6 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
     uint32_t first, count;
   };
   std::vector<Run> runs(objects.count);
-  out.reserve(objects.count, values.count);
   {
     Cursor c(bytes, objects.offset, "objects");
     for (uint32_t i = 0; i < objects.count; ++i) {
@@ -138,14 +138,13 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
         return fail("object " + std::to_string(i) + " claims values " + std::to_string(first) + " to " +
                     std::to_string(uint64_t{first} + count) + " of " + std::to_string(values.count));
       }
-      out.addObject(classNames[cls]);
+      out.addObject(classIds[cls]);
       runs[i] = {first, count};
     }
   }
 
   // Values, read once in table order; each object's run is then copied out in order.
   std::vector<ArchiveEntry> table(values.count);
-  std::vector<bool> dropped(values.count, false);
   {
     Cursor c(bytes, values.offset, "values");
     for (uint32_t i = 0; i < values.count; ++i) {
@@ -213,7 +212,6 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
           return fail("value " + std::to_string(i) + " has unknown type " + std::to_string(type));
       }
       table[i] = {keyIds[key], v};
-      dropped[i] = dropKey[key];
     }
   }
   // Runs may overlap or repeat in a hostile file; the copy is bounded by the budget.
@@ -223,11 +221,12 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
     if (copied * sizeof(ArchiveEntry) > byteBudget) return fail("the archive's objects share values beyond what its size allows");
     out.beginEntries(i);
     for (uint32_t j = runs[i].first; j < runs[i].first + runs[i].count; ++j) {
-      if (!dropped[j]) out.addEntry(table[j].key, table[j].value);
+      if (table[j].key != kDropped) out.addEntry(table[j].key, table[j].value);
     }
     out.endEntries(i);
   }
   if (out.memoryUsed() > byteBudget) return fail("the archive needs more memory than its size allows");
+  out.prepareLookups();
 
   ArchiveValue root = out.find(0, "IB.objectdata");
   if (!root.isObject()) return fail("not an interface archive (its first object has no IB.objectdata)");

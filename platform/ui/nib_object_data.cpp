@@ -64,8 +64,8 @@ bool layoutFromObjectData(KeyedArchive& archive, uint32_t root, std::string& rea
   const std::vector<ArchiveValue> oids = collection(archive, root, "NSOidsValues");
   for (std::size_t i = 0; i < oidKeys.size() && i < oids.size(); ++i) {
     double oid = 0;
-    if (oidKeys[i].isObject() && archive.numberOf(oids[i], oid) && std::isfinite(oid)) {
-      layout.identifiers.emplace(oidKeys[i].index, std::to_string(static_cast<long long>(oid)));
+    if (oidKeys[i].isObject() && archive.numberOf(oids[i], oid) && std::isfinite(oid) && std::fabs(oid) < 9e15) {
+      layout.setIdentifier(oidKeys[i].index, static_cast<int64_t>(oid), archive.objectCount());
     }
   }
   return true;

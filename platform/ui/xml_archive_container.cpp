@@ -12,6 +12,7 @@
 // References are resolved after the whole walk, so they may point forward.
 #include <pugixml.hpp>
 
+#include <cmath>
 #include <cstdlib>
 #include <cstring>
 #include <string>
@@ -77,6 +78,7 @@ class XMLArchiveReader {
       if (it == ids_.end()) return fail("a reference names id " + id + ", which no element carries");
       entries[entry].value = it->second;
     }
+    out_.prepareLookups();
     return layout(document);
   }
 
@@ -197,9 +199,9 @@ class XMLArchiveReader {
       for (uint32_t record : memberObjects(ordered)) {
         const ArchiveValue object = keyed(record, "object");
         double id = 0;
-        if (!object.isObject() || !out_.numberOf(keyed(record, "objectID"), id)) continue;
+        if (!object.isObject() || !out_.numberOf(keyed(record, "objectID"), id) || !(std::fabs(id) < 9e15)) continue;
         const std::string text = std::to_string(static_cast<long long>(id));
-        layout.identifiers.emplace(object.index, text);
+        layout.setIdentifier(object.index, static_cast<int64_t>(id), out_.objectCount());
         byObjectID.emplace(text, object.index);
         if (text == "-1" || text == "-3") layout.placeholders.push_back(object.index);
       }
