@@ -23,6 +23,7 @@
 #include "keyed_archive.h"
 #include "keyed_object_decoder.h"
 #include "tq/platform/base/exception.h"
+#include "tq/platform/bundle/bundle.h"
 #include "tq/platform/ui/box.h"
 #include "tq/platform/ui/button.h"
 #include "tq/platform/ui/capabilities.h"
@@ -41,6 +42,13 @@
 #include "tq/platform/ui/window.h"
 
 namespace tq {
+
+String Nib::pathForImageResource(const String& name) const {
+  if (resourceFolder_.isNil() || name.length() == 0) return String();
+  // The nib folder read as a bundle of its own: its resource directory is the folder itself.
+  std::shared_ptr<Bundle> folder = Bundle::bundleWithPath(resourceFolder_);
+  return folder ? folder->pathForImageResource(name) : String();
+}
 
 std::shared_ptr<Object> Nib::objectWithIdentifier(const String& identifier) const {
   auto it = objects_.find(identifier);
@@ -1010,6 +1018,9 @@ class NibBuilder {
     } else if (auto* item = dynamic_cast<MenuItem*>(sender)) {
       item->setTarget(target);
       item->setAction(selector);
+    } else if (auto* toolbarItem = dynamic_cast<ToolbarItem*>(sender)) {
+      toolbarItem->setTarget(target);
+      toolbarItem->setAction(selector);
     }
     if (auto* receiver = dynamic_cast<NibConnectable*>(target.get())) receiver->connectAction(selector, p.source);
     nib_.connections_.push_back({NibConnection::Kind::Action, selector, p.sourceId, targetId, String(), p.source, target});

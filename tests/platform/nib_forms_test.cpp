@@ -605,7 +605,9 @@ constexpr const char* kToolbarDocument = R"(<?xml version="1.0" encoding="UTF-8"
   </view>
   <toolbar key="toolbar" implicitIdentifier="T-1" displayMode="iconAndLabel" sizeMode="regular" id="tb">
     <allowedToolbarItems>
-      <toolbarItem implicitItemIdentifier="I-1" label="Pause All" paletteLabel="Pause All Transfers" toolTip="Pause every transfer" image="Pause" id="i1"/>
+      <toolbarItem implicitItemIdentifier="I-1" label="Pause All" paletteLabel="Pause All Transfers" toolTip="Pause every transfer" image="Pause" id="i1">
+        <connections><action selector="pauseAll:" target="-1" id="x1"/></connections>
+      </toolbarItem>
       <toolbarItem implicitItemIdentifier="I-2" label="Filter" paletteLabel="Filter" id="i2">
         <string key="toolTip">Show only matching transfers</string>
         <popUpButton key="view" id="p1">
@@ -641,6 +643,7 @@ TEST(CurrentDocuments, ToolbarsKeepEveryLabelViewAndMenu) {
   EXPECT_EQ(pause->paletteLabel(), String(u"Pause All Transfers"));
   EXPECT_EQ(pause->toolTip(), String(u"Pause every transfer"));
   EXPECT_EQ(pause->imageName(), String(u"Pause"));
+  EXPECT_EQ(pause->action(), String(u"pauseAll:")) << "sent to First Responder";
   auto filter = toolbar->itemWithIdentifier(u"I-2");
   EXPECT_EQ(filter->toolTip(), String(u"Show only matching transfers"));
   auto popUp = std::dynamic_pointer_cast<PopUpButton>(filter->view());
@@ -788,6 +791,11 @@ TEST(NibResources, NibFoldersPreferTheNewestCompiledVersion) {
   EXPECT_EQ(source.nib().documentType(), String(u"com.apple.InterfaceBuilder3.Cocoa.XIB"));
   EXPECT_EQ(source.nib().resourceFolder(), String::fromUTF8(nib.string()));
   fs::remove(nib / "designable.nib");
+  // Images beside the interface are found by name in the nib folder.
+  fs::create_symlink(tiger / "PrefsWindow.nib/ActionButton.tiff", nib / "ActionButton.tiff");
+  EXPECT_EQ(source.nib().pathForImageResource(u"ActionButton").UTF8String(), (nib / "ActionButton.tiff").string());
+  EXPECT_TRUE(source.nib().pathForImageResource(u"NoSuchImage").isNil());
+  fs::remove(nib / "ActionButton.tiff");
   NibReadResult empty = readNibFile(nib.string());
   ASSERT_FALSE(empty);
   EXPECT_NE(empty.error().reason.find("nib folder without"), std::string::npos) << empty.error().reason;

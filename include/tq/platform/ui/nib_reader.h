@@ -129,6 +129,9 @@ class Nib {
   // the interface names), nil when the document was a file of its own.
   const String& resourceFolder() const { return resourceFolder_; }
   void setResourceFolder(String folder) { resourceFolder_ = std::move(folder); }
+  // The image the interface names `name` ("ActionButton"), found beside the document in its nib
+  // folder under any image extension; nil when the nib is not a folder or has no such image.
+  String pathForImageResource(const String& name) const;
 
  private:
   friend class NibBuilder;
