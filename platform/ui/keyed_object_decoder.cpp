@@ -16,6 +16,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <map>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -45,9 +46,9 @@ using archive::KeyedArchive;
 namespace {
 
 constexpr int kMaxDepth = 200;
-// What one model object costs, on average, for the memory bound (measured on the corpus models:
-// views with their cells, menus with their items).
-constexpr std::size_t kObjectCost = 640;
+// What one model object may cost, for the memory bound: controls with their cells measure about
+// 800 bytes each with the archive's share, so 1 KiB keeps the bound on the safe side.
+constexpr std::size_t kObjectCost = 1024;
 
 bool endsWith(const std::string& s, const char* suffix) {
   const std::size_t n = std::strlen(suffix);
@@ -89,6 +90,7 @@ class KeyedNibDecoder {
         options_(options),
         registry_(options.registry ? *options.registry : ClassRegistry::shared()),
         budget_(budget),
+        visitBudget_(4 * archive.objectCount() + (std::size_t{1} << 20)),
         memo_(archive.objectCount()),
         identifiers_(archive.objectCount()),
         state_(archive.objectCount(), 0) {}
@@ -158,20 +160,27 @@ class KeyedNibDecoder {
     ArchiveValue v = get(o, key);
     return v.isObject() ? static_cast<int64_t>(v.index) : -1;
   }
-  std::vector<uint32_t> memberObjects(int64_t collection) const {
+  // Collections may be shared by many objects; every member visited counts against a bound
+  // proportional to the archive, so that sharing cannot multiply the work without end.
+  std::vector<uint32_t> memberObjects(int64_t collection) {
     std::vector<uint32_t> out;
     if (collection < 0) return out;
-    for (const ArchiveValue& v : a_.members(static_cast<uint32_t>(collection))) {
+    const std::vector<ArchiveValue> members = a_.members(static_cast<uint32_t>(collection));
+    visits_ += members.size();
+    if (visits_ > visitBudget_) failure("the archive's objects share their collections more than its size allows");
+    for (const ArchiveValue& v : members) {
       if (v.isObject()) out.push_back(v.index);
     }
     return out;
   }
   // Key-value pairs of a dictionary object: alternating members, or dict.sortedKeys/dict.values,
   // or NS.key.N/NS.object.N entries.
-  std::vector<std::pair<ArchiveValue, ArchiveValue>> dictionary(int64_t dict) const {
+  std::vector<std::pair<ArchiveValue, ArchiveValue>> dictionary(int64_t dict) {
     std::vector<std::pair<ArchiveValue, ArchiveValue>> out;
     if (dict < 0) return out;
     const auto d = static_cast<uint32_t>(dict);
+    visits_ += a_.end(d) - a_.begin(d);
+    if (visits_ > visitBudget_) failure("the archive's objects share their collections more than its size allows");
     std::vector<ArchiveValue> members = a_.members(d);
     if (!members.empty()) {
       for (std::size_t i = 0; i + 1 < members.size(); i += 2) out.emplace_back(members[i], members[i + 1]);
@@ -183,11 +192,19 @@ class KeyedNibDecoder {
       for (std::size_t i = 0; i < k.size() && i < v.size(); ++i) out.emplace_back(k[i], v[i]);
       return out;
     }
-    for (int i = 0; i < 100000; ++i) {
-      const std::string n = std::to_string(i);
-      if (!a_.has(d, "NS.key." + n)) break;
-      out.emplace_back(a_.find(d, "NS.key." + n), a_.find(d, "NS.object." + n));
+    // Keyed form: NS.key.N and NS.object.N, gathered in one pass over the entries.
+    std::map<unsigned long, std::pair<ArchiveValue, ArchiveValue>> numbered;
+    for (const archive::ArchiveEntry* e = a_.begin(d); e != a_.end(d); ++e) {
+      if (e->key == 0) continue;
+      const std::string& name = a_.name(e->key);
+      const bool isKey = name.rfind("NS.key.", 0) == 0, isObject = name.rfind("NS.object.", 0) == 0;
+      if (!isKey && !isObject) continue;
+      const std::string digits = name.substr(isKey ? 7 : 10);
+      if (digits.empty() || digits.size() > 9 || digits.find_first_not_of("0123456789") != std::string::npos) continue;
+      auto& slot = numbered[std::stoul(digits)];
+      (isKey ? slot.first : slot.second) = e->value;
     }
+    for (const auto& [n, pair] : numbered) out.push_back(pair);
     return out;
   }
 
@@ -499,7 +516,9 @@ class KeyedNibDecoder {
     if (!ownSubviews) return;
     for (uint32_t s : memberObjects(ref(o, "NSSubviews"))) {
       auto sub = std::dynamic_pointer_cast<View>(decode(s, depth + 1, "NSSubviews"));
-      if (sub) {
+      if (sub && sub->superview() && sub->superview() != &view) {
+        warn(describe(s) + " is a subview of two views; kept in the first");
+      } else if (sub) {
         view.addSubview(sub);
       } else {
         warn(describe(s) + " among the subviews of " + describe(o) + " is not a view");
@@ -1086,6 +1105,8 @@ class KeyedNibDecoder {
   const ClassRegistry& registry_;
   std::size_t budget_;
   std::size_t used_ = 0;
+  std::size_t visitBudget_;
+  std::size_t visits_ = 0;
   Nib nib_;
   std::vector<std::shared_ptr<InterfaceObject>> memo_;
   std::vector<String> identifiers_;

@@ -106,7 +106,12 @@ class PlistArchiveReader {
   }
 
   bool keyAndValue(const BinaryPlist::Item& dict, uint64_t i, std::string& key, BinaryPlist::Item& value) {
-    uint64_t keyRef = 0, valueRef = 0;
+    uint64_t valueRef = 0;
+    return keyAndValue(dict, i, key, value, valueRef);
+  }
+  bool keyAndValue(const BinaryPlist::Item& dict, uint64_t i, std::string& key, BinaryPlist::Item& value,
+                   uint64_t& valueRef) {
+    uint64_t keyRef = 0;
     std::string reason;
     if (!plist_.reference(dict, i, keyRef, &reason) || !plist_.reference(dict, dict.count + i, valueRef, &reason)) {
       return fail(reason);
@@ -176,10 +181,18 @@ class PlistArchiveReader {
     }
   }
 
-  // A value inside an object: a reference, a scalar, or an inline array (made an object of its own).
-  bool entryValue(const BinaryPlist::Item& item, ArchiveValue& out, int depth) {
+  // A value inside an object: a reference, a scalar, or an inline array (made an object of its own,
+  // once: an array written in several places, or inside itself, is converted a single time).
+  bool entryValue(uint64_t ref, const BinaryPlist::Item& item, ArchiveValue& out, int depth) {
     if (item.kind == Kind::Array || item.kind == Kind::Set) {
+      auto done = inlineArrays_.find(ref);
+      if (done != inlineArrays_.end()) {
+        if (done->second.kind == ArchiveValue::Kind::Nil) return fail("an array contains itself");
+        out = done->second;
+        return true;
+      }
       if (depth > kMaxInlineDepth) return fail("arrays nested too deeply");
+      inlineArrays_.emplace(ref, ArchiveValue{});  // in progress
       std::vector<ArchiveValue> members;
       if (!memberValues(item, members, depth + 1)) return false;
       const uint32_t list = out_.addObject(item.kind == Kind::Set ? "NSSet" : "NSArray");
@@ -187,6 +200,7 @@ class PlistArchiveReader {
       for (const auto& m : members) out_.addEntry(0, m);
       out_.endEntries(list);
       out = KeyedArchive::object(list);
+      inlineArrays_[ref] = out;
       return true;
     }
     if (item.kind == Kind::Dictionary) return fail("a dictionary written inside an object");
@@ -202,7 +216,7 @@ class PlistArchiveReader {
       BinaryPlist::Item m;
       if (!item(ref, m)) return false;
       ArchiveValue v;
-      if (!entryValue(m, v, depth)) return false;
+      if (!entryValue(ref, m, v, depth)) return false;
       out.push_back(v);
     }
     return true;
@@ -216,7 +230,8 @@ class PlistArchiveReader {
     for (uint64_t i = 0; i < dict.count; ++i) {
       std::string key;
       BinaryPlist::Item value;
-      if (!keyAndValue(dict, i, key, value)) return false;
+      uint64_t valueRef = 0;
+      if (!keyAndValue(dict, i, key, value, valueRef)) return false;
       if (key == "$class") continue;
       // Collections keep their members unkeyed; dictionaries alternate key and value.
       if ((key == "NS.objects" || key == "NS.keys") && (value.kind == Kind::Array || value.kind == Kind::Set)) {
@@ -226,7 +241,7 @@ class PlistArchiveReader {
         continue;
       }
       ArchiveValue v;
-      if (!entryValue(value, v, 1)) return false;
+      if (!entryValue(valueRef, value, v, 1)) return false;
       entries.emplace_back(out_.intern(key), v);
     }
     out_.beginEntries(object);
@@ -255,6 +270,7 @@ class PlistArchiveReader {
   uint64_t count_ = 0;
   std::vector<ArchiveValue> values_;
   std::unordered_map<int64_t, std::string> classNames_;
+  std::unordered_map<uint64_t, ArchiveValue> inlineArrays_;  // by list reference; Nil while converting
 };
 
 }  // namespace

@@ -74,8 +74,9 @@ struct ReadFailure {
 };
 
 constexpr int kMaxDepth = 200;
-// What one model object costs, on average, for the memory bound.
-constexpr std::size_t kObjectCost = 640;
+// What one model object may cost, for the memory bound: controls with their cells measure about
+// 800 bytes each, so 1 KiB keeps the bound on the safe side.
+constexpr std::size_t kObjectCost = 1024;
 // What the parsed XML takes beside the document's bytes, per byte, for the memory bound.
 constexpr std::size_t kParsedXMLFactor = 6;
 
