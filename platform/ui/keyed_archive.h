@@ -10,7 +10,7 @@
 //   - a string may be a String value or a reference to a string object (NSString with NS.bytes,
 //     NSMutableString with NS.string); the decoder reads both;
 //   - every reference names an object of the archive (checked by the container).
-// Memory: the graph is a few flat vectors; each entry costs 24 bytes and each object 12, so the
+// Memory: the graph is a few flat vectors; each entry costs 32 bytes and each object 12, so the
 // graph stays within a small multiple of the file's own size.
 #pragma once
 

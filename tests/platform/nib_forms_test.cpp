@@ -229,7 +229,11 @@ TEST(CompiledNib, BuildsWindowsControlsMenusAndConnections) {
   w.ref(outlet, "NSSource", w.owner());
   w.ref(outlet, "NSDestination", button);
   w.ref(outlet, "NSLabel", w.string("applyButton"));
-  const std::string bytes = w.finish({window, menu}, {action, outlet});
+  const uint64_t help = w.object("NSIBHelpConnector");
+  w.ref(help, "NSDestination", button);
+  w.ref(help, "NSFile", w.string("NSToolTipHelpKey"));
+  w.ref(help, "NSMarker", w.string("Applies the settings"));
+  const std::string bytes = w.finish({window, menu}, {action, outlet, help});
 
   NibLoadOptions options;
   auto owner = std::make_shared<GenericObject>();
@@ -247,6 +251,7 @@ TEST(CompiledNib, BuildsWindowsControlsMenusAndConnections) {
   ASSERT_TRUE(apply);
   EXPECT_EQ(apply->title(), String(u"Apply"));
   EXPECT_EQ(apply->frame().x, 20);
+  EXPECT_EQ(apply->toolTip(), String(u"Applies the settings")) << "tool tips come as help connectors";
   auto* buttonCell = dynamic_cast<ButtonCell*>(apply->cell().get());
   ASSERT_TRUE(buttonCell);
   EXPECT_EQ(buttonCell->buttonType(), ButtonType::Switch);
