@@ -43,6 +43,15 @@ void KeyedArchive::endEntries(uint32_t object) {
   objects_[object].entryCount = static_cast<uint32_t>(entries_.size() - objects_[object].firstEntry);
 }
 
+void KeyedArchive::adoptEntries(std::vector<ArchiveEntry> entries,
+                                const std::vector<std::pair<uint32_t, uint32_t>>& runs) {
+  entries_ = std::move(entries);
+  for (std::size_t i = 0; i < runs.size() && i < objects_.size(); ++i) {
+    objects_[i].firstEntry = runs[i].first;
+    objects_[i].entryCount = runs[i].second;
+  }
+}
+
 ArchiveValue KeyedArchive::addText(std::string_view text, ArchiveValue::Kind kind) {
   ArchiveValue v;
   v.kind = kind;

@@ -96,6 +96,9 @@ class KeyedArchive {
   static ArchiveValue boolean(bool v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Bool; a.integer = v; return a; }
   static ArchiveValue real(double v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Real; a.real = v; return a; }
   static ArchiveValue object(uint32_t i) { ArchiveValue a; a.kind = ArchiveValue::Kind::Object; a.index = i; return a; }
+  // Takes `entries` as the whole entry table, object i owning the run runs[i] = (first, count),
+  // which the caller has checked to lie within it. Runs may overlap.
+  void adoptEntries(std::vector<ArchiveEntry> entries, const std::vector<std::pair<uint32_t, uint32_t>>& runs);
   // Entry storage for containers that fill entries in place (references resolved later).
   std::vector<ArchiveEntry>& mutableEntries() { return entries_; }
   ArchiveLayout& layout() { return layout_; }

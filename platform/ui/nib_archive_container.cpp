@@ -5,8 +5,10 @@
 // An object names its class and a run of the values table; a value names its key and carries a
 // typed payload, of which type 10 refers to another object. Collections hold their members as
 // values under "UINibEncoderEmptyKey" (dictionaries alternate key and value), which become the
-// graph's unkeyed members; "NSInlinedValue" only marks that form and is dropped. Every count,
-// offset, index and run is checked against the bytes before it is used.
+// graph's unkeyed members ("NSInlinedValue", which marks that form, stays an ordinary key). Every
+// count, offset, index and run is checked against the bytes before it is used. The values table
+// becomes the graph's entries as it stands: each object names its run of it, so runs that overlap
+// in a hostile file share entries instead of copying them.
 #include <cstring>
 #include <string>
 
@@ -29,6 +31,10 @@ class Cursor {
   Cursor(std::string_view bytes, std::size_t pos, const char* table) : bytes_(bytes), pos_(pos), table_(table) {}
 
   bool varint(uint32_t& out, std::string& reason) {
+    if (pos_ < bytes_.size() && (static_cast<unsigned char>(bytes_[pos_]) & 0x80)) {  // one byte, the usual case
+      out = static_cast<unsigned char>(bytes_[pos_++]) & 0x7F;
+      return true;
+    }
     uint64_t v = 0;
     for (int shift = 0; shift < 35; shift += 7) {
       if (pos_ >= bytes_.size()) return truncated(reason);
@@ -96,8 +102,6 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
   out.reserve(objects.count, values.count, std::size_t{keys.count} + classes.count + 1, bytes.size() - values.offset);
 
   // Keys: the empty-key marker becomes the unkeyed member name (0).
-  // NSInlinedValue only marks the inline form; its values are dropped.
-  constexpr uint32_t kDropped = KeyedArchive::kNoName;
   std::vector<uint32_t> keyIds(keys.count);
   {
     Cursor c(bytes, keys.offset, "keys");
@@ -105,7 +109,7 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
       uint32_t length = 0;
       std::string_view name;
       if (!c.varint(length, reason) || !c.take(length, name, reason)) return fail(reason);
-      keyIds[i] = name == "UINibEncoderEmptyKey" ? 0 : name == "NSInlinedValue" ? kDropped : out.intern(name);
+      keyIds[i] = name == "UINibEncoderEmptyKey" ? 0 : out.intern(name);
     }
   }
   std::vector<uint32_t> classIds(classes.count);
@@ -124,10 +128,8 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
   }
 
   // Objects: class and run of values.
-  struct Run {
-    uint32_t first, count;
-  };
-  std::vector<Run> runs(objects.count);
+  std::vector<std::pair<uint32_t, uint32_t>> runs(objects.count);
+  std::size_t shared = 0;
   {
     Cursor c(bytes, objects.offset, "objects");
     for (uint32_t i = 0; i < objects.count; ++i) {
@@ -140,6 +142,12 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
       }
       out.addObject(classIds[cls]);
       runs[i] = {first, count};
+      // Runs may overlap in a hostile file; what objects hold in all is bounded all the same, since
+      // every lookup walks an object's run.
+      shared += count;
+      if (shared * sizeof(ArchiveEntry) > byteBudget) {
+        return fail("the archive's objects share values beyond what its size allows");
+      }
     }
   }
 
@@ -214,17 +222,7 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
       table[i] = {keyIds[key], v};
     }
   }
-  // Runs may overlap or repeat in a hostile file; the copy is bounded by the budget.
-  std::size_t copied = 0;
-  for (uint32_t i = 0; i < objects.count; ++i) {
-    copied += runs[i].count;
-    if (copied * sizeof(ArchiveEntry) > byteBudget) return fail("the archive's objects share values beyond what its size allows");
-    out.beginEntries(i);
-    for (uint32_t j = runs[i].first; j < runs[i].first + runs[i].count; ++j) {
-      if (table[j].key != kDropped) out.addEntry(table[j].key, table[j].value);
-    }
-    out.endEntries(i);
-  }
+  out.adoptEntries(std::move(table), runs);
   if (out.memoryUsed() > byteBudget) return fail("the archive needs more memory than its size allows");
   out.prepareLookups();
 
