@@ -1,56 +1,83 @@
-// Interface documents: building the model from the largest corpus document, beside a bare pugixml
-// parse of the same bytes (the floor any DOM-based reader stands on).
+// Interface documents, each form beside the bare parse of the same bytes in the same run:
+//   current document (.xib)      readNibData  vs  pugixml parse               (largest such file)
+//   older XML archive            readNibData  vs  pugixml parse               (largest such file)
+//   compiled keyed archive       readNibData  vs  libplist plist_from_bin     (largest such file)
+//   NIBArchive                   readNibData  vs  a bare walk of its tables   (largest such file)
+// The bare parses are the floors: any reader of the form has to do at least that much. The compiled
+// forms are also measured up to the checked keyed-object graph alone (the container, before the
+// model is built).
 #include <benchmark/benchmark.h>
+#include <plist/plist.h>
+
 #include <pugixml.hpp>
 
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
+#include <functional>
 #include <iterator>
 #include <string>
+#include <vector>
 
+#include "../platform/ui/keyed_archive.h"
 #include "tq/platform/ui/nib_reader.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 
-// The largest .xib below the shared corpus beside the checkout (or TQ_CORPUS_DIR).
-const std::string& largestDocument() {
-  static const std::string bytes = [] {
-    const char* env = std::getenv("TQ_CORPUS_DIR");
-    const fs::path root = env ? fs::path(env) : fs::path(TQ_CORPUS_DIR);
-    fs::path best;
-    std::uintmax_t bestSize = 0;
-    std::error_code ec;
-    for (fs::recursive_directory_iterator it(root, ec), end; !ec && it != end; it.increment(ec)) {
-      if (it->is_regular_file() && it->path().extension() == ".xib" && it->file_size() > bestSize) {
-        best = it->path();
-        bestSize = it->file_size();
-      }
-    }
-    if (best.empty()) return std::string();
-    std::ifstream in(best, std::ios::binary);
-    return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  }();
-  return bytes;
+std::string readAll(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
 }
 
-void BM_PugixmlParse(benchmark::State& state) {
-  const std::string& doc = largestDocument();
-  if (doc.empty()) return state.SkipWithError("no corpus interface document");
+// The largest file below the shared corpus (or TQ_CORPUS_DIR) whose bytes pass `accept`.
+std::string largest(const std::function<bool(const std::string&)>& accept) {
+  const char* env = std::getenv("TQ_CORPUS_DIR");
+  const fs::path root = env ? fs::path(env) : fs::path(TQ_CORPUS_DIR);
+  std::string best;
+  std::error_code ec;
+  for (fs::recursive_directory_iterator it(root, ec), end; !ec && it != end; it.increment(ec)) {
+    const auto ext = it->path().extension();
+    if (!it->is_regular_file() || (ext != ".xib" && ext != ".nib")) continue;
+    std::string bytes = readAll(it->path());
+    if (bytes.size() > best.size() && accept(bytes)) best = std::move(bytes);
+  }
+  return best;
+}
+
+bool isArchive(const std::string& b) { return b.find("<archive ") != std::string::npos && b.find("<archive ") < 200; }
+
+const std::string& currentDocument() {
+  static const std::string d = largest([](const std::string& b) { return b.find("<document") < 200 && !isArchive(b); });
+  return d;
+}
+const std::string& xmlArchive() {
+  static const std::string d = largest(isArchive);
+  return d;
+}
+const std::string& keyedArchive() {
+  static const std::string d = largest([](const std::string& b) { return b.rfind("bplist00", 0) == 0; });
+  return d;
+}
+const std::string& nibArchive() {
+  static const std::string d = largest([](const std::string& b) { return b.rfind("NIBArchive", 0) == 0; });
+  return d;
+}
+
+void parseXML(benchmark::State& state, const std::string& doc) {
+  if (doc.empty()) return state.SkipWithError("no such corpus file");
   for (auto _ : state) {
     pugi::xml_document d;
     benchmark::DoNotOptimize(d.load_buffer(doc.data(), doc.size(), pugi::parse_default));
   }
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * doc.size()));
 }
-BENCHMARK(BM_PugixmlParse)->Unit(benchmark::kMicrosecond);
 
-void BM_NibRead(benchmark::State& state) {
-  const std::string& doc = largestDocument();
-  if (doc.empty()) return state.SkipWithError("no corpus interface document");
+void readNib(benchmark::State& state, const std::string& doc) {
+  if (doc.empty()) return state.SkipWithError("no such corpus file");
   std::size_t objects = 0;
   for (auto _ : state) {
     tq::NibReadResult r = tq::readNibData(doc);
@@ -61,7 +88,114 @@ void BM_NibRead(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * doc.size()));
   state.counters["objects"] = static_cast<double>(objects);
 }
+
+void BM_PugixmlParse(benchmark::State& state) { parseXML(state, currentDocument()); }
+BENCHMARK(BM_PugixmlParse)->Unit(benchmark::kMicrosecond);
+void BM_NibRead(benchmark::State& state) { readNib(state, currentDocument()); }
 BENCHMARK(BM_NibRead)->Unit(benchmark::kMicrosecond);
+
+void BM_PugixmlParseXMLArchive(benchmark::State& state) { parseXML(state, xmlArchive()); }
+BENCHMARK(BM_PugixmlParseXMLArchive)->Unit(benchmark::kMicrosecond);
+void BM_XMLArchiveRead(benchmark::State& state) { readNib(state, xmlArchive()); }
+BENCHMARK(BM_XMLArchiveRead)->Unit(benchmark::kMicrosecond);
+
+void BM_LibplistParse(benchmark::State& state) {
+  const std::string& doc = keyedArchive();
+  if (doc.empty()) return state.SkipWithError("no compiled keyed archive in the corpus");
+  for (auto _ : state) {
+    plist_t root = nullptr;
+    plist_from_bin(doc.data(), static_cast<uint32_t>(doc.size()), &root);
+    benchmark::DoNotOptimize(root);
+    plist_free(root);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * doc.size()));
+}
+BENCHMARK(BM_LibplistParse)->Unit(benchmark::kMicrosecond);
+void BM_KeyedArchiveRead(benchmark::State& state) { readNib(state, keyedArchive()); }
+BENCHMARK(BM_KeyedArchiveRead)->Unit(benchmark::kMicrosecond);
+
+// The containers alone: bytes to the checked keyed-object graph, before any model is built.
+void containerRead(benchmark::State& state, const std::string& doc,
+                   bool (*read)(std::string_view, std::size_t, tq::archive::KeyedArchive&, tq::archive::ArchiveError&)) {
+  if (doc.empty()) return state.SkipWithError("no such corpus file");
+  for (auto _ : state) {
+    tq::archive::KeyedArchive graph;
+    tq::archive::ArchiveError error;
+    if (!read(doc, tq::nibMemoryBound(doc.size()), graph, error)) return state.SkipWithError(error.reason.c_str());
+    benchmark::DoNotOptimize(graph);
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * doc.size()));
+}
+void BM_KeyedArchiveContainer(benchmark::State& state) {
+  containerRead(state, keyedArchive(), tq::archive::readKeyedPlistArchive);
+}
+BENCHMARK(BM_KeyedArchiveContainer)->Unit(benchmark::kMicrosecond);
+void BM_NIBArchiveContainer(benchmark::State& state) { containerRead(state, nibArchive(), tq::archive::readNIBArchive); }
+
+// The floor for NIBArchive: every table read into vectors (keys and class names as strings, values
+// with their payloads), with no checks and no model.
+void BM_NIBArchiveTables(benchmark::State& state) {
+  const std::string& b = nibArchive();
+  if (b.empty()) return state.SkipWithError("no NIBArchive in the corpus");
+  struct Value {
+    uint32_t key;
+    uint8_t type;
+    std::string_view payload;
+  };
+  struct Object {
+    uint32_t cls, first, count;
+  };
+  for (auto _ : state) {
+    std::size_t p = 0;
+    auto u32 = [&](std::size_t at) {
+      uint32_t v;
+      std::memcpy(&v, b.data() + at, 4);
+      return v;
+    };
+    auto varint = [&] {
+      uint32_t v = 0;
+      for (int shift = 0;; shift += 7) {
+        const auto c = static_cast<unsigned char>(b[p++]);
+        v |= static_cast<uint32_t>(c & 0x7F) << shift;
+        if (c & 0x80) return v;
+      }
+    };
+    std::vector<std::string> keys(u32(26)), classes(u32(42));
+    std::vector<Value> values(u32(34));
+    std::vector<Object> objects(u32(18));
+    p = u32(30);
+    for (auto& k : keys) {
+      const uint32_t n = varint();
+      k.assign(b.data() + p, n);
+      p += n;
+    }
+    p = u32(46);
+    for (auto& c : classes) {
+      const uint32_t n = varint(), extras = varint();
+      p += 4 * extras;
+      c.assign(b.data() + p, n);
+      p += n;
+    }
+    p = u32(38);
+    static const int sizes[] = {1, 2, 4, 8, 0, 0, 4, 8, 0, 0, 4};
+    for (auto& v : values) {
+      v.key = varint();
+      v.type = static_cast<uint8_t>(b[p++]);
+      const std::size_t n = v.type == 8 ? varint() : v.type <= 10 ? static_cast<std::size_t>(sizes[v.type]) : 0;
+      v.payload = std::string_view(b).substr(p, n);
+      p += n;
+    }
+    p = u32(22);
+    for (auto& o : objects) o = {varint(), varint(), varint()};
+    benchmark::DoNotOptimize(objects.data());
+    benchmark::DoNotOptimize(values.data());
+  }
+  state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * b.size()));
+}
+BENCHMARK(BM_NIBArchiveTables)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_NIBArchiveContainer)->Unit(benchmark::kMicrosecond);
+void BM_NIBArchiveRead(benchmark::State& state) { readNib(state, nibArchive()); }
+BENCHMARK(BM_NIBArchiveRead)->Unit(benchmark::kMicrosecond);
 
 }  // namespace
 

@@ -24,6 +24,15 @@ if [ "${1:-}" = "--sanitize" ]; then
     name=$(basename "$fuzzer")
     corpus=$(mktemp -d)
     [ -d "fuzz/corpus/$name" ] && cp -r "fuzz/corpus/$name/." "$corpus/"
+    # The interface archive targets also start from the real files of the shared corpus, when present.
+    shared=../shared/corpus
+    if [ -d "$shared" ]; then
+      case $name in
+        keyed_archive_fuzz) find "$shared" -name 'keyedobjects*.nib' -exec sh -c 'head -c 8 "$1" | grep -q bplist && cp "$1" "$2/shared-$(echo "$1" | md5sum | cut -c1-8)"' _ {} "$corpus" \; ;;
+        nib_archive_fuzz) find "$shared" -name '*.nib' -type f -exec sh -c 'head -c 10 "$1" | grep -q NIBArchive && cp "$1" "$2/shared-$(echo "$1" | md5sum | cut -c1-8)"' _ {} "$corpus" \; ;;
+        xml_archive_fuzz) find "$shared" -name '*.xib' -exec sh -c 'grep -q "<archive " "$1" && cp "$1" "$2/shared-$(echo "$1" | md5sum | cut -c1-8)"' _ {} "$corpus" \; ;;
+      esac
+    fi
     echo "fuzz: $name for ${seconds}s"
     log=$(mktemp)
     if ! "$fuzzer" -max_total_time="$seconds" -print_final_stats=0 -artifact_prefix="$corpus/" "$corpus" > "$log" 2>&1; then

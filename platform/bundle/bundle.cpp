@@ -223,6 +223,15 @@ Bundle::Bundle(const String& path) : cache_(std::make_unique<Cache>()) {
       break;
     }
   }
+  if (resources == root && isDirectory(root + "/Versions")) {
+    // A framework copied without its Current link: the highest version that has resources.
+    std::vector<std::string> versions;
+    for (const Value& entry : FileManager::defaultManager().directoryContentsAtPath(String::fromUTF8(root + "/Versions"))) {
+      const std::string version = entry.stringValue().UTF8String();
+      if (isDirectory(root + "/Versions/" + version + "/Resources")) versions.push_back(version);
+    }
+    if (!versions.empty()) resources = root + "/Versions/" + *std::max_element(versions.begin(), versions.end()) + "/Resources";
+  }
   resourcePath_ = String::fromUTF8(resources);
   info_ = Dictionary::empty();
   for (const std::string& candidate : {root + "/Contents/Info.plist", root + "/Info.plist", resources + "/Info.plist"}) {
@@ -428,6 +437,25 @@ String Bundle::pathForResource(const String& name, const String& type, const Str
   std::vector<String> only;
   if (localization.length() > 0) only.push_back(localization);
   return findResource(resourceFileName(name, type), directory, only);
+}
+
+String Bundle::pathForNibResource(const String& name) const {
+  if (name.length() == 0) return {};
+  // Place by place, the compiled nib before the document, so that a localized copy of either form
+  // wins over an unlocalized one only where the search order says so.
+  const String nib = resourceFileName(name, u"nib"), xib = resourceFileName(name, u"xib");
+  String path = resourcePath_.stringByAppendingPathComponent(nib);
+  if (exists(path.UTF8String())) return path;
+  path = resourcePath_.stringByAppendingPathComponent(xib);
+  if (exists(path.UTF8String())) return path;
+  for (const String& l : searchLocalizations()) {
+    const String folder = resourcePath_.stringByAppendingPathComponent(l.stringByAppendingPathExtension(u"lproj"));
+    for (const String& file : {nib, xib}) {
+      path = folder.stringByAppendingPathComponent(file);
+      if (exists(path.UTF8String())) return path;
+    }
+  }
+  return {};
 }
 
 String Bundle::pathForImageResource(const String& name) const {

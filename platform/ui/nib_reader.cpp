@@ -17,9 +17,13 @@
 #include <functional>
 #include <iterator>
 #include <optional>
+#include <dirent.h>
 #include <sys/stat.h>
 
+#include "keyed_archive.h"
+#include "keyed_object_decoder.h"
 #include "tq/platform/base/exception.h"
+#include "tq/platform/bundle/bundle.h"
 #include "tq/platform/ui/box.h"
 #include "tq/platform/ui/button.h"
 #include "tq/platform/ui/capabilities.h"
@@ -31,9 +35,11 @@
 #include "tq/platform/ui/menu.h"
 #include "tq/platform/ui/scroll_view.h"
 #include "tq/platform/ui/segmented_control.h"
+#include "tq/platform/ui/stack_view.h"
 #include "tq/platform/ui/tab_view.h"
 #include "tq/platform/ui/table_view.h"
 #include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/toolbar.h"
 #include "tq/platform/ui/window.h"
 
 namespace tq {
@@ -62,6 +68,11 @@ struct ReadFailure {
 };
 
 constexpr int kMaxDepth = 200;
+// What one model object may cost, for the memory bound: controls with their cells measure about
+// 800 bytes each, so 1 KiB keeps the bound on the safe side.
+constexpr std::size_t kObjectCost = 1024;
+// What the parsed XML takes beside the document's bytes, per byte, for the memory bound.
+constexpr std::size_t kParsedXMLFactor = 6;
 
 // --- attribute helpers ---------------------------------------------------------------------------
 
@@ -273,16 +284,12 @@ bool endsWith(const char* s, const char* suffix) {
 // Builds one archive's objects. Friend of Nib.
 class NibBuilder {
  public:
-  explicit NibBuilder(const NibLoadOptions& options)
-      : options_(options), registry_(options.registry ? *options.registry : ClassRegistry::shared()) {}
+  NibBuilder(const NibLoadOptions& options, std::size_t budget)
+      : options_(options), registry_(options.registry ? *options.registry : ClassRegistry::shared()), budget_(budget) {}
 
   Nib build(const pugi::xml_document& doc) {
     pugi::xml_node root = doc.document_element();
     if (!root || !is(root, "document")) {
-      if (root && is(root, "archive")) {
-        throw ReadFailure{"the older Interface Builder 3 archive format is not supported; save the file in a current "
-                          "Xcode format"};
-      }
       throw ReadFailure{std::string("not an interface document (root element <") + (root ? root.name() : "") + ">)"};
     }
     const std::string type = root.attribute("type").value();
@@ -375,7 +382,16 @@ class NibBuilder {
     return object;
   }
 
+  void charge(std::size_t bytes) {
+    used_ += bytes;
+    if (used_ > budget_) {
+      throw ReadFailure{"the interface needs more than " + std::to_string(budget_ / (1024 * 1024)) +
+                        " MB of memory, over what a document of this size may take"};
+    }
+  }
+
   void remember(pugi::xml_node n, const std::shared_ptr<InterfaceObject>& object) {
+    charge(kObjectCost);
     made_.push_back(object);
     const String id = attr(n, "id");
     if (!id.isNil()) {
@@ -396,6 +412,8 @@ class NibBuilder {
     if (is(n, "menuItem")) return decodeMenuItem(n, depth);
     if (is(n, "tabViewItem")) return decodeTabViewItem(n, depth);
     if (is(n, "tableColumn")) return decodeTableColumn(n, depth);
+    if (is(n, "toolbar")) return decodeToolbar(n, depth);
+    if (endsWith(e, "oolbarItem")) return decodeToolbarItem(n, depth);
     if (endsWith(e, "Cell")) return decodeCell(n, depth);
     if (std::shared_ptr<View> view = decodeViewElement(n, depth)) return view;
     // Controllers, formatters, constraints, host objects.
@@ -451,6 +469,8 @@ class NibBuilder {
       view = make<View>(n, [] { return std::make_shared<ProgressIndicator>(); });
     } else if (is(n, "imageView")) {
       view = make<View>(n, [] { return std::make_shared<ImageView>(); });
+    } else if (is(n, "stackView")) {
+      view = make<View>(n, [] { return std::make_shared<StackView>(); });
     } else if (is(n, "view") || is(n, "customView")) {
       view = make<View>(n, [] { return std::make_shared<View>(); });
     } else if (keyed(n, "cell")) {
@@ -521,6 +541,7 @@ class NibBuilder {
       progress->setStyle(std::strcmp(n.attribute("style").value(), "spinning") == 0 ? ProgressIndicator::Style::Spinning
                                                                                    : ProgressIndicator::Style::Bar);
     }
+    if (auto* stack = dynamic_cast<StackView*>(&view)) decodeStackView(n, *stack, depth);
 
     for (pugi::xml_node c = n.child("constraints").first_child(); c; c = c.next_sibling()) {
       if (c.type() == pugi::node_element) view.addConstraint(decode(c, depth + 1));
@@ -569,11 +590,20 @@ class NibBuilder {
       rows = std::max(rows, column.size());
       columns.push_back(std::move(column));
     }
+    // A short column is filled up with one shared empty cell, which keeps the grid whole; the grid
+    // counts against the memory bound, so a document cannot declare more grid than it may hold.
+    charge(rows * columns.size() * sizeof(std::shared_ptr<Cell>));
     std::vector<std::shared_ptr<Cell>> cells;
+    cells.reserve(rows * columns.size());
+    std::shared_ptr<Cell> empty;
     for (std::size_t r = 0; r < rows; ++r) {
       for (auto& column : columns) {
-        // A short column is filled up with copies of nothing: an empty cell keeps the grid whole.
-        cells.push_back(r < column.size() ? column[r] : std::make_shared<Cell>());
+        if (r < column.size()) {
+          cells.push_back(column[r]);
+        } else {
+          if (!empty) empty = std::make_shared<Cell>();
+          cells.push_back(empty);
+        }
       }
     }
     matrix.setCells(std::move(cells), static_cast<long>(rows), static_cast<long>(rows ? columns.size() : 0));
@@ -699,6 +729,89 @@ class NibBuilder {
     }
     if (pugi::xml_node t = n.child("toolbar")) window->setToolbar(decode(t, depth + 1));
     return window;
+  }
+
+  // --- toolbars and stack views ------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decodeToolbar(pugi::xml_node n, int depth) {
+    auto toolbar = make<Toolbar>(n, [] { return std::make_shared<Toolbar>(); });
+    remember(n, toolbar);
+    toolbar->setIdentifier(hasAttr(n, "identifier") ? attr(n, "identifier") : attr(n, "implicitIdentifier"));
+    static constexpr const char* kDisplayModes[] = {"default", "iconAndLabel", "iconOnly", "labelOnly"};
+    static constexpr const char* kSizeModes[] = {"default", "regular", "small"};
+    toolbar->setDisplayMode(enumAttr(n, "displayMode", kDisplayModes, Toolbar::DisplayMode::Default));
+    toolbar->setSizeMode(enumAttr(n, "sizeMode", kSizeModes, Toolbar::SizeMode::Default));
+    toolbar->setAllowsUserCustomization(boolAttr(n, "allowsUserCustomization", true));
+    toolbar->setAutosavesConfiguration(boolAttr(n, "autosavesConfiguration", true));
+    toolbar->setVisible(boolAttr(n, "visible", true));
+    for (pugi::xml_node i = n.child("allowedToolbarItems").first_child(); i; i = i.next_sibling()) {
+      if (i.type() != pugi::node_element) continue;
+      if (auto item = std::dynamic_pointer_cast<ToolbarItem>(decode(i, depth + 1))) toolbar->addAllowedItem(item);
+    }
+    // Default items refer to allowed ones, or are standard items written in place.
+    for (pugi::xml_node i = n.child("defaultToolbarItems").first_child(); i; i = i.next_sibling()) {
+      if (i.type() != pugi::node_element) continue;
+      std::shared_ptr<ToolbarItem> item;
+      if (hasAttr(i, "reference")) {
+        item = std::dynamic_pointer_cast<ToolbarItem>(lookUp(attr(i, "reference")));
+      } else {
+        item = std::dynamic_pointer_cast<ToolbarItem>(decode(i, depth + 1));
+      }
+      if (item) toolbar->addDefaultItem(item);
+    }
+    return toolbar;
+  }
+
+  std::shared_ptr<InterfaceObject> decodeToolbarItem(pugi::xml_node n, int depth) {
+    auto item = make<ToolbarItem>(n, [&] {
+      auto i = std::make_shared<ToolbarItem>();
+      if (!is(n, "toolbarItem")) i->setClassName(platformName(n.name()));
+      return i;
+    });
+    remember(n, item);
+    item->setItemIdentifier(hasAttr(n, "identifier") ? attr(n, "identifier") : attr(n, "implicitItemIdentifier"));
+    if (String s = stringProp(n, "label"); !s.isNil()) item->setLabel(s);
+    if (String s = stringProp(n, "paletteLabel"); !s.isNil()) item->setPaletteLabel(s);
+    if (String s = stringProp(n, "toolTip"); !s.isNil()) item->setToolTip(s);
+    if (hasAttr(n, "image")) item->setImageName(attr(n, "image"));
+    item->setTag(static_cast<long>(numberAttr(n, "tag", 0)));
+    item->setEnabled(boolAttr(n, "enabled", true));
+    if (auto s = sizeChild(n, "minSize")) item->setMinSize(*s);
+    if (auto s = sizeChild(n, "maxSize")) item->setMaxSize(*s);
+    if (pugi::xml_node v = keyed(n, "view")) item->setView(std::dynamic_pointer_cast<View>(decode(v, depth + 1)));
+    if (pugi::xml_node m = keyed(n, "menuFormRepresentation")) {
+      item->setMenuFormRepresentation(std::dynamic_pointer_cast<MenuItem>(decode(m, depth + 1)));
+    }
+    return item;
+  }
+
+  // Stack views list their views in <subviews> (current documents) or per gravity area.
+  void decodeStackView(pugi::xml_node n, StackView& stack, int depth) {
+    stack.setOrientation(std::strcmp(n.attribute("orientation").value(), "vertical") == 0
+                             ? UserInterfaceLayoutOrientation::Vertical
+                             : UserInterfaceLayoutOrientation::Horizontal);
+    stack.setSpacing(numberAttr(n, "spacing", 8));
+    if (hasAttr(n, "alignment")) stack.setAlignment(attr(n, "alignment"));
+    if (hasAttr(n, "distribution")) stack.setDistribution(attr(n, "distribution"));
+    struct Area {
+      const char* element;
+      StackViewGravity gravity;
+    };
+    static constexpr Area kAreas[] = {{"beforeGravityViews", StackViewGravity::Leading},
+                                      {"centerGravityViews", StackViewGravity::Center},
+                                      {"afterGravityViews", StackViewGravity::Trailing},
+                                      {"views", StackViewGravity::Leading}};
+    for (const Area& area : kAreas) {
+      for (pugi::xml_node v = n.child(area.element).first_child(); v; v = v.next_sibling()) {
+        if (v.type() != pugi::node_element) continue;
+        auto view = std::dynamic_pointer_cast<View>(decode(v, depth + 1));
+        if (view) {
+          stack.addView(view, area.gravity);
+        } else {
+          warn(std::string("<") + v.name() + "> in a stack view is not a view");
+        }
+      }
+    }
   }
 
   // --- menus ---------------------------------------------------------------------------------------
@@ -979,6 +1092,9 @@ class NibBuilder {
     } else if (auto* item = dynamic_cast<MenuItem*>(sender)) {
       item->setTarget(target);
       item->setAction(selector);
+    } else if (auto* toolbarItem = dynamic_cast<ToolbarItem*>(sender)) {
+      toolbarItem->setTarget(target);
+      toolbarItem->setAction(selector);
     }
     if (auto* receiver = dynamic_cast<NibConnectable*>(target.get())) receiver->connectAction(selector, p.source);
     nib_.connections_.push_back(
@@ -1013,6 +1129,8 @@ class NibBuilder {
 
   const NibLoadOptions& options_;
   const ClassRegistry& registry_;
+  std::size_t budget_;
+  std::size_t used_ = 0;
   Nib nib_;
   std::vector<std::shared_ptr<InterfaceObject>> made_;
   std::unordered_map<String, std::shared_ptr<Object>> byId_;
@@ -1023,9 +1141,41 @@ class NibBuilder {
   std::vector<std::pair<PopUpButtonCell*, String>> selectedItems_;
 };
 
+std::size_t nibMemoryBound(std::size_t documentSize) { return kNibMemoryBase + kNibMemoryFactor * documentSize; }
+
+namespace {
+
+NibReadResult failed(std::string reason) { return NibReadResult(NibReadError{std::move(reason), -1}); }
+
+// Decodes the keyed-object graph a container produced; contract failures of the model become errors.
+NibReadResult decodeArchive(const archive::KeyedArchive& graph, const NibLoadOptions& options, const char* type,
+                            std::size_t budget) {
+  try {
+    return NibReadResult(
+        decodeKeyedArchive(graph, options, String::fromUTF8(type), budget - std::min(budget, graph.memoryUsed())));
+  } catch (const NibDecodeFailure& failure) {
+    return failed(failure.reason);
+  } catch (const Exception& e) {
+    return failed(std::string("inconsistent archive: ") + e.what());
+  }
+}
+
+}  // namespace
+
 NibReadResult readNibData(std::string_view document, const NibLoadOptions& options) {
-  if (document.substr(0, 8) == "bplist00" || document.substr(0, 10) == "NIBArchive") {
-    return NibReadResult(NibReadError{"a compiled (binary) nib; only XML interface documents are read", -1});
+  if (document.size() > kMaxNibDocumentSize) {
+    return failed("the document is " + std::to_string(document.size() >> 20) + " MB; interface documents over " +
+                  std::to_string(kMaxNibDocumentSize >> 20) + " MB are not read");
+  }
+  const std::size_t budget = nibMemoryBound(document.size());
+  const bool plist = document.substr(0, 7) == "bplist0";
+  if (plist || document.substr(0, 10) == "NIBArchive") {
+    archive::KeyedArchive graph;
+    archive::ArchiveError error;
+    const bool read = plist ? archive::readKeyedPlistArchive(document, budget, graph, error)
+                            : archive::readNIBArchive(document, budget, graph, error);
+    if (!read) return failed((plist ? "damaged compiled interface: " : "damaged NIBArchive: ") + error.reason);
+    return decodeArchive(graph, options, plist ? "NSKeyedArchiver" : "NIBArchive", budget);
   }
   pugi::xml_document doc;
   pugi::xml_parse_result parsed = doc.load_buffer(document.data(), document.size(), pugi::parse_default);
@@ -1034,30 +1184,86 @@ NibReadResult readNibData(std::string_view document, const NibLoadOptions& optio
                                           parsed.description(),
                                       static_cast<long long>(parsed.offset)});
   }
+  pugi::xml_node root = doc.document_element();
+  if (root && is(root, "archive")) {
+    const std::string type = root.attribute("type").value();
+    if (!type.empty() && type.find(".Cocoa.") == std::string::npos) {
+      return failed("not a Cocoa interface archive (type " + type + ")");
+    }
+    archive::KeyedArchive graph;
+    archive::ArchiveError error;
+    const std::size_t parsed = kParsedXMLFactor * document.size();
+    if (!archive::readXMLArchive(root, budget - std::min(budget, parsed), graph, error)) {
+      return failed("damaged XML archive: " + error.reason);
+    }
+    doc.reset();  // the graph holds everything the decoder needs
+    return decodeArchive(graph, options, type.empty() ? "com.apple.InterfaceBuilder3.Cocoa.XIB" : type.c_str(),
+                         budget);
+  }
   try {
-    NibBuilder builder(options);
+    NibBuilder builder(options, budget - std::min(budget, kParsedXMLFactor * document.size()));
     return NibReadResult(builder.build(doc));
   } catch (const ReadFailure& failure) {
-    return NibReadResult(NibReadError{failure.reason, -1});
+    return failed(failure.reason);
   } catch (const Exception& e) {
     // A contract of the model broken by the document's contents (a view inside itself...).
-    return NibReadResult(NibReadError{std::string("inconsistent document: ") + e.what(), -1});
+    return failed(std::string("inconsistent document: ") + e.what());
   }
+}
+
+std::string nibDocumentPath(const std::string& path) {
+  struct stat st {};
+  if (::stat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return path;
+  const std::string folder = path + "/";
+  if (::stat((folder + "keyedobjects.nib").c_str(), &st) == 0 && S_ISREG(st.st_mode)) return folder + "keyedobjects.nib";
+  // Versions for different system releases: keyedobjects-NNNNNN.nib, the highest number wins.
+  std::string best;
+  unsigned long bestVersion = 0;
+  if (DIR* dir = ::opendir(path.c_str())) {
+    while (dirent* entry = ::readdir(dir)) {
+      const std::string name = entry->d_name;
+      if (name.size() <= 17 || name.rfind("keyedobjects-", 0) != 0 || name.substr(name.size() - 4) != ".nib") continue;
+      const std::string digits = name.substr(13, name.size() - 17);
+      if (digits.find_first_not_of("0123456789") != std::string::npos || digits.size() > 12) continue;
+      const unsigned long version = std::stoul(digits);
+      if (best.empty() || version > bestVersion) best = name, bestVersion = version;
+    }
+    ::closedir(dir);
+  }
+  if (!best.empty()) return folder + best;
+  if (::stat((folder + "designable.nib").c_str(), &st) == 0 && S_ISREG(st.st_mode)) return folder + "designable.nib";
+  return folder + "keyedobjects.nib";
 }
 
 NibReadResult readNibFile(const std::string& path, const NibLoadOptions& options) {
   struct stat st {};
-  if (::stat(path.c_str(), &st) != 0) {
-    return NibReadResult(NibReadError{path + ": " + std::strerror(errno), -1});
-  }
+  if (::stat(path.c_str(), &st) != 0) return failed(path + ": " + std::strerror(errno));
+  std::string file = path;
   if (S_ISDIR(st.st_mode)) {
-    return NibReadResult(NibReadError{path + ": a nib folder (compiled nib); only XML interface documents are read", -1});
+    file = nibDocumentPath(path);
+    if (::stat(file.c_str(), &st) != 0) {
+      return failed(path + ": a nib folder without keyedobjects.nib, keyedobjects-NNNNNN.nib or designable.nib");
+    }
   }
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return NibReadResult(NibReadError{path + ": cannot be opened", -1});
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  if (in.bad()) return NibReadResult(NibReadError{path + ": read error", -1});
-  return readNibData(bytes, options);
+  if (!S_ISREG(st.st_mode)) return failed(file + ": not a regular file");
+  if (static_cast<unsigned long long>(st.st_size) > kMaxNibDocumentSize) {
+    return failed(file + ": the document is " + std::to_string(st.st_size >> 20) + " MB; interface documents over " +
+                  std::to_string(kMaxNibDocumentSize >> 20) + " MB are not read");
+  }
+  std::ifstream in(file, std::ios::binary);
+  if (!in) return failed(file + ": cannot be opened");
+  std::string bytes(static_cast<std::size_t>(st.st_size), '\0');
+  in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<std::size_t>(in.gcount()));
+  if (in.bad()) return failed(file + ": read error");
+  NibReadResult result = readNibData(bytes, options);
+  if (!result) {
+    NibReadError error = result.error();
+    error.reason = file + ": " + error.reason;
+    return NibReadResult(std::move(error));
+  }
+  if (file != path) result.nib().setResourceFolder(String::fromUTF8(path));
+  return result;
 }
 
 }  // namespace tq

@@ -330,7 +330,7 @@ TEST(NibReader, ReportsDocumentsThatDoNotParse) {
       {"", "XML"},
       {"<document><objects>", "XML"},
       {"<plist/>", "not an interface document"},
-      {"<archive type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" version=\"7.10\"/>", "older"},
+      {"<archive type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" version=\"7.10\"/>", "XML archive: the archive has no data"},
       {"<document type=\"com.apple.InterfaceBuilder3.CocoaTouch.XIB\"><objects/></document>", "not a Cocoa"},
       {"<document type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\"/>", "no objects"},
       {"bplist00\x01\x02", "compiled"},

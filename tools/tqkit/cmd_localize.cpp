@@ -105,9 +105,9 @@ std::string locate(const tq::Bundle& bundle, const std::string& nib) {
   const String name = String::fromUTF8(fs::path(nib).extension() == ".xib" || fs::path(nib).extension() == ".nib"
                                            ? fs::path(nib).stem().string()
                                            : nib);
-  String path = bundle.pathForResource(name, u"nib");
-  if (path.isNil()) path = bundle.pathForResource(name, u"xib");
+  const String path = bundle.pathForNibResource(name);
   if (path.isNil()) throw tq::cli::Failure(nib + ": no such interface in " + u8(bundle.bundlePath()));
+  // A nib folder is read in place: its compiled interface, or its designable.nib.
   return path.UTF8String();
 }
 

@@ -16,6 +16,7 @@
 #include "tq/platform/ui/tab_view.h"
 #include "tq/platform/ui/table_view.h"
 #include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/toolbar.h"
 #include "tq/platform/ui/window.h"
 
 namespace {
@@ -143,6 +144,7 @@ Node describe(const tq::Object* object, std::string role) {
   if (auto* w = dynamic_cast<const tq::Window*>(o)) {
     n.frame = w->contentRect();
     addString(n, "title", w->title());
+    if (w->toolbar()) n.children.push_back(describe(w->toolbar().get(), "toolbar"));
     if (w->contentView()) n.children.push_back(describe(w->contentView().get(), "contentView"));
   } else if (auto* v = dynamic_cast<const tq::View*>(o)) {
     describeView(n, *v);
@@ -155,15 +157,28 @@ Node describe(const tq::Object* object, std::string role) {
     if (i->isSeparatorItem()) n.facts.emplace_back("separator", "YES");
     addString(n, "title", i->title());
     addString(n, "keyEquivalent", i->keyEquivalent());
+    addString(n, "toolTip", i->toolTip());
     if (i->submenu()) n.children.push_back(describe(i->submenu().get(), "submenu"));
   } else if (auto* t = dynamic_cast<const tq::TabViewItem*>(o)) {
     addString(n, "label", t->label());
+    addString(n, "toolTip", t->toolTip());
     if (t->view()) n.children.push_back(describe(t->view().get(), "view"));
   } else if (auto* col = dynamic_cast<const tq::TableColumn*>(o)) {
     addString(n, "identifier", col->identifier());
     if (col->headerCell()) n.children.push_back(describe(col->headerCell().get(), "headerCell"));
     if (col->dataCell()) n.children.push_back(describe(col->dataCell().get(), "dataCell"));
     for (const auto& p : col->prototypeCellViews()) n.children.push_back(describe(p.get(), "prototype"));
+  } else if (auto* bar = dynamic_cast<const tq::Toolbar*>(o)) {
+    addString(n, "identifier", bar->identifier());
+    for (const auto& item : bar->allowedItems()) n.children.push_back(describe(item.get(), "item"));
+  } else if (auto* ti = dynamic_cast<const tq::ToolbarItem*>(o)) {
+    addString(n, "identifier", ti->itemIdentifier());
+    addString(n, "label", ti->label());
+    addString(n, "paletteLabel", ti->paletteLabel());
+    addString(n, "toolTip", ti->toolTip());
+    if (!ti->imageName().isNil()) n.facts.emplace_back("image", u8(ti->imageName()));
+    if (ti->view()) n.children.push_back(describe(ti->view().get(), "view"));
+    if (ti->menuFormRepresentation()) n.children.push_back(describe(ti->menuFormRepresentation().get(), "menuForm"));
   }
   describeBindings(n, *o);
   return n;
@@ -248,20 +263,37 @@ int runNib(const std::vector<std::string>& argv) {
   tq::cli::Args args(argv, {}, {"json"});
   args.expectPositionals(1, 1);
   const std::string& path = args.positional(0, "FILE");
-  std::string bytes = tq::cli::readFile(path);
   // A stand-in File's Owner, so that connections to it are made and shown (as #-2).
   tq::NibLoadOptions options;
   auto owner = std::make_shared<tq::GenericObject>(u"NSObject");
   owner->setArchiveIdentifier(u"-2");
   options.owner = owner;
-  tq::NibReadResult result = tq::readNibData(bytes, options);
-  if (!result) throw tq::cli::Failure(path + ": " + result.error().reason);
+  // Files and nib folders are read in place (errors name the file read); "-" is standard input.
+  tq::NibReadResult result = path == "-" ? tq::readNibData(tq::cli::readFile(path), options)
+                                         : tq::readNibFile(path, options);
+  if (!result) {
+    throw tq::cli::Failure(path == "-" ? "-: " + result.error().reason : result.error().reason);
+  }
   const tq::Nib& nib = result.nib();
   std::vector<Node> roots;
   for (const auto& object : nib.topLevelObjects()) roots.push_back(describe(object.get(), ""));
   if (args.has("json")) {
     tq::cli::Json j;
-    j.beginObject().key("file").string(path).key("objectCount").number(static_cast<long long>(nib.objectCount()));
+    j.beginObject().key("file").string(path).key("format").string(u8(nib.documentType()));
+    j.key("objectCount").number(static_cast<long long>(nib.objectCount()));
+    // Every visible string of the tree, depth first, for scripts that only want the texts.
+    j.key("visibleStrings").beginArray();
+    std::vector<const Node*> stack;
+    for (auto it = roots.rbegin(); it != roots.rend(); ++it) stack.push_back(&*it);
+    while (!stack.empty()) {
+      const Node* node = stack.back();
+      stack.pop_back();
+      for (const auto& [k, v] : node->strings) {
+        if (k != "identifier" && k != "keyEquivalent") j.string(v);
+      }
+      for (auto it = node->children.rbegin(); it != node->children.rend(); ++it) stack.push_back(&*it);
+    }
+    j.endArray();
     j.key("topLevelObjects").beginArray();
     for (const auto& r : roots) printJson(j, r);
     j.endArray();
@@ -279,17 +311,22 @@ int runNib(const std::vector<std::string>& argv) {
   return 0;
 }
 
-tq::cli::Registration nib({"nib", "print the object tree of an interface document (.xib)",
+tq::cli::Registration nib({"nib", "print the object tree of an interface (.xib, .nib file or folder)",
                            "usage: tqkit nib FILE [--json]\n\n"
-                           "Reads the XML interface document FILE (\"-\": standard input) and prints its top-level\n"
+                           "Reads the interface FILE in any form a Mac bundle or project holds: an XML interface\n"
+                           "document (.xib), the older XML archive, a compiled nib (keyed archive or NIBArchive),\n"
+                           "or a nib folder (NAME.nib/ with keyedobjects.nib, keyedobjects-NNNNNN.nib or\n"
+                           "designable.nib); \"-\" reads standard input. It prints the top-level\n"
                            "objects and everything inside them, one object a line, indented by depth: the class\n"
                            "(with the custom class in parentheses), the archive id after #, the frame (x, y,\n"
                            "width, height), the visible strings (titles, labels, values, placeholders), and each\n"
                            "binding on a line of its own starting with @ (binding name, observed object, key path,\n"
                            "binder class, display pattern, placeholders).\n\n"
-                           "  --json   print the same tree as one JSON document\n\n"
+                           "  --json   print the same tree as one JSON document, with \"format\" and a flat\n"
+                           "           \"visibleStrings\" array (titles, labels, contents, placeholders, tool tips)\n\n"
                            "Exit status: 0 on success, 1 when the file cannot be read or is not an interface\n"
-                           "document (the reason is printed), 2 on a usage error.\n",
+                           "document (one line on standard error naming the file and what is wrong), 2 on a\n"
+                           "usage error.\n",
                            runNib});
 
 }  // namespace

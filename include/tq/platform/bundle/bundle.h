@@ -99,6 +99,11 @@ class Bundle : public Object {
   // The same, but of the localized folders only localization.lproj is searched.
   String pathForResource(const String& name, const String& type, const String& directory,
                          const String& localization) const;
+  // The interface resource `name` (without extension): NAME.nib (a compiled file, or a nib folder
+  // holding keyedobjects.nib, keyedobjects-NNNNNN.nib or designable.nib) or NAME.xib, searched in
+  // the resource directory and then in LANG.lproj of each preferred localization and Base; in each
+  // place the nib before the xib. Nil when there is none. The interface reader opens nib folders.
+  String pathForNibResource(const String& name) const;
   // An image resource: name as given when it has an extension that gdk-pixbuf reads, else name with
   // each such extension in turn (png, tiff, tif, jpg, jpeg, gif, bmp, ico first, then the others).
   String pathForImageResource(const String& name) const;

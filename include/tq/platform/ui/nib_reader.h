@@ -1,5 +1,14 @@
-// The interface archive reader: builds the model from the XML interface documents (.xib) that Mac
-// developers keep.
+// The interface archive reader: builds the model from an interface in any of the forms a Mac
+// bundle or project holds:
+//   - the XML interface document (.xib, <document type="com.apple.InterfaceBuilder3.Cocoa.XIB">);
+//   - the older XML archive (<archive type="com.apple.InterfaceBuilder3.Cocoa.XIB">, keyed
+//     <object> elements), as projects of that era kept their interfaces and their translated copies;
+//   - the compiled keyed archive (a binary property list, "bplist00", whose $top names
+//     IB.objectdata), as built bundles hold them in NAME.nib/keyedobjects.nib;
+//   - the NIBArchive form of current build tools (a file starting "NIBArchive"), as NAME.nib or
+//     NAME.nib/keyedobjects-NNNNNN.nib.
+// All four give the same model: the same classes and class names for the same controls, so code
+// that walks or draws the model does not care which form was read.
 //
 //   tq::NibLoadOptions options;
 //   options.owner = controller;                      // the File's Owner
@@ -30,9 +39,26 @@
 // object. Connections to the owner are made only when an owner is given. Finally every object made
 // is sent awakeFromNib(), in document order, then the owner when it is an InterfaceObject.
 //
+// Compiled forms: top-level objects are those whose parent is the File's Owner, in the archive's
+// order; archive identifiers are the designer's object IDs where the archive keeps them ("25"),
+// else "obj-N" with N the object's index in the archive. Connections come from the archive's
+// connectors (outlets, actions, bindings with their options, tool tips). Windows are visible at
+// launch when the archive lists them so. Toolbars (Toolbar, ToolbarItem) and stack views
+// (StackView) are read from every form.
+//
 // Failures: a document that is not well-formed XML, is not an interface document, or has no
 // objects element is reported with the reason and no objects (nothing half-built is handed out).
-// Inside a valid document, what the model does not understand is skipped and listed in warnings().
+// Compiled and archived forms are read with every count, offset and reference checked against the
+// bytes at hand: truncation, a reference to no object, a value of the wrong kind where a
+// collection or string belongs, and an object that contains itself (a view among its own
+// subviews) each give one error naming what is wrong. Inside a valid document, what the model does
+// not understand is skipped and listed in warnings().
+//
+// Memory: reading a document of S bytes takes at most nibMemoryBound(S) = 16 MiB + 24 x S bytes
+// (the parsed document and the model together); documents larger than kMaxNibDocumentSize, and
+// documents whose model would exceed the bound (a matrix declaring millions of cells it does not
+// hold), are refused with an error saying so. A 300 MB document is therefore refused, and a 100 MB
+// one takes at most about 2.4 GB.
 //
 // Threads: the interface (main) thread; separate loads share nothing but the class registry.
 #pragma once
@@ -48,6 +74,13 @@
 #include "tq/platform/base/string.h"
 
 namespace tq {
+
+// Documents above this size (256 MiB) are not read.
+inline constexpr std::size_t kMaxNibDocumentSize = std::size_t{256} << 20;
+inline constexpr std::size_t kNibMemoryBase = std::size_t{16} << 20;
+inline constexpr std::size_t kNibMemoryFactor = 24;
+// The most memory reading a document of `documentSize` bytes may take.
+std::size_t nibMemoryBound(std::size_t documentSize);
 
 class ClassRegistry;
 
@@ -93,14 +126,21 @@ class Nib {
   const std::vector<std::string>& warnings() const { return warnings_; }
   // The number of interface objects made (top-level objects and everything inside them).
   std::size_t objectCount() const { return objectCount_; }
-  // The archive's format ("com.apple.InterfaceBuilder3.Cocoa.XIB").
+  // The archive's format: "com.apple.InterfaceBuilder3.Cocoa.XIB" for both XML forms,
+  // "NSKeyedArchiver" for the compiled keyed archive, "NIBArchive".
   const String& documentType() const { return documentType_; }
   // The bytes of the image files the document itself holds, by image name (a TIFF or PNG each;
   // read them with Image::imageWithData). Images named but not held are found beside the document.
   const std::unordered_map<String, Data>& embeddedImages() const { return embeddedImages_; }
+  // The nib folder the document was read from (NAME.nib/ holding keyedobjects.nib and the images
+  // the interface names: InterfaceImageSource finds them), nil when the document was a file of its own.
+  const String& resourceFolder() const { return resourceFolder_; }
+  void setResourceFolder(String folder) { resourceFolder_ = std::move(folder); }
 
  private:
   friend class NibBuilder;
+  friend class KeyedNibDecoder;
+  String resourceFolder_;
   std::vector<std::shared_ptr<Object>> topLevelObjects_;
   std::unordered_map<String, std::weak_ptr<Object>> objects_;
   std::vector<NibConnection> connections_;
@@ -135,10 +175,15 @@ class NibReadResult {
   NibReadError error_;
 };
 
-// Reads the XML interface document in memory.
+// Reads an interface document in memory, of any of the forms above (told apart by their first
+// bytes and root element).
 NibReadResult readNibData(std::string_view document, const NibLoadOptions& options = {});
-// Reads a .xib file (or a .nib file holding the same XML). A file that cannot be read, and a
-// compiled (binary) nib, are reported as errors with the reason.
+// Reads an interface file, or a nib folder through nibDocumentPath(). Errors start with the path of
+// the file read: "PrefsWindow.nib/keyedobjects.nib: damaged compiled interface: ...".
 NibReadResult readNibFile(const std::string& path, const NibLoadOptions& options = {});
+// The file that holds the interface of `path`: path itself when it is not a folder; for a nib
+// folder its keyedobjects.nib, else the newest keyedobjects-NNNNNN.nib (highest number), else
+// designable.nib (the XML source, read only when nothing compiled is there).
+std::string nibDocumentPath(const std::string& path);
 
 }  // namespace tq

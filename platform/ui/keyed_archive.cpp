@@ -1,0 +1,125 @@
+// The keyed-object graph shared by the three interface archive containers.
+#include "keyed_archive.h"
+
+namespace tq::archive {
+
+uint32_t KeyedArchive::intern(std::string_view name) {
+  auto it = nameIndex_.find(name);
+  if (it != nameIndex_.end()) return it->second;
+  const auto index = static_cast<uint32_t>(names_.size());
+  names_.emplace_back(name);
+  nameIndex_.emplace(names_.back(), index);
+  namesBytes_ += 2 * (name.size() + 64);
+  return index;
+}
+
+void KeyedArchive::prepareLookups() {
+  const char* strings[] = {"NS.bytes", "NS.string", "NSString"};
+  for (int i = 0; i < 3; ++i) stringKeys_[i] = nameIndex(strings[i]);
+  const char* numbers[] = {"NS.intval", "NS.dblval", "NS.fltval", "NS.boolval", "NS.int64val"};
+  for (int i = 0; i < 5; ++i) numberKeys_[i] = nameIndex(numbers[i]);
+}
+
+uint32_t KeyedArchive::nameIndex(std::string_view name) const {
+  if (name.empty()) return kNoName;  // the unkeyed name is never looked up as a key
+  auto it = nameIndex_.find(name);
+  return it == nameIndex_.end() ? kNoName : it->second;
+}
+
+uint32_t KeyedArchive::addObject(uint32_t classNameIndex) {
+  ArchiveObject o;
+  o.className = classNameIndex;
+  o.firstEntry = static_cast<uint32_t>(entries_.size());
+  objects_.push_back(o);
+  return static_cast<uint32_t>(objects_.size() - 1);
+}
+
+void KeyedArchive::beginEntries(uint32_t object) {
+  objects_[object].firstEntry = static_cast<uint32_t>(entries_.size());
+  objects_[object].entryCount = 0;
+}
+
+void KeyedArchive::endEntries(uint32_t object) {
+  objects_[object].entryCount = static_cast<uint32_t>(entries_.size() - objects_[object].firstEntry);
+}
+
+void KeyedArchive::adoptEntries(std::vector<ArchiveEntry> entries,
+                                const std::vector<std::pair<uint32_t, uint32_t>>& runs) {
+  entries_ = std::move(entries);
+  for (std::size_t i = 0; i < runs.size() && i < objects_.size(); ++i) {
+    objects_[i].firstEntry = runs[i].first;
+    objects_[i].entryCount = runs[i].second;
+  }
+}
+
+ArchiveValue KeyedArchive::addText(std::string_view text, ArchiveValue::Kind kind) {
+  ArchiveValue v;
+  v.kind = kind;
+  v.index = static_cast<uint32_t>(pool_.size());
+  v.length = static_cast<uint32_t>(text.size());
+  pool_.append(text);
+  return v;
+}
+
+void KeyedArchive::reserve(std::size_t objects, std::size_t entries, std::size_t names, std::size_t text) {
+  objects_.reserve(objects);
+  entries_.reserve(entries);
+  nameIndex_.reserve(names);
+  pool_.reserve(text);
+}
+
+std::vector<ArchiveValue> KeyedArchive::members(uint32_t object) const {
+  std::vector<ArchiveValue> out;
+  for (const ArchiveEntry* e = begin(object); e != end(object); ++e) {
+    if (e->key == 0) out.push_back(e->value);
+  }
+  return out;
+}
+
+bool KeyedArchive::stringOf(const ArchiveValue& value, std::string& out) const {
+  ArchiveValue v = value;
+  // An attributed string holds its text under NSString; a localizable one under NS.string.
+  for (int hop = 0; hop < 4; ++hop) {
+    if (v.kind == ArchiveValue::Kind::String || v.kind == ArchiveValue::Kind::Data) {
+      out.assign(text(v));
+      return true;
+    }
+    if (!v.isObject()) return false;
+    const uint32_t o = v.index;
+    const std::string& cls = className(o);
+    if (cls.find("String") == std::string::npos) return false;
+    ArchiveValue next = find(o, stringKeys_[0]);
+    if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[1]);
+    if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[2]);
+    if (next.kind == ArchiveValue::Kind::Nil) {
+      // An empty string object, or an attributed string without text.
+      out.clear();
+      return cls == "NSString" || cls == "NSMutableString";
+    }
+    v = next;
+  }
+  return false;
+}
+
+bool KeyedArchive::numberOf(const ArchiveValue& v, double& out) const {
+  if (v.isNumber()) {
+    out = v.number();
+    return true;
+  }
+  if (!v.isObject() || className(v.index).find("Number") == std::string::npos) return false;
+  for (uint32_t key : numberKeys_) {
+    ArchiveValue n = find(v.index, key);
+    if (n.isNumber()) {
+      out = n.number();
+      return true;
+    }
+  }
+  return false;
+}
+
+std::size_t KeyedArchive::memoryUsed() const {
+  return objects_.capacity() * sizeof(ArchiveObject) + entries_.capacity() * sizeof(ArchiveEntry) + pool_.capacity() +
+         namesBytes_;
+}
+
+}  // namespace tq::archive

@@ -1,0 +1,174 @@
+// Internal: the keyed-object graph that every compiled or archived interface form is read into.
+//
+// The compiled keyed archive (a binary property list), the NIBArchive form and the older XML
+// archive all store the same thing: objects of named classes, each a list of keyed values, whose
+// values are scalars, strings, bytes or references to other objects. The three container readers
+// turn their bytes into one KeyedArchive; one decoder (keyed_object_decoder.cpp) turns that into
+// the interface model. The containers normalise their differences:
+//   - collections (arrays, sets) hold their members as unkeyed entries, in order; dictionaries
+//     hold unkeyed entries alternating key, value;
+//   - a string may be a String value or a reference to a string object (NSString with NS.bytes,
+//     NSMutableString with NS.string); the decoder reads both;
+//   - every reference names an object of the archive (checked by the container).
+// Memory: the graph is a few flat vectors; each entry costs 32 bytes and each object 12, so the
+// graph stays within a small multiple of the file's own size.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <string>
+#include <string_view>
+#include <unordered_map>
+#include <vector>
+
+namespace pugi {
+class xml_node;
+}
+
+namespace tq::archive {
+
+struct ArchiveValue {
+  enum class Kind : uint8_t { Nil, Bool, Integer, Real, String, Data, Object };
+  Kind kind = Kind::Nil;
+  uint32_t index = 0;   // String, Data: offset in the text pool; Object: object index
+  uint32_t length = 0;  // String, Data: byte length
+  union {
+    int64_t integer = 0;  // Bool (0/1), Integer
+    double real;          // Real
+  };
+
+  bool isObject() const { return kind == Kind::Object; }
+  bool isNumber() const { return kind == Kind::Bool || kind == Kind::Integer || kind == Kind::Real; }
+  double number() const { return kind == Kind::Real ? real : static_cast<double>(integer); }
+};
+
+struct ArchiveEntry {
+  uint32_t key = 0;  // index into names; 0 is the unkeyed (member) name ""
+  ArchiveValue value;
+};
+
+struct ArchiveObject {
+  uint32_t className = 0;  // index into names
+  uint32_t firstEntry = 0;
+  uint32_t entryCount = 0;
+};
+
+// Where the interface's parts are, as the container found them.
+struct ArchiveLayout {
+  // The File's Owner placeholder object, or -1.
+  int64_t owner = -1;
+  // Objects that stand for First Responder and Application (left out of the top level).
+  std::vector<uint32_t> placeholders;
+  // Candidate top-level objects in archive order (placeholders and the owner are filtered out by
+  // the decoder).
+  std::vector<uint32_t> topLevel;
+  // Connector objects (outlets, actions, bindings, help) in archive order.
+  std::vector<uint32_t> connectors;
+  // Designer object identifiers where the archive gives them (25, -3), indexed by object;
+  // kNoIdentifier where it gives none.
+  static constexpr int64_t kNoIdentifier = INT64_MIN;
+  std::vector<int64_t> identifiers;
+  void setIdentifier(uint32_t object, int64_t id, std::size_t objectCount) {
+    if (identifiers.size() < objectCount) identifiers.resize(objectCount, kNoIdentifier);
+    if (object < identifiers.size()) identifiers[object] = id;
+  }
+  // The windows shown at load, when the archive lists them (else every window is).
+  bool visibleWindowsKnown = false;
+  std::vector<uint32_t> visibleWindows;
+  // Custom class names given beside the objects rather than in them (older XML archives).
+  std::unordered_map<uint32_t, std::string> customClasses;
+};
+
+class KeyedArchive {
+ public:
+  KeyedArchive() { intern(""); }
+
+  // --- building (containers) ---
+  uint32_t intern(std::string_view name);
+  uint32_t addObject(std::string_view className) { return addObject(intern(className)); }
+  uint32_t addObject(uint32_t classNameIndex);
+  // Entries of one object must be added together, right after beginEntries(object).
+  void beginEntries(uint32_t object);
+  void addEntry(uint32_t key, const ArchiveValue& value) { entries_.push_back({key, value}); }
+  void endEntries(uint32_t object);
+  ArchiveValue addText(std::string_view text, ArchiveValue::Kind kind = ArchiveValue::Kind::String);
+  static ArchiveValue integer(int64_t v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Integer; a.integer = v; return a; }
+  static ArchiveValue boolean(bool v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Bool; a.integer = v; return a; }
+  static ArchiveValue real(double v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Real; a.real = v; return a; }
+  static ArchiveValue object(uint32_t i) { ArchiveValue a; a.kind = ArchiveValue::Kind::Object; a.index = i; return a; }
+  // Takes `entries` as the whole entry table, object i owning the run runs[i] = (first, count),
+  // which the caller has checked to lie within it. Runs may overlap.
+  void adoptEntries(std::vector<ArchiveEntry> entries, const std::vector<std::pair<uint32_t, uint32_t>>& runs);
+  // Entry storage for containers that fill entries in place (references resolved later).
+  std::vector<ArchiveEntry>& mutableEntries() { return entries_; }
+  ArchiveLayout& layout() { return layout_; }
+  void reserve(std::size_t objects, std::size_t entries, std::size_t names = 0, std::size_t text = 0);
+
+  // Called by a container once every name is interned, before anything is read.
+  void prepareLookups();
+
+  // --- reading (decoder) ---
+  std::size_t objectCount() const { return objects_.size(); }
+  const std::string& className(uint32_t object) const { return names_[objects_[object].className]; }
+  const std::string& name(uint32_t index) const { return names_[index]; }
+  const ArchiveEntry* begin(uint32_t object) const { return entries_.data() + objects_[object].firstEntry; }
+  const ArchiveEntry* end(uint32_t object) const { return begin(object) + objects_[object].entryCount; }
+  // The index of a name, or kNoName when the archive never uses it (lookups intern nothing).
+  static constexpr uint32_t kNoName = UINT32_MAX;
+  uint32_t nameIndex(std::string_view name) const;
+  // The first value under key (Nil when absent).
+  ArchiveValue find(uint32_t object, std::string_view key) const { return find(object, nameIndex(key)); }
+  ArchiveValue find(uint32_t object, uint32_t key) const {
+    for (const ArchiveEntry* e = begin(object), *last = end(object); e != last; ++e) {
+      if (e->key == key) return e->value;
+    }
+    return {};
+  }
+  bool has(uint32_t object, std::string_view key) const { return has(object, nameIndex(key)); }
+  bool has(uint32_t object, uint32_t key) const {
+    for (const ArchiveEntry* e = begin(object), *last = end(object); e != last; ++e) {
+      if (e->key == key) return true;
+    }
+    return false;
+  }
+  // The unkeyed member values of a collection object, in order.
+  std::vector<ArchiveValue> members(uint32_t object) const;
+  // The text of a string value: a String, or an object of a string class (NS.bytes, NS.string, or
+  // the NSString of an attributed string). False for anything else.
+  bool stringOf(const ArchiveValue& v, std::string& out) const;
+  // A number: Bool, Integer, Real, or an NSNumber object (NS.intval, NS.dblval...).
+  bool numberOf(const ArchiveValue& v, double& out) const;
+  std::string_view text(const ArchiveValue& v) const { return std::string_view(pool_).substr(v.index, v.length); }
+  const ArchiveLayout& layout() const { return layout_; }
+  // Approximate bytes held by the graph.
+  std::size_t memoryUsed() const;
+
+ private:
+  std::deque<std::string> names_;  // stable: the index below keeps views of them
+  struct NameHash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
+  };
+  std::unordered_map<std::string_view, uint32_t, NameHash> nameIndex_;
+  std::vector<ArchiveObject> objects_;
+  std::vector<ArchiveEntry> entries_;
+  std::string pool_;
+  std::size_t namesBytes_ = 0;
+  uint32_t stringKeys_[3] = {kNoName, kNoName, kNoName};
+  uint32_t numberKeys_[5] = {kNoName, kNoName, kNoName, kNoName, kNoName};
+  ArchiveLayout layout_;
+};
+
+// A container that cannot be read: what is wrong, in words.
+struct ArchiveError {
+  std::string reason;
+};
+
+// Each reader returns false with `error` set when the bytes are not a readable archive of its
+// kind. `byteBudget` caps the memory the graph may take; exceeding it is an error.
+bool readKeyedPlistArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
+bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
+// `root` is the XML root element "archive"; the caller has parsed the XML.
+bool readXMLArchive(const pugi::xml_node& root, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
+
+}  // namespace tq::archive

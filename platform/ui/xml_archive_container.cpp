@@ -1,0 +1,278 @@
+// The older XML archive form of an interface document: <archive> holding <data>, whose elements
+// are keyed values: <object class="NSButton" key="..." id="..."> with keyed children, scalars
+// (<string>, <characters>, <int>, <integer value>, <bool>, <double>, <real value>, <bytes> in
+// base64, <nil>), and <reference ref="..."> to any element that carries an id. Unkeyed children
+// of an object are the members of a collection. The document's parts are:
+//   IBDocument.RootObjects          the File's Owner, First Responder, Application, then the
+//                                   top-level objects;
+//   IBDocument.Objects              connectionRecords (outlets, actions, bindings),
+//                                   objectRecords (the designer's object IDs), and
+//                                   flattenedProperties ("N.CustomClassName", attribute
+//                                   placeholders such as tool tips).
+// References are resolved after the whole walk, so they may point forward.
+#include <pugixml.hpp>
+
+#include <cmath>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+
+#include "keyed_archive.h"
+
+namespace tq::archive {
+
+namespace {
+
+constexpr int kMaxDepth = 256;
+
+std::string decodeBase64(std::string_view text) {
+  std::string out;
+  unsigned buffer = 0;
+  int bits = 0;
+  for (char ch : text) {
+    int v;
+    if (ch >= 'A' && ch <= 'Z') v = ch - 'A';
+    else if (ch >= 'a' && ch <= 'z') v = ch - 'a' + 26;
+    else if (ch >= '0' && ch <= '9') v = ch - '0' + 52;
+    else if (ch == '+') v = 62;
+    else if (ch == '/') v = 63;
+    else continue;
+    buffer = (buffer << 6) | static_cast<unsigned>(v);
+    bits += 6;
+    if (bits >= 8) {
+      bits -= 8;
+      out.push_back(static_cast<char>((buffer >> bits) & 0xFF));
+    }
+  }
+  return out;
+}
+
+bool is(pugi::xml_node n, const char* name) { return std::strcmp(n.name(), name) == 0; }
+
+// The class an object element stands for: its class attribute, else one named by the element.
+const char* classOfElement(pugi::xml_node n) {
+  if (const char* c = n.attribute("class").value(); *c) return c;
+  if (is(n, "array")) return "NSArray";
+  if (is(n, "mutableArray")) return "NSMutableArray";
+  if (is(n, "set")) return "NSSet";
+  if (is(n, "mutableSet")) return "NSMutableSet";
+  if (is(n, "dictionary")) return "NSDictionary";
+  if (is(n, "mutableDictionary")) return "NSMutableDictionary";
+  if (is(n, "mutableString")) return "NSMutableString";
+  return nullptr;
+}
+
+class XMLArchiveReader {
+ public:
+  XMLArchiveReader(std::size_t budget, KeyedArchive& out, ArchiveError& error) : budget_(budget), out_(out), error_(error) {}
+
+  bool read(pugi::xml_node root) {
+    pugi::xml_node data = root.child("data");
+    if (!data) return fail("the archive has no data element");
+    const uint32_t document = out_.addObject("IBDocument");
+    if (!fillObject(document, data, 0)) return false;
+    // References, now that every id is known.
+    auto& entries = out_.mutableEntries();
+    for (const auto& [entry, id] : pending_) {
+      auto it = ids_.find(id);
+      if (it == ids_.end()) return fail("a reference names id " + id + ", which no element carries");
+      entries[entry].value = it->second;
+    }
+    out_.prepareLookups();
+    return layout(document);
+  }
+
+ private:
+  bool fail(std::string reason) {
+    error_.reason = std::move(reason);
+    return false;
+  }
+
+  // The value of one element; `pendingId` is set for a reference to resolve later.
+  bool convert(pugi::xml_node n, int depth, ArchiveValue& v, std::string& pendingId) {
+    if (depth > kMaxDepth) return fail("the archive's objects are nested too deeply");
+    v = {};
+    if (is(n, "reference")) {
+      if (pugi::xml_attribute ref = n.attribute("ref")) pendingId = ref.value();
+      return true;  // without ref: nil
+    }
+    if (is(n, "object") || is(n, "array") || is(n, "mutableArray") || is(n, "set") || is(n, "mutableSet") ||
+        is(n, "dictionary") || is(n, "mutableDictionary") || is(n, "mutableString")) {
+      const char* cls = classOfElement(n);
+      const uint32_t object = out_.addObject(cls ? cls : "NSObject");
+      v = KeyedArchive::object(object);
+      remember(n, v);
+      return fillObject(object, n, depth + 1);
+    }
+    const char* text = n.child_value();
+    if (is(n, "string") || is(n, "characters")) {
+      if (std::strcmp(n.attribute("type").value(), "base64-UTF8") == 0) {
+        v = out_.addText(decodeBase64(text));
+      } else {
+        v = out_.addText(text);
+      }
+    } else if (is(n, "int") || is(n, "integer") || is(n, "long")) {
+      const char* s = n.attribute("value") ? n.attribute("value").value() : text;
+      v = KeyedArchive::integer(std::strtoll(s, nullptr, 10));
+    } else if (is(n, "bool") || is(n, "boolean")) {
+      const char* s = n.attribute("value") ? n.attribute("value").value() : text;
+      v = KeyedArchive::boolean(std::strcmp(s, "YES") == 0 || std::strcmp(s, "true") == 0);
+    } else if (is(n, "double") || is(n, "float") || is(n, "real")) {
+      const char* s = n.attribute("value") ? n.attribute("value").value() : text;
+      v = KeyedArchive::real(std::strtod(s, nullptr));
+    } else if (is(n, "bytes")) {
+      v = out_.addText(decodeBase64(text), ArchiveValue::Kind::Data);
+    } else if (!is(n, "nil")) {
+      // An element of a kind this reader does not know: kept as an object of that name, so that
+      // its keyed children stay reachable.
+      const uint32_t object = out_.addObject(n.name());
+      v = KeyedArchive::object(object);
+      remember(n, v);
+      return fillObject(object, n, depth + 1);
+    }
+    remember(n, v);
+    return true;
+  }
+
+  void remember(pugi::xml_node n, const ArchiveValue& v) {
+    if (pugi::xml_attribute id = n.attribute("id")) ids_[id.value()] = v;
+  }
+
+  bool fillObject(uint32_t object, pugi::xml_node n, int depth) {
+    struct Child {
+      uint32_t key;
+      ArchiveValue value;
+      std::string pending;
+    };
+    std::vector<Child> children;
+    const bool keyedDictionary = is(n, "dictionary") || is(n, "mutableDictionary");
+    for (pugi::xml_node c = n.first_child(); c; c = c.next_sibling()) {
+      if (c.type() != pugi::node_element) continue;
+      const char* key = c.attribute("key").value();
+      if (std::strcmp(key, "EncodedWithXMLCoder") == 0) continue;
+      Child child;
+      if (!convert(c, depth, child.value, child.pending)) return false;
+      if (keyedDictionary && *key) {
+        // A dictionary written with keyed children: members alternate key and value.
+        children.push_back({0, out_.addText(key), {}});
+        child.key = 0;
+      } else {
+        child.key = *key ? out_.intern(key) : 0;
+      }
+      children.push_back(std::move(child));
+    }
+    out_.beginEntries(object);
+    for (auto& child : children) {
+      if (!child.pending.empty()) pending_.emplace_back(out_.mutableEntries().size(), std::move(child.pending));
+      out_.addEntry(child.key, child.value);
+    }
+    out_.endEntries(object);
+    if (out_.memoryUsed() + pending_.size() * 48 > budget_) return fail("the archive needs more memory than its size allows");
+    return true;
+  }
+
+  // --- the document's parts ---
+
+  ArchiveValue keyed(uint32_t object, const char* key) const { return out_.find(object, key); }
+
+  std::vector<uint32_t> memberObjects(const ArchiveValue& v) const {
+    std::vector<uint32_t> out;
+    if (!v.isObject()) return out;
+    for (const ArchiveValue& m : out_.members(v.index)) {
+      if (m.isObject()) out.push_back(m.index);
+    }
+    return out;
+  }
+
+  bool layout(uint32_t document) {
+    ArchiveLayout& layout = out_.layout();
+    const ArchiveValue rootObjects = keyed(document, "IBDocument.RootObjects");
+    if (!rootObjects.isObject()) return fail("the archive has no IBDocument.RootObjects");
+    const std::vector<uint32_t> roots = memberObjects(rootObjects);
+    const ArchiveValue container = keyed(document, "IBDocument.Objects");
+
+    // Designer object IDs, and the placeholders among them (-1 First Responder, -3 Application).
+    std::unordered_map<std::string, uint32_t> byObjectID;
+    if (container.isObject()) {
+      const ArchiveValue records = keyed(container.index, "objectRecords");
+      const ArchiveValue ordered = records.isObject() ? keyed(records.index, "orderedObjects") : ArchiveValue{};
+      for (uint32_t record : memberObjects(ordered)) {
+        const ArchiveValue object = keyed(record, "object");
+        double id = 0;
+        if (!object.isObject() || !out_.numberOf(keyed(record, "objectID"), id) || !(std::fabs(id) < 9e15)) continue;
+        const std::string text = std::to_string(static_cast<long long>(id));
+        layout.setIdentifier(object.index, static_cast<int64_t>(id), out_.objectCount());
+        byObjectID.emplace(text, object.index);
+        if (text == "-1" || text == "-3") layout.placeholders.push_back(object.index);
+      }
+    }
+    for (uint32_t object : roots) {
+      if (out_.className(object) != "NSCustomObject") continue;
+      std::string name;
+      out_.stringOf(keyed(object, "NSClassName"), name);
+      if (name == "FirstResponder" || name == "NSApplication") layout.placeholders.push_back(object);
+    }
+    if (!roots.empty()) layout.owner = roots.front();
+    for (std::size_t i = 1; i < roots.size(); ++i) layout.topLevel.push_back(roots[i]);
+
+    if (!container.isObject()) return true;
+    for (uint32_t record : memberObjects(keyed(container.index, "connectionRecords"))) {
+      const ArchiveValue connection = keyed(record, "connection");
+      if (connection.isObject()) layout.connectors.push_back(connection.index);
+    }
+    // Flattened properties: "ID.CustomClassName" and attribute placeholders (tool tips...).
+    const ArchiveValue flattened = keyed(container.index, "flattenedProperties");
+    if (flattened.isObject()) dictionaryProperties(flattened.index, byObjectID);
+    return true;
+  }
+
+  void dictionaryProperties(uint32_t dict, const std::unordered_map<std::string, uint32_t>& byObjectID) {
+    std::vector<ArchiveValue> keys, values;
+    const std::vector<ArchiveValue> members = out_.members(dict);
+    if (!members.empty()) {
+      for (std::size_t i = 0; i + 1 < members.size(); i += 2) {
+        keys.push_back(members[i]);
+        values.push_back(members[i + 1]);
+      }
+    } else {
+      const ArchiveValue k = keyed(dict, "dict.sortedKeys"), v = keyed(dict, "dict.values");
+      if (k.isObject()) keys = out_.members(k.index);
+      if (v.isObject()) values = out_.members(v.index);
+    }
+    ArchiveLayout& layout = out_.layout();
+    for (std::size_t i = 0; i < keys.size() && i < values.size(); ++i) {
+      std::string key;
+      if (!out_.stringOf(keys[i], key)) continue;
+      const auto dot = key.find('.');
+      if (dot == std::string::npos) continue;
+      const std::string property = key.substr(dot + 1);
+      if (property == "CustomClassName") {
+        auto it = byObjectID.find(key.substr(0, dot));
+        std::string name;
+        if (it != byObjectID.end() && out_.stringOf(values[i], name) && !name.empty()) layout.customClasses[it->second] = name;
+      } else if (property == "IBAttributePlaceholdersKey" && values[i].isObject()) {
+        // Attribute objects (tool tips, initial tab items) become connectors of their own kind.
+        for (const ArchiveEntry* e = out_.begin(values[i].index); e != out_.end(values[i].index); ++e) {
+          if (e->value.isObject() && out_.className(e->value.index).find("Attribute") != std::string::npos) {
+            layout.connectors.push_back(e->value.index);
+          }
+        }
+      }
+    }
+  }
+
+  std::size_t budget_;
+  KeyedArchive& out_;
+  ArchiveError& error_;
+  std::unordered_map<std::string, ArchiveValue> ids_;
+  std::vector<std::pair<std::size_t, std::string>> pending_;
+};
+
+}  // namespace
+
+bool readXMLArchive(const pugi::xml_node& root, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error) {
+  XMLArchiveReader reader(byteBudget, out, error);
+  return reader.read(root);
+}
+
+}  // namespace tq::archive
