@@ -2,11 +2,13 @@
 #include "tq/platform/bundle/bundle.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <gdk-pixbuf/gdk-pixbuf.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <cstdlib>
@@ -62,20 +64,33 @@ std::string nameOf(const std::string& path) {
 
 std::string executablePath() { return realPath("/proc/self/exe"); }
 
+// Reads a regular file of at most kStringsTableMaxBytes. A FIFO, a device or a larger file (a link
+// planted in a bundle can name /dev/zero) reads as missing: no wait, no unbounded read.
 bool readFile(const std::string& path, std::string& out) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  out = buffer.str();
-  return true;
+  int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return false;
+  struct stat st;
+  bool ok = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && static_cast<uint64_t>(st.st_size) <= kStringsTableMaxBytes;
+  if (ok) {
+    out.resize(static_cast<std::size_t>(st.st_size));
+    std::size_t done = 0;
+    while (done < out.size()) {
+      ssize_t got = ::read(fd, out.data() + done, out.size() - done);
+      if (got < 0 && errno == EINTR) continue;
+      if (got <= 0) break;
+      done += static_cast<std::size_t>(got);
+    }
+    out.resize(done);  // a file that shrank while read is taken as it was read
+  }
+  ::close(fd);
+  return ok;
 }
 
 Dictionary readInfoPlist(const std::string& path) {
   std::string bytes;
   if (!readFile(path, bytes)) return Dictionary::empty();
   Dictionary info =
-      detail::readPropertyList(std::span(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size())).dictionaryValue();
+      detail::readPropertyList(std::span(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size())).value.dictionaryValue();
   return info ? info : Dictionary::empty();
 }
 

@@ -9,6 +9,11 @@
 // directory, the first that exists. Localized resources live in LANG.lproj folders of the resource
 // directory ("de.lproj", "de_DE.lproj", "pt-BR.lproj", "German.lproj", "Base.lproj").
 //
+// Files of the bundle are outside input. Info.plist and strings tables are read only when they are
+// regular files of at most kStringsTableMaxBytes (a link to a device or a FIFO is not followed into
+// a read), with the limits of strings_table.h; one that is refused reads as missing: an empty
+// infoDictionary(), a table without entries. Nothing the files hold can crash or hang the host.
+//
 // Bundles are shared: one object per folder (by its real path), created on first use and kept to
 // the end of the process, so bundleWithIdentifier() finds every bundle opened so far.
 //
