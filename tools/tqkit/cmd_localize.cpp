@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "output_file.h"
 #include "tq/interface/button_extensions.h"
 #include "tq/interface/tq_localizer.h"
 #include "tq/platform/base/character_set.h"
@@ -195,7 +196,7 @@ Fit fitOf(const tq::Control& control, const String& text) {
 
 // Windows and top-level views (the panes many interfaces keep beside their window).
 std::vector<std::string> renderAll(const std::vector<std::shared_ptr<tq::Object>>& objects, const std::string& dir,
-                                   const char* suffix) {
+                                   const char* suffix, tq::cli::OutputFiles& files) {
   std::vector<std::string> written;
   int index = 0;
   for (const auto& o : objects) {
@@ -212,11 +213,15 @@ std::vector<std::string> renderAll(const std::vector<std::shared_ptr<tq::Object>
     auto* io = dynamic_cast<tq::InterfaceObject*>(o.get());
     std::string id = io ? u8(io->archiveIdentifier()) : std::string();
     if (id.empty()) id = std::to_string(index);
+    for (char& c : id) {
+      if (c == '/' || c == '\0') c = '_';  // the identifier comes from the file: it names no other folder
+    }
     ++index;
     const std::string path = (fs::path(dir) / (kind + "-" + id + "-" + suffix + ".png")).string();
     auto* window = dynamic_cast<tq::Window*>(o.get());
     tq::GraphicsContextRef image = window ? tq::renderWindow(*window) : tq::renderView(*root);
-    if (!image || !image->writeToPNG(String::fromUTF8(path))) throw tq::cli::Failure(path + ": cannot be written");
+    if (!image) throw tq::cli::Failure(path + ": cannot be drawn");
+    files.add(path, tq::cli::pngBytes(image->surface()));
     written.push_back(path);
   }
   return written;
@@ -269,11 +274,9 @@ int runLocalize(const std::vector<std::string>& argv) {
     if (auto* v = dynamic_cast<tq::View*>(o.get())) checkBoxes(v, boxes);
   }
   std::vector<std::string> pngs;
+  tq::cli::OutputFiles pngFiles;
   const auto pngDir = args.value("png");
-  if (pngDir) {
-    fs::create_directories(*pngDir);
-    pngs = renderAll(objects, *pngDir, "before");
-  }
+  if (pngDir) pngs = renderAll(objects, *pngDir, "before", pngFiles);
 
   // A value no table holds tells a missing key from a key translated as itself.
   const String absent = String::fromUTF8("\x01tqkit-absent\x01");
@@ -329,8 +332,9 @@ int runLocalize(const std::vector<std::string>& argv) {
     if (!(b->frame() == frame)) resized.push_back({b, {frame, b->frame()}});
   }
   if (pngDir) {
-    auto after = renderAll(objects, *pngDir, "after");
+    auto after = renderAll(objects, *pngDir, "after", pngFiles);
     pngs.insert(pngs.end(), after.begin(), after.end());
+    pngFiles.commit(*pngDir);
   }
 
   if (json) {
