@@ -141,7 +141,10 @@ Array FileManager::directoryContentsAtPath(const String& path) {
   while (struct dirent* entry = ::readdir(dir)) {
     std::string_view name(entry->d_name);
     if (name == "." || name == "..") continue;
-    names.emplace_back(String::fromUTF8(name));
+    // A name that is not UTF-8 has no String that names it: substituting U+FFFD would hand out a
+    // path that opens nothing (or another file), so such entries are left out.
+    String decoded = String::decodeUTF8(name, true);
+    if (!decoded.isNil()) names.emplace_back(std::move(decoded));
   }
   ::closedir(dir);
   return Array(std::move(names));

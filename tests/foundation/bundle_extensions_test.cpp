@@ -64,3 +64,21 @@ TEST(AllResourcesForLocalization, CorpusFolder) {
   EXPECT_EQ(utf8(tq::allResourcesForLocalization(*bundle, u"fr")),
             (std::set<std::string>{"fr.lproj/HBTitleSelection.strings", "fr.lproj/Localizable.strings"}));
 }
+
+TEST(AllResourcesForLocalization, EmptyNameAndNamesThatAreNotUtf8) {
+  tq::test::TempDir tmp;
+  fs::path res = tmp.path() / "Flat";
+  touch(res / "plain.txt");
+  touch(res / "French.lproj/a.strings");
+  touch(res / "German.lproj/b.strings");
+  touch(res / "French.lproj/caf\xE9.txt");  // Latin-1 bytes: no String names this file
+  touch(res / "bad\xFF");
+  auto bundle = tq::Bundle::bundleWithPath(String::fromUTF8(res.string()));
+  ASSERT_TRUE(bundle);
+  // An empty name is no localization: the other localizations' folders stay out.
+  EXPECT_EQ(utf8(tq::allResourcesForLocalization(*bundle, String::empty())), (std::set<std::string>{"plain.txt"}));
+  // Every name handed back opens the file it names.
+  auto french = tq::allResourcesForLocalization(*bundle, u"French");
+  EXPECT_EQ(utf8(french), (std::set<std::string>{"plain.txt", "French.lproj/a.strings"}));
+  for (const String& name : french) EXPECT_TRUE(fs::exists(res / name.UTF8String())) << name;
+}

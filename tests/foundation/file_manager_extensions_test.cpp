@@ -223,3 +223,28 @@ TEST(FileManagerPosix, AttributesAndListing) {
   EXPECT_EQ(m.directoryContentsAtPath(S(tmp.str())).count(), 3u);
   EXPECT_FALSE(m.createDirectoryAtPath(S((tmp.path() / "none/deeper").string()), Dictionary()));
 }
+
+// A receiver that must not be asked: both functions work through the default manager.
+class UntouchableManager : public FileManager {
+ public:
+  int calls = 0;
+  Dictionary fileAttributesAtPath(const String&, bool) override { return ++calls, Dictionary(); }
+  bool changeFileAttributes(const Dictionary&, const String&) override { return ++calls, false; }
+  Array directoryContentsAtPath(const String&) override { return ++calls, Array(); }
+};
+
+TEST(FileManagerExtensions, HideAndListGoThroughTheDefaultManagerNotTheReceiver) {
+  tq::test::TempDir tmp;
+  touch(tmp.path() / "Report.txt");
+  touch(tmp.path() / "Report\xFF.txt");  // not UTF-8: left out rather than named with U+FFFD
+  UntouchableManager receiver;
+  EXPECT_EQ(names(tq::filesStartingWithPath(receiver, S(tmp.str() + "/Rep"))),
+            std::vector<std::string>{tmp.str() + "/Report.txt"});
+  String path = S((tmp.path() / "Report.txt").string());
+  if (::setxattr(path.UTF8String().c_str(), "user.probe", "1", 1, 0) == 0) {
+    tq::hideFileExtension(receiver, true, path);
+    char value[4] = {};
+    EXPECT_EQ(::getxattr(path.UTF8String().c_str(), tq::kExtensionHiddenAttribute, value, sizeof value), 1);
+  }
+  EXPECT_EQ(receiver.calls, 0);
+}

@@ -70,7 +70,7 @@ TEST_F(DataCommands, UnhexOfBadTextWritesNothingAndExitsOne) {
       EXPECT_EQ(r.status, 1) << how;
       EXPECT_EQ(r.out.size(), 0u) << how;
       EXPECT_EQ(sh("cat '" + dir_ + "/err'").out,
-                "tqkit unhex: initWithHexadecimalRepresentation: invalid hexadeciaml string data\n");
+                "tqkit unhex: initWithHexadecimalRepresentation:: invalid hexadeciaml string data\n");
     }
   }
 }

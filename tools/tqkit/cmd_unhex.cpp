@@ -64,7 +64,7 @@ tq::cli::Registration unhex({"unhex", "turn hexadecimal text back into bytes",
                              "as it is. Text without any digit gives no bytes (so `tqkit hex F | tqkit unhex`\n"
                              "gives F back for every file, the empty one included).\n\n"
                              "Any other character, or an odd number of digits, is an error: the command\n"
-                             "prints \"initWithHexadecimalRepresentation: invalid hexadeciaml string data\"\n"
+                             "prints \"initWithHexadecimalRepresentation:: invalid hexadeciaml string data\"\n"
                              "and exits 1 without writing a single byte.\n",
                              runUnhex});
 

@@ -82,7 +82,8 @@ class FileManager {
   virtual bool changeFileAttributes(const Dictionary& attributes, const String& path);
 
   // The names (not paths) of the folder's entries, "." and ".." left out, in the order the system
-  // lists them (no sorting). nil when the folder cannot be read.
+  // lists them (no sorting). nil when the folder cannot be read. A name that is not valid UTF-8 is
+  // left out: no String names that file (a substituted U+FFFD would name another or none).
   virtual Array directoryContentsAtPath(const String& path);
 };
 
