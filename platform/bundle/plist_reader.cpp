@@ -85,12 +85,10 @@ class BinaryCheck {
         if (count > room / refSize_ / (kind == 0xD ? 2 : 1)) {
           return "damaged binary property list (container past the end)";
         }
-        if (refs > 0) {
-          if (stack.size() >= limits_.maxDepth) {
-            return "nested deeper than " + std::to_string(limits_.maxDepth) + " levels";
-          }
-          stack.push_back({start, refs});
+        if (stack.size() >= limits_.maxDepth) {
+          return "nested deeper than " + std::to_string(limits_.maxDepth) + " levels";
         }
+        if (refs > 0) stack.push_back({start, refs});
       }
       // The next reference to follow, leaving finished containers.
       while (!stack.empty() && stack.back().remaining == 0) stack.pop_back();

@@ -415,7 +415,10 @@ class Parser {
 
   void closeElement(std::string_view name, std::size_t at) {
     if (name == "plist") {
-      if (!inPlist_ || !stack_.empty()) fail("unexpected </plist>", at);
+      if (!stack_.empty()) {
+        fail(std::string("unterminated <") + (stack_.back().dictionary ? "dict" : "array") + ">", stack_.back().openedAt);
+      }
+      if (!inPlist_) fail("unexpected </plist>", at);
       inPlist_ = false;
       plistClosed_ = true;
       return;
