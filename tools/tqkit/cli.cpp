@@ -212,7 +212,7 @@ std::string readFile(const std::string& path, std::size_t maxBytes) {
     }
     out.reserve(static_cast<std::size_t>(st.st_size));
   }
-  std::size_t block = std::min<std::size_t>(kStreamBlock, maxBytes + 1);
+  std::size_t block = maxBytes < kStreamBlock ? maxBytes + 1 : kStreamBlock;
   while (true) {
     std::size_t at = out.size();
     out.resize(at + block);
