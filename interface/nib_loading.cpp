@@ -6,6 +6,7 @@
 #include <typeinfo>
 
 #include "tq/platform/bundle/bundle.h"
+#include "tq/platform/fs/file_manager.h"
 #include "tq/platform/ui/nib_reader.h"
 
 namespace tq {
@@ -14,7 +15,7 @@ namespace {
 
 // The interface document for a located nib: a nib folder carries its XML as designable.nib.
 std::string documentPath(const String& path) {
-  std::string file = path.UTF8String();
+  std::string file = FileManager::fileSystemRepresentation(path);
   struct stat st {};
   if (::stat(file.c_str(), &st) == 0 && S_ISDIR(st.st_mode)) return file + "/designable.nib";
   return file;

@@ -27,6 +27,10 @@
 namespace tq {
 namespace {
 
+// Paths cross to and from the system through the file manager's byte-exact conversion.
+std::string systemPath(const String& path) { return FileManager::fileSystemRepresentation(path); }
+String pathString(const std::string& bytes) { return FileManager::stringWithFileSystemRepresentation(bytes); }
+
 bool isDirectory(const std::string& path) {
   struct stat st;
   return ::stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
@@ -193,7 +197,7 @@ std::shared_ptr<Bundle> openLocked(Registry& r, const std::string& path) {
   std::string key = realPath(absolute);
   auto it = r.byPath.find(key);
   if (it != r.byPath.end()) return it->second;
-  auto bundle = std::make_shared<Bundle>(String::fromUTF8(absolute));
+  auto bundle = std::make_shared<Bundle>(pathString(absolute));
   r.byPath.emplace(key, bundle);
   return bundle;
 }
@@ -228,9 +232,9 @@ struct Bundle::Cache {
 };
 
 Bundle::Bundle(const String& path) : cache_(std::make_unique<Cache>()) {
-  std::string root = absolutePath(path.UTF8String());
+  std::string root = absolutePath(systemPath(path));
   while (root.size() > 1 && root.back() == '/') root.pop_back();
-  bundlePath_ = String::fromUTF8(root);
+  bundlePath_ = pathString(root);
   std::string resources = root;
   for (const char* candidate : {"/Contents/Resources", "/Versions/Current/Resources", "/Resources"}) {
     if (isDirectory(root + candidate)) {
@@ -238,7 +242,7 @@ Bundle::Bundle(const String& path) : cache_(std::make_unique<Cache>()) {
       break;
     }
   }
-  resourcePath_ = String::fromUTF8(resources);
+  resourcePath_ = pathString(resources);
   info_ = Dictionary::empty();
   for (const std::string& candidate : {root + "/Contents/Info.plist", root + "/Info.plist", resources + "/Info.plist"}) {
     if (exists(candidate)) {
@@ -260,7 +264,7 @@ bool Bundle::setMainBundlePath(const String& path) {
   Registry& r = registry();
   std::lock_guard lock(r.mutex);
   if (r.main || path.isNil()) return false;
-  r.mainPath = absolutePath(path.UTF8String());
+  r.mainPath = absolutePath(systemPath(path));
   return true;
 }
 
@@ -268,7 +272,7 @@ std::shared_ptr<Bundle> Bundle::bundleWithPath(const String& path) {
   if (path.isNil() || path.length() == 0) return nullptr;
   Registry& r = registry();
   std::lock_guard lock(r.mutex);
-  return openLocked(r, path.UTF8String());
+  return openLocked(r, systemPath(path));
 }
 
 std::shared_ptr<Bundle> Bundle::bundleWithIdentifier(const String& identifier) {
@@ -288,14 +292,14 @@ String Bundle::codePathForClass(const std::type_info& type) {
   std::string file = info.dli_fname;
   // The executable may be reported by the name it was started with.
   if (file.empty() || file.find('/') == std::string::npos) file = executablePath();
-  return String::fromUTF8(realPath(file));
+  return pathString(realPath(file));
 }
 
 void Bundle::registerBundlePathForLibrary(const String& libraryPath, const String& bundlePath) {
   if (libraryPath.isNil() || bundlePath.isNil()) return;
   Registry& r = registry();
   std::lock_guard lock(r.mutex);
-  r.libraries[realPath(absolutePath(libraryPath.UTF8String()))] = absolutePath(bundlePath.UTF8String());
+  r.libraries[realPath(absolutePath(systemPath(libraryPath)))] = absolutePath(systemPath(bundlePath));
 }
 
 std::shared_ptr<Bundle> Bundle::bundleForClass(const std::type_info& type) {
@@ -303,7 +307,7 @@ std::shared_ptr<Bundle> Bundle::bundleForClass(const std::type_info& type) {
   Registry& r = registry();
   std::lock_guard lock(r.mutex);
   if (code.isNil()) return mainLocked(r);
-  std::string file = code.UTF8String();
+  std::string file = systemPath(code);
   if (file == executablePath()) return mainLocked(r);
   auto registered = r.libraries.find(file);
   if (registered != r.libraries.end()) {
@@ -330,7 +334,7 @@ std::vector<String> Bundle::localizations() const {
     for (const Value& entry : FileManager::defaultManager().directoryContentsAtPath(resourcePath_)) {
       String name = entry.stringValue();
       if (name.pathExtension() == String(u"lproj") &&
-          isDirectory(resourcePath_.stringByAppendingPathComponent(name).UTF8String())) {
+          isDirectory(systemPath(resourcePath_.stringByAppendingPathComponent(name)))) {
         found.push_back(name.stringByDeletingPathExtension());
       }
     }
@@ -413,10 +417,10 @@ String Bundle::findResource(const String& file, const String& directory,
     return folder.stringByAppendingPathComponent(file);
   };
   String path = inside(resourcePath_);
-  if (exists(path.UTF8String())) return path;
+  if (exists(systemPath(path))) return path;
   for (const String& l : localizations) {
     path = inside(resourcePath_.stringByAppendingPathComponent(l.stringByAppendingPathExtension(u"lproj")));
-    if (exists(path.UTF8String())) return path;
+    if (exists(systemPath(path))) return path;
   }
   return {};
 }
@@ -476,7 +480,7 @@ Dictionary Bundle::stringsTable(const String& table, const String& localization)
   String path = folder.stringByAppendingPathComponent(name.stringByAppendingPathExtension(u"strings"));
   Dictionary parsed;
   std::string bytes;
-  if (readFile(path.UTF8String(), bytes)) {
+  if (readFile(systemPath(path), bytes)) {
     parsed = dictionaryFromStringsTable(std::span(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));
   }
   std::unique_lock lock(cache_->tablesMutex);
