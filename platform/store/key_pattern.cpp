@@ -85,12 +85,23 @@ std::size_t keyPatternExpandedSize(std::string_view p) {
   return total;
 }
 
-std::unique_ptr<KeyPattern> KeyPattern::compile(const String& pattern) {
-  if (pattern.isNil()) return nullptr;
+std::unique_ptr<KeyPattern> KeyPattern::compile(const String& pattern, std::string* whyRefused) {
+  auto refuse = [&](std::string why) -> std::unique_ptr<KeyPattern> {
+    if (whyRefused) *whyRefused = std::move(why);
+    return nullptr;
+  };
+  if (pattern.isNil()) return refuse("nil");
   std::string text = pattern.UTF8String();
-  if (keyPatternExpandedSize(text) > kKeyPatternMaxSize) return nullptr;
+  if (keyPatternExpandedSize(text) > kKeyPatternMaxSize) {
+    return refuse("too large: its counted repetitions written out exceed " + std::to_string(kKeyPatternMaxSize) +
+                  " characters");
+  }
   std::unique_ptr<KeyPattern> p(new KeyPattern);
-  if (regcomp(&p->re_, text.c_str(), REG_EXTENDED) != 0) return nullptr;
+  if (int error = regcomp(&p->re_, text.c_str(), REG_EXTENDED); error != 0) {
+    char message[256];
+    regerror(error, &p->re_, message, sizeof message);
+    return refuse(std::string("not a valid extended regular expression (") + message + ")");
+  }
   p->compiled_ = true;
   return p;
 }

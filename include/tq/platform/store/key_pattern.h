@@ -30,8 +30,12 @@ std::size_t keyPatternExpandedSize(std::string_view pattern);
 
 class KeyPattern {
  public:
-  // nil (a null pointer) for a nil, invalid or too large pattern.
-  static std::unique_ptr<KeyPattern> compile(const String& pattern);
+  // nil (a null pointer) for a nil, invalid or too large pattern. When whyRefused is given and the
+  // pattern is refused, it receives the reason as a phrase that completes "the pattern is ...":
+  //   "too large: its counted repetitions written out exceed 10000 characters"
+  //   "not a valid extended regular expression (Unmatched ( or \()"   (the C library's own words)
+  //   "nil"
+  static std::unique_ptr<KeyPattern> compile(const String& pattern, std::string* whyRefused = nullptr);
   ~KeyPattern();
   KeyPattern(const KeyPattern&) = delete;
   KeyPattern& operator=(const KeyPattern&) = delete;
