@@ -275,6 +275,13 @@ std::shared_ptr<Bundle> Bundle::bundleWithPath(const String& path) {
   return openLocked(r, systemPath(path));
 }
 
+std::shared_ptr<Bundle> Bundle::uncachedBundleWithPath(const String& path) {
+  if (path.isNil() || path.length() == 0) return nullptr;
+  std::string absolute = absolutePath(systemPath(path));
+  if (!isDirectory(absolute)) return nullptr;
+  return std::make_shared<Bundle>(pathString(absolute));
+}
+
 std::shared_ptr<Bundle> Bundle::bundleWithIdentifier(const String& identifier) {
   if (identifier.isNil()) return nullptr;
   Registry& r = registry();

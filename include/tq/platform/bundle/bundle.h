@@ -44,6 +44,11 @@ class Bundle : public Object {
 
   // The bundle of the folder at path; nil when path is not a folder.
   static std::shared_ptr<Bundle> bundleWithPath(const String& path);
+  // A bundle of the folder at path as it is now, made afresh and kept nowhere: not the shared object
+  // bundleWithPath() answers, not found by bundleWithIdentifier(), freed with the last reference.
+  // For tools that inspect a folder that changes, or many folders in turn. nil when path is not a
+  // folder.
+  static std::shared_ptr<Bundle> uncachedBundleWithPath(const String& path);
   // A bundle already opened (main, by path or by class) whose identifier is id; nil otherwise.
   static std::shared_ptr<Bundle> bundleWithIdentifier(const String& identifier);
 
