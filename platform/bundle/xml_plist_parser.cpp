@@ -22,22 +22,16 @@ std::string_view trim(std::string_view s) {
   return s;
 }
 
+// A character reference's code point (never a surrogate), through the strings' UTF-8 writer.
 void appendUTF8(std::string& out, uint32_t c) {
-  if (c < 0x80) {
-    out += static_cast<char>(c);
-  } else if (c < 0x800) {
-    out += static_cast<char>(0xC0 | c >> 6);
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else if (c < 0x10000) {
-    out += static_cast<char>(0xE0 | c >> 12);
-    out += static_cast<char>(0x80 | (c >> 6 & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | c >> 18);
-    out += static_cast<char>(0x80 | (c >> 12 & 0x3F));
-    out += static_cast<char>(0x80 | (c >> 6 & 0x3F));
-    out += static_cast<char>(0x80 | (c & 0x3F));
+  char16_t units[2] = {static_cast<char16_t>(c), 0};
+  std::size_t count = 1;
+  if (c >= 0x10000) {
+    units[0] = static_cast<char16_t>(0xD800 + ((c - 0x10000) >> 10));
+    units[1] = static_cast<char16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+    count = 2;
   }
+  String::appendUTF8(std::u16string_view(units, count), out);
 }
 
 int base64Value(char c) {

@@ -154,7 +154,7 @@ TEST(PropertyList, EveryKindReadsAsLibplistReadsIt) {
   const std::string xml = kHead +
                           "<dict>\n"
                           "  <!-- a comment -->\n"
-                          "  <key>CFBundleIdentifier</key><string>org.example.&lt;odd&gt; &amp; &#x41;&#66;</string>\n"
+                          "  <key>CFBundleIdentifier</key><string>org.example.&lt;odd&gt; &amp; &#x41;&#66;&#xE9;&#x20AC;&#x1F600;</string>\n"
                           "  <key>Empty</key><string/>\n"
                           "  <key>Count</key><integer>-42</integer>\n"
                           "  <key>Big</key><integer>9000000000</integer>\n"
@@ -172,7 +172,7 @@ TEST(PropertyList, EveryKindReadsAsLibplistReadsIt) {
   EXPECT_EQ(Value(infoOf(tmp, "binary", toBinary(xml))), expected);
   // Spot checks against the text itself, so a shared mistake of both readers shows too.
   Dictionary info = infoOf(tmp, "xml", xml);
-  EXPECT_EQ(info.objectForKey(u"CFBundleIdentifier").stringValue(), String(u"org.example.<odd> & AB"));
+  EXPECT_EQ(info.objectForKey(u"CFBundleIdentifier").stringValue(), String(u"org.example.<odd> & AB\u00E9\u20AC\U0001F600"));
   EXPECT_EQ(info.objectForKey(u"Blob").dataValue(), (Data{0x00, 0x01, 0x02, 0xFF}));
   EXPECT_EQ(info.objectForKey(u"When"), Value(Date{99750645.0}));  // 2004-02-29T12:30:45Z since 2001
 }
