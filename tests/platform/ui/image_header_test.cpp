@@ -66,8 +66,6 @@ TEST(ImageHeader, BmpFieldsAtAndPastTheirLimits) {
   EXPECT_EQ(problem(b), nullptr);
   putLE32(b, 14, 125);  // ...one byte more is not
   EXPECT_STREQ(problem(b), "BMP info header size out of range");
-  putLE32(b, 14, 11);
-  EXPECT_STREQ(problem(b), "BMP info header size out of range");
 
   b = bmp;
   putLE32(b, 10, static_cast<uint32_t>(b.size()));  // pixel data may start at the very end...
@@ -87,16 +85,10 @@ TEST(ImageHeader, BmpFieldsAtAndPastTheirLimits) {
 TEST(ImageHeader, GifScreenAtAndPastTheLimits) {
   EXPECT_EQ(problem(gif(1, 1)), nullptr);
   EXPECT_TRUE(decodes(gif(1, 1)));
+  EXPECT_EQ(problem({'G', 'I', 'F', '8', '9', 'a', 0xFF}), nullptr);  // too short for a screen: the decoder says so
   EXPECT_EQ(problem(gif(32767, 2048)), nullptr);  // 67,106,816 pixels: under 64 Mi
   EXPECT_STREQ(problem(gif(32768, 1)), "GIF logical screen too large");
   EXPECT_STREQ(problem(gif(1, 32768)), "GIF logical screen too large");
   EXPECT_STREQ(problem(gif(8193, 8193)), "GIF logical screen too large");  // 67,125,249 pixels
   EXPECT_FALSE(decodes(gif(8193, 8193)));
-}
-
-TEST(ImageHeader, OtherBytesAreLeftToTheDecoders) {
-  EXPECT_EQ(imageHeaderProblem(nullptr, 0), nullptr);
-  EXPECT_EQ(problem({'B'}), nullptr);
-  EXPECT_EQ(problem({0x89, 'P', 'N', 'G'}), nullptr);
-  EXPECT_EQ(problem({'G', 'I', 'F', '8', '9', 'a', 0xFF}), nullptr);  // too short to hold a screen
 }
