@@ -6,8 +6,10 @@
 // the system's bytes by UTF-8, except that each lone U+DC80-U+DCFF becomes that byte again. A valid
 // UTF-8 name is unchanged either way, a name with stray bytes (Latin-1 "caf\xE9", "\xFF\xFE") lists
 // as a String that opens that very file, and distinct names stay distinct. Such a String shows U+FFFD
-// where it is printed as UTF-8. fileSystemRepresentation() and stringWithFileSystemRepresentation()
-// do the two conversions for code that calls the system itself.
+// where it is printed as UTF-8. (A String made elsewhere whose lone surrogates spell valid UTF-8,
+// such as U+DCC3 U+DCA9, names the same file as that text, here "\u00E9".)
+// fileSystemRepresentation() and stringWithFileSystemRepresentation() do the two conversions for
+// code that calls the system itself.
 // Every operation reports missing data as an empty result (false, a nil Dictionary or Array) and
 // never throws. The methods are virtual so that tests and hosts can substitute or count them.
 //
