@@ -7,6 +7,8 @@
 //  - ParseStringsTable: the text reader on a ~5 MB table; LibplistXml: libplist reading the same
 //    entries as an XML property list. items_per_second counts entries, bytes_per_second own input.
 //  - BundleLookup: localizedStringForKey on a loaded table; DictionaryLookup: the bare hash lookup.
+//  - PathToBytes / BytesToPath: a path to the system's bytes and back (stray bytes kept), beside
+//    PathToUTF8 / UTF8ToString, the plain UTF-8 conversions of the same path.
 #include <benchmark/benchmark.h>
 #include <plist/plist.h>
 #include <stdlib.h>
@@ -209,6 +211,38 @@ void DictionaryLookup(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 BENCHMARK(DictionaryLookup);
+
+// A typical path, one non-ASCII name in it.
+const String& samplePath() {
+  static const String path = String::fromUTF8("/home/user/Pictures/2024 Caf\xC3\xA9 trip/Holiday photo 02.jpg");
+  return path;
+}
+
+void PathToBytes(benchmark::State& state) {
+  for (auto _ : state) benchmark::DoNotOptimize(tq::FileManager::fileSystemRepresentation(samplePath()));
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(samplePath().length()));
+}
+BENCHMARK(PathToBytes);
+
+void PathToUTF8(benchmark::State& state) {
+  for (auto _ : state) benchmark::DoNotOptimize(samplePath().UTF8String());
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(samplePath().length()));
+}
+BENCHMARK(PathToUTF8);
+
+void BytesToPath(benchmark::State& state) {
+  const std::string bytes = samplePath().UTF8String();
+  for (auto _ : state) benchmark::DoNotOptimize(tq::FileManager::stringWithFileSystemRepresentation(bytes));
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(bytes.size()));
+}
+BENCHMARK(BytesToPath);
+
+void UTF8ToString(benchmark::State& state) {
+  const std::string bytes = samplePath().UTF8String();
+  for (auto _ : state) benchmark::DoNotOptimize(String::fromUTF8(bytes));
+  state.SetBytesProcessed(state.iterations() * static_cast<int64_t>(bytes.size()));
+}
+BENCHMARK(UTF8ToString);
 
 }  // namespace
 

@@ -13,8 +13,9 @@ std::set<String> allResourcesForLocalization(const Bundle& bundle, const String&
     String name = entry.stringValue();
     if (!name.pathExtension().isEqual(lproj)) resources.insert(name);
   }
-  // A nil localization names no folder (and must not fall back to listing the directory again).
-  if (localization.isNil()) return resources;
+  // A nil or empty localization names no folder (and must not fall back to listing the resource
+  // directory again, which would add the other localizations' folders).
+  if (localization.length() == 0) return resources;
   String folder = localization.stringByAppendingPathExtension(lproj);
   for (const Value& entry : manager.directoryContentsAtPath(resourcePath.stringByAppendingPathComponent(folder))) {
     resources.insert(folder.stringByAppendingPathComponent(entry.stringValue()));

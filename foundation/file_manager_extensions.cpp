@@ -83,15 +83,18 @@ Array uniqueNamesForFileNames(FileManager& manager, const Array& names, const St
   return Array(std::move(result));
 }
 
-void hideFileExtension(FileManager& manager, bool hide, const String& path) {
+// The receiver is not used: the flag is read and written through the default manager.
+void hideFileExtension(FileManager& /*receiver*/, bool hide, const String& path) {
+  FileManager& manager = FileManager::defaultManager();
   MutableDictionary attributes(manager.fileAttributesAtPath(path, false));
   attributes.setObject(Value(hide), NSFileExtensionHidden);
   manager.changeFileAttributes(attributes.copy(), path);
 }
 
-Array filesStartingWithPath(FileManager& manager, const String& prefix) {
+// The receiver is not used: the folder is listed through the default manager.
+Array filesStartingWithPath(FileManager& /*receiver*/, const String& prefix) {
   String folder = prefix.stringByDeletingLastPathComponent();
-  Array entries = manager.directoryContentsAtPath(folder);
+  Array entries = FileManager::defaultManager().directoryContentsAtPath(folder);
   std::vector<Value> kept;
   for (const Value& entry : entries) {
     String full = folder.stringByAppendingPathComponent(entry.stringValue());

@@ -4,6 +4,7 @@
 #include <typeinfo>
 
 #include "tq/platform/bundle/bundle.h"
+#include "tq/platform/fs/file_manager.h"
 #include "tq/platform/ui/nib_reader.h"
 
 namespace tq {
@@ -20,7 +21,7 @@ std::vector<std::shared_ptr<Object>> loadNibWithName(const String& name, const s
 
   NibLoadOptions options;
   options.owner = owner;
-  NibReadResult result = readNibFile(path.UTF8String(), options);
+  NibReadResult result = readNibFile(FileManager::fileSystemRepresentation(path), options);
   if (!result) return topLevelObjects;
   // The read result keeps no other hold on the objects: once it goes, the array alone owns them.
   topLevelObjects = result.nib().topLevelObjects();

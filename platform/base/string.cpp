@@ -132,7 +132,9 @@ String String::fromASCII(std::string_view ascii) {
 
 String String::fromUTF8(std::string_view in) { return decodeUTF8(in, false); }
 
-String String::decodeUTF8(std::string_view in, bool strict) {
+String String::decodeUTF8(std::string_view in, InvalidUTF8 invalid) {
+  const bool strict = invalid == InvalidUTF8::Fail;
+  const bool escape = invalid == InvalidUTF8::EscapeBytes;
   MutableString m;
   m.reserve(in.size());
   unichar* out = m.mutableData();
@@ -167,7 +169,7 @@ String String::decodeUTF8(std::string_view in, bool strict) {
       if (c == 0xF4) hi = 0x8F;
     } else {
       if (strict) return {};
-      out[n++] = 0xFFFD;
+      out[n++] = escape ? static_cast<unichar>(0xDC00 + c) : 0xFFFD;
       ++i;
       continue;
     }
@@ -188,7 +190,11 @@ String String::decodeUTF8(std::string_view in, bool strict) {
     }
     if (!ok) {
       if (strict) return {};
-      out[n++] = 0xFFFD;
+      if (escape) {
+        while (i < j) out[n++] = static_cast<unichar>(0xDC00 + s[i++]);  // one unit per byte: size >= n
+      } else {
+        out[n++] = 0xFFFD;
+      }
       i = j;  // resume at the byte that broke the sequence
       continue;
     }
@@ -223,7 +229,7 @@ std::string String::UTF8String() const {
   return out;
 }
 
-void String::appendUTF8(std::u16string_view v, std::string& out) {
+void String::appendUTF8(std::u16string_view v, std::string& out, bool unescapeBytes) {
   out.reserve(out.size() + v.size());
   for (UInteger i = 0; i < v.size(); ++i) {
     uint32_t c = v[i];
@@ -234,6 +240,9 @@ void String::appendUTF8(std::u16string_view v, std::string& out) {
     if (c >= 0xD800 && c <= 0xDBFF && i + 1 < v.size() && v[i + 1] >= 0xDC00 && v[i + 1] <= 0xDFFF) {
       c = 0x10000 + ((c - 0xD800) << 10) + (v[i + 1] - 0xDC00);
       ++i;
+    } else if (unescapeBytes && c >= 0xDC80 && c <= 0xDCFF) {
+      out.push_back(static_cast<char>(c & 0xFF));
+      continue;
     } else if (c >= 0xD800 && c <= 0xDFFF) {
       c = 0xFFFD;
     }

@@ -4,6 +4,7 @@
 
 #include <iconv.h>
 
+#include <array>
 #include <cerrno>
 #include <cstring>
 #include <vector>
@@ -23,15 +24,64 @@ const char* iconvName(StringEncoding e) {
     case WindowsCP1254StringEncoding: return "CP1254";
     case WindowsCP1250StringEncoding: return "CP1250";
     case ISO2022JPStringEncoding: return "ISO-2022-JP";
-    case MacOSRomanStringEncoding: return "MACINTOSH";
     default: return nullptr;
   }
 }
 
-// Mac Roman's byte F0 is the Apple logo, U+F8FF in the platform's table; glibc's table puts it at
-// U+E01E. Both are private-use characters, so the platform's is used in both directions.
-constexpr unichar kAppleLogo = 0xF8FF;
-constexpr unichar kGlibcAppleLogo = 0xE01E;
+// Mac OS Roman, bytes 0x80-0xFF, as the platform maps them: 0xC6 is U+2206 INCREMENT and 0xF0 the
+// Apple logo U+F8FF (glibc's MACINTOSH table has U+0394 and U+E01E there). Bytes below 0x80 are ASCII.
+constexpr unichar kMacRomanHigh[128] = {
+    0x00C4, 0x00C5, 0x00C7, 0x00C9, 0x00D1, 0x00D6, 0x00DC, 0x00E1,
+    0x00E0, 0x00E2, 0x00E4, 0x00E3, 0x00E5, 0x00E7, 0x00E9, 0x00E8,
+    0x00EA, 0x00EB, 0x00ED, 0x00EC, 0x00EE, 0x00EF, 0x00F1, 0x00F3,
+    0x00F2, 0x00F4, 0x00F6, 0x00F5, 0x00FA, 0x00F9, 0x00FB, 0x00FC,
+    0x2020, 0x00B0, 0x00A2, 0x00A3, 0x00A7, 0x2022, 0x00B6, 0x00DF,
+    0x00AE, 0x00A9, 0x2122, 0x00B4, 0x00A8, 0x2260, 0x00C6, 0x00D8,
+    0x221E, 0x00B1, 0x2264, 0x2265, 0x00A5, 0x00B5, 0x2202, 0x2211,
+    0x220F, 0x03C0, 0x222B, 0x00AA, 0x00BA, 0x03A9, 0x00E6, 0x00F8,
+    0x00BF, 0x00A1, 0x00AC, 0x221A, 0x0192, 0x2248, 0x2206, 0x00AB,
+    0x00BB, 0x2026, 0x00A0, 0x00C0, 0x00C3, 0x00D5, 0x0152, 0x0153,
+    0x2013, 0x2014, 0x201C, 0x201D, 0x2018, 0x2019, 0x00F7, 0x25CA,
+    0x00FF, 0x0178, 0x2044, 0x20AC, 0x2039, 0x203A, 0xFB01, 0xFB02,
+    0x2021, 0x00B7, 0x201A, 0x201E, 0x2030, 0x00C2, 0x00CA, 0x00C1,
+    0x00CB, 0x00C8, 0x00CD, 0x00CE, 0x00CF, 0x00CC, 0x00D3, 0x00D4,
+    0xF8FF, 0x00D2, 0x00DA, 0x00DB, 0x00D9, 0x0131, 0x02C6, 0x02DC,
+    0x00AF, 0x02D8, 0x02D9, 0x02DA, 0x00B8, 0x02DD, 0x02DB, 0x02C7,
+};
+
+String decodeMacRoman(const uint8_t* b, UInteger n) {
+  MutableString m;
+  m.reserve(n);
+  unichar* u = m.mutableData();
+  for (UInteger i = 0; i < n; ++i) u[i] = b[i] < 0x80 ? b[i] : kMacRomanHigh[b[i] - 0x80];
+  m.setLength(n);
+  return std::move(m).take();
+}
+
+// nil when a character has no Mac Roman byte (lossy: "?" in its place; a surrogate pair is one
+// character).
+Data encodeMacRoman(std::u16string_view v, bool lossy) {
+  static const auto reverse = [] {
+    std::array<uint8_t, 65536> r{};
+    for (unsigned i = 0; i < 128; ++i) r[kMacRomanHigh[i]] = static_cast<uint8_t>(0x80 + i);
+    return r;
+  }();
+  std::vector<uint8_t> out;
+  out.reserve(v.size());
+  for (UInteger i = 0; i < v.size(); ++i) {
+    unichar u = v[i];
+    if (u < 0x80) {
+      out.push_back(static_cast<uint8_t>(u));
+    } else if (reverse[u]) {
+      out.push_back(reverse[u]);
+    } else {
+      if (!lossy) return {};
+      if (u >= 0xD800 && u <= 0xDBFF && i + 1 < v.size() && v[i + 1] >= 0xDC00 && v[i + 1] <= 0xDFFF) ++i;
+      out.push_back('?');
+    }
+  }
+  return Data::withVector(std::move(out));
+}
 
 bool isHigh(uint32_t u) { return u >= 0xD800 && u <= 0xDBFF; }
 bool isLow(uint32_t u) { return u >= 0xDC00 && u <= 0xDFFF; }
@@ -192,11 +242,6 @@ String decodeIconv(const char* name, const uint8_t* b, UInteger n) {
   unichar* u = m.mutableData();
   const auto* o = reinterpret_cast<const uint8_t*>(out.data());
   for (UInteger i = 0; i < count; ++i) u[i] = static_cast<unichar>(o[2 * i + 1] << 8 | o[2 * i]);
-  if (std::strcmp(name, "MACINTOSH") == 0) {
-    for (UInteger i = 0; i < count; ++i) {
-      if (u[i] == kGlibcAppleLogo) u[i] = kAppleLogo;
-    }
-  }
   m.setLength(count);
   return std::move(m).take();
 }
@@ -273,9 +318,8 @@ Data encodeIconv(const char* name, std::u16string_view v, bool lossy) {
   Iconv cd(name, "UTF-16LE");
   if (!cd.ok()) return {};
   std::vector<char> in(2 * v.size());
-  const bool macRoman = std::strcmp(name, "MACINTOSH") == 0;
   for (UInteger i = 0; i < v.size(); ++i) {
-    unichar u = macRoman && v[i] == kAppleLogo ? kGlibcAppleLogo : v[i];
+    unichar u = v[i];
     in[2 * i] = static_cast<char>(u & 0xFF);
     in[2 * i + 1] = static_cast<char>(u >> 8);
   }
@@ -328,6 +372,7 @@ bool isKnownStringEncoding(StringEncoding e) noexcept {
     case UTF32StringEncoding:
     case UTF32BigEndianStringEncoding:
     case UTF32LittleEndianStringEncoding:
+    case MacOSRomanStringEncoding:
       return true;
     default:
       return iconvName(e) != nullptr;
@@ -348,6 +393,7 @@ String stringWithDataEncoding(const Data& data, StringEncoding encoding) {
     case UTF32StringEncoding: return decodeUTF32(b, n, true, true);
     case UTF32BigEndianStringEncoding: return decodeUTF32(b, n, true, false);
     case UTF32LittleEndianStringEncoding: return decodeUTF32(b, n, false, false);
+    case MacOSRomanStringEncoding: return decodeMacRoman(b, n);
     default: break;
   }
   const char* name = iconvName(encoding);
@@ -377,6 +423,7 @@ Data dataUsingEncoding(const String& string, StringEncoding encoding, bool allow
     case UTF32StringEncoding: return encodeUTF32(v, false, true, allowLossy);
     case UTF32BigEndianStringEncoding: return encodeUTF32(v, true, false, allowLossy);
     case UTF32LittleEndianStringEncoding: return encodeUTF32(v, false, false, allowLossy);
+    case MacOSRomanStringEncoding: return encodeMacRoman(v, allowLossy);
     default: break;
   }
   const char* name = iconvName(encoding);

@@ -2,11 +2,13 @@
 #include "tq/platform/bundle/bundle.h"
 
 #include <dlfcn.h>
+#include <fcntl.h>
 #include <gdk-pixbuf/gdk-pixbuf.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <cstdlib>
@@ -24,6 +26,10 @@
 
 namespace tq {
 namespace {
+
+// Paths cross to and from the system through the file manager's byte-exact conversion.
+std::string systemPath(const String& path) { return FileManager::fileSystemRepresentation(path); }
+String pathString(const std::string& bytes) { return FileManager::stringWithFileSystemRepresentation(bytes); }
 
 bool isDirectory(const std::string& path) {
   struct stat st;
@@ -62,20 +68,33 @@ std::string nameOf(const std::string& path) {
 
 std::string executablePath() { return realPath("/proc/self/exe"); }
 
+// Reads a regular file of at most kStringsTableMaxBytes. A FIFO, a device or a larger file (a link
+// planted in a bundle can name /dev/zero) reads as missing: no wait, no unbounded read.
 bool readFile(const std::string& path, std::string& out) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return false;
-  std::ostringstream buffer;
-  buffer << in.rdbuf();
-  out = buffer.str();
-  return true;
+  int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  if (fd < 0) return false;
+  struct stat st;
+  bool ok = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && static_cast<uint64_t>(st.st_size) <= kStringsTableMaxBytes;
+  if (ok) {
+    out.resize(static_cast<std::size_t>(st.st_size));
+    std::size_t done = 0;
+    while (done < out.size()) {
+      ssize_t got = ::read(fd, out.data() + done, out.size() - done);
+      if (got < 0 && errno == EINTR) continue;
+      if (got <= 0) break;
+      done += static_cast<std::size_t>(got);
+    }
+    out.resize(done);  // a file that shrank while read is taken as it was read
+  }
+  ::close(fd);
+  return ok;
 }
 
 Dictionary readInfoPlist(const std::string& path) {
   std::string bytes;
   if (!readFile(path, bytes)) return Dictionary::empty();
   Dictionary info =
-      detail::readPropertyList(std::span(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size())).dictionaryValue();
+      detail::readPropertyList(std::span(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size())).value.dictionaryValue();
   return info ? info : Dictionary::empty();
 }
 
@@ -178,7 +197,7 @@ std::shared_ptr<Bundle> openLocked(Registry& r, const std::string& path) {
   std::string key = realPath(absolute);
   auto it = r.byPath.find(key);
   if (it != r.byPath.end()) return it->second;
-  auto bundle = std::make_shared<Bundle>(String::fromUTF8(absolute));
+  auto bundle = std::make_shared<Bundle>(pathString(absolute));
   r.byPath.emplace(key, bundle);
   return bundle;
 }
@@ -213,9 +232,9 @@ struct Bundle::Cache {
 };
 
 Bundle::Bundle(const String& path) : cache_(std::make_unique<Cache>()) {
-  std::string root = absolutePath(path.UTF8String());
+  std::string root = absolutePath(systemPath(path));
   while (root.size() > 1 && root.back() == '/') root.pop_back();
-  bundlePath_ = String::fromUTF8(root);
+  bundlePath_ = pathString(root);
   std::string resources = root;
   for (const char* candidate : {"/Contents/Resources", "/Versions/Current/Resources", "/Resources"}) {
     if (isDirectory(root + candidate)) {
@@ -226,13 +245,13 @@ Bundle::Bundle(const String& path) : cache_(std::make_unique<Cache>()) {
   if (resources == root && isDirectory(root + "/Versions")) {
     // A framework copied without its Current link: the highest version that has resources.
     std::vector<std::string> versions;
-    for (const Value& entry : FileManager::defaultManager().directoryContentsAtPath(String::fromUTF8(root + "/Versions"))) {
-      const std::string version = entry.stringValue().UTF8String();
+    for (const Value& entry : FileManager::defaultManager().directoryContentsAtPath(pathString(root + "/Versions"))) {
+      const std::string version = FileManager::fileSystemRepresentation(entry.stringValue());
       if (isDirectory(root + "/Versions/" + version + "/Resources")) versions.push_back(version);
     }
     if (!versions.empty()) resources = root + "/Versions/" + *std::max_element(versions.begin(), versions.end()) + "/Resources";
   }
-  resourcePath_ = String::fromUTF8(resources);
+  resourcePath_ = pathString(resources);
   info_ = Dictionary::empty();
   for (const std::string& candidate : {root + "/Contents/Info.plist", root + "/Info.plist", resources + "/Info.plist"}) {
     if (exists(candidate)) {
@@ -254,7 +273,7 @@ bool Bundle::setMainBundlePath(const String& path) {
   Registry& r = registry();
   std::lock_guard lock(r.mutex);
   if (r.main || path.isNil()) return false;
-  r.mainPath = absolutePath(path.UTF8String());
+  r.mainPath = absolutePath(systemPath(path));
   return true;
 }
 
@@ -262,7 +281,14 @@ std::shared_ptr<Bundle> Bundle::bundleWithPath(const String& path) {
   if (path.isNil() || path.length() == 0) return nullptr;
   Registry& r = registry();
   std::lock_guard lock(r.mutex);
-  return openLocked(r, path.UTF8String());
+  return openLocked(r, systemPath(path));
+}
+
+std::shared_ptr<Bundle> Bundle::uncachedBundleWithPath(const String& path) {
+  if (path.isNil() || path.length() == 0) return nullptr;
+  std::string absolute = absolutePath(systemPath(path));
+  if (!isDirectory(absolute)) return nullptr;
+  return std::make_shared<Bundle>(pathString(absolute));
 }
 
 std::shared_ptr<Bundle> Bundle::bundleWithIdentifier(const String& identifier) {
@@ -282,14 +308,14 @@ String Bundle::codePathForClass(const std::type_info& type) {
   std::string file = info.dli_fname;
   // The executable may be reported by the name it was started with.
   if (file.empty() || file.find('/') == std::string::npos) file = executablePath();
-  return String::fromUTF8(realPath(file));
+  return pathString(realPath(file));
 }
 
 void Bundle::registerBundlePathForLibrary(const String& libraryPath, const String& bundlePath) {
   if (libraryPath.isNil() || bundlePath.isNil()) return;
   Registry& r = registry();
   std::lock_guard lock(r.mutex);
-  r.libraries[realPath(absolutePath(libraryPath.UTF8String()))] = absolutePath(bundlePath.UTF8String());
+  r.libraries[realPath(absolutePath(systemPath(libraryPath)))] = absolutePath(systemPath(bundlePath));
 }
 
 std::shared_ptr<Bundle> Bundle::bundleForClass(const std::type_info& type) {
@@ -297,7 +323,7 @@ std::shared_ptr<Bundle> Bundle::bundleForClass(const std::type_info& type) {
   Registry& r = registry();
   std::lock_guard lock(r.mutex);
   if (code.isNil()) return mainLocked(r);
-  std::string file = code.UTF8String();
+  std::string file = systemPath(code);
   if (file == executablePath()) return mainLocked(r);
   auto registered = r.libraries.find(file);
   if (registered != r.libraries.end()) {
@@ -324,7 +350,7 @@ std::vector<String> Bundle::localizations() const {
     for (const Value& entry : FileManager::defaultManager().directoryContentsAtPath(resourcePath_)) {
       String name = entry.stringValue();
       if (name.pathExtension() == String(u"lproj") &&
-          isDirectory(resourcePath_.stringByAppendingPathComponent(name).UTF8String())) {
+          isDirectory(systemPath(resourcePath_.stringByAppendingPathComponent(name)))) {
         found.push_back(name.stringByDeletingPathExtension());
       }
     }
@@ -407,10 +433,10 @@ String Bundle::findResource(const String& file, const String& directory,
     return folder.stringByAppendingPathComponent(file);
   };
   String path = inside(resourcePath_);
-  if (exists(path.UTF8String())) return path;
+  if (exists(systemPath(path))) return path;
   for (const String& l : localizations) {
     path = inside(resourcePath_.stringByAppendingPathComponent(l.stringByAppendingPathExtension(u"lproj")));
-    if (exists(path.UTF8String())) return path;
+    if (exists(systemPath(path))) return path;
   }
   return {};
 }
@@ -445,14 +471,14 @@ String Bundle::pathForNibResource(const String& name) const {
   // wins over an unlocalized one only where the search order says so.
   const String nib = resourceFileName(name, u"nib"), xib = resourceFileName(name, u"xib");
   String path = resourcePath_.stringByAppendingPathComponent(nib);
-  if (exists(path.UTF8String())) return path;
+  if (exists(FileManager::fileSystemRepresentation(path))) return path;
   path = resourcePath_.stringByAppendingPathComponent(xib);
-  if (exists(path.UTF8String())) return path;
+  if (exists(FileManager::fileSystemRepresentation(path))) return path;
   for (const String& l : searchLocalizations()) {
     const String folder = resourcePath_.stringByAppendingPathComponent(l.stringByAppendingPathExtension(u"lproj"));
     for (const String& file : {nib, xib}) {
       path = folder.stringByAppendingPathComponent(file);
-      if (exists(path.UTF8String())) return path;
+      if (exists(FileManager::fileSystemRepresentation(path))) return path;
     }
   }
   return {};
@@ -489,7 +515,7 @@ Dictionary Bundle::stringsTable(const String& table, const String& localization)
   String path = folder.stringByAppendingPathComponent(name.stringByAppendingPathExtension(u"strings"));
   Dictionary parsed;
   std::string bytes;
-  if (readFile(path.UTF8String(), bytes)) {
+  if (readFile(systemPath(path), bytes)) {
     parsed = dictionaryFromStringsTable(std::span(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));
   }
   std::unique_lock lock(cache_->tablesMutex);

@@ -4,6 +4,9 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <vector>
+
+#include "xml_plist_parser.h"
 
 namespace tq::detail {
 namespace {
@@ -14,37 +17,98 @@ uint64_t readBigEndian(const uint8_t* p, unsigned size) {
   return value;
 }
 
-// True unless a UTF-16 string object of the binary list holds a zero unit. Malformed structure is
-// left to libplist, which refuses it.
-bool binaryStringsAreSafe(std::span<const uint8_t> bytes) {
-  const std::size_t n = bytes.size();
-  if (n < 8 + 32) return true;
-  const uint8_t* trailer = bytes.data() + n - 32;
-  unsigned offsetSize = trailer[6];
-  uint64_t objects = readBigEndian(trailer + 8, 8);
-  uint64_t tableOffset = readBigEndian(trailer + 24, 8);
-  if (offsetSize == 0 || offsetSize > 8 || tableOffset >= n || objects > (n - tableOffset) / offsetSize) return true;
-  for (uint64_t i = 0; i < objects; ++i) {
-    uint64_t offset = readBigEndian(bytes.data() + tableOffset + i * offsetSize, offsetSize);
-    if (offset >= n) continue;
-    uint8_t marker = bytes[offset];
-    if ((marker & 0xF0) != 0x60) continue;
-    uint64_t units = marker & 0x0F;
-    uint64_t start = offset + 1;
-    if (units == 0x0F) {  // the length follows as an integer object
-      if (start >= n || (bytes[start] & 0xF0) != 0x10) continue;
-      unsigned size = 1u << (bytes[start] & 0x0F);
-      if (size > 8 || start + 1 + size > n) continue;
-      units = readBigEndian(bytes.data() + start + 1, size);
-      start += 1 + size;
+// Walks a binary list from its top object the way libplist's reader will, without allocating per
+// object: every reference is followed (libplist copies a shared object once per reference), so the
+// count, depth and copied bytes are those libplist would reach. Returns the reason to refuse the
+// list, or an empty string.
+class BinaryCheck {
+ public:
+  BinaryCheck(std::span<const uint8_t> bytes, const PropertyListLimits& limits) : b_(bytes), limits_(limits) {}
+
+  std::string run(std::size_t& offset) {
+    const std::size_t n = b_.size();
+    if (n < 8 + 32) return "damaged binary property list (too short)";
+    const uint8_t* trailer = b_.data() + n - 32;
+    offsetSize_ = trailer[6];
+    refSize_ = trailer[7];
+    objects_ = readBigEndian(trailer + 8, 8);
+    uint64_t top = readBigEndian(trailer + 16, 8);
+    tableOffset_ = readBigEndian(trailer + 24, 8);
+    if (offsetSize_ == 0 || offsetSize_ > 8 || refSize_ == 0 || refSize_ > 8 || objects_ == 0 || top >= objects_ ||
+        tableOffset_ < 8 || tableOffset_ > n - 32 || objects_ > (n - 32 - tableOffset_) / offsetSize_) {
+      return "damaged binary property list (bad trailer)";
     }
-    if (start > n || units > (n - start) / 2) units = (n - start) / 2;
-    for (uint64_t u = 0; u < units; ++u) {
-      if (bytes[start + 2 * u] == 0 && bytes[start + 2 * u + 1] == 0) return false;
+    // The copies libplist makes: one node per reference plus the bytes of strings and data.
+    const uint64_t maxVisits = std::min<uint64_t>(limits_.maxValues, n);
+    const uint64_t maxPayload = 8 * static_cast<uint64_t>(n) + (uint64_t{1} << 20);
+
+    struct Frame {
+      uint64_t refs;       // offset of the next reference
+      uint64_t remaining;  // references still to follow
+    };
+    std::vector<Frame> stack;
+    uint64_t visits = 0, payload = 0;
+    uint64_t next = top;
+    while (true) {
+      if (++visits > maxVisits) {
+        return visits > limits_.maxValues ? "more than " + std::to_string(limits_.maxValues) + " values"
+                                          : "shared objects would expand beyond the size of the list";
+      }
+      uint64_t at = readBigEndian(b_.data() + tableOffset_ + next * offsetSize_, offsetSize_);
+      offset = at;
+      if (at < 8 || at >= tableOffset_) return "damaged binary property list (object outside the list)";
+      uint8_t marker = b_[at];
+      unsigned kind = marker >> 4;
+      uint64_t count = marker & 0x0F;
+      uint64_t start = at + 1;
+      bool counted = kind == 0x4 || kind == 0x5 || kind == 0x6 || kind == 0xA || kind == 0xC || kind == 0xD;
+      if (counted && count == 0x0F) {
+        if (start >= tableOffset_ || (b_[start] & 0xF0) != 0x10) return "damaged binary property list (bad count)";
+        unsigned size = 1u << (b_[start] & 0x0F);
+        if (size > 8 || start + 1 + size > tableOffset_) return "damaged binary property list (bad count)";
+        count = readBigEndian(b_.data() + start + 1, size);
+        start += 1 + size;
+      }
+      const uint64_t room = tableOffset_ - start;
+      if (kind == 0x4 || kind == 0x5 || kind == 0x6) {
+        uint64_t unitSize = kind == 0x6 ? 2 : 1;
+        if (count > room / unitSize) return "damaged binary property list (string or data past the end)";
+        if (kind == 0x6) {
+          for (uint64_t u = 0; u < count; ++u) {
+            if (b_[start + 2 * u] == 0 && b_[start + 2 * u + 1] == 0) return "a string holds a NUL character";
+          }
+        }
+        payload += count * (kind == 0x6 ? 3 : 1) / unitSize;
+        if (payload > maxPayload) return "shared objects would expand beyond the size of the list";
+      } else if (kind == 0xA || kind == 0xC || kind == 0xD) {
+        uint64_t refs = kind == 0xD ? 2 * count : count;
+        if (count > room / refSize_ / (kind == 0xD ? 2 : 1)) {
+          return "damaged binary property list (container past the end)";
+        }
+        if (stack.size() >= limits_.maxDepth) {
+          return "nested deeper than " + std::to_string(limits_.maxDepth) + " levels";
+        }
+        if (refs > 0) stack.push_back({start, refs});
+      }
+      // The next reference to follow, leaving finished containers.
+      while (!stack.empty() && stack.back().remaining == 0) stack.pop_back();
+      if (stack.empty()) break;
+      Frame& f = stack.back();
+      next = readBigEndian(b_.data() + f.refs, refSize_);
+      f.refs += refSize_;
+      --f.remaining;
+      if (next >= objects_) return "damaged binary property list (reference past the object table)";
     }
+    offset = 0;
+    return {};
   }
-  return true;
-}
+
+ private:
+  std::span<const uint8_t> b_;
+  const PropertyListLimits& limits_;
+  unsigned offsetSize_ = 0, refSize_ = 0;
+  uint64_t objects_ = 0, tableOffset_ = 0;
+};
 
 String stringOf(plist_t node) {
   uint64_t length = 0;
@@ -52,6 +116,7 @@ String stringOf(plist_t node) {
   return text ? String::fromUTF8(std::string_view(text, length)) : String::empty();
 }
 
+// Recursion is bounded: the check above proved the depth.
 Value convert(plist_t node) {
   switch (plist_get_node_type(node)) {
     case PLIST_BOOLEAN: {
@@ -84,6 +149,7 @@ Value convert(plist_t node) {
     case PLIST_ARRAY: {
       std::vector<Value> items;
       uint32_t count = plist_array_get_size(node);
+      items.reserve(count);
       for (uint32_t i = 0; i < count; ++i) items.push_back(convert(plist_array_get_item(node, i)));
       return Value(Array(std::move(items)));
     }
@@ -109,16 +175,39 @@ Value convert(plist_t node) {
 
 }  // namespace
 
-Value readPropertyList(std::span<const uint8_t> bytes) {
-  if (bytes.size() > UINT32_MAX) return {};
+PropertyListResult readPropertyList(std::span<const uint8_t> bytes, const PropertyListLimits& limits) {
+  PropertyListResult result;
+  if (bytes.size() > limits.maxBytes || bytes.size() > UINT32_MAX) {
+    result.error = "larger than " + std::to_string(limits.maxBytes >> 20) + " MiB";
+    return result;
+  }
   bool binary = bytes.size() >= 8 && std::memcmp(bytes.data(), "bplist00", 8) == 0;
-  if (binary && !binaryStringsAreSafe(bytes)) return {};
+  if (!binary) return parseXMLPropertyList(bytes, limits);
+  result.error = BinaryCheck(bytes, limits).run(result.offset);
+  if (!result.ok()) return result;
   plist_t root = nullptr;
   plist_from_memory(reinterpret_cast<const char*>(bytes.data()), static_cast<uint32_t>(bytes.size()), &root);
-  if (!root) return {};
-  Value value = convert(root);
+  if (!root) {
+    result.error = "damaged binary property list";
+    return result;
+  }
+  result.value = convert(root);
   plist_free(root);
-  return value;
+  return result;
+}
+
+void lineAndColumn(std::span<const uint8_t> bytes, std::size_t offset, std::size_t& line, std::size_t& column) {
+  line = 1;
+  column = 1;
+  for (std::size_t i = 0; i < offset && i < bytes.size(); ++i) {
+    uint8_t c = bytes[i];
+    if (c == '\n' || (c == '\r' && !(i + 1 < bytes.size() && bytes[i + 1] == '\n'))) {
+      ++line;
+      column = 1;
+    } else if (c != '\r' && (c & 0xC0) != 0x80) {
+      ++column;
+    }
+  }
 }
 
 }  // namespace tq::detail

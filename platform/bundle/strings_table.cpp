@@ -3,13 +3,15 @@
 
 #include "plist_reader.h"
 
-
 #include <cstdio>
 #include <cstring>
 #include <string_view>
 
 namespace tq {
 namespace {
+
+constexpr std::size_t kMaxTableBytes = kStringsTableMaxBytes;
+constexpr std::size_t kMaxEntries = kStringsTableMaxEntries;
 
 bool isWordCharacter(char16_t c) {
   return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z') || (c >= u'0' && c <= u'9') || c == u'_' ||
@@ -55,6 +57,10 @@ class TextParser {
       if (pos_ >= text_.size() || text_[pos_] != u';') {
         error(pos_ < text_.size() ? "expected ';' or '=', found " + describe(text_[pos_])
                                   : std::string("expected ';' before the end of the table"));
+        return fail(result);
+      }
+      if (result.entries.size() >= kMaxEntries) {
+        error("more than " + std::to_string(kMaxEntries) + " entries");
         return fail(result);
       }
       ++pos_;
@@ -236,16 +242,19 @@ StringsTableResult parsePlist(std::span<const uint8_t> bytes) {
   StringsTableResult result;
   result.error.line = 1;
   result.error.column = 1;
-  Value root = detail::readPropertyList(bytes);
-  if (root.isNil()) {
-    result.error.message = "not a readable property list";
+  detail::PropertyListResult list = detail::readPropertyList(bytes);
+  if (!list.ok()) {
+    result.error.message = "not a readable property list: " + list.error;
+    if (bytes.size() < 8 || std::memcmp(bytes.data(), "bplist00", 8) != 0) {
+      detail::lineAndColumn(bytes, list.offset, result.error.line, result.error.column);
+    }
     return result;
   }
-  if (root.type() != Value::Type::Dictionary) {
+  if (list.value.type() != Value::Type::Dictionary) {
     result.error.message = "the property list is not a dictionary";
     return result;
   }
-  for (const auto& [key, value] : root.dictionaryValue().entries()) {
+  for (const auto& [key, value] : list.value.dictionaryValue().entries()) {
     if (value.type() == Value::Type::String) result.entries.push_back({key, value.stringValue()});
   }
   result.ok = true;
@@ -259,6 +268,11 @@ std::string StringsTableError::description() const {
 }
 
 StringsTableResult parseStringsTable(std::span<const uint8_t> bytes) {
+  if (bytes.size() > kMaxTableBytes) {
+    StringsTableResult result;
+    result.error = {"larger than " + std::to_string(kMaxTableBytes >> 20) + " MiB", 1, 1};
+    return result;
+  }
   if (bytes.size() >= 8 && std::memcmp(bytes.data(), "bplist00", 8) == 0) return parsePlist(bytes);
   if (looksLikeXMLPlist(bytes)) return parsePlist(bytes);
   if (bytes.size() >= 2 && bytes[0] == 0xFF && bytes[1] == 0xFE) {

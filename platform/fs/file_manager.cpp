@@ -49,26 +49,36 @@ FileManager& FileManager::defaultManager() {
   return manager;
 }
 
+std::string FileManager::fileSystemRepresentation(const String& path) {
+  std::string bytes;
+  String::appendUTF8(path.view(), bytes, true);
+  return bytes;
+}
+
+String FileManager::stringWithFileSystemRepresentation(std::string_view bytes) {
+  return String::decodeUTF8(bytes, String::InvalidUTF8::EscapeBytes);
+}
+
 bool FileManager::fileExistsAtPath(const String& path) { return fileExistsAtPath(path, nullptr); }
 
 bool FileManager::fileExistsAtPath(const String& path, bool* isDirectory) {
   if (path.isNil() || path.length() == 0) return false;
   struct stat st;
-  if (::stat(path.UTF8String().c_str(), &st) != 0) return false;
+  if (::stat(fileSystemRepresentation(path).c_str(), &st) != 0) return false;
   if (isDirectory) *isDirectory = S_ISDIR(st.st_mode);
   return true;
 }
 
 bool FileManager::createDirectoryAtPath(const String& path, const Dictionary& attributes) {
   if (path.isNil() || path.length() == 0) return false;
-  if (::mkdir(path.UTF8String().c_str(), 0777) != 0) return false;
+  if (::mkdir(fileSystemRepresentation(path).c_str(), 0777) != 0) return false;
   if (attributes && attributes.count() > 0) changeFileAttributes(attributes, path);
   return true;
 }
 
 Dictionary FileManager::fileAttributesAtPath(const String& path, bool traverseLink) {
   if (path.isNil() || path.length() == 0) return {};
-  std::string p = path.UTF8String();
+  std::string p = fileSystemRepresentation(path);
   struct stat st;
   if ((traverseLink ? ::stat(p.c_str(), &st) : ::lstat(p.c_str(), &st)) != 0) return {};
   double mtime = static_cast<double>(st.st_mtim.tv_sec) + st.st_mtim.tv_nsec / 1e9 - kReferenceDateOffset;
@@ -88,7 +98,7 @@ Dictionary FileManager::fileAttributesAtPath(const String& path, bool traverseLi
 
 bool FileManager::changeFileAttributes(const Dictionary& attributes, const String& path) {
   if (path.isNil() || path.length() == 0 || !attributes) return false;
-  std::string p = path.UTF8String();
+  std::string p = fileSystemRepresentation(path);
   struct stat st;
   if (::lstat(p.c_str(), &st) != 0) return false;
   bool ok = true;
@@ -135,13 +145,13 @@ bool FileManager::changeFileAttributes(const Dictionary& attributes, const Strin
 
 Array FileManager::directoryContentsAtPath(const String& path) {
   if (path.isNil() || path.length() == 0) return {};
-  DIR* dir = ::opendir(path.UTF8String().c_str());
+  DIR* dir = ::opendir(fileSystemRepresentation(path).c_str());
   if (!dir) return {};
   std::vector<Value> names;
   while (struct dirent* entry = ::readdir(dir)) {
     std::string_view name(entry->d_name);
     if (name == "." || name == "..") continue;
-    names.emplace_back(String::fromUTF8(name));
+    names.emplace_back(stringWithFileSystemRepresentation(name));
   }
   ::closedir(dir);
   return Array(std::move(names));

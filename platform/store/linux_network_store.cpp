@@ -25,6 +25,8 @@
 #include <unordered_map>
 #include <vector>
 
+#include "tq/platform/store/key_pattern.h"
+
 namespace tq {
 
 namespace {
@@ -135,7 +137,9 @@ bool matchesWhole(const regex_t& re, const std::string& key) {
 struct Regex {
   regex_t re{};
   bool ok = false;
-  explicit Regex(const std::string& pattern) { ok = regcomp(&re, pattern.c_str(), REG_EXTENDED) == 0; }
+  explicit Regex(const std::string& pattern) {
+    ok = keyPatternExpandedSize(pattern) <= kKeyPatternMaxSize && regcomp(&re, pattern.c_str(), REG_EXTENDED) == 0;
+  }
   Regex(const Regex&) = delete;
   Regex& operator=(const Regex&) = delete;
   ~Regex() {

@@ -1,37 +1,12 @@
 #include "tq/platform/store/memory_store.h"
 
 #include <glib.h>
-#include <regex.h>
 
 #include <unordered_set>
 
+#include "tq/platform/store/key_pattern.h"
+
 namespace tq {
-
-namespace {
-
-// A compiled key pattern: POSIX extended syntax, anchored at both ends.
-class KeyPattern {
- public:
-  static std::unique_ptr<KeyPattern> compile(const String& pattern) {
-    if (pattern.isNil()) return nullptr;
-    std::unique_ptr<KeyPattern> p(new KeyPattern);
-    std::string anchored = "^(" + pattern.UTF8String() + ")$";
-    if (regcomp(&p->re_, anchored.c_str(), REG_EXTENDED | REG_NOSUB) != 0) return nullptr;
-    p->compiled_ = true;
-    return p;
-  }
-  ~KeyPattern() {
-    if (compiled_) regfree(&re_);
-  }
-  bool matches(const String& key) const { return regexec(&re_, key.UTF8String().c_str(), 0, nullptr, 0) == 0; }
-
- private:
-  KeyPattern() = default;
-  regex_t re_{};
-  bool compiled_ = false;
-};
-
-}  // namespace
 
 class MemoryStoreConnection;
 

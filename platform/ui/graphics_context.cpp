@@ -6,6 +6,7 @@
 #include <atomic>
 #include <cmath>
 
+#include "tq/platform/fs/file_manager.h"
 #include "tq/platform/ui/drawing_recorder.h"
 
 namespace tq {
@@ -326,7 +327,7 @@ bool GraphicsContext::writeToPNG(const String& path) const {
   cairo_surface_t* surface = cairo_get_target(cr_);
   if (cairo_surface_get_type(surface) != CAIRO_SURFACE_TYPE_IMAGE || path.length() == 0) return false;
   cairo_surface_flush(surface);
-  return cairo_surface_write_to_png(surface, path.UTF8String().c_str()) == CAIRO_STATUS_SUCCESS;
+  return cairo_surface_write_to_png(surface, FileManager::fileSystemRepresentation(path).c_str()) == CAIRO_STATUS_SUCCESS;
 }
 
 // --- the platform's shortcuts -----------------------------------------------------------------

@@ -12,15 +12,17 @@
 #include <iterator>
 #include <vector>
 
+#include "tq/platform/fs/file_manager.h"
 #include "tq/platform/ui/drawing_recorder.h"
+#include "tq/platform/ui/image_header.h"
 
 namespace tq {
 
 namespace {
 
-// Images larger than this many pixels are refused rather than risk exhausting memory.
-constexpr double kMaxPixels = 64.0 * 1024 * 1024;
-constexpr int kMaxSide = 32767;
+// Images larger than this are refused rather than risk exhausting memory.
+constexpr double kMaxPixels = kImageMaxPixels;
+constexpr int kMaxSide = kImageMaxSide;
 
 cairo_surface_t* surfaceFromPixbuf(GdkPixbuf* pixbuf) {
   const int w = gdk_pixbuf_get_width(pixbuf), h = gdk_pixbuf_get_height(pixbuf);
@@ -73,34 +75,9 @@ void bmpResolution(const uint8_t* bytes, std::size_t length, double& xdpi, doubl
   if (yppm > 0) ydpi = yppm * 0.0254;
 }
 
-// gdk-pixbuf's BMP loader sizes its buffers from the header's own fields (info header size, data
-// offset, palette colour count) before any check: a few bytes can make it ask for gigabytes. No
-// real file has an info header beyond 124 bytes, pixel data starting past its end, or a palette of
-// more than 256 colours.
-bool implausibleBmpHeader(const uint8_t* bytes, std::size_t length) {
-  if (length < 2 || bytes[0] != 'B' || bytes[1] != 'M') return false;
-  if (length < 18) return true;
-  const uint32_t dataOffset = static_cast<uint32_t>(readLE32(bytes + 10));
-  const uint32_t headerSize = static_cast<uint32_t>(readLE32(bytes + 14));
-  if (headerSize < 12 || headerSize > 124 || dataOffset > length) return true;
-  if (headerSize >= 40) {
-    if (length < 50) return true;
-    const uint32_t coloursUsed = static_cast<uint32_t>(readLE32(bytes + 46));
-    if (coloursUsed > 256) return true;
-  }
-  return false;
-}
-
-// The GIF loader allocates its logical screen before reporting the image's size.
-bool oversizedGifScreen(const uint8_t* bytes, std::size_t length) {
-  if (length < 10 || std::memcmp(bytes, "GIF8", 4) != 0) return false;
-  const int w = bytes[6] | bytes[7] << 8, h = bytes[8] | bytes[9] << 8;
-  return w > kMaxSide || h > kMaxSide || double(w) * h > kMaxPixels;
-}
-
 ImageRef imageFromBytes(const uint8_t* bytes, std::size_t length) {
   if (!bytes || length == 0) return nullptr;
-  if (implausibleBmpHeader(bytes, length) || oversizedGifScreen(bytes, length)) return nullptr;
+  if (imageHeaderProblem(bytes, length)) return nullptr;
   GdkPixbufLoader* loader = gdk_pixbuf_loader_new();
   // A header that announces a huge image is refused as soon as it is read, before the pixels are
   // allocated: the loader is asked for a 1 x 1 result and the rest of the data is not fed.
@@ -155,7 +132,7 @@ Image::~Image() { cairo_surface_destroy(surface_); }
 
 ImageRef Image::imageWithContentsOfFile(const String& path) {
   if (path.length() == 0) return nullptr;
-  std::ifstream in(path.UTF8String(), std::ios::binary);
+  std::ifstream in(FileManager::fileSystemRepresentation(path), std::ios::binary);
   if (!in) return nullptr;
   std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   return imageFromBytes(bytes.data(), bytes.size());

@@ -5,6 +5,8 @@
 
 #include <filesystem>
 
+#include "tq/platform/fs/file_manager.h"
+
 namespace tq {
 
 namespace fs = std::filesystem;
@@ -33,7 +35,7 @@ bool isPlainName(const std::string& name) {
 InterfaceImageSource::InterfaceImageSource(const String& documentPath, std::shared_ptr<Bundle> bundle)
     : bundle_(std::move(bundle)) {
   if (documentPath.isNil()) return;
-  const fs::path document = fs::absolute(fs::path(documentPath.UTF8String())).lexically_normal();
+  const fs::path document = fs::absolute(fs::path(FileManager::fileSystemRepresentation(documentPath))).lexically_normal();
   if (isFolder(document.string())) folders_.push_back(document.string());
   const fs::path holder = document.parent_path();
   folders_.push_back(holder.string());

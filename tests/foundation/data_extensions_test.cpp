@@ -25,7 +25,7 @@ std::string parseFailure(const String& text, bool classMethod = false) {
 }
 
 const std::string kParseFailure =
-    "NSInvalidArgumentException / initWithHexadecimalRepresentation: invalid hexadeciaml string data";
+    "NSInvalidArgumentException / initWithHexadecimalRepresentation:: invalid hexadeciaml string data";
 
 }  // namespace
 

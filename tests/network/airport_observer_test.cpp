@@ -127,3 +127,25 @@ TEST_F(AirportObserverTest, ObserversOfOneBatchPostInTheOrderOfTheKeysFirstChang
   EXPECT_EQ(takeNames(),
             (std::vector<std::string>{"EthernetDeactivatedNotification", "AirportDisconnectedNotification"}));
 }
+
+TEST_F(AirportObserverTest, JoinedWithoutSsidAndAnSsidThatIsNotText) {
+  auto observer = start();
+  // Joined, but no SSID: accepted, nothing posted; leaving it then names nothing either.
+  Dictionary hidden{{u"Link Status", 4}, {u"BSSID", A}};
+  report(hidden);
+  EXPECT_TRUE(posted.empty());
+  EXPECT_EQ(observer->currentStatus(), hidden);
+  report(Dictionary{{u"Link Status", 1}, {u"BSSID", B}});
+  EXPECT_TRUE(posted.empty());
+  // An SSID of raw bytes (not UTF-8) is passed on as the stored object, both ways.
+  const Data raw{0xC3, 0x28, 0xFF};
+  report(Dictionary{{u"Link Status", 4}, {u"BSSID", C}, {u"SSID", raw}});
+  ASSERT_EQ(posted.size(), 1u);
+  EXPECT_EQ(posted[0].name, "AirportConnectedNotification");
+  EXPECT_EQ(posted[0].userInfo.objectForKey(u"SSID"), Value(raw));
+  posted.clear();
+  report(Dictionary{{u"Link Status", 1}, {u"BSSID", A}});
+  ASSERT_EQ(posted.size(), 1u);
+  EXPECT_EQ(posted[0].name, "AirportDisconnectedNotification");
+  EXPECT_EQ(posted[0].userInfo.objectForKey(u"SSID"), Value(raw));
+}

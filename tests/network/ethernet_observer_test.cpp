@@ -162,3 +162,14 @@ TEST_F(EthernetObserverTest, InterfaceNamesOverFifteenUtf8BytesRaise) {
   }
   EXPECT_EQ(media->asked.size(), 1u) << "over-long names never reach the source";
 }
+
+TEST_F(EthernetObserverTest, SetupEntryWithoutDeviceNameWatchesTheNullKeyAndHasNoMedia) {
+  store->setValue(u"Setup:/Network/Service/svc-2/Interface", Dictionary{{u"Hardware", u"Ethernet"}});
+  auto observer = EthernetObserver::initWithService(u"svc-2", makeWrapper());  // the system's media source
+  EXPECT_TRUE(observer->interface().isNil());
+  EXPECT_EQ(observer->dynStore()->watchedKeys(), std::vector<String>{u"State:/Network/Interface/(null)/Link"});
+  EXPECT_FALSE(observer->currentActive());
+  reportLink(true);
+  EXPECT_TRUE(posted.empty());
+  EXPECT_TRUE(observer->media().isNil()) << "no interface, no media, and no exception";
+}

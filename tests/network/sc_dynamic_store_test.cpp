@@ -307,3 +307,18 @@ TEST(HostLoop, GLibMainLoopOnTheDefaultContextReceivesChangesWithoutGlue) {
   g_main_loop_unref(mainLoop);
   EXPECT_EQ(quitter->keys, std::vector<std::string>{"State:/Network/Global/IPv4"});
 }
+
+TEST(SimpleObserverRecord, InvokeWithObjectReturnsWhatTheTargetsMethodReturns) {
+  struct Target {
+    int calls = 0;
+    String echo(const String& key) { return ++calls, key.stringByAppendingString(u"!"); }
+    bool yes(const String&) { return true; }
+    void nothing(const String&) { ++calls; }
+  };
+  auto target = std::make_shared<Target>();
+  EXPECT_EQ(SimpleObserver::observer(target, &Target::echo)->invokeWithObject(u"k"), Value(String(u"k!")));
+  EXPECT_EQ(SimpleObserver::observer(target, &Target::yes)->invokeWithObject(u"k"), Value(true));
+  EXPECT_TRUE(SimpleObserver::observer(target, &Target::nothing)->invokeWithObject(u"k").isNil());
+  EXPECT_EQ(target->calls, 2);
+  EXPECT_TRUE(SimpleObserver::observer(std::shared_ptr<Target>(), &Target::echo)->invokeWithObject(u"k").isNil());
+}

@@ -1,4 +1,5 @@
 #include "tq/platform/store/memory_store.h"
+#include "tq/platform/store/key_pattern.h"
 
 #include <glib.h>
 #include <gtest/gtest.h>
@@ -161,4 +162,18 @@ TEST(MemoryStoreLoop, ConnectionOutlivingItsLoopIsReleasedQuietly) {
   source.reset();
   g_log_remove_handler("GLib", handler);
   EXPECT_EQ(criticals, 0);
+}
+
+TEST_F(MemoryStoreTest, PatternsAreCompiledAsWrittenAndBoundedInSize) {
+  auto c = connect();
+  store->setValue(u"State:/a", Dictionary::empty());
+  store->setValue(u"x", Dictionary::empty());
+  // Wrapped in "^(...)$" this would read "^(x)|(.*)$" and match every key.
+  EXPECT_TRUE(c->copyKeyList(u"x)|(.*").isNil());
+  EXPECT_EQ(c->copyKeyList(u"x|State:.*").count(), 2u) << "an alternation still spans the whole key";
+  // Counted repetitions are written out by the C library: 10^7 copies would take gigabytes.
+  EXPECT_TRUE(c->copyKeyList(u"a{1000}{1000}{10}").isNil());
+  EXPECT_FALSE(c->copyKeyList(u"a{100}{100}").isNil());
+  EXPECT_EQ(tq::keyPatternExpandedSize("(ab|c){3}d{2,5}[a-z]{4}"), 9u + 5u + 4u);
+  EXPECT_EQ(tq::keyPatternExpandedSize("a{1000}{1000}{10}"), tq::kKeyPatternMaxSize + 1);
 }

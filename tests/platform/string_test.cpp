@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
 
+#include <set>
+#include <string>
+#include <vector>
+
 #include "support/raised.h"
 
 #include "tq/platform/base/character_set.h"
@@ -78,6 +82,65 @@ TEST(StringUTF8, InvalidInputBecomesReplacementCharacters) {
   EXPECT_EQ(String(u"x\xD800y").UTF8String(), "x\xEF\xBF\xBDy") << "unpaired surrogate";
   EXPECT_EQ(String::fromASCII("a\xE9").view(), std::u16string_view(u"a\uFFFD"));
   EXPECT_FALSE(String::fromUTF8("").isNil());
+}
+
+// The expected strings are what Python's "surrogateescape" error handler makes of the same bytes.
+TEST(StringUTF8, StrayBytesEscapeToLoneSurrogatesAndBack) {
+  struct Case {
+    std::string in;
+    std::u16string out;
+  } cases[] = {
+      {"a\x80z", u"a\xDC80z"},
+      {"\xC0\xAF", u"\xDCC0\xDCAF"},
+      {"\xE0\x80\xAF", u"\xDCE0\xDC80\xDCAF"},
+      {"\xED\xA0\x80", u"\xDCED\xDCA0\xDC80"},  // an encoded surrogate is three stray bytes
+      {"\xE2\x82z", u"\xDCE2\xDC82z"},
+      {"\xF0\x9F\x98", u"\xDCF0\xDC9F\xDC98"},
+      {"\xF4\x90\x80\x80", u"\xDCF4\xDC90\xDC80\xDC80"},
+      {"\xFF\xFE", u"\xDCFF\xDCFE"},
+      {"\xF0\x9F\x98\x80\xFF", u"\U0001F600\xDCFF"},
+      {"caf\xE9", u"caf\xDCE9"},
+      {"caf\xC3\xA9", u"caf\u00E9"},  // valid text is decoded as ever
+  };
+  for (const auto& c : cases) {
+    String s = String::decodeUTF8(c.in, String::InvalidUTF8::EscapeBytes);
+    EXPECT_EQ(s.view(), std::u16string_view(c.out)) << c.in;
+    std::string back;
+    String::appendUTF8(s.view(), back, true);
+    EXPECT_EQ(back, c.in);
+    EXPECT_FALSE(String::decodeUTF8(s.UTF8String(), true).isNil()) << "printed, an escape is U+FFFD, not a stray byte";
+  }
+  // Only U+DC80-U+DCFF stand for bytes; other lone surrogates are still U+FFFD.
+  std::string out;
+  String::appendUTF8(u"\xD800|\xDC7F|\xDD00|\xDC80", out, true);
+  EXPECT_EQ(out, "\xEF\xBF\xBD|\xEF\xBF\xBD|\xEF\xBF\xBD|\x80");
+}
+
+// Every byte string round-trips, so distinct names stay distinct: all strings of up to two bytes,
+// and all of three and four bytes over the bytes where UTF-8's rules change.
+TEST(StringUTF8, EscapedDecodingRoundTripsEveryByteString) {
+  std::vector<std::string> inputs;
+  for (int a = 0; a < 256; ++a) {
+    inputs.push_back(std::string(1, char(a)));
+    for (int b = 0; b < 256; ++b) inputs.push_back({char(a), char(b)});
+  }
+  const unsigned char edges[] = {0x41, 0x7F, 0x80, 0x8F, 0x90, 0x9F, 0xA0, 0xBF, 0xC0, 0xC2,
+                                 0xDF, 0xE0, 0xE1, 0xED, 0xEE, 0xF0, 0xF1, 0xF4, 0xF5, 0xFF};
+  for (unsigned char a : edges)
+    for (unsigned char b : edges)
+      for (unsigned char c : edges) {
+        inputs.push_back({char(a), char(b), char(c)});
+        for (unsigned char d : edges) inputs.push_back({char(a), char(b), char(c), char(d)});
+      }
+  std::set<std::u16string> decoded;
+  for (const std::string& in : inputs) {
+    String s = String::decodeUTF8(in, String::InvalidUTF8::EscapeBytes);
+    std::string back;
+    String::appendUTF8(s.view(), back, true);
+    ASSERT_EQ(back, in);
+    decoded.insert(s.u16string());
+  }
+  EXPECT_EQ(decoded.size(), inputs.size());
 }
 
 TEST(StringSearch, ForwardsBackwardsAndWithinRanges) {

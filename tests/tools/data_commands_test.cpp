@@ -70,7 +70,7 @@ TEST_F(DataCommands, UnhexOfBadTextWritesNothingAndExitsOne) {
       EXPECT_EQ(r.status, 1) << how;
       EXPECT_EQ(r.out.size(), 0u) << how;
       EXPECT_EQ(sh("cat '" + dir_ + "/err'").out,
-                "tqkit unhex: initWithHexadecimalRepresentation: invalid hexadeciaml string data\n");
+                "tqkit unhex: initWithHexadecimalRepresentation:: invalid hexadeciaml string data\n");
     }
   }
 }
@@ -92,4 +92,18 @@ TEST_F(DataCommands, FindReportsFirstOffsetAcrossBlockEdges) {
   EXPECT_EQ(missing.status, 1);
   EXPECT_EQ(missing.out, "");
   EXPECT_EQ(sh("$T find xyz '" + f + "' 2>/dev/null").status, 2);
+}
+
+// File names are bytes: the file commands print them as ls does, stray bytes included, and take
+// them as arguments.
+TEST_F(DataCommands, NamesThatAreNotUtf8ComeOutAsTheFileSystemSpellsThem) {
+  sh("mkdir -p '" + dir_ + "/B/en.lproj'");
+  write("B/caf\xE9.txt", "x");
+  write("B/\xFF", "x");
+  write("B/plain", "x");
+  write("B/en.lproj/\xFE\xFF.strings", "x");
+  std::string b = "'" + dir_ + "/B'";
+  EXPECT_EQ(sh("$T bundle resources " + b + " en | LC_ALL=C sort").out,
+            sh("(cd " + b + " && ls -A | grep -av lproj; ls -A en.lproj | sed 's|^|en.lproj/|') | LC_ALL=C sort").out);
+  EXPECT_EQ(sh("$T unique-names " + b + " $'\\xff' $'caf\\xe9.txt' new").out, "\xFF 02\ncaf\xE9 02.txt\nnew\n");
 }

@@ -55,7 +55,7 @@ bool InputStream::rewind() {
 
 void writeAll(std::FILE* out, const void* buf, std::size_t size) {
   if (size && std::fwrite(buf, 1, size, out) != size) {
-    throw Failure(std::string("write error: ") + std::strerror(errno));
+    throw Failure(std::string("cannot write the output: ") + std::strerror(errno));
   }
 }
 

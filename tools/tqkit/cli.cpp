@@ -1,13 +1,14 @@
 #include "cli.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
 #include <cstring>
-#include <fstream>
-#include <iostream>
-#include <iterator>
-#include <sstream>
+#include <cstdint>
+
+#include "byte_stream.h"
 
 namespace tq::cli {
 
@@ -127,82 +128,111 @@ void Json::separate() {
     return;
   }
   if (!first_.empty()) {
-    if (!first_.back()) std::fputc(',', out_);
+    if (!first_.back()) buffer_ += ',';
     first_.back() = false;
   }
 }
 
 Json& Json::beginObject() {
   separate();
-  std::fputc('{', out_);
+  buffer_ += '{';
   first_.push_back(true);
   return *this;
 }
 Json& Json::endObject() {
   first_.pop_back();
-  std::fputc('}', out_);
+  buffer_ += '}';
   return *this;
 }
 Json& Json::beginArray() {
   separate();
-  std::fputc('[', out_);
+  buffer_ += '[';
   first_.push_back(true);
   return *this;
 }
 Json& Json::endArray() {
   first_.pop_back();
-  std::fputc(']', out_);
+  buffer_ += ']';
   return *this;
 }
 Json& Json::key(std::string_view k) {
   separate();
-  std::fprintf(out_, "\"%s\":", escape(k).c_str());
+  buffer_ += '"';
+  buffer_ += escape(k);
+  buffer_ += "\":";
   afterKey_ = true;
   return *this;
 }
 Json& Json::string(std::string_view s) {
   separate();
-  std::fprintf(out_, "\"%s\"", escape(s).c_str());
+  buffer_ += '"';
+  buffer_ += escape(s);
+  buffer_ += '"';
   return *this;
 }
 Json& Json::number(long long n) {
   separate();
-  std::fprintf(out_, "%lld", n);
+  buffer_ += std::to_string(n);
   return *this;
 }
 Json& Json::number(double d) {
   separate();
   if (std::isfinite(d)) {
-    std::fprintf(out_, "%.17g", d);
+    char text[32];
+    std::snprintf(text, sizeof text, "%.17g", d);
+    buffer_ += text;
   } else {
-    std::fputs("null", out_);
+    buffer_ += "null";
   }
   return *this;
 }
 Json& Json::boolean(bool b) {
   separate();
-  std::fputs(b ? "true" : "false", out_);
+  buffer_ += b ? "true" : "false";
   return *this;
 }
 Json& Json::null() {
   separate();
-  std::fputs("null", out_);
+  buffer_ += "null";
   return *this;
 }
 void Json::newline() {
-  std::fputc('\n', out_);
-  std::fflush(out_);
+  buffer_ += '\n';
+  writeAll(out_, buffer_.data(), buffer_.size());
+  buffer_.clear();
+  if (std::fflush(out_) != 0) throw Failure(std::string("cannot write the output: ") + std::strerror(errno));
 }
 
-std::string readFile(const std::string& path) {
-  if (path == "-") {
-    std::ostringstream ss;
-    ss << std::cin.rdbuf();
-    return ss.str();
+std::string readFile(const std::string& path, std::size_t maxBytes) {
+  InputStream in(path);
+  std::string out;
+  if (struct stat st; path != "-" && ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
+    if (static_cast<uint64_t>(st.st_size) > maxBytes) {
+      throw Failure(path + ": larger than the " + std::to_string(maxBytes >> 20) + " MiB this command reads");
+    }
+    out.reserve(static_cast<std::size_t>(st.st_size));
   }
-  std::ifstream in(path, std::ios::binary);
-  if (!in) throw Failure(path + ": " + std::strerror(errno));
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  std::size_t block = maxBytes < kStreamBlock ? maxBytes + 1 : kStreamBlock;
+  while (true) {
+    std::size_t at = out.size();
+    out.resize(at + block);
+    std::size_t n = in.read(out.data() + at, block);
+    out.resize(at + n);
+    if (n == 0) break;
+    if (out.size() > maxBytes) {
+      throw Failure(path + ": larger than the " + std::to_string(maxBytes >> 20) + " MiB this command reads");
+    }
+  }
+  return out;
+}
+
+void finishStandardOutput() {
+  int error = 0;
+  bool lost = std::ferror(stdout) != 0;  // an earlier write failed; its reason is gone
+  if (std::fflush(stdout) != 0) error = errno;
+  if (std::fclose(stdout) != 0 && !error) error = errno;
+  if (error) throw Failure(std::string("cannot write the output: ") + std::strerror(error));
+  if (lost) throw Failure("cannot write the output: part of it was lost");
 }
 
 }  // namespace tq::cli

@@ -6,6 +6,7 @@
 // prints "tqkit NAME: message" to stderr and exits 1; commands whose output scripts read take --json.
 #pragma once
 
+#include <cstdint>
 #include <cstdio>
 #include <functional>
 #include <map>
@@ -74,7 +75,8 @@ const std::vector<DemoSection>& demoSections();
 
 // --- JSON output ------------------------------------------------------------------------------
 
-// A minimal streaming JSON writer (UTF-8 in, escaped JSON out).
+// A minimal JSON writer (UTF-8 in, escaped JSON out). The document is built in memory and written
+// whole by newline(), so a command that fails half-way leaves no partial JSON behind.
 class Json {
  public:
   explicit Json(std::FILE* out = stdout) : out_(out) {}
@@ -88,7 +90,7 @@ class Json {
   Json& number(double d);
   Json& boolean(bool b);
   Json& null();
-  // Ends the document with a newline.
+  // Ends the document with a newline and writes it; Failure when it cannot be written.
   void newline();
 
   static std::string escape(std::string_view s);
@@ -96,11 +98,17 @@ class Json {
  private:
   void separate();
   std::FILE* out_;
+  std::string buffer_;
   std::vector<bool> first_;
   bool afterKey_ = false;
 };
 
-// Reads a whole file ("-" is standard input). Throws Failure with the system's message.
-std::string readFile(const std::string& path);
+// Reads a whole file ("-" is standard input). Throws Failure with the system's message, or when the
+// input holds more than maxBytes (checked before reading where the size is known).
+std::string readFile(const std::string& path, std::size_t maxBytes = SIZE_MAX);
+
+// Flushes and closes standard output; Failure when anything written to it was lost (a full disk,
+// a closed pipe reader, /dev/full). main() calls it after every command that succeeded.
+void finishStandardOutput();
 
 }  // namespace tq::cli

@@ -3,6 +3,7 @@
 
 #include "cli.h"
 #include "tq/foundation/bundle_extensions.h"
+#include "tq/platform/fs/file_manager.h"
 #include "tq/platform/bundle/bundle.h"
 
 namespace {
@@ -11,7 +12,7 @@ using tq::Bundle;
 using tq::String;
 
 std::shared_ptr<Bundle> openBundle(const std::string& path) {
-  auto bundle = Bundle::bundleWithPath(String::fromUTF8(path));
+  auto bundle = Bundle::bundleWithPath(tq::FileManager::stringWithFileSystemRepresentation(path));
   if (!bundle) throw tq::cli::Failure("no bundle folder at " + path);
   return bundle;
 }
@@ -78,7 +79,8 @@ int runResources(const std::vector<std::string>& argv) {
     json.newline();
     return 0;
   }
-  for (const auto& r : resources) std::printf("%s\n", r.UTF8String().c_str());
+  // Names as the file system spells them, bytes that are not UTF-8 included, as ls prints them.
+  for (const auto& r : resources) std::printf("%s\n", tq::FileManager::fileSystemRepresentation(r).c_str());
   return 0;
 }
 

@@ -58,7 +58,7 @@ int runFind(const std::vector<std::string>& argv) {
   } else if (at != tq::NotFound) {
     std::printf("%llu\n", static_cast<unsigned long long>(at));
   }
-  if (std::fflush(stdout) != 0) throw tq::cli::Failure("write error");
+  if (std::fflush(stdout) != 0) throw tq::cli::Failure(std::string("cannot write the output: ") + std::strerror(errno));
   return at != tq::NotFound ? 0 : 1;
 }
 

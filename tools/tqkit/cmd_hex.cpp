@@ -1,4 +1,6 @@
 // tqkit hex: a file's bytes as lower-case hexadecimal text, streamed.
+#include <cerrno>
+#include <cstring>
 #include <memory>
 
 #include "byte_stream.h"
@@ -17,7 +19,7 @@ int runHex(const std::vector<std::string>& argv) {
     tq::hexEncode(bytes.get(), n, text.get());
     tq::cli::writeAll(stdout, text.get(), 2 * n);
   }
-  if (std::fflush(stdout) != 0) throw tq::cli::Failure("write error");
+  if (std::fflush(stdout) != 0) throw tq::cli::Failure(std::string("cannot write the output: ") + std::strerror(errno));
   return 0;
 }
 

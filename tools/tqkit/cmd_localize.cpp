@@ -9,12 +9,12 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <map>
 #include <string>
 #include <vector>
 
 #include "cli.h"
+#include "output_file.h"
 #include "localize_report.h"
 #include "tq/platform/ui/pango_text_measurer.h"
 
@@ -38,65 +38,23 @@ bool isFile(const std::string& path) {
 
 // --- output written whole or not at all ---------------------------------------------------------
 
-// Files written into a folder so that a failure leaves nothing behind: a folder that does not exist
-// yet is filled under a temporary name beside it and renamed into place by commit(); into an
-// existing folder each file goes to a temporary name there and is renamed at commit(). Without
-// commit() the destructor removes whatever was written.
-class AtomicOutput {
+// Files bound for one folder, written whole or not at all when committed.
+class FolderOutput {
  public:
-  explicit AtomicOutput(std::string folder) : folder_(std::move(folder)) {
-    if (!isFolder(folder_)) {
-      const fs::path target = fs::absolute(folder_);
-      std::error_code ec;
-      fs::create_directories(target.parent_path(), ec);
-      staging_ = target.parent_path() / ("." + target.filename().string() + ".tmp-" + std::to_string(::getpid()));
-      fs::remove_all(staging_, ec);
-      if (!fs::create_directory(staging_, ec)) throw tq::cli::Failure(folder_ + ": cannot create the folder");
-    }
-  }
-  ~AtomicOutput() {
-    std::error_code ec;
-    if (!staging_.empty()) fs::remove_all(staging_, ec);
-    for (const auto& [temporary, final] : pending_) fs::remove(temporary, ec);
-  }
-  AtomicOutput(const AtomicOutput&) = delete;
-  AtomicOutput& operator=(const AtomicOutput&) = delete;
-
-  // Where a file of this name is to be written now.
-  std::string path(const std::string& name) {
-    if (!staging_.empty()) return (staging_ / name).string();
-    const std::string final = (fs::path(folder_) / name).string();
-    const std::string temporary = (fs::path(folder_) / ("." + name + ".tmp-" + std::to_string(::getpid()))).string();
-    pending_.emplace_back(temporary, final);
-    return temporary;
+  explicit FolderOutput(std::string folder) : folder_(std::move(folder)) {}
+  void add(const std::string& name, std::string bytes) { files_.add(finalPath(name), std::move(bytes)); }
+  void addPNG(const std::string& name, const tq::GraphicsContextRef& image) {
+    if (!image) throw tq::cli::Failure(finalPath(name) + ": cannot be drawn");
+    add(name, tq::cli::pngBytes(image->surface()));
   }
   // The file's name in the finished folder.
   std::string finalPath(const std::string& name) const { return (fs::path(folder_) / name).string(); }
-
-  void commit() {
-    if (!staging_.empty()) {
-      std::error_code ec;
-      fs::rename(staging_, folder_, ec);
-      if (ec) throw tq::cli::Failure(folder_ + ": " + ec.message());
-      staging_.clear();
-    }
-    for (const auto& [temporary, final] : pending_) {
-      std::error_code ec;
-      fs::rename(temporary, final, ec);
-      if (ec) throw tq::cli::Failure(final + ": " + ec.message());
-    }
-    pending_.clear();
-  }
+  void commit() { files_.commit(folder_); }
 
  private:
   std::string folder_;
-  fs::path staging_;
-  std::vector<std::pair<std::string, std::string>> pending_;
+  tq::cli::OutputFiles files_;
 };
-
-void writePNG(const tq::GraphicsContextRef& image, const std::string& path) {
-  if (!image || !image->writeToPNG(String::fromUTF8(path))) throw tq::cli::Failure(path + ": cannot be written");
-}
 
 // --- one interface ------------------------------------------------------------------------------
 
@@ -162,11 +120,11 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
 
   std::vector<std::string> pngs;
   if (auto dir = args.value("png")) {
-    AtomicOutput out(*dir);
+    FolderOutput out(*dir);
     for (const auto& p : report.pictures) {
       for (const auto& [suffix, image] : {std::pair{"before", p.before}, std::pair{"after", p.after}}) {
         const std::string name = p.name + "-" + suffix + ".png";
-        writePNG(image, out.path(name));
+        out.addPNG(name, image);
         pngs.push_back(out.finalPath(name));
       }
     }
@@ -315,7 +273,7 @@ std::string fileSafe(const std::string& s) {
 
 // The page a localization engineer opens: the summary, then per interface and language the
 // pictures before and after side by side with overflowing controls outlined, and the lists.
-void writePage(AtomicOutput& out, const std::string& bundlePath, const std::vector<loc::Report>& reports,
+void writePage(FolderOutput& out, const std::string& bundlePath, const std::vector<loc::Report>& reports,
                double seconds) {
   std::string page =
       "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>Localization report</title>\n<style>"
@@ -359,7 +317,7 @@ void writePage(AtomicOutput& out, const std::string& bundlePath, const std::vect
       for (const auto& [suffix, image] : {std::pair{"before", p.before}, std::pair{"after", p.after}}) {
         if (!image) continue;
         const std::string name = base + "-" + suffix + ".png";
-        writePNG(image, out.path(name));
+        out.addPNG(name, image);
         page += "<figure><img src=\"" + html(name) + "\" alt=\"" + suffix + "\"><figcaption>" + html(p.name) + ", " +
                 suffix + "</figcaption></figure>";
       }
@@ -384,9 +342,7 @@ void writePage(AtomicOutput& out, const std::string& bundlePath, const std::vect
     page += "</section>\n";
   }
   page += "</body></html>\n";
-  std::ofstream file(out.path("index.html"), std::ios::binary);
-  file << page;
-  if (!file.flush()) throw tq::cli::Failure(out.finalPath("index.html") + ": cannot be written");
+  out.add("index.html", std::move(page));
 }
 
 int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
@@ -418,7 +374,7 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
   if (!json && ::isatty(2)) std::fprintf(stderr, "\r\033[K");
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
   if (htmlDir) {
-    AtomicOutput out(*htmlDir);
+    FolderOutput out(*htmlDir);
     writePage(out, bundlePath, reports, seconds);
     out.commit();
   }

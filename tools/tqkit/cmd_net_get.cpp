@@ -2,6 +2,7 @@
 #include <cstdio>
 
 #include "net_support.h"
+#include "tq/platform/store/key_pattern.h"
 
 namespace {
 
@@ -28,8 +29,13 @@ int runKeys(const std::vector<std::string>& argv) {
   Args args(argv, {}, {"json"});
   args.expectPositionals(1, 1);
   auto store = net::openStore();
-  Array keys = store->copyKeyList(String::fromUTF8(args.positional(0, "PATTERN")));
-  if (keys.isNil()) throw UsageError("the pattern is not a valid extended regular expression");
+  String pattern = String::fromUTF8(args.positional(0, "PATTERN"));
+  Array keys = store->copyKeyList(pattern);
+  if (keys.isNil()) {
+    std::string why = "not a valid extended regular expression";
+    KeyPattern::compile(pattern, &why);
+    throw UsageError("the pattern is " + why);
+  }
   if (args.has("json")) {
     Json json;
     json.beginArray();

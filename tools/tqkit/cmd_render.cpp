@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "output_file.h"
 #include "tq/platform/ui/named_images.h"
 #include "tq/platform/ui/nib_reader.h"
 #include "tq/platform/ui/pango_text_measurer.h"
@@ -109,7 +110,7 @@ int runRender(const std::vector<std::string>& argv) {
                            : tq::renderView(*item.view, scale, nullptr, options.images);
   if (!image) throw tq::cli::Failure(path + ": window " + std::to_string(index) + " is empty or too large to draw");
   const std::string out = *args.value("png");
-  if (!image->writeToPNG(tq::String::fromUTF8(out))) throw tq::cli::Failure(out + ": cannot write the PNG");
+  tq::cli::writeFileAtomically(out, tq::cli::pngBytes(image->surface()));
   if (args.has("json")) {
     tq::cli::Json json;
     const tq::Rect r = item.rect();

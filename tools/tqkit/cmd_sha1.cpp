@@ -19,6 +19,9 @@ std::string digestOf(const std::string& path) {
   return text;
 }
 
+// Like sha1sum, a file that cannot be read is reported and the others are still digested; the exit
+// status is then 1. The JSON array is written whole at the end, with an "error" in place of the
+// digest of each file that could not be read.
 int runSha1(const std::vector<std::string>& argv) {
   tq::cli::Args args(argv, {}, {"json"});
   std::vector<std::string> files = args.positionals();
@@ -26,17 +29,26 @@ int runSha1(const std::vector<std::string>& argv) {
   bool json = args.has("json");
   tq::cli::Json out;
   if (json) out.beginArray();
+  int status = 0;
   for (const auto& f : files) {
-    std::string digest = digestOf(f);
+    std::string digest;
+    try {
+      digest = digestOf(f);
+    } catch (const tq::cli::Failure& e) {
+      std::fprintf(stderr, "tqkit sha1: %s\n", e.what());
+      status = 1;
+      if (json) out.beginObject().key("file").string(f).key("error").string(e.what()).endObject();
+      continue;
+    }
     if (json) {
       out.beginObject().key("file").string(f).key("sha1").string(digest).endObject();
     } else {
-      std::printf("%s  %s\n", digest.c_str(), f.c_str());
+      std::string line = digest + "  " + f + "\n";
+      tq::cli::writeAll(stdout, line.data(), line.size());
     }
   }
   if (json) out.endArray().newline();
-  if (std::fflush(stdout) != 0) throw tq::cli::Failure("write error");
-  return 0;
+  return status;
 }
 
 tq::cli::Registration sha1({"sha1", "print SHA-1 digests of files",
@@ -44,7 +56,10 @@ tq::cli::Registration sha1({"sha1", "print SHA-1 digests of files",
                             "Prints the SHA-1 digest of each FILE (standard input when none is named, or for\n"
                             "-) as 40 lower-case hexadecimal digits, two spaces and the name, one line per\n"
                             "file: the format of `sha1sum`. Files stream through in constant memory.\n\n"
-                            "  --json   print [{\"file\": NAME, \"sha1\": DIGEST}, ...] instead\n",
+                            "  --json   print [{\"file\": NAME, \"sha1\": DIGEST}, ...] instead\n\n"
+                            "A file that cannot be read is reported on standard error (in JSON as\n"
+                            "{\"file\": NAME, \"error\": MESSAGE}) and the others are still digested; the\n"
+                            "exit status is then 1.\n",
                             runSha1});
 
 }  // namespace

@@ -1,6 +1,7 @@
 // tqkit strings: the entries of one strings table, in file order.
 #include <cstdio>
 
+#include "byte_stream.h"
 #include "cli.h"
 #include "tq/platform/bundle/strings_table.h"
 
@@ -16,7 +17,14 @@ std::string quote(const tq::String& s) {
       case '\n': out += "\\n"; break;
       case '\t': out += "\\t"; break;
       case '\r': out += "\\r"; break;
-      default: out += c;
+      default:
+        if (static_cast<unsigned char>(c) < 0x20) {  // NUL and the other controls, as octal escapes
+          char octal[8];
+          std::snprintf(octal, sizeof octal, "\\%03o", static_cast<unsigned>(c));
+          out += octal;
+        } else {
+          out += c;
+        }
     }
   }
   return out + "\"";
@@ -26,7 +34,7 @@ int runStrings(const std::vector<std::string>& argv) {
   tq::cli::Args args(argv, {}, {"json"});
   args.expectPositionals(1, 1);
   const std::string& file = args.positional(0, "FILE");
-  std::string bytes = tq::cli::readFile(file);
+  std::string bytes = tq::cli::readFile(file, tq::kStringsTableMaxBytes);
   auto result = tq::parseStringsTable(std::span(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));
   if (!result.ok) throw tq::cli::Failure(file + ": " + result.error.description());
   if (args.has("json")) {
@@ -42,7 +50,11 @@ int runStrings(const std::vector<std::string>& argv) {
     json.newline();
     return 0;
   }
-  for (const auto& e : result.entries) std::printf("%s = %s;\n", quote(e.key).c_str(), quote(e.value).c_str());
+  std::string text;
+  for (const auto& e : result.entries) {
+    text = quote(e.key) + " = " + quote(e.value) + ";\n";
+    tq::cli::writeAll(stdout, text.data(), text.size());
+  }
   return 0;
 }
 
@@ -50,8 +62,9 @@ tq::cli::Registration strings({"strings", "the entries of a strings table, in fi
                                "usage: tqkit strings FILE [--json]\n\n"
                                "Reads a strings table (text in UTF-8 or UTF-16, or an XML or binary\n"
                                "property list; FILE '-' is standard input) and prints its entries in file\n"
-                               "order as \"key\" = \"value\"; lines. A table that does not parse is reported\n"
-                               "with its line and column, exit status 1.\n"
+                               "order as \"key\" = \"value\"; lines (control characters such as NUL written as\n"
+                               "octal escapes, \\000). A table that does not parse, or is larger than 64 MiB,\n"
+                               "is reported with its line and column, exit status 1.\n"
                                "  --json  a JSON array of {\"key\": ..., \"value\": ...}\n",
                                runStrings});
 

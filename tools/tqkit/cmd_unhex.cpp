@@ -1,5 +1,7 @@
 // tqkit unhex: hexadecimal text back to bytes, all or nothing.
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <memory>
 
 #include "byte_stream.h"
@@ -51,7 +53,7 @@ int runUnhex(const std::vector<std::string>& argv) {
     }
     if (std::ferror(spool.get())) throw tq::cli::Failure("read error on the temporary file");
   }
-  if (std::fflush(stdout) != 0) throw tq::cli::Failure("write error");
+  if (std::fflush(stdout) != 0) throw tq::cli::Failure(std::string("cannot write the output: ") + std::strerror(errno));
   return 0;
 }
 
@@ -64,7 +66,7 @@ tq::cli::Registration unhex({"unhex", "turn hexadecimal text back into bytes",
                              "as it is. Text without any digit gives no bytes (so `tqkit hex F | tqkit unhex`\n"
                              "gives F back for every file, the empty one included).\n\n"
                              "Any other character, or an odd number of digits, is an error: the command\n"
-                             "prints \"initWithHexadecimalRepresentation: invalid hexadeciaml string data\"\n"
+                             "prints \"initWithHexadecimalRepresentation:: invalid hexadeciaml string data\"\n"
                              "and exits 1 without writing a single byte.\n",
                              runUnhex});
 

@@ -3,6 +3,7 @@
 
 #include "cli.h"
 #include "tq/foundation/file_manager_extensions.h"
+#include "tq/platform/fs/file_manager.h"
 
 namespace {
 
@@ -10,9 +11,9 @@ int runUniqueNames(const std::vector<std::string>& argv) {
   tq::cli::Args args(argv, {}, {"json"});
   if (args.positionals().size() < 2) throw tq::cli::UsageError("expected FOLDER and at least one NAME");
   std::vector<tq::String> names;
-  for (std::size_t i = 1; i < args.positionals().size(); ++i) names.push_back(tq::String::fromUTF8(args.positionals()[i]));
+  for (std::size_t i = 1; i < args.positionals().size(); ++i) names.push_back(tq::FileManager::stringWithFileSystemRepresentation(args.positionals()[i]));
   auto& manager = tq::FileManager::defaultManager();
-  tq::String folder = tq::String::fromUTF8(args.positionals()[0]);
+  tq::String folder = tq::FileManager::stringWithFileSystemRepresentation(args.positionals()[0]);
   bool isDirectory = false;
   if (!manager.fileExistsAtPath(folder, &isDirectory) || !isDirectory) {
     throw tq::cli::Failure("no folder at " + args.positionals()[0]);
@@ -26,7 +27,7 @@ int runUniqueNames(const std::vector<std::string>& argv) {
     json.newline();
     return 0;
   }
-  for (const auto& s : result.strings()) std::printf("%s\n", s.UTF8String().c_str());
+  for (const auto& s : result.strings()) std::printf("%s\n", tq::FileManager::fileSystemRepresentation(s).c_str());
   return 0;
 }
 

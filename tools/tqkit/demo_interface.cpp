@@ -7,7 +7,10 @@
 #include <filesystem>
 #include <fstream>
 
+#include <unistd.h>
+
 #include "cli.h"
+#include "output_file.h"
 #include "tq/interface/button_extensions.h"
 #include "tq/interface/image_extensions.h"
 #include "tq/interface/tq_image_and_text_cell.h"
@@ -101,14 +104,22 @@ void runInterfaceDemo() {
   rows.push_back(striped);
   for (std::size_t i = 0; i < rows.size(); ++i) rows[i]->drawWithFrame({0, i * rowHeight, 220, rowHeight}, nullptr);
   tq::GraphicsContext::setCurrentContext(nullptr);
-  const fs::path png = fs::temp_directory_path() / "tqkit-demo-cells.png";
-  const bool written = context->writeToPNG(String::fromUTF8(png.string()));
+  // A new private file (O_EXCL, mode 0600, random name): nothing planted in the shared temporary
+  // folder is followed or overwritten. It is kept for the user to look at.
+  std::string png = (fs::temp_directory_path() / "tqkit-demo-cells-XXXXXX.png").string();
+  bool written = false;
+  if (int fd = ::mkstemps(png.data(), 4); fd >= 0) {
+    const std::string bytes = tq::cli::pngBytes(context->surface());
+    written = ::write(fd, bytes.data(), bytes.size()) == static_cast<ssize_t>(bytes.size());
+    written = ::close(fd) == 0 && written;
+    if (!written) ::unlink(png.c_str());
+  }
   auto* imageCell = static_cast<tq::TQImageAndTextCell*>(rows[0].get());
   const tq::Rect f{0, 0, 220, rowHeight};
   const tq::Rect r = imageCell->imageFrameWithCellFrame(f), t = imageCell->textFrameWithCellFrame(f);
   std::printf("cells: image rect (%.0f, %.0f, %.0f, %.0f), text rect (%.0f, %.0f, %.0f, %.0f), cellSize width %.0f\n",
               r.x, r.y, r.w, r.h, t.x, t.y, t.w, t.h, imageCell->cellSize().width);
-  std::printf("%zu rows drawn to %s%s\n", rows.size(), png.string().c_str(), written ? "" : " (not written)");
+  std::printf("%zu rows drawn to %s\n", rows.size(), written ? png.c_str() : "(nothing: the PNG could not be written)");
   fs::remove_all(root);
 }
 

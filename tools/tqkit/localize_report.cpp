@@ -329,6 +329,9 @@ std::vector<std::pair<std::string, std::shared_ptr<Object>>> drawables(const Nib
     const auto* io = dynamic_cast<const InterfaceObject*>(o.get());
     std::string id = io ? u8(io->archiveIdentifier()) : std::string();
     if (id.empty()) id = std::to_string(index);
+    for (char& c : id) {
+      if (c == '/' || c == '\0') c = '_';  // the identifier comes from the file: it names no other folder
+    }
     ++index;
     found.emplace_back((window ? "window-" : "view-") + id, o);
   }

@@ -62,7 +62,14 @@ int main(int argc, char** argv) {
     }
   }
   try {
-    return chosen->run(rest);
+    int status = chosen->run(rest);
+    try {
+      tq::cli::finishStandardOutput();
+    } catch (const tq::cli::Failure& e) {
+      if (status != 0) return status;  // the command has said what went wrong already
+      throw;
+    }
+    return status;
   } catch (const tq::cli::UsageError& e) {
     std::fprintf(stderr, "tqkit %s: %s\n\n%s", chosen->name.c_str(), e.what(), chosen->usage.c_str());
     return 2;

@@ -20,9 +20,10 @@
 
 namespace tq {
 
-// The reason of the parse's invalid-argument exception, exactly as the system words it.
+// The reason of the parse's invalid-argument exception, exactly as the system words it: the format
+// "%@: invalid hexadeciaml string data" with the selector's name, which ends in a colon, for "%@".
 inline constexpr const char16_t* HexadecimalParseFailureReason =
-    u"initWithHexadecimalRepresentation: invalid hexadeciaml string data";
+    u"initWithHexadecimalRepresentation:: invalid hexadeciaml string data";
 
 // Two lower-case hexadecimal digits per byte, high nibble first, with no separators:
 // {0x00, 0xAB, 0xFF} gives "00abff"; the empty buffer gives the empty string.

@@ -1,8 +1,10 @@
 // Path services over a FileManager: nested directories, free names by numbering, the
 // hidden-extension flag, and listing by path prefix.
 //
-// Every function takes the file manager whose existence tests and operations it uses first
-// (normally FileManager::defaultManager()). None locks anything: a free name is tested, not
+// Every function takes the receiving file manager first (normally FileManager::defaultManager()).
+// The directory and naming functions use the receiver's operations and existence tests;
+// hideFileExtension and filesStartingWithPath always work through FileManager::defaultManager(),
+// whatever the receiver. None locks anything: a free name is tested, not
 // reserved, and another process may take it before the caller uses it. Any thread.
 //
 // Numbering: a taken name "Base.ext" is tried as "Base 02.ext", "Base 03.ext", ... "Base 99.ext",
@@ -39,14 +41,17 @@ String uniqueNameForFile(FileManager& manager, const String& path);
 Array uniqueNamesForFileNames(FileManager& manager, const Array& names, const String& folder);
 
 // Sets the item's NSFileExtensionHidden flag (see FileManager) by reading its attributes (without
-// following a symbolic link), setting the flag and writing the whole dictionary back. A failed write
-// and a missing item are not reported.
+// following a symbolic link), setting the flag and writing the whole dictionary back, all through
+// FileManager::defaultManager() (the receiver is not asked). A failed write and a missing item are
+// not reported.
 void hideFileExtension(FileManager& manager, bool hide, const String& path);
 
 // The full paths in the folder of prefix (prefix without its last component) that begin with prefix,
 // compared case-sensitively code unit by code unit, in listing order. "/tmp/Report" finds
 // "/tmp/Report.txt" and "/tmp/Reports", not "/tmp/report.txt"; sub-folders are not entered; a prefix
-// ending in "/" finds nothing. An unreadable folder gives an empty Array.
+// ending in "/" finds nothing. An unreadable folder gives an empty Array. The folder is listed through
+// FileManager::defaultManager() (the receiver is not asked), so names that are not UTF-8 are left
+// out (see FileManager::directoryContentsAtPath).
 Array filesStartingWithPath(FileManager& manager, const String& prefix);
 
 }  // namespace tq

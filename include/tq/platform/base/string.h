@@ -55,11 +55,23 @@ class String {
   // Narrow C strings are deliberately not convertible: say fromUTF8() or fromASCII().
   String(const char*) = delete;
 
+  // What a UTF-8 decoder makes of bytes that are not part of a well-formed sequence (a stray
+  // continuation byte, a truncated sequence, an overlong form, an encoded surrogate, a byte above F4).
+  enum class InvalidUTF8 {
+    Replace,      // each maximal ill-formed subsequence becomes one U+FFFD REPLACEMENT CHARACTER
+    Fail,         // the result is nil
+    EscapeBytes,  // each such byte B (80-FF) becomes the lone low surrogate U+DC00 + B (U+DC80-U+DCFF),
+                  // which appendUTF8(..., true) turns back into B: any bytes round-trip exactly
+  };
+
   // Decodes UTF-8. Never fails and never crashes: each maximal ill-formed subsequence (and every
   // encoded surrogate or overlong form) becomes one U+FFFD REPLACEMENT CHARACTER.
   static String fromUTF8(std::string_view utf8);
   // Decodes UTF-8; with strict, any ill-formed sequence gives nil instead of U+FFFD.
-  static String decodeUTF8(std::string_view utf8, bool strict);
+  static String decodeUTF8(std::string_view utf8, bool strict) {
+    return decodeUTF8(utf8, strict ? InvalidUTF8::Fail : InvalidUTF8::Replace);
+  }
+  static String decodeUTF8(std::string_view utf8, InvalidUTF8 invalid);
   // Bytes 0-127 as themselves; any other byte becomes U+FFFD.
   static String fromASCII(std::string_view ascii);
   static String withCharacters(const unichar* units, UInteger length);
@@ -81,8 +93,9 @@ class String {
   // UTF-8. Unpaired surrogates become U+FFFD; nil gives "".
   std::string UTF8String() const;
   // Appends the UTF-8 form of the code units to `out` (unpaired surrogates become U+FFFD), for
-  // callers that reuse one buffer across many conversions.
-  static void appendUTF8(std::u16string_view units, std::string& out);
+  // callers that reuse one buffer across many conversions. With unescapeBytes, an unpaired
+  // U+DC80-U+DCFF becomes the single byte 80-FF it stands for (see InvalidUTF8::EscapeBytes).
+  static void appendUTF8(std::u16string_view units, std::string& out, bool unescapeBytes = false);
 
   // Equality of contents. operator== treats two nils as equal and nil as unequal to "";
   // isEqual() follows the message-to-nil rule: a nil receiver answers false.

@@ -32,7 +32,7 @@ inline constexpr StringEncoding WindowsCP1253StringEncoding = 13;  // Greek (ico
 inline constexpr StringEncoding WindowsCP1254StringEncoding = 14;  // Turkish (iconv)
 inline constexpr StringEncoding WindowsCP1250StringEncoding = 15;  // Central European (iconv)
 inline constexpr StringEncoding ISO2022JPStringEncoding = 21;      // (iconv)
-inline constexpr StringEncoding MacOSRomanStringEncoding = 30;     // (iconv; F0 is the Apple logo U+F8FF)
+inline constexpr StringEncoding MacOSRomanStringEncoding = 30;     // the platform's table: C6 U+2206, F0 the Apple logo U+F8FF
 // Fixed byte order: a leading FE FF / FF FE is kept as the character U+FEFF.
 inline constexpr StringEncoding UTF16BigEndianStringEncoding = 0x90000100;
 inline constexpr StringEncoding UTF16LittleEndianStringEncoding = 0x94000100;

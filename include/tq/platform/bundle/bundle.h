@@ -9,6 +9,11 @@
 // directory, the first that exists. Localized resources live in LANG.lproj folders of the resource
 // directory ("de.lproj", "de_DE.lproj", "pt-BR.lproj", "German.lproj", "Base.lproj").
 //
+// Files of the bundle are outside input. Info.plist and strings tables are read only when they are
+// regular files of at most kStringsTableMaxBytes (a link to a device or a FIFO is not followed into
+// a read), with the limits of strings_table.h; one that is refused reads as missing: an empty
+// infoDictionary(), a table without entries. Nothing the files hold can crash or hang the host.
+//
 // Bundles are shared: one object per folder (by its real path), created on first use and kept to
 // the end of the process, so bundleWithIdentifier() finds every bundle opened so far.
 //
@@ -39,6 +44,11 @@ class Bundle : public Object {
 
   // The bundle of the folder at path; nil when path is not a folder.
   static std::shared_ptr<Bundle> bundleWithPath(const String& path);
+  // A bundle of the folder at path as it is now, made afresh and kept nowhere: not the shared object
+  // bundleWithPath() answers, not found by bundleWithIdentifier(), freed with the last reference.
+  // For tools that inspect a folder that changes, or many folders in turn. nil when path is not a
+  // folder.
+  static std::shared_ptr<Bundle> uncachedBundleWithPath(const String& path);
   // A bundle already opened (main, by path or by class) whose identifier is id; nil otherwise.
   static std::shared_ptr<Bundle> bundleWithIdentifier(const String& identifier);
 

@@ -10,7 +10,17 @@
 //    \NNN (octal, up to three digits) are understood; any other escaped character stands for itself.
 //  - XML property list and binary property list ("bplist00"): a dictionary of strings to strings.
 //    Entries whose value is not a string are left out.
-// Entries come back in file order; a key written twice appears twice (lookups take the last one).
+// Entries come back in file order. In the text form a key written twice appears twice (lookups take
+// the last one); a property list keeps it once, at its first position with its last value.
+//
+// Hostile input: every form is read in one pass without recursion, so a table cannot crash the
+// process, hang it or make it wait on a quadratic cost (a key repeated a million times costs what a
+// million keys cost). A table larger than kStringsTableMaxBytes, with more than
+// kStringsTableMaxEntries entries, or (property lists) nested deeper than 512 levels or holding more
+// than 2,000,000 values is refused with an error; nothing is cut short. Memory while parsing: the
+// text form takes about 2 bytes per byte of input (the decoded UTF-16 text) plus about 200 bytes per
+// entry; a property list about 150 bytes per value it holds (so at most about 300 MB whatever the
+// input). Typical tables (entries of 40 bytes or more) need 5 to 7 times their size.
 //
 // Threads: the functions are pure; call them from any thread.
 #pragma once
@@ -27,13 +37,19 @@
 
 namespace tq {
 
+// A table file larger than this is refused before it is parsed.
+inline constexpr std::size_t kStringsTableMaxBytes = std::size_t{64} << 20;
+// A table with more entries than this is refused.
+inline constexpr std::size_t kStringsTableMaxEntries = 1'000'000;
+
 struct StringsTableEntry {
   String key;
   String value;
 };
 
 // Why a table did not parse. line and column are 1-based; the column counts characters (code
-// points) of the decoded text. For property-list tables the position is line 1, column 1.
+// points) of the decoded text. For XML property-list tables it is the position in the file of what
+// was refused; for binary ones (and refusals of the whole file, such as its size) line 1, column 1.
 struct StringsTableError {
   std::string message;
   std::size_t line = 0;

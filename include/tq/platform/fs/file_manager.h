@@ -1,6 +1,15 @@
 // FileManager: the file-system operations the library's path helpers rest on, over POSIX.
 //
-// Paths are Strings with "/" as the separator, converted to and from UTF-8 for the system calls.
+// Paths are Strings with "/" as the separator. Linux names are bytes, not text, so the conversion
+// loses nothing: a name's bytes become a String by UTF-8, except that each byte that is not part of
+// a well-formed UTF-8 sequence becomes the lone low surrogate U+DC80 + (byte - 0x80); a String becomes
+// the system's bytes by UTF-8, except that each lone U+DC80-U+DCFF becomes that byte again. A valid
+// UTF-8 name is unchanged either way, a name with stray bytes (Latin-1 "caf\xE9", "\xFF\xFE") lists
+// as a String that opens that very file, and distinct names stay distinct. Such a String shows U+FFFD
+// where it is printed as UTF-8. (A String made elsewhere whose lone surrogates spell valid UTF-8,
+// such as U+DCC3 U+DCA9, names the same file as that text, here "\u00E9".)
+// fileSystemRepresentation() and stringWithFileSystemRepresentation() do the two conversions for
+// code that calls the system itself.
 // Every operation reports missing data as an empty result (false, a nil Dictionary or Array) and
 // never throws. The methods are virtual so that tests and hosts can substitute or count them.
 //
@@ -23,6 +32,9 @@
 //
 // Threads: defaultManager() is shared and stateless; it may be used from any thread.
 #pragma once
+
+#include <string>
+#include <string_view>
 
 #include "tq/platform/base/string.h"
 #include "tq/platform/base/value.h"
@@ -58,6 +70,11 @@ class FileManager {
   // The shared POSIX file manager.
   static FileManager& defaultManager();
 
+  // The bytes the system calls take for a path (see above). nil gives "".
+  static std::string fileSystemRepresentation(const String& path);
+  // The String for a name or path as the system gives it (see above); never nil.
+  static String stringWithFileSystemRepresentation(std::string_view bytes);
+
   // True when something (of any kind) is at the path; a symbolic link counts by its target, so a
   // dangling link answers false.
   virtual bool fileExistsAtPath(const String& path);
@@ -82,7 +99,8 @@ class FileManager {
   virtual bool changeFileAttributes(const Dictionary& attributes, const String& path);
 
   // The names (not paths) of the folder's entries, "." and ".." left out, in the order the system
-  // lists them (no sorting). nil when the folder cannot be read.
+  // lists them (no sorting). nil when the folder cannot be read. Every entry is listed, those whose
+  // names are not valid UTF-8 included (as above).
   virtual Array directoryContentsAtPath(const String& path);
 };
 

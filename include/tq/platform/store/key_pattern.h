@@ -1,0 +1,53 @@
+// Key patterns: POSIX extended regular expressions (regcomp's REG_EXTENDED) that select store keys.
+//
+// A pattern matches a key when it matches the whole key, as if anchored at both ends. The pattern is
+// compiled as written, never wrapped in other text, so an unbalanced pattern such as "x)|(.*" is
+// refused instead of turning into one that matches every key.
+//
+// Bounded cost: the C library compiles a counted repetition by writing its operand out that many
+// times, so "a{1000}{1000}{10}" would take gigabytes. A pattern whose written-out size exceeds
+// kKeyPatternMaxSize atoms is refused before it is compiled.
+//
+// Threads: a KeyPattern may be used from several threads at once once compiled.
+#pragma once
+
+#include <regex.h>
+
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "tq/platform/base/string.h"
+
+namespace tq {
+
+inline constexpr std::size_t kKeyPatternMaxSize = 10000;
+
+// The size of the pattern with every counted repetition written out, in atoms (a character, an
+// escape or a bracket expression each count one); kKeyPatternMaxSize + 1 when it is larger.
+std::size_t keyPatternExpandedSize(std::string_view pattern);
+
+class KeyPattern {
+ public:
+  // nil (a null pointer) for a nil, invalid or too large pattern. When whyRefused is given and the
+  // pattern is refused, it receives the reason as a phrase that completes "the pattern is ...":
+  //   "too large: its counted repetitions written out exceed 10000 characters"
+  //   "not a valid extended regular expression (Unmatched ( or \()"   (the C library's own words)
+  //   "nil"
+  static std::unique_ptr<KeyPattern> compile(const String& pattern, std::string* whyRefused = nullptr);
+  ~KeyPattern();
+  KeyPattern(const KeyPattern&) = delete;
+  KeyPattern& operator=(const KeyPattern&) = delete;
+
+  // True when the pattern matches the whole key.
+  bool matches(const String& key) const;
+  bool matches(const std::string& utf8Key) const;
+
+ private:
+  KeyPattern() = default;
+  regex_t re_{};
+  bool compiled_ = false;
+};
+
+}  // namespace tq

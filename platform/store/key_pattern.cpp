@@ -1,0 +1,121 @@
+#include "tq/platform/store/key_pattern.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace tq {
+
+namespace {
+constexpr std::size_t kOver = kKeyPatternMaxSize + 1;
+}  // namespace
+
+std::size_t keyPatternExpandedSize(std::string_view p) {
+  auto clamp = [](std::size_t v) { return std::min(v, kOver); };
+  auto times = [&](std::size_t a, std::size_t b) { return b != 0 && a > kOver / b ? kOver : clamp(a * b); };
+  struct Frame {
+    std::size_t alternatives = 0;  // sizes of the finished alternatives
+    std::size_t sequence = 0;      // size of the current alternative
+    std::size_t last = 0;          // size of its last atom, which a repetition applies to
+  };
+  std::vector<Frame> stack(1);
+  auto atom = [&](std::size_t size) {
+    Frame& f = stack.back();
+    f.sequence = clamp(f.sequence + size);
+    f.last = size;
+  };
+  auto repeat = [&](std::size_t factor) {
+    Frame& f = stack.back();
+    std::size_t grown = times(f.last, factor);
+    f.sequence = clamp(f.sequence - f.last + grown);
+    f.last = grown;
+  };
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    char c = p[i];
+    if (c == '\\') {
+      ++i;
+      atom(1);
+    } else if (c == '[') {
+      std::size_t j = i + 1;
+      if (j < p.size() && p[j] == '^') ++j;
+      if (j < p.size() && p[j] == ']') ++j;
+      while (j < p.size() && p[j] != ']') {
+        if (p[j] == '[' && j + 1 < p.size() && (p[j + 1] == ':' || p[j + 1] == '=' || p[j + 1] == '.')) {
+          std::size_t close = p.find(std::string{p[j + 1], ']'}, j + 2);
+          j = close == std::string_view::npos ? p.size() : close + 2;
+        } else {
+          ++j;
+        }
+      }
+      i = j;
+      atom(1);
+    } else if (c == '(') {
+      stack.emplace_back();
+    } else if (c == ')' && stack.size() > 1) {
+      Frame done = stack.back();
+      stack.pop_back();
+      atom(clamp(done.alternatives + done.sequence));
+    } else if (c == '|') {
+      Frame& f = stack.back();
+      f.alternatives = clamp(f.alternatives + f.sequence);
+      f.sequence = f.last = 0;
+    } else if (c == '{') {
+      std::size_t j = i + 1, low = 0, high = 0;
+      bool digits = false, comma = false, open = false;
+      for (; j < p.size() && p[j] >= '0' && p[j] <= '9'; ++j, digits = true) low = clamp(low * 10 + (p[j] - '0'));
+      if (j < p.size() && p[j] == ',') {
+        comma = true;
+        std::size_t k = ++j;
+        for (; j < p.size() && p[j] >= '0' && p[j] <= '9'; ++j) high = clamp(high * 10 + (p[j] - '0'));
+        open = j == k;
+      }
+      if (digits && j < p.size() && p[j] == '}') {
+        repeat(std::max<std::size_t>(1, comma ? (open ? low + 1 : std::max(low, high)) : low));
+        i = j;
+      } else {
+        atom(1);
+      }
+    } else if (c == '+') {
+      repeat(2);  // written out as the atom and a starred copy
+    } else if (c != '*' && c != '?' && c != '^' && c != '$') {
+      atom(1);
+    }
+  }
+  std::size_t total = 0;
+  for (const Frame& f : stack) total = clamp(total + f.alternatives + f.sequence);
+  return total;
+}
+
+std::unique_ptr<KeyPattern> KeyPattern::compile(const String& pattern, std::string* whyRefused) {
+  auto refuse = [&](std::string why) -> std::unique_ptr<KeyPattern> {
+    if (whyRefused) *whyRefused = std::move(why);
+    return nullptr;
+  };
+  if (pattern.isNil()) return refuse("nil");
+  std::string text = pattern.UTF8String();
+  if (keyPatternExpandedSize(text) > kKeyPatternMaxSize) {
+    return refuse("too large: its counted repetitions written out exceed " + std::to_string(kKeyPatternMaxSize) +
+                  " characters");
+  }
+  std::unique_ptr<KeyPattern> p(new KeyPattern);
+  if (int error = regcomp(&p->re_, text.c_str(), REG_EXTENDED); error != 0) {
+    char message[256];
+    regerror(error, &p->re_, message, sizeof message);
+    return refuse(std::string("not a valid extended regular expression (") + message + ")");
+  }
+  p->compiled_ = true;
+  return p;
+}
+
+KeyPattern::~KeyPattern() {
+  if (compiled_) regfree(&re_);
+}
+
+bool KeyPattern::matches(const String& key) const { return matches(key.UTF8String()); }
+
+// Leftmost-longest matching: when any match covers the whole key, the one found from its start does.
+bool KeyPattern::matches(const std::string& key) const {
+  regmatch_t m;
+  return regexec(&re_, key.c_str(), 1, &m, 0) == 0 && m.rm_so == 0 && static_cast<std::size_t>(m.rm_eo) == key.size();
+}
+
+}  // namespace tq

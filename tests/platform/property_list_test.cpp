@@ -1,0 +1,319 @@
+// Property lists as bundles read them (Info.plist, strings tables): the values compared with what
+// libplist makes of the same bytes, and hostile lists (deep, wide, duplicated, expanding, huge)
+// refused or read within their bounds.
+#include <gtest/gtest.h>
+#include <plist/plist.h>
+
+#include <chrono>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "support/test_paths.h"
+#include "tq/platform/bundle/bundle.h"
+#include "tq/platform/bundle/strings_table.h"
+
+namespace fs = std::filesystem;
+using namespace tq;
+
+namespace {
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kSlowBuild = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kSlowBuild = true;
+#else
+constexpr bool kSlowBuild = false;
+#endif
+#else
+constexpr bool kSlowBuild = false;
+#endif
+
+std::string readAll(const fs::path& p) {
+  std::ifstream in(p, std::ios::binary);
+  std::ostringstream s;
+  s << in.rdbuf();
+  return s.str();
+}
+
+// libplist's tree as a Value, written here independently of the library's reader.
+Value oracle(plist_t node) {
+  switch (plist_get_node_type(node)) {
+    case PLIST_BOOLEAN: {
+      uint8_t b = 0;
+      plist_get_bool_val(node, &b);
+      return Value(b != 0);
+    }
+    case PLIST_UINT: {
+      uint64_t u = 0;
+      plist_get_uint_val(node, &u);
+      return Value(static_cast<long long>(u));
+    }
+    case PLIST_REAL: {
+      double d = 0;
+      plist_get_real_val(node, &d);
+      return Value(d);
+    }
+    case PLIST_STRING: {
+      char* s = nullptr;
+      plist_get_string_val(node, &s);
+      Value v(String::fromUTF8(s ? s : ""));
+      std::free(s);
+      return v;
+    }
+    case PLIST_DATA: {
+      char* d = nullptr;
+      uint64_t n = 0;
+      plist_get_data_val(node, &d, &n);
+      Value v(Data::withBytes(d, n));
+      std::free(d);
+      return v;
+    }
+    case PLIST_DATE: {
+      int32_t sec = 0, usec = 0;
+      plist_get_date_val(node, &sec, &usec);
+      return Value(Date{sec + usec / 1e6});
+    }
+    case PLIST_ARRAY: {
+      std::vector<Value> items;
+      for (uint32_t i = 0; i < plist_array_get_size(node); ++i) items.push_back(oracle(plist_array_get_item(node, i)));
+      return Value(Array(std::move(items)));
+    }
+    case PLIST_DICT: {
+      std::vector<Dictionary::Entry> entries;
+      plist_dict_iter it = nullptr;
+      plist_dict_new_iter(node, &it);
+      for (;;) {
+        char* key = nullptr;
+        plist_t value = nullptr;
+        plist_dict_next_item(node, it, &key, &value);
+        if (!key) break;
+        entries.emplace_back(String::fromUTF8(key), oracle(value));
+        std::free(key);
+      }
+      std::free(it);
+      return Value(Dictionary(std::move(entries)));
+    }
+    default:
+      return Value();
+  }
+}
+
+Value oracle(const std::string& bytes) {
+  plist_t root = nullptr;
+  plist_from_memory(bytes.data(), static_cast<uint32_t>(bytes.size()), &root);
+  if (!root) return Value();
+  Value v = oracle(root);
+  plist_free(root);
+  return v;
+}
+
+std::string toBinary(const std::string& xml) {
+  plist_t root = nullptr;
+  plist_from_xml(xml.data(), static_cast<uint32_t>(xml.size()), &root);
+  char* out = nullptr;
+  uint32_t n = 0;
+  plist_to_bin(root, &out, &n);
+  std::string bin(out, n);
+  std::free(out);
+  plist_free(root);
+  return bin;
+}
+
+// Info.plist as a bundle in a fresh folder reads it.
+Dictionary infoOf(const tq::test::TempDir& tmp, const std::string& name, const std::string& bytes) {
+  fs::path dir = tmp.path() / name;
+  fs::create_directories(dir);
+  std::ofstream(dir / "Info.plist", std::ios::binary) << bytes;
+  auto bundle = Bundle::bundleWithPath(String::fromUTF8(dir.string()));
+  return bundle ? bundle->infoDictionary() : Dictionary();
+}
+
+StringsTableResult table(const std::string& bytes) {
+  return parseStringsTable(std::span(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));
+}
+
+const std::string kHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+                          "<!DOCTYPE plist PUBLIC \"-//Apple//DTD PLIST 1.0//EN\" "
+                          "\"http://www.apple.com/DTDs/PropertyList-1.0.dtd\">\n<plist version=\"1.0\">\n";
+
+std::string nested(const char* open, const char* close, int depth, const char* inner = "") {
+  std::string s = kHead;
+  for (int i = 0; i < depth; ++i) s += open;
+  s += inner;
+  for (int i = 0; i < depth; ++i) s += close;
+  return s + "</plist>\n";
+}
+
+}  // namespace
+
+TEST(PropertyList, EveryKindReadsAsLibplistReadsIt) {
+  tq::test::TempDir tmp;
+  const std::string xml = kHead +
+                          "<dict>\n"
+                          "  <!-- a comment -->\n"
+                          "  <key>CFBundleIdentifier</key><string>org.example.&lt;odd&gt; &amp; &#x41;&#66;&#xE9;&#x20AC;&#x1F600;</string>\n"
+                          "  <key>Empty</key><string/>\n"
+                          "  <key>Count</key><integer>-42</integer>\n"
+                          "  <key>Big</key><integer>9000000000</integer>\n"
+                          "  <key>Ratio</key><real>2.5</real>\n"
+                          "  <key>Yes</key><true/>\n"
+                          "  <key>No</key><false/>\n"
+                          "  <key>When</key><date>2004-02-29T12:30:45Z</date>\n"
+                          "  <key>Blob</key><data>\n  AAEC/w==\n  </data>\n"
+                          "  <key>List</key><array><string>a</string><array/><dict/><integer>7</integer></array>\n"
+                          "  <key>Inner</key><dict><key>k</key><string>caf\xC3\xA9 \xE2\x9C\x93</string></dict>\n"
+                          "</dict>\n</plist>\n";
+  Value expected = oracle(xml);
+  ASSERT_EQ(expected.type(), Value::Type::Dictionary);
+  EXPECT_EQ(Value(infoOf(tmp, "xml", xml)), expected);
+  EXPECT_EQ(Value(infoOf(tmp, "binary", toBinary(xml))), expected);
+  // Spot checks against the text itself, so a shared mistake of both readers shows too.
+  Dictionary info = infoOf(tmp, "xml", xml);
+  EXPECT_EQ(info.objectForKey(u"CFBundleIdentifier").stringValue(), String(u"org.example.<odd> & AB\u00E9\u20AC\U0001F600"));
+  EXPECT_EQ(info.objectForKey(u"Blob").dataValue(), (Data{0x00, 0x01, 0x02, 0xFF}));
+  EXPECT_EQ(info.objectForKey(u"When"), Value(Date{99750645.0}));  // 2004-02-29T12:30:45Z since 2001
+}
+
+TEST(PropertyList, CorpusListsReadAsLibplistReadsThem) {
+  if (!fs::exists(tq::test::corpusDir())) GTEST_SKIP() << "no corpus at " << tq::test::corpusDir();
+  int compared = 0;
+  for (const auto& e : fs::recursive_directory_iterator(tq::test::corpusDir())) {
+    if (!e.is_regular_file()) continue;
+    std::string ext = e.path().extension().string();
+    if (ext != ".plist" && ext != ".strings") continue;
+    std::string bytes = readAll(e.path());
+    bool isList = bytes.starts_with("bplist00") || bytes.find("<plist") != std::string::npos;
+    if (!isList) continue;
+    Value expected = oracle(bytes);
+    if (expected.type() != Value::Type::Dictionary) continue;
+    tq::test::TempDir tmp;
+    EXPECT_EQ(Value(infoOf(tmp, "b", bytes)), expected) << e.path();
+    ++compared;
+  }
+  EXPECT_GT(compared, 0);
+}
+
+TEST(PropertyList, CharacterDataForms) {
+  auto r = table(kHead + "<dict><key>a</key><string><![CDATA[<x> & y]]> z<!-- c --></string>"
+                         "<key>b</key><string>line\r\nnext</string></dict></plist>");
+  ASSERT_TRUE(r.ok) << r.error.description();
+  ASSERT_EQ(r.entries.size(), 2u);
+  EXPECT_EQ(r.entries[0].value, String(u"<x> & y z"));
+  EXPECT_EQ(r.entries[1].value, String(u"line\r\nnext"));
+}
+
+TEST(PropertyList, MalformedXmlIsRefusedWithThePlaceOfTheFault) {
+  struct Case {
+    std::string body;
+    const char* message;
+  };
+  const Case cases[] = {
+      {"<dict><key>a</key></dict>", "<key> without a value"},
+      {"<dict><string>v</string></dict>", "a value without a <key> in <dict>"},
+      {"<dict><key>a</key><string>v</dict>", "expected </string>"},
+      {"<array><integer>12x</integer></array>", "invalid <integer> '12x'"},
+      {"<array><date>yesterday</date></array>", "invalid <date> 'yesterday'"},
+      {"<array><data>@@@@</data></array>", "invalid base64 in <data>"},
+      {"<array><string>&bogus;</string></array>", "unknown entity &bogus;"},
+      {"<array><widget/></array>", "unknown element <widget>"},
+      {"<array>", "unterminated <array>"},
+      {"<string>a</string><string>b</string>", "a second value at the top level"},
+  };
+  for (const auto& c : cases) {
+    auto r = table(kHead + "\n" + c.body + "</plist>");
+    EXPECT_FALSE(r.ok) << c.body;
+    EXPECT_EQ(r.error.message, std::string("not a readable property list: ") + c.message) << c.body;
+    EXPECT_EQ(r.error.line, 5u) << c.body;  // the line after the header and a blank one
+  }
+}
+
+TEST(PropertyList, DepthIsBoundedInBothForms) {
+  tq::test::TempDir tmp;
+  const std::string ok = nested("<array>", "</array>", 512);
+  const std::string deep = nested("<array>", "</array>", 513);
+  EXPECT_EQ(Value(infoOf(tmp, "ok", nested("<dict><key>k</key>", "</dict>", 300, "<true/>"))),
+            oracle(nested("<dict><key>k</key>", "</dict>", 300, "<true/>")));
+  EXPECT_FALSE(oracle(toBinary(ok)).isNil());
+  auto refused = table(deep);
+  EXPECT_FALSE(refused.ok);
+  EXPECT_EQ(refused.error.message, "not a readable property list: nested deeper than 512 levels");
+  auto binary = table(toBinary(deep));
+  EXPECT_EQ(binary.error.message, "not a readable property list: nested deeper than 512 levels");
+  // A million levels: refused at once, no stack exhausted on the way.
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_TRUE(infoOf(tmp, "huge", nested("<array>", "</array>", 1'000'000)).count() == 0);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+}
+
+TEST(PropertyList, DuplicatedKeysKeepTheirFirstPlaceAndLastValueInLinearTime) {
+  // 100,000 keys, each twice: a quadratic insertion takes minutes here.
+  std::string xml = kHead + "<dict>\n";
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 0; i < 100'000; ++i) {
+      xml += "<key>k" + std::to_string(i) + "</key><string>" + (round ? "second" : "first") + "</string>\n";
+    }
+  }
+  xml += "</dict></plist>\n";
+  auto start = std::chrono::steady_clock::now();
+  auto r = table(xml);
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(kSlowBuild ? 60 : 10));
+  ASSERT_TRUE(r.ok) << r.error.description();
+  ASSERT_EQ(r.entries.size(), 100'000u);
+  EXPECT_EQ(r.entries[0].key, String(u"k0"));
+  EXPECT_EQ(r.entries[99'999].key, String(u"k99999"));
+  EXPECT_EQ(r.entries[12'345].value, String(u"second"));
+}
+
+// A binary list whose arrays each reference the next one twice: 40 levels expand to 2^40 values in
+// a reader that copies per reference.
+TEST(PropertyList, SharedObjectsThatWouldExpandAreRefused) {
+  const int levels = 40;
+  std::string b = "bplist00";
+  std::vector<uint64_t> offsets;
+  for (int i = 0; i < levels; ++i) {
+    offsets.push_back(b.size());
+    b += static_cast<char>(0xA2);  // array of 2, one-byte references
+    b += static_cast<char>(i + 1);
+    b += static_cast<char>(i + 1);
+  }
+  offsets.push_back(b.size());
+  b += static_cast<char>(0x09);  // true
+  uint64_t table = b.size();
+  for (uint64_t o : offsets) b += static_cast<char>(o);
+  std::string trailer(32, '\0');
+  trailer[6] = 1;  // offset size
+  trailer[7] = 1;  // reference size
+  trailer[15] = static_cast<char>(offsets.size());
+  trailer[31] = static_cast<char>(table);
+  b += trailer;
+  auto start = std::chrono::steady_clock::now();
+  auto r = ::table(b);
+  EXPECT_FALSE(r.ok);
+  EXPECT_EQ(r.error.message, "not a readable property list: shared objects would expand beyond the size of the list");
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+}
+
+TEST(PropertyList, SizeIsCheckedBeforeAnythingIsRead) {
+  std::string big(kStringsTableMaxBytes + 1, ' ');
+  auto r = table(big);
+  EXPECT_FALSE(r.ok);
+  EXPECT_EQ(r.error.message, "larger than 64 MiB");
+  // The bundle does not even read such a file, nor a device behind a planted link.
+  tq::test::TempDir tmp;
+  fs::create_directories(tmp.path() / "B");
+  { std::ofstream(tmp.path() / "B/Info.plist"); }
+  fs::resize_file(tmp.path() / "B/Info.plist", kStringsTableMaxBytes + 1);
+  auto bundle = Bundle::bundleWithPath(String::fromUTF8((tmp.path() / "B").string()));
+  ASSERT_TRUE(bundle);
+  EXPECT_EQ(bundle->infoDictionary().count(), 0u);
+  fs::create_directories(tmp.path() / "Z/en.lproj");
+  fs::create_symlink("/dev/zero", tmp.path() / "Z/Info.plist");
+  fs::create_symlink("/dev/zero", tmp.path() / "Z/en.lproj/Localizable.strings");
+  auto zero = Bundle::bundleWithPath(String::fromUTF8((tmp.path() / "Z").string()));
+  ASSERT_TRUE(zero);
+  EXPECT_EQ(zero->infoDictionary().count(), 0u);
+  EXPECT_EQ(zero->stringsTable(u"Localizable", u"en").count(), 0u);
+}

@@ -1,0 +1,133 @@
+#include "output_file.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "cli.h"
+
+namespace tq::cli {
+namespace {
+
+std::string folderOf(const std::string& path) {
+  auto slash = path.find_last_of('/');
+  if (slash == std::string::npos) return ".";
+  if (slash == 0) return "/";
+  return path.substr(0, slash);
+}
+
+std::string nameOf(const std::string& path) {
+  auto slash = path.find_last_of('/');
+  return slash == std::string::npos ? path : path.substr(slash + 1);
+}
+
+[[noreturn]] void fail(const std::string& path, int error) { throw Failure(path + ": " + std::strerror(error)); }
+
+// The mode a file created now with 0666 would get.
+mode_t newFileMode() {
+  mode_t mask = ::umask(0);
+  ::umask(mask);
+  return 0666 & ~mask;
+}
+
+// Writes bytes to a new private temporary file beside path; returns its name.
+std::string writeTemporary(const std::string& path, std::string_view bytes) {
+  std::string temporary = folderOf(path) + "/." + nameOf(path) + ".XXXXXX";
+  int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
+  if (fd < 0) fail(path, errno);
+  std::size_t done = 0;
+  int error = 0;
+  while (done < bytes.size()) {
+    ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      error = n < 0 ? errno : EIO;
+      break;
+    }
+    done += static_cast<std::size_t>(n);
+  }
+  if (!error && ::fchmod(fd, newFileMode()) != 0) error = errno;
+  if (!error && ::fsync(fd) != 0 && errno != EINVAL && errno != EROFS) error = errno;
+  if (::close(fd) != 0 && !error) error = errno;
+  if (error) {
+    ::unlink(temporary.c_str());
+    fail(path, error);
+  }
+  return temporary;
+}
+
+// Creates the missing levels of folder; returns the levels made, outermost first.
+std::vector<std::string> makeFolders(const std::string& folder) {
+  std::vector<std::string> missing;
+  std::string level = folder;
+  while (!level.empty() && level != "/" && level != ".") {
+    struct stat st;
+    if (::lstat(level.c_str(), &st) == 0) break;
+    missing.push_back(level);
+    level = folderOf(level);
+  }
+  std::vector<std::string> made;
+  for (auto it = missing.rbegin(); it != missing.rend(); ++it) {
+    if (::mkdir(it->c_str(), 0777) != 0 && errno != EEXIST) {
+      int error = errno;
+      for (auto m = made.rbegin(); m != made.rend(); ++m) ::rmdir(m->c_str());
+      fail(*it, error);
+    }
+    made.push_back(*it);
+  }
+  return made;
+}
+
+}  // namespace
+
+void OutputFiles::add(std::string path, std::string bytes) { files_.push_back({std::move(path), std::move(bytes)}); }
+
+void OutputFiles::commit(const std::string& folder) {
+  std::vector<std::string> made = folder.empty() ? std::vector<std::string>{} : makeFolders(folder);
+  std::vector<std::string> temporaries;
+  auto undo = [&] {
+    for (const auto& t : temporaries) ::unlink(t.c_str());
+    for (auto m = made.rbegin(); m != made.rend(); ++m) ::rmdir(m->c_str());
+  };
+  try {
+    for (const auto& f : files_) temporaries.push_back(writeTemporary(f.path, f.bytes));
+  } catch (...) {
+    undo();
+    throw;
+  }
+  for (std::size_t i = 0; i < files_.size(); ++i) {
+    if (::rename(temporaries[i].c_str(), files_[i].path.c_str()) != 0) {
+      int error = errno;
+      // Files renamed before this one stay: each is whole. The rest are removed.
+      temporaries.erase(temporaries.begin(), temporaries.begin() + static_cast<long>(i));
+      made.clear();
+      undo();
+      fail(files_[i].path, error);
+    }
+  }
+  files_.clear();
+}
+
+void writeFileAtomically(const std::string& path, std::string_view bytes) {
+  OutputFiles files;
+  files.add(path, std::string(bytes));
+  files.commit();
+}
+
+std::string pngBytes(cairo_surface_t* surface) {
+  std::string out;
+  if (!surface || cairo_surface_get_type(surface) != CAIRO_SURFACE_TYPE_IMAGE) throw Failure("not an image surface");
+  cairo_surface_flush(surface);
+  auto append = [](void* closure, const unsigned char* data, unsigned int length) -> cairo_status_t {
+    static_cast<std::string*>(closure)->append(reinterpret_cast<const char*>(data), length);
+    return CAIRO_STATUS_SUCCESS;
+  };
+  cairo_status_t status = cairo_surface_write_to_png_stream(surface, append, &out);
+  if (status != CAIRO_STATUS_SUCCESS) throw Failure(std::string("cannot encode the PNG: ") + cairo_status_to_string(status));
+  return out;
+}
+
+}  // namespace tq::cli
