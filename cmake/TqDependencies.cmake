@@ -4,6 +4,7 @@ find_package(Threads REQUIRED)
 find_package(OpenSSL REQUIRED COMPONENTS Crypto)
 pkg_check_modules(TQ_GLIB REQUIRED IMPORTED_TARGET glib-2.0)
 pkg_check_modules(TQ_UUID REQUIRED IMPORTED_TARGET uuid)
+# libplist: only the tests and benchmarks use it, as an independent reader to compare with.
 pkg_check_modules(TQ_PLIST REQUIRED IMPORTED_TARGET libplist-2.0)
 pkg_check_modules(TQ_MNL REQUIRED IMPORTED_TARGET libmnl)
 pkg_check_modules(TQ_CAIRO REQUIRED IMPORTED_TARGET cairo)

@@ -1,177 +1,141 @@
 #include "plist_reader.h"
 
-#include <plist/plist.h>
-
-#include <cstdlib>
+#include <algorithm>
 #include <cstring>
+#include <optional>
+#include <string_view>
 #include <vector>
 
+#include "tq/platform/bundle/binary_plist.h"
 #include "xml_plist_parser.h"
 
 namespace tq::detail {
 namespace {
 
-uint64_t readBigEndian(const uint8_t* p, unsigned size) {
-  uint64_t value = 0;
-  for (unsigned i = 0; i < size; ++i) value = value << 8 | p[i];
-  return value;
-}
-
-// Walks a binary list from its top object the way libplist's reader will, without allocating per
-// object: every reference is followed (libplist copies a shared object once per reference), so the
-// count, depth and copied bytes are those libplist would reach. Returns the reason to refuse the
-// list, or an empty string.
-class BinaryCheck {
+// Builds Values from a binary list, following every reference: a shared object becomes one Value
+// per reference, so the walk counts each visit and the bytes it copies, and stops a list whose
+// sharing would expand it beyond its own size. Depth is bounded by the limits.
+class BinaryConverter {
  public:
-  BinaryCheck(std::span<const uint8_t> bytes, const PropertyListLimits& limits) : b_(bytes), limits_(limits) {}
+  BinaryConverter(const BinaryPlist& plist, std::size_t inputSize, const PropertyListLimits& limits)
+      : plist_(plist),
+        limits_(limits),
+        maxVisits_(std::min<uint64_t>(limits.maxValues, inputSize)),
+        maxPayload_(8 * static_cast<uint64_t>(inputSize) + (uint64_t{1} << 20)) {}
 
-  std::string run(std::size_t& offset) {
-    const std::size_t n = b_.size();
-    if (n < 8 + 32) return "damaged binary property list (too short)";
-    const uint8_t* trailer = b_.data() + n - 32;
-    offsetSize_ = trailer[6];
-    refSize_ = trailer[7];
-    objects_ = readBigEndian(trailer + 8, 8);
-    uint64_t top = readBigEndian(trailer + 16, 8);
-    tableOffset_ = readBigEndian(trailer + 24, 8);
-    if (offsetSize_ == 0 || offsetSize_ > 8 || refSize_ == 0 || refSize_ > 8 || objects_ == 0 || top >= objects_ ||
-        tableOffset_ < 8 || tableOffset_ > n - 32 || objects_ > (n - 32 - tableOffset_) / offsetSize_) {
-      return "damaged binary property list (bad trailer)";
+  bool convert(uint64_t ref, std::size_t depth, Value& out) {
+    if (++visits_ > maxVisits_) {
+      return fail(visits_ > limits_.maxValues ? "more than " + std::to_string(limits_.maxValues) + " values"
+                                              : "shared objects would expand beyond the size of the list");
     }
-    // The copies libplist makes: one node per reference plus the bytes of strings and data.
-    const uint64_t maxVisits = std::min<uint64_t>(limits_.maxValues, n);
-    const uint64_t maxPayload = 8 * static_cast<uint64_t>(n) + (uint64_t{1} << 20);
-
-    struct Frame {
-      uint64_t refs;       // offset of the next reference
-      uint64_t remaining;  // references still to follow
-    };
-    std::vector<Frame> stack;
-    uint64_t visits = 0, payload = 0;
-    uint64_t next = top;
-    while (true) {
-      if (++visits > maxVisits) {
-        return visits > limits_.maxValues ? "more than " + std::to_string(limits_.maxValues) + " values"
-                                          : "shared objects would expand beyond the size of the list";
+    BinaryPlist::Item item;
+    std::string reason;
+    if (!plist_.item(ref, item, &reason)) return fail("damaged binary property list (" + reason + ")");
+    offset_ = item.offset;
+    using Kind = BinaryPlist::Kind;
+    switch (item.kind) {
+      case Kind::Null:
+      case Kind::Uid:
+        out = Value();
+        return true;
+      case Kind::Bool:
+        out = Value(item.boolean);
+        return true;
+      case Kind::Integer:
+        out = Value(static_cast<long long>(item.integer));
+        return true;
+      case Kind::Real:
+        out = Value(item.real);
+        return true;
+      case Kind::Date:
+        out = Value(Date{item.real});
+        return true;
+      case Kind::Data:
+        if (!spend(item.count)) return false;
+        out = Value(Data::withBytes(plist_.bytes(item).data(), item.count));
+        return true;
+      case Kind::AsciiString:
+      case Kind::Utf16String: {
+        String text;
+        if (!string(item, text)) return false;
+        out = Value(std::move(text));
+        return true;
       }
-      uint64_t at = readBigEndian(b_.data() + tableOffset_ + next * offsetSize_, offsetSize_);
-      offset = at;
-      if (at < 8 || at >= tableOffset_) return "damaged binary property list (object outside the list)";
-      uint8_t marker = b_[at];
-      unsigned kind = marker >> 4;
-      uint64_t count = marker & 0x0F;
-      uint64_t start = at + 1;
-      bool counted = kind == 0x4 || kind == 0x5 || kind == 0x6 || kind == 0xA || kind == 0xC || kind == 0xD;
-      if (counted && count == 0x0F) {
-        if (start >= tableOffset_ || (b_[start] & 0xF0) != 0x10) return "damaged binary property list (bad count)";
-        unsigned size = 1u << (b_[start] & 0x0F);
-        if (size > 8 || start + 1 + size > tableOffset_) return "damaged binary property list (bad count)";
-        count = readBigEndian(b_.data() + start + 1, size);
-        start += 1 + size;
-      }
-      const uint64_t room = tableOffset_ - start;
-      if (kind == 0x4 || kind == 0x5 || kind == 0x6) {
-        uint64_t unitSize = kind == 0x6 ? 2 : 1;
-        if (count > room / unitSize) return "damaged binary property list (string or data past the end)";
-        if (kind == 0x6) {
-          for (uint64_t u = 0; u < count; ++u) {
-            if (b_[start + 2 * u] == 0 && b_[start + 2 * u + 1] == 0) return "a string holds a NUL character";
-          }
-        }
-        payload += count * (kind == 0x6 ? 3 : 1) / unitSize;
-        if (payload > maxPayload) return "shared objects would expand beyond the size of the list";
-      } else if (kind == 0xA || kind == 0xC || kind == 0xD) {
-        uint64_t refs = kind == 0xD ? 2 * count : count;
-        if (count > room / refSize_ / (kind == 0xD ? 2 : 1)) {
-          return "damaged binary property list (container past the end)";
-        }
-        if (stack.size() >= limits_.maxDepth) {
-          return "nested deeper than " + std::to_string(limits_.maxDepth) + " levels";
-        }
-        if (refs > 0) stack.push_back({start, refs});
-      }
-      // The next reference to follow, leaving finished containers.
-      while (!stack.empty() && stack.back().remaining == 0) stack.pop_back();
-      if (stack.empty()) break;
-      Frame& f = stack.back();
-      next = readBigEndian(b_.data() + f.refs, refSize_);
-      f.refs += refSize_;
-      --f.remaining;
-      if (next >= objects_) return "damaged binary property list (reference past the object table)";
+      case Kind::Array:
+      case Kind::Set:
+      case Kind::Dictionary:
+        break;
     }
-    offset = 0;
-    return {};
+    if (depth >= limits_.maxDepth) return fail("nested deeper than " + std::to_string(limits_.maxDepth) + " levels");
+    if (item.kind != Kind::Dictionary) {
+      std::vector<Value> items;
+      items.reserve(static_cast<std::size_t>(std::min<uint64_t>(item.count, maxVisits_)));
+      for (uint64_t i = 0; i < item.count; ++i) {
+        uint64_t child = 0;
+        items.emplace_back();
+        if (!reference(item, i, child) || !convert(child, depth + 1, items.back())) return false;
+      }
+      out = Value(Array(std::move(items)));
+      return true;
+    }
+    std::vector<Dictionary::Entry> entries;
+    entries.reserve(static_cast<std::size_t>(std::min<uint64_t>(item.count, maxVisits_)));
+    for (uint64_t i = 0; i < item.count; ++i) {
+      uint64_t keyRef = 0, valueRef = 0;
+      if (!reference(item, i, keyRef) || !reference(item, item.count + i, valueRef)) return false;
+      BinaryPlist::Item key;
+      if (++visits_ > maxVisits_) return fail("shared objects would expand beyond the size of the list");
+      if (!plist_.item(keyRef, key, &reason)) return fail("damaged binary property list (" + reason + ")");
+      if (key.kind != Kind::AsciiString && key.kind != Kind::Utf16String) return fail("a dictionary key is not a string");
+      entries.emplace_back();
+      if (!string(key, entries.back().first) || !convert(valueRef, depth + 1, entries.back().second)) return false;
+    }
+    out = Value(Dictionary(std::move(entries)));
+    return true;
   }
+
+  std::string error() const { return error_; }
+  std::size_t offset() const { return offset_; }
 
  private:
-  std::span<const uint8_t> b_;
-  const PropertyListLimits& limits_;
-  unsigned offsetSize_ = 0, refSize_ = 0;
-  uint64_t objects_ = 0, tableOffset_ = 0;
-};
-
-String stringOf(plist_t node) {
-  uint64_t length = 0;
-  const char* text = plist_get_string_ptr(node, &length);
-  return text ? String::fromUTF8(std::string_view(text, length)) : String::empty();
-}
-
-// Recursion is bounded: the check above proved the depth.
-Value convert(plist_t node) {
-  switch (plist_get_node_type(node)) {
-    case PLIST_BOOLEAN: {
-      uint8_t b = 0;
-      plist_get_bool_val(node, &b);
-      return Value(b != 0);
-    }
-    case PLIST_UINT: {
-      uint64_t u = 0;
-      plist_get_uint_val(node, &u);
-      return Value(static_cast<unsigned long long>(u));
-    }
-    case PLIST_REAL: {
-      double d = 0;
-      plist_get_real_val(node, &d);
-      return Value(d);
-    }
-    case PLIST_STRING:
-      return Value(stringOf(node));
-    case PLIST_DATA: {
-      uint64_t length = 0;
-      const char* bytes = plist_get_data_ptr(node, &length);
-      return Value(Data::withBytes(bytes, bytes ? length : 0));
-    }
-    case PLIST_DATE: {
-      int32_t sec = 0, usec = 0;
-      plist_get_date_val(node, &sec, &usec);
-      return Value(Date{sec + usec / 1e6});
-    }
-    case PLIST_ARRAY: {
-      std::vector<Value> items;
-      uint32_t count = plist_array_get_size(node);
-      items.reserve(count);
-      for (uint32_t i = 0; i < count; ++i) items.push_back(convert(plist_array_get_item(node, i)));
-      return Value(Array(std::move(items)));
-    }
-    case PLIST_DICT: {
-      std::vector<Dictionary::Entry> entries;
-      plist_dict_iter it = nullptr;
-      plist_dict_new_iter(node, &it);
-      while (it) {
-        char* key = nullptr;
-        plist_t value = nullptr;
-        plist_dict_next_item(node, it, &key, &value);
-        if (!key) break;
-        entries.emplace_back(String::fromUTF8(key), value ? convert(value) : Value());
-        std::free(key);
-      }
-      std::free(it);
-      return Value(Dictionary(std::move(entries)));
-    }
-    default:
-      return Value();
+  bool fail(std::string reason) {
+    error_ = std::move(reason);
+    return false;
   }
-}
+  bool spend(uint64_t bytes) {
+    payload_ += bytes;
+    return payload_ <= maxPayload_ || fail("shared objects would expand beyond the size of the list");
+  }
+  bool reference(const BinaryPlist::Item& container, uint64_t i, uint64_t& out) {
+    std::string reason;
+    return plist_.reference(container, i, out, &reason) || fail("damaged binary property list (" + reason + ")");
+  }
+  // ASCII strings are read as UTF-8 (a stray byte becomes U+FFFD); UTF-16 strings unit for unit.
+  bool string(const BinaryPlist::Item& item, String& out) {
+    if (item.kind == BinaryPlist::Kind::AsciiString) {
+      if (!spend(item.count)) return false;
+      out = String::fromUTF8(plist_.bytes(item));
+      return true;
+    }
+    if (!spend(2 * item.count)) return false;
+    const std::string_view raw = plist_.bytes({BinaryPlist::Kind::Data, false, 0, 0, item.offset, 2 * item.count});
+    std::u16string units(static_cast<std::size_t>(item.count), u'\0');
+    for (std::size_t u = 0; u < units.size(); ++u) {
+      units[u] = static_cast<char16_t>(static_cast<uint8_t>(raw[2 * u]) << 8 | static_cast<uint8_t>(raw[2 * u + 1]));
+    }
+    out = String(units);
+    return true;
+  }
+
+  const BinaryPlist& plist_;
+  const PropertyListLimits& limits_;
+  const uint64_t maxVisits_;
+  const uint64_t maxPayload_;
+  uint64_t visits_ = 0;
+  uint64_t payload_ = 0;
+  std::size_t offset_ = 0;
+  std::string error_;
+};
 
 }  // namespace
 
@@ -183,16 +147,21 @@ PropertyListResult readPropertyList(std::span<const uint8_t> bytes, const Proper
   }
   bool binary = bytes.size() >= 8 && std::memcmp(bytes.data(), "bplist00", 8) == 0;
   if (!binary) return parseXMLPropertyList(bytes, limits);
-  result.error = BinaryCheck(bytes, limits).run(result.offset);
-  if (!result.ok()) return result;
-  plist_t root = nullptr;
-  plist_from_memory(reinterpret_cast<const char*>(bytes.data()), static_cast<uint32_t>(bytes.size()), &root);
-  if (!root) {
-    result.error = "damaged binary property list";
+  const std::string_view view(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  std::string reason;
+  std::optional<BinaryPlist> plist = BinaryPlist::open(view, &reason);
+  if (!plist) {
+    result.error = "damaged binary property list (" + reason + ")";
     return result;
   }
-  result.value = convert(root);
-  plist_free(root);
+  BinaryConverter converter(*plist, bytes.size(), limits);
+  Value value;
+  if (!converter.convert(plist->topObject(), 0, value)) {
+    result.error = converter.error();
+    result.offset = converter.offset();
+    return result;
+  }
+  result.value = std::move(value);
   return result;
 }
 

@@ -2,10 +2,10 @@
 //
 // XML lists are read by our own single-pass reader (xml_plist_parser), which builds Values directly
 // with an explicit stack: nesting, value count and duplicate keys cost nothing extra. Binary lists
-// ("bplist00") are walked first without allocating: the walk proves the depth, the number of values
-// that libplist will build (shared objects counted once per reference) and the bytes it will copy,
-// and refuses UTF-16 strings holding NUL (libplist aborts the process on such a dictionary key).
-// Only a list that passes reaches libplist.
+// ("bplist00") are read through the bounded BinaryPlist reader and built in one walk that counts
+// every value it makes (a shared object once per reference), its depth and the bytes it copies, so
+// a list whose sharing would expand it beyond its own size is refused, not built. Memory stays within
+// a small multiple of the input either way.
 #pragma once
 
 #include <cstddef>
