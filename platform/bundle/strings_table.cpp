@@ -1,4 +1,5 @@
-// Strings-table reader: a hand-written scanner for the text form, the bounded property-list readers for the plist forms.
+// Strings-table reader: a hand-written scanner for the text form, the bounded property-list
+// readers for the plist forms.
 #include "tq/platform/bundle/strings_table.h"
 
 #include "plist_reader.h"
