@@ -99,15 +99,12 @@ String stringWithSubstitute(const String& self, const String& substitute, const 
     outOfDomain(u"String", u"stringWithSubstitute:forCharactersFromSet:", __LINE__,
                 "the substitute contains a member of the character set, so substituting would never end");
   }
-  if (sub.size() == 1) {
-    // Same length: copy everything, then overwrite the members in place.
+  if (sub.size() == 1 && !set.hasMembersAboveBMP()) {
+    // Every match is one unit wide: copy and replace in one pass.
     MutableString m = builderFor(v.size());
     unichar* out = m.mutableData();
-    std::char_traits<char16_t>::copy(out, v.data(), v.size());
-    while (at < v.size()) {
-      out[at] = sub[0];
-      at += 1 + k.findMember(v.data() + at + 1, v.size() - at - 1, matcher);
-    }
+    std::char_traits<char16_t>::copy(out, v.data(), at);
+    k.replaceMembers(v.data() + at, v.size() - at, out + at, matcher, sub[0]);
     m.setLength(v.size());
     return std::move(m).take();
   }
@@ -115,9 +112,11 @@ String stringWithSubstitute(const String& self, const String& substitute, const 
   m.reserve(v.size() + (sub.size() > 1 ? v.size() / 16 : 0));
   UInteger from = 0;
   while (at < v.size()) {
+    // A member above U+FFFF is matched, and replaced, as its whole surrogate pair.
+    const UInteger width = isHighSurrogate(v[at]) && at + 1 < v.size() && isLowSurrogate(v[at + 1]) ? 2 : 1;
     m.appendCharacters(v.data() + from, at - from);
     m.appendCharacters(sub.data(), sub.size());
-    from = at + 1;
+    from = at + width;
     at = from + k.findMember(v.data() + from, v.size() - from, matcher);
   }
   m.appendCharacters(v.data() + from, v.size() - from);

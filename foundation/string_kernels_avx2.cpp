@@ -146,48 +146,100 @@ TQ_AVX2 std::size_t avx2EndOfNonWhitespace(const char16_t* in, std::size_t n) {
   return n;
 }
 
-// Lanes holding an ASCII member, by the nibble method: entry (c & 15) of the table has bit (c >> 4).
-TQ_AVX2 inline unsigned asciiMembers(__m256i v, __m256i table) {
-  const __m256i highByteZero = _mm256_set1_epi16(static_cast<short>(0x8000));  // pshufb gives 0 there
-  __m256i lowNibble = _mm256_or_si256(_mm256_and_si256(v, _mm256_set1_epi16(0x0F)), highByteZero);
-  __m256i highNibble = _mm256_or_si256(_mm256_and_si256(_mm256_srli_epi16(v, 4), _mm256_set1_epi16(0x07)), highByteZero);
+// The membership of 32 units at a time works on bytes: the low bytes and the block bytes (high
+// bytes) of two vectors are packed into one vector each, in the order a0-7 b0-7 | a8-15 b8-15.
+
+struct PackedUnits {
+  __m256i low, block;
+};
+
+TQ_AVX2 inline PackedUnits pack(__m256i a, __m256i b) {
+  const __m256i lowByte = _mm256_set1_epi16(0x00FF);
+  return {_mm256_packus_epi16(_mm256_and_si256(a, lowByte), _mm256_and_si256(b, lowByte)),
+          _mm256_packus_epi16(_mm256_srli_epi16(a, 8), _mm256_srli_epi16(b, 8))};
+}
+
+// 0xFF in the bytes x whose bit is set in the table (nibble layout, see SetMatcher).
+TQ_AVX2 inline __m256i lookup(__m256i x, const SetMatcher::BitTable& t) {
+  const __m256i lo = _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(t.nibble)));
+  const __m256i hi = _mm256_broadcastsi128_si256(_mm_load_si128(reinterpret_cast<const __m128i*>(t.nibble + 16)));
   const __m256i bitOf = _mm256_setr_epi8(1, 2, 4, 8, 16, 32, 64, static_cast<char>(128), 0, 0, 0, 0, 0, 0, 0, 0, 1, 2,
                                          4, 8, 16, 32, 64, static_cast<char>(128), 0, 0, 0, 0, 0, 0, 0, 0);
-  __m256i hit = _mm256_and_si256(_mm256_shuffle_epi8(table, lowNibble), _mm256_shuffle_epi8(bitOf, highNibble));
-  __m256i ascii = _mm256_cmpeq_epi16(_mm256_and_si256(v, _mm256_set1_epi16(static_cast<short>(0xFF80))), _mm256_setzero_si256());
-  __m256i member = _mm256_andnot_si256(_mm256_cmpeq_epi16(hit, _mm256_setzero_si256()), ascii);
-  return laneBits(member);
+  __m256i j = _mm256_and_si256(x, _mm256_set1_epi8(0x0F));
+  // pshufb reads entries 0-15 for indexes 0-15; bit 7 of x picks the upper half of the table.
+  __m256i row = _mm256_blendv_epi8(_mm256_shuffle_epi8(lo, j), _mm256_shuffle_epi8(hi, j), x);
+  __m256i bit = _mm256_shuffle_epi8(bitOf, _mm256_and_si256(_mm256_srli_epi16(x, 4), _mm256_set1_epi8(0x07)));
+  return _mm256_cmpeq_epi8(_mm256_and_si256(row, bit), bit);
+}
+
+// Bits of the 32 units in order, from a packed byte mask.
+TQ_AVX2 inline uint32_t unitBits(__m256i packedMask) {
+  return static_cast<uint32_t>(_mm256_movemask_epi8(_mm256_permute4x64_epi64(packedMask, 0xD8)));
+}
+
+// Members the tables settle (packed order), and the candidates left for the one-by-one check.
+TQ_AVX2 inline __m256i tableMembers(const PackedUnits& u, const SetMatcher& set, __m256i& candidates) {
+  __m256i hit = set.anyFull ? lookup(u.block, set.full) : _mm256_setzero_si256();
+  for (int k = 0; k < set.listed; ++k) {
+    __m256i inBlock = _mm256_cmpeq_epi8(u.block, _mm256_set1_epi8(static_cast<char>(set.listedBlock[k])));
+    hit = _mm256_or_si256(hit, _mm256_and_si256(inBlock, lookup(u.low, set.low[k])));
+  }
+  candidates = _mm256_setzero_si256();
+  if (set.overflow) candidates = lookup(u.block, set.unlisted);
+  if (set.surrogates) {
+    __m256i sur = _mm256_cmpeq_epi8(_mm256_and_si256(u.block, _mm256_set1_epi8(static_cast<char>(0xF8))),
+                                    _mm256_set1_epi8(static_cast<char>(0xD8)));
+    candidates = _mm256_or_si256(candidates, sur);
+  }
+  return hit;
 }
 
 TQ_AVX2 std::size_t avx2FindMember(const char16_t* in, std::size_t n, const SetMatcher& set) {
-  __m128i t = _mm_load_si128(reinterpret_cast<const __m128i*>(set.asciiByLowNibble));
-  __m256i table = _mm256_broadcastsi128_si256(t);
-  const __m256i nonAscii = _mm256_set1_epi16(static_cast<short>(0xFF80));
   std::size_t i = 0;
-  for (; i + 16 <= n; i += 16) {
-    __m256i v = load(in + i);
-    unsigned hits = asciiMembers(v, table);
-    if (set.anyFrom128 && !_mm256_testz_si256(v, nonAscii)) {
-      // Only the lanes at or above U+0080 need the bitmap.
-      unsigned rest = laneBits(_mm256_cmpeq_epi16(_mm256_and_si256(v, nonAscii), _mm256_setzero_si256())) ^ 0xFFFF;
-      while (rest) {
-        unsigned k = static_cast<unsigned>(__builtin_ctz(rest));
-        rest &= rest - 1;
-        if (set.isMember(in[i + k])) hits |= 1u << k;
+  for (; i + 32 <= n; i += 32) {
+    __m256i candidates;
+    uint32_t hits = unitBits(tableMembers(pack(load(in + i), load(in + i + 16)), set, candidates));
+    if (!_mm256_testz_si256(candidates, candidates)) {
+      uint32_t c = unitBits(candidates);
+      if (hits) c &= (hits & (0u - hits)) - 1;  // only those before the first sure member
+      for (; c; c &= c - 1) {
+        std::size_t at = i + static_cast<std::size_t>(__builtin_ctz(c));
+        if (set.isMemberAt(in, at, n)) return at;
       }
     }
     if (hits) return i + static_cast<std::size_t>(__builtin_ctz(hits));
   }
   for (; i < n; ++i) {
-    if (set.isMember(in[i])) return i;
+    if (set.isMemberAt(in, i, n)) return i;
   }
   return n;
+}
+
+TQ_AVX2 void avx2ReplaceMembers(const char16_t* in, std::size_t n, char16_t* out, const SetMatcher& set,
+                                char16_t unit) {
+  const __m256i with = _mm256_set1_epi16(static_cast<short>(unit));
+  std::size_t i = 0;
+  for (; i + 32 <= n; i += 32) {
+    __m256i a = load(in + i), b = load(in + i + 16);
+    __m256i candidates;
+    __m256i hit = tableMembers(pack(a, b), set, candidates);
+    // Doubling the packed bytes gives each vector's 16-bit lane mask in order.
+    store(out + i, _mm256_blendv_epi8(a, with, _mm256_unpacklo_epi8(hit, hit)));
+    store(out + i + 16, _mm256_blendv_epi8(b, with, _mm256_unpackhi_epi8(hit, hit)));
+    if (!_mm256_testz_si256(candidates, candidates)) {
+      for (uint32_t c = unitBits(candidates); c; c &= c - 1) {
+        std::size_t at = i + static_cast<std::size_t>(__builtin_ctz(c));
+        if (set.isMemberAt(in, at, n)) out[at] = unit;
+      }
+    }
+  }
+  for (; i < n; ++i) out[i] = set.isMemberAt(in, i, n) ? unit : in[i];
 }
 
 }  // namespace
 
 const StringKernels kAVX2Kernels = {StringCodePath::AVX2,      avx2FindLineBreak,      avx2ReplaceLineBreaks,
                                     avx2ReduceWhitespace,      avx2FirstNonWhitespace, avx2EndOfNonWhitespace,
-                                    avx2FindMember};
+                                    avx2FindMember,            avx2ReplaceMembers};
 
 }  // namespace tq::detail

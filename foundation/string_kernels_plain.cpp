@@ -2,22 +2,42 @@
 #include <atomic>
 
 #include "string_kernels.h"
+#include "tq/foundation/instruction_set.h"
 #include "tq/platform/base/exception.h"
 
 namespace tq::detail {
 
-SetMatcher::SetMatcher(const CharacterSet& set) : bitmap(set.bitmap().data()), low512{}, asciiByLowNibble{} {
-  for (unsigned c = 0; c < 512; ++c) {
-    if (isMember(static_cast<char16_t>(c))) low512[c >> 4] |= static_cast<uint16_t>(1u << (c & 15));
-  }
-  for (unsigned c = 0; c < 128; ++c) {
-    if (isMember(static_cast<char16_t>(c))) asciiByLowNibble[c & 15] |= static_cast<uint8_t>(1u << (c >> 4));
-  }
-  anyFrom128 = anyFrom512 = false;
-  for (unsigned w = 2; w < 1024; ++w) {
-    if (bitmap[w]) {
-      anyFrom128 = true;
-      if (w >= 8) anyFrom512 = true;
+namespace {
+
+void setBit(SetMatcher::BitTable& t, unsigned x) {
+  t.plain[x >> 3] |= static_cast<uint8_t>(1u << (x & 7));
+  t.nibble[(x & 15) + 16 * (x >> 7)] |= static_cast<uint8_t>(1u << ((x >> 4) & 7));
+}
+
+}  // namespace
+
+SetMatcher::SetMatcher(const CharacterSet& s)
+    : set(&s), bitmap(s.bitmap().data()), surrogates(false), anyFull(false), overflow(false), listed(0),
+      listedBlock{}, full{}, unlisted{}, low{} {
+  for (unsigned w = 0xD800 / 64; w < 0xE000 / 64; ++w) surrogates |= bitmap[w] != 0;
+  surrogates |= s.hasMembersAboveBMP();
+  for (unsigned block = 0; block < 256; ++block) {
+    if (block >= 0xD8 && block <= 0xDF) continue;  // surrogates: decided one by one
+    const uint64_t* w = bitmap + 4 * block;
+    if ((w[0] & w[1] & w[2] & w[3]) == ~uint64_t{0}) {
+      setBit(full, block);
+      anyFull = true;
+    } else if (w[0] | w[1] | w[2] | w[3]) {
+      if (listed == kMaxListed) {
+        setBit(unlisted, block);
+        overflow = true;
+        continue;
+      }
+      listedBlock[listed] = static_cast<uint8_t>(block);
+      for (unsigned x = 0; x < 256; ++x) {
+        if ((w[x >> 6] >> (x & 63)) & 1u) setBit(low[listed], x);
+      }
+      ++listed;
     }
   }
 }
@@ -62,22 +82,39 @@ std::size_t plainEndOfNonWhitespace(const char16_t* in, std::size_t n) {
 }
 
 std::size_t plainFindMember(const char16_t* in, std::size_t n, const SetMatcher& set) {
+  if (set.surrogates) {
+    for (std::size_t i = 0; i < n; ++i) {
+      if (set.isMemberAt(in, i, n)) return i;
+    }
+    return n;
+  }
   for (std::size_t i = 0; i < n; ++i) {
     if (set.isMember(in[i])) return i;
   }
   return n;
 }
 
+void plainReplaceMembers(const char16_t* in, std::size_t n, char16_t* out, const SetMatcher& set, char16_t unit) {
+  if (set.surrogates) {
+    for (std::size_t i = 0; i < n; ++i) out[i] = set.isMemberAt(in, i, n) ? unit : in[i];
+    return;
+  }
+  for (std::size_t i = 0; i < n; ++i) out[i] = set.isMember(in[i]) ? unit : in[i];
+}
+
 bool cpuHasAVX2() { return __builtin_cpu_supports("avx2"); }
 bool cpuHasAVX512() {
   return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi2");
+         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
+         __builtin_cpu_supports("avx512vbmi2");
 }
 
+// The widest path the CPU runs, within the limit TQ_ISA sets.
 const StringKernels* best() {
   __builtin_cpu_init();
-  if (cpuHasAVX512()) return &kAVX512Kernels;
-  if (cpuHasAVX2()) return &kAVX2Kernels;
+  const InstructionSet cap = instructionSetLimit();
+  if (cap >= InstructionSet::AVX512 && cpuHasAVX512()) return &kAVX512Kernels;
+  if (cap >= InstructionSet::AVX2 && cpuHasAVX2()) return &kAVX2Kernels;
   return &kPlainKernels;
 }
 
@@ -90,7 +127,7 @@ std::atomic<const StringKernels*>& current() {
 
 const StringKernels kPlainKernels = {StringCodePath::Plain,     plainFindLineBreak,      plainReplaceLineBreaks,
                                      plainReduceWhitespace,     plainFirstNonWhitespace, plainEndOfNonWhitespace,
-                                     plainFindMember};
+                                     plainFindMember,           plainReplaceMembers};
 
 const StringKernels& stringKernels() { return *current().load(std::memory_order_relaxed); }
 

@@ -329,15 +329,24 @@ Range String::rangeOfCharacterFromSet(const CharacterSet& set, unsigned options,
   if (!storage_) return Range::notFound();
   checkRange("rangeOfCharacterFromSet:options:range:", range, length());
   const unichar* u = storage_->units.get();
+  // By characters: a surrogate pair inside the range is one character of two units.
   if (options & BackwardsSearch) {
-    for (UInteger i = range.max(); i > range.location; --i) {
-      if (set.characterIsMember(u[i - 1])) return {i - 1, 1};
+    for (UInteger i = range.max(); i > range.location;) {
+      UInteger width = (isLowSurrogate(u[i - 1]) && i - 1 > range.location && isHighSurrogate(u[i - 2])) ? 2 : 1;
+      i -= width;
+      bool member = width == 2 ? set.longCharacterIsMember(characterOfSurrogatePair(u[i], u[i + 1]))
+                               : set.characterIsMember(u[i]);
+      if (member) return {i, width};
       if (options & AnchoredSearch) break;
     }
   } else {
-    for (UInteger i = range.location; i < range.max(); ++i) {
-      if (set.characterIsMember(u[i])) return {i, 1};
+    for (UInteger i = range.location; i < range.max();) {
+      UInteger width = (isHighSurrogate(u[i]) && i + 1 < range.max() && isLowSurrogate(u[i + 1])) ? 2 : 1;
+      bool member = width == 2 ? set.longCharacterIsMember(characterOfSurrogatePair(u[i], u[i + 1]))
+                               : set.characterIsMember(u[i]);
+      if (member) return {i, width};
       if (options & AnchoredSearch) break;
+      i += width;
     }
   }
   return Range::notFound();
@@ -381,8 +390,17 @@ String String::stringByTrimmingCharactersInSet(const CharacterSet& set) const {
   if (!storage_) return {};
   std::u16string_view v = view();
   UInteger b = 0, e = v.size();
-  while (b < e && set.characterIsMember(v[b])) ++b;
-  while (e > b && set.characterIsMember(v[e - 1])) --e;
+  // By characters, as the searches go: a surrogate pair is trimmed whole or kept whole.
+  while (b < e) {
+    Range r = rangeOfCharacterFromSet(set, AnchoredSearch, Range{b, e - b});
+    if (!r.found()) break;
+    b = r.max();
+  }
+  while (e > b) {
+    Range r = rangeOfCharacterFromSet(set, AnchoredSearch | BackwardsSearch, Range{b, e - b});
+    if (!r.found()) break;
+    e = r.location;
+  }
   return substringWithRange({b, e - b});
 }
 

@@ -53,13 +53,14 @@ String referenceTrim(const String& self) {
   Range first = self.rangeOfCharacterFromSet(notWs);
   if (!first.found()) return String::empty();
   Range last = self.rangeOfCharacterFromSet(notWs, BackwardsSearch);
-  if (first.location == 0 && last.location == self.length() - 1) return self;
-  return self.substringWithRange({first.location, last.location + 1 - first.location});
+  if (first.location == 0 && last.max() == self.length()) return self;
+  return self.substringWithRange({first.location, last.max() - first.location});
 }
 
 const char16_t kAlphabet[] = {u'a',    u'b',    u' ',    u'\t',   u'\n',   u'\r',   0x00A0, 0x3000, 0x2000, 0x200A,
                               0x200B, 0x1680, 0x202F, 0x205F, 0x00E9, 0x0120, 0x01FF, 0x8000, 0xD83D, 0xFFFF,
-                              0x0085, 0x2028, u'|',   0x1FFF, 0x200C, 0x3001, 0x00FF, 0x0100};
+                              0x0085, 0x2028, u'|',   0x1FFF, 0x200C, 0x3001, 0x00FF, 0x0100, 0xDE00, 0xDE01,
+                              0xDBFF, 0xDC00, 0x0303, 0x0707, 0x0450, 0x0A0A, 0xD800};
 
 std::vector<String> sampleInputs() {
   std::vector<String> inputs;
@@ -93,6 +94,17 @@ std::vector<String> sampleInputs() {
       inputs.emplace_back(run);
     }
   }
+  // Surrogate pairs straddling each vector boundary, and a member's high half before another low one.
+  for (std::size_t pos : {0, 14, 15, 16, 30, 31, 32, 62, 63, 64, 95}) {
+    std::u16string s(97, u'x');
+    s[pos] = 0xD83D;
+    s[pos + 1] = 0xDE00;
+    inputs.emplace_back(s);
+    s[pos + 1] = 0xDE01;
+    inputs.emplace_back(s);
+    s[pos] = 0xDE00;  // a lone low half, then another lone one
+    inputs.emplace_back(s);
+  }
   inputs.emplace_back(std::u16string(100, u' '));
   inputs.emplace_back(std::u16string(64, char16_t(0x3000)) + u"z" + std::u16string(33, u'\t'));
   inputs.emplace_back(String::empty());
@@ -113,6 +125,14 @@ std::vector<SetCase> setCases() {
       {CharacterSet::whitespaceCharacterSet(), u"_"},
       {CharacterSet::whitespaceCharacterSet().invertedSet(), u" "},
       {CharacterSet::characterSetWithRange({0x7F, 3}), u"?"},
+      // More blocks with members than the vector tables list, and blocks that are wholly members.
+      {CharacterSet::characterSetWithCharactersInString(u"\u0101\u0202\u0303\u0404\u0450\u0505\u0606\u0707\u0A0A|"), u"#"},
+      {CharacterSet::characterSetWithRange({0x00F0, 0x0420}), u"~"},
+      // Characters above U+FFFF and lone surrogates.
+      {CharacterSet::characterSetWithCharactersInString(u"\U0001F600|"), u"?"},
+      {CharacterSet::characterSetWithCharactersInString(u"\U0001F600|"), u"<>"},
+      {CharacterSet::characterSetWithCharactersInString(u"\xD83D\xDE01\t"), u"?"},
+      {CharacterSet::characterSetWithRange({0xDBFF, 0x10}), u"@"},
   };
 }
 
