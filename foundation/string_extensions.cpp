@@ -3,6 +3,7 @@
 // comparisons.
 #include "tq/foundation/string_extensions.h"
 
+#include <algorithm>
 #include <string>
 
 #include "string_kernels.h"
@@ -108,18 +109,35 @@ String stringWithSubstitute(const String& self, const String& substitute, const 
     m.setLength(v.size());
     return std::move(m).take();
   }
-  MutableString m;
-  m.reserve(v.size() + (sub.size() > 1 ? v.size() / 16 : 0));
+  // Written straight into the result, which grows when long substitutes outrun the input.
+  MutableString m = builderFor(v.size());
+  unichar* out = m.mutableData();
+  UInteger written = 0;
+  auto put = [&](const unichar* units, UInteger count) {
+    if (written + count > m.capacity()) {
+      m.setLength(written);
+      m.reserve(std::max(m.capacity() * 2, written + count + (v.size() - at)));
+      out = m.mutableData();
+    }
+    std::char_traits<char16_t>::copy(out + written, units, count);
+    written += count;
+  };
+  // The members are found a batch at a time, from the first one on.
   UInteger from = 0;
-  while (at < v.size()) {
-    // A member above U+FFFF is matched, and replaced, as its whole surrogate pair.
-    const UInteger width = isHighSurrogate(v[at]) && at + 1 < v.size() && isLowSurrogate(v[at + 1]) ? 2 : 1;
-    m.appendCharacters(v.data() + from, at - from);
-    m.appendCharacters(sub.data(), sub.size());
-    from = at + width;
-    at = from + k.findMember(v.data() + from, v.size() - from, matcher);
+  UInteger found[256];
+  for (UInteger scan = at; scan < v.size();) {
+    const UInteger count = k.findMembers(v.data(), scan, v.size(), matcher, found, std::size(found), &scan);
+    for (UInteger j = 0; j < count; ++j) {
+      at = found[j];
+      // A member above U+FFFF is matched, and replaced, as its whole surrogate pair.
+      const UInteger width = isHighSurrogate(v[at]) && at + 1 < v.size() && isLowSurrogate(v[at + 1]) ? 2 : 1;
+      put(v.data() + from, at - from);
+      put(sub.data(), sub.size());
+      from = at + width;
+    }
   }
-  m.appendCharacters(v.data() + from, v.size() - from);
+  put(v.data() + from, v.size() - from);
+  m.setLength(written);
   return std::move(m).take();
 }
 

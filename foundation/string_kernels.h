@@ -36,9 +36,14 @@ struct SetMatcher {
 
   const CharacterSet* set;
   const uint64_t* bitmap;
-  // Surrogates (blocks D8-DF) are left out of the tables and always candidates: the set holds a
-  // character above U+FFFF or a lone surrogate, so the neighbouring unit decides.
+  // Surrogates (blocks D8-DF) are left out of the tables. When the set holds a lone surrogate, or
+  // more characters above U+FFFF than are listed as pairs, every surrogate is a candidate: the
+  // neighbouring unit decides.
   bool surrogates;
+  // A few members above U+FFFF, compared as their surrogate pairs in the vectors.
+  static constexpr int kMaxPairs = 4;
+  int pairs;
+  uint16_t pairHigh[kMaxPairs], pairLow[kMaxPairs];
   bool anyFull;    // some block is full
   bool overflow;   // more mixed blocks than listed: units of the others are candidates
   int listed;      // mixed blocks listed
@@ -70,6 +75,11 @@ struct StringKernels {
   // Index of the first unit that starts a member character of the set, or n. `in` must start at
   // a character boundary (not on the second half of a surrogate pair).
   std::size_t (*findMember)(const char16_t* in, std::size_t n, const SetMatcher& set);
+  // The starts of the member characters in in[from, n), in order, written to `at` (room for `cap`,
+  // at least 64); returns their number. Stops early when `at` could overflow: *next is where the
+  // scan stopped (n when it finished). `from` must be a character boundary; in[from - 1] may be read.
+  std::size_t (*findMembers)(const char16_t* in, std::size_t from, std::size_t n, const SetMatcher& set,
+                             std::size_t* at, std::size_t cap, std::size_t* next);
   // Copies n units, each member of the set becoming `unit`. Only for sets without members above
   // U+FFFF, so that every match is one unit wide.
   void (*replaceMembers)(const char16_t* in, std::size_t n, char16_t* out, const SetMatcher& set, char16_t unit);

@@ -194,11 +194,29 @@ TQ_AVX2 inline __m256i tableMembers(const PackedUnits& u, const SetMatcher& set,
   return hit;
 }
 
+// Lanes (packed order) that start one of the set's listed surrogate pairs; a1 and b1 are the units
+// one place further on.
+TQ_AVX2 inline __m256i pairMembers(__m256i a, __m256i b, __m256i a1, __m256i b1, const SetMatcher& set) {
+  __m256i ma = _mm256_setzero_si256(), mb = _mm256_setzero_si256();
+  for (int k = 0; k < set.pairs; ++k) {
+    const __m256i high = _mm256_set1_epi16(static_cast<short>(set.pairHigh[k]));
+    const __m256i low = _mm256_set1_epi16(static_cast<short>(set.pairLow[k]));
+    ma = _mm256_or_si256(ma, _mm256_and_si256(_mm256_cmpeq_epi16(a, high), _mm256_cmpeq_epi16(a1, low)));
+    mb = _mm256_or_si256(mb, _mm256_and_si256(_mm256_cmpeq_epi16(b, high), _mm256_cmpeq_epi16(b1, low)));
+  }
+  return _mm256_packs_epi16(ma, mb);
+}
+
 TQ_AVX2 std::size_t avx2FindMember(const char16_t* in, std::size_t n, const SetMatcher& set) {
   std::size_t i = 0;
-  for (; i + 32 <= n; i += 32) {
+  // With pairs to compare, each block also reads the unit after it.
+  const std::size_t reach = set.pairs ? 33 : 32;
+  for (; i + reach <= n; i += 32) {
+    __m256i a = load(in + i), b = load(in + i + 16);
     __m256i candidates;
-    uint32_t hits = unitBits(tableMembers(pack(load(in + i), load(in + i + 16)), set, candidates));
+    __m256i found = tableMembers(pack(a, b), set, candidates);
+    if (set.pairs) found = _mm256_or_si256(found, pairMembers(a, b, load(in + i + 1), load(in + i + 17), set));
+    uint32_t hits = unitBits(found);
     if (!_mm256_testz_si256(candidates, candidates)) {
       uint32_t c = unitBits(candidates);
       if (hits) c &= (hits & (0u - hits)) - 1;  // only those before the first sure member
@@ -213,6 +231,38 @@ TQ_AVX2 std::size_t avx2FindMember(const char16_t* in, std::size_t n, const SetM
     if (set.isMemberAt(in, i, n)) return i;
   }
   return n;
+}
+
+TQ_AVX2 std::size_t avx2FindMembers(const char16_t* in, std::size_t from, std::size_t n, const SetMatcher& set,
+                                    std::size_t* at, std::size_t cap, std::size_t* next) {
+  std::size_t count = 0;
+  std::size_t i = from;
+  const std::size_t reach = set.pairs ? 33 : 32;
+  for (; i + reach <= n && count + 32 <= cap; i += 32) {
+    __m256i a = load(in + i), b = load(in + i + 16);
+    __m256i candidates;
+    __m256i found = tableMembers(pack(a, b), set, candidates);
+    if (set.pairs) found = _mm256_or_si256(found, pairMembers(a, b, load(in + i + 1), load(in + i + 17), set));
+    uint32_t hits = unitBits(found);
+    if (!_mm256_testz_si256(candidates, candidates)) {
+      for (uint32_t c = unitBits(candidates); c; c &= c - 1) {
+        unsigned k = static_cast<unsigned>(__builtin_ctz(c));
+        if (set.isMemberAt(in, i + k, n)) hits |= 1u << k;
+      }
+    }
+    for (; hits; hits &= hits - 1) at[count++] = i + static_cast<std::size_t>(__builtin_ctz(hits));
+  }
+  if (i + reach > n) {
+    // The tail, one unit at a time.
+    for (; i < n && count < cap; ++i) {
+      if (set.isMemberAt(in, i, n)) {
+        at[count++] = i;
+        i += isHighSurrogate(in[i]) && i + 1 < n && isLowSurrogate(in[i + 1]);
+      }
+    }
+  }
+  *next = i;
+  return count;
 }
 
 TQ_AVX2 void avx2ReplaceMembers(const char16_t* in, std::size_t n, char16_t* out, const SetMatcher& set,
@@ -240,6 +290,7 @@ TQ_AVX2 void avx2ReplaceMembers(const char16_t* in, std::size_t n, char16_t* out
 
 const StringKernels kAVX2Kernels = {StringCodePath::AVX2,      avx2FindLineBreak,      avx2ReplaceLineBreaks,
                                     avx2ReduceWhitespace,      avx2FirstNonWhitespace, avx2EndOfNonWhitespace,
-                                    avx2FindMember,            avx2ReplaceMembers};
+                                    avx2FindMember,            avx2FindMembers,
+                                    avx2ReplaceMembers};
 
 }  // namespace tq::detail

@@ -3,6 +3,8 @@
 // chosen when the CPU has them.
 #include <immintrin.h>
 
+#include <algorithm>
+
 #include "string_kernels.h"
 
 #define TQ_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,popcnt,bmi,bmi2")))
@@ -163,28 +165,69 @@ TQ_AVX512 inline uint64_t loadTail(const char16_t* in, std::size_t count, __m512
   return valid;
 }
 
-TQ_AVX512 std::size_t avx512FindMember(const char16_t* in, std::size_t n, const SetMatcher& set) {
-  for (std::size_t i = 0; i < n; i += 64) {
-    __m512i a, b;
-    uint64_t valid = ~uint64_t{0};
-    if (i + 64 <= n) {
-      a = load(in + i);
-      b = load(in + i + 32);
+// The member characters starting in the 64 units at in + i (fewer at the end of the text), as
+// bits. Candidates are settled one by one; with `firstOnly`, only up to the first member.
+TQ_AVX512 inline uint64_t blockMembers(const char16_t* in, std::size_t i, std::size_t n, const SetMatcher& set,
+                                       bool firstOnly) {
+  __m512i a, b;
+  uint64_t valid = ~uint64_t{0};
+  if (i + 64 <= n) {
+    a = load(in + i);
+    b = load(in + i + 32);
+  } else {
+    valid = loadTail(in + i, n - i, a, b);
+  }
+  __mmask64 candidates;
+  uint64_t hits = tableMembers(pack(a, b), set, candidates);
+  if (set.pairs) {
+    // The units one place further on, to see a listed surrogate pair as one character.
+    __m512i a1, b1;
+    if (i + 65 <= n) {
+      a1 = load(in + i + 1);
+      b1 = load(in + i + 33);
     } else {
-      valid = loadTail(in + i, n - i, a, b);
+      loadTail(in + i + 1, n - i - 1, a1, b1);
     }
-    __mmask64 candidates;
-    uint64_t hits = tableMembers(pack(a, b), set, candidates) & valid;
-    if (uint64_t c = candidates & valid) {
-      if (hits) c &= (hits & (0 - hits)) - 1;  // only those before the first sure member
-      for (; c; c &= c - 1) {
-        std::size_t at = i + static_cast<std::size_t>(__builtin_ctzll(c));
-        if (set.isMemberAt(in, at, n)) return at;
+    for (int k = 0; k < set.pairs; ++k) {
+      const __m512i high = _mm512_set1_epi16(static_cast<short>(set.pairHigh[k]));
+      const __m512i low = _mm512_set1_epi16(static_cast<short>(set.pairLow[k]));
+      uint64_t ha = _mm512_cmpeq_epi16_mask(a, high) & _mm512_cmpeq_epi16_mask(a1, low);
+      uint64_t hb = _mm512_cmpeq_epi16_mask(b, high) & _mm512_cmpeq_epi16_mask(b1, low);
+      hits |= ha | hb << 32;
+    }
+  }
+  hits &= valid;
+  if (uint64_t c = candidates & valid) {
+    if (firstOnly && hits) c &= (hits & (0 - hits)) - 1;  // only those before the first sure member
+    for (; c; c &= c - 1) {
+      unsigned k = static_cast<unsigned>(__builtin_ctzll(c));
+      if (set.isMemberAt(in, i + k, n)) {
+        hits |= uint64_t{1} << k;
+        if (firstOnly) break;
       }
     }
-    if (hits) return i + static_cast<std::size_t>(__builtin_ctzll(hits));
+  }
+  return hits;
+}
+
+TQ_AVX512 std::size_t avx512FindMember(const char16_t* in, std::size_t n, const SetMatcher& set) {
+  for (std::size_t i = 0; i < n; i += 64) {
+    if (uint64_t hits = blockMembers(in, i, n, set, true)) return i + static_cast<std::size_t>(__builtin_ctzll(hits));
   }
   return n;
+}
+
+TQ_AVX512 std::size_t avx512FindMembers(const char16_t* in, std::size_t from, std::size_t n, const SetMatcher& set,
+                                        std::size_t* at, std::size_t cap, std::size_t* next) {
+  std::size_t count = 0;
+  std::size_t i = from;
+  for (; i < n && count + 64 <= cap; i += 64) {
+    for (uint64_t hits = blockMembers(in, i, n, set, false); hits; hits &= hits - 1) {
+      at[count++] = i + static_cast<std::size_t>(__builtin_ctzll(hits));
+    }
+  }
+  *next = std::min(i, n);
+  return count;
 }
 
 TQ_AVX512 void avx512ReplaceMembers(const char16_t* in, std::size_t n, char16_t* out, const SetMatcher& set,
@@ -201,9 +244,16 @@ TQ_AVX512 void avx512ReplaceMembers(const char16_t* in, std::size_t n, char16_t*
     }
     __mmask64 candidates;
     uint64_t hits = tableMembers(pack(a, b), set, candidates);
-    _mm512_mask_storeu_epi16(out + i, static_cast<__mmask32>(valid), _mm512_mask_blend_epi16(static_cast<__mmask32>(hits), a, with));
-    _mm512_mask_storeu_epi16(out + i + 32, static_cast<__mmask32>(valid >> 32),
-                             _mm512_mask_blend_epi16(static_cast<__mmask32>(hits >> 32), b, with));
+    __m512i outA = _mm512_mask_blend_epi16(static_cast<__mmask32>(hits), a, with);
+    __m512i outB = _mm512_mask_blend_epi16(static_cast<__mmask32>(hits >> 32), b, with);
+    if (~valid == 0) {
+      // Masked stores are slow on some CPUs: whole blocks take plain ones.
+      store(out + i, outA);
+      store(out + i + 32, outB);
+    } else {
+      _mm512_mask_storeu_epi16(out + i, static_cast<__mmask32>(valid), outA);
+      _mm512_mask_storeu_epi16(out + i + 32, static_cast<__mmask32>(valid >> 32), outB);
+    }
     for (uint64_t c = candidates & valid; c; c &= c - 1) {
       std::size_t at = i + static_cast<std::size_t>(__builtin_ctzll(c));
       if (set.isMemberAt(in, at, n)) out[at] = unit;
@@ -215,6 +265,7 @@ TQ_AVX512 void avx512ReplaceMembers(const char16_t* in, std::size_t n, char16_t*
 
 const StringKernels kAVX512Kernels = {StringCodePath::AVX512,     avx512FindLineBreak,      avx512ReplaceLineBreaks,
                                       avx512ReduceWhitespace,     avx512FirstNonWhitespace, avx512EndOfNonWhitespace,
-                                      avx512FindMember,           avx512ReplaceMembers};
+                                      avx512FindMember,           avx512FindMembers,
+                                      avx512ReplaceMembers};
 
 }  // namespace tq::detail

@@ -17,10 +17,22 @@ void setBit(SetMatcher::BitTable& t, unsigned x) {
 }  // namespace
 
 SetMatcher::SetMatcher(const CharacterSet& s)
-    : set(&s), bitmap(s.bitmap().data()), surrogates(false), anyFull(false), overflow(false), listed(0),
-      listedBlock{}, full{}, unlisted{}, low{} {
+    : set(&s), bitmap(s.bitmap().data()), surrogates(false), pairs(0), pairHigh{}, pairLow{}, anyFull(false),
+      overflow(false), listed(0), listedBlock{}, full{}, unlisted{}, low{} {
   for (unsigned w = 0xD800 / 64; w < 0xE000 / 64; ++w) surrogates |= bitmap[w] != 0;
-  surrogates |= s.hasMembersAboveBMP();
+  UInteger above = 0;
+  for (const auto& [first, last] : s.rangesAboveBMP()) above += last - first + 1;
+  if (above > static_cast<UInteger>(kMaxPairs)) {
+    surrogates = true;
+  } else {
+    for (const auto& [first, last] : s.rangesAboveBMP()) {
+      for (char32_t c = first; c <= last; ++c) {
+        pairHigh[pairs] = static_cast<uint16_t>(0xD800 + ((c - 0x10000) >> 10));
+        pairLow[pairs] = static_cast<uint16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+        ++pairs;
+      }
+    }
+  }
   for (unsigned block = 0; block < 256; ++block) {
     if (block >= 0xD8 && block <= 0xDF) continue;  // surrogates: decided one by one
     const uint64_t* w = bitmap + 4 * block;
@@ -82,7 +94,7 @@ std::size_t plainEndOfNonWhitespace(const char16_t* in, std::size_t n) {
 }
 
 std::size_t plainFindMember(const char16_t* in, std::size_t n, const SetMatcher& set) {
-  if (set.surrogates) {
+  if (set.surrogates || set.pairs) {
     for (std::size_t i = 0; i < n; ++i) {
       if (set.isMemberAt(in, i, n)) return i;
     }
@@ -94,8 +106,22 @@ std::size_t plainFindMember(const char16_t* in, std::size_t n, const SetMatcher&
   return n;
 }
 
+std::size_t plainFindMembers(const char16_t* in, std::size_t from, std::size_t n, const SetMatcher& set,
+                             std::size_t* at, std::size_t cap, std::size_t* next) {
+  std::size_t count = 0;
+  std::size_t i = from;
+  for (; i < n && count < cap; ++i) {
+    if (set.isMemberAt(in, i, n)) {
+      at[count++] = i;
+      i += isHighSurrogate(in[i]) && i + 1 < n && isLowSurrogate(in[i + 1]);  // a pair is one character
+    }
+  }
+  *next = i;
+  return count;
+}
+
 void plainReplaceMembers(const char16_t* in, std::size_t n, char16_t* out, const SetMatcher& set, char16_t unit) {
-  if (set.surrogates) {
+  if (set.surrogates || set.pairs) {
     for (std::size_t i = 0; i < n; ++i) out[i] = set.isMemberAt(in, i, n) ? unit : in[i];
     return;
   }
@@ -127,7 +153,8 @@ std::atomic<const StringKernels*>& current() {
 
 const StringKernels kPlainKernels = {StringCodePath::Plain,     plainFindLineBreak,      plainReplaceLineBreaks,
                                      plainReduceWhitespace,     plainFirstNonWhitespace, plainEndOfNonWhitespace,
-                                     plainFindMember,           plainReplaceMembers};
+                                     plainFindMember,           plainFindMembers,
+                                     plainReplaceMembers};
 
 const StringKernels& stringKernels() { return *current().load(std::memory_order_relaxed); }
 

@@ -51,15 +51,6 @@ bool CharacterSet::longCharacterIsMember(char32_t c) const noexcept {
   return it != r.end() && it->first <= c;
 }
 
-bool CharacterSet::isMemberAt(const unichar* units, UInteger i, UInteger n) const noexcept {
-  const unichar c = units[i];
-  if (isHighSurrogate(c) && i + 1 < n && isLowSurrogate(units[i + 1])) {
-    return longCharacterIsMember(characterOfSurrogatePair(c, units[i + 1]));
-  }
-  if (isLowSurrogate(c) && i > 0 && isHighSurrogate(units[i - 1])) return false;
-  return characterIsMember(c);
-}
-
 CharacterSet::CharacterSet() {
   // Every empty set shares one bitmap.
   static const std::shared_ptr<const Bits> emptyBits = std::make_shared<const Bits>();

@@ -58,7 +58,15 @@ class CharacterSet {
   // Is the character that starts at units[i] a member? A surrogate pair at i counts as its
   // character; a low surrogate right after a high one is the second half of a pair and never a
   // member by itself (units[i - 1] is read when i > 0). `n` is the number of units available.
-  bool isMemberAt(const unichar* units, UInteger i, UInteger n) const noexcept;
+  bool isMemberAt(const unichar* units, UInteger i, UInteger n) const noexcept {
+    const unichar c = units[i];
+    if (c < 0xD800 || c > 0xDFFF) return characterIsMember(c);
+    if (isHighSurrogate(c) && i + 1 < n && isLowSurrogate(units[i + 1])) {
+      return longCharacterIsMember(characterOfSurrogatePair(c, units[i + 1]));
+    }
+    if (isLowSurrogate(c) && i > 0 && isHighSurrogate(units[i - 1])) return false;
+    return characterIsMember(c);
+  }
 
   // The membership bitmap of the Basic Multilingual Plane: bit (c & 63) of word (c >> 6) is set for
   // a member c. For scanners that test many code units at once.
