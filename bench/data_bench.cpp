@@ -5,7 +5,9 @@
 // search), so ratios compare like with like; at the end the program prints each group's ratios.
 //   encode   64 B .. 64 MiB: hexadecimalRepresentation (a new String), the plain per-byte loop into a
 //            String, memcpy of the output size (4 bytes per input byte: two UTF-16 units), and the
-//            bare UTF-16 kernel into a reused buffer
+//            bare UTF-16 kernel into a reused buffer, once per instruction set the CPU has
+//            ("kernel_avx2"...); 64 MiB also as the first call of a fresh process
+//            ("encode/64MiB/first_call/tqkit" beside the plain loop into a new buffer)
 //   decode   dense and white-spaced text: dataWithHexadecimalRepresentation, the plain per-character
 //            loop of the parse (into a scratch area, then a new Data)
 //   sha1     64 B .. 1 MiB: sha1() (a new Data), OpenSSL's one-shot SHA1()
@@ -24,9 +26,11 @@
 #include <string>
 #include <vector>
 
+#include "first_call.h"
 #include "tq/foundation/byte_search.h"
 #include "tq/foundation/data_extensions.h"
 #include "tq/foundation/hex_codec.h"
+#include "tq/foundation/instruction_set.h"
 
 namespace {
 
@@ -79,6 +83,17 @@ void registerEncode(std::size_t n) {
     }
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * data->length()));
   });
+  for (tq::InstructionSet isa : tq::supportedInstructionSets()) {
+    benchmark::RegisterBenchmark(("encode/" + s + "/kernel_" + tq::instructionSetName(isa)).c_str(),
+                                 [data, isa](benchmark::State& st) {
+                                   std::vector<char16_t> out(2 * data->length());
+                                   for (auto _ : st) {
+                                     tq::hexEncodeUTF16(data->bytes(), data->length(), out.data(), isa);
+                                     benchmark::ClobberMemory();
+                                   }
+                                   st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * data->length()));
+                                 });
+  }
   benchmark::RegisterBenchmark(("encode/" + s + "/plain").c_str(), [data](benchmark::State& st) {
     for (auto _ : st) benchmark::DoNotOptimize(plainEncode(*data));
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * data->length()));
@@ -90,6 +105,35 @@ void registerEncode(std::size_t n) {
       benchmark::ClobberMemory();
     }
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * data->length()));
+  });
+}
+
+// The first call of a fresh process: the result is new memory, faulted in as it is written. The
+// floor is what the new memory alone costs: filling a new buffer of the result's size with memset.
+void registerFirstCallEncode(std::size_t n) {
+  const std::string base = "encode/" + sizeName(n) + "/first_call/";
+  tqbench::registerFirstCall(base + "fault_floor", [n] {
+    return tqbench::timeOnce([&] {
+      std::unique_ptr<char16_t[]> out(new char16_t[2 * n]);
+      std::memset(out.get(), '0', 4 * n);
+      benchmark::DoNotOptimize(out.get());
+    });
+  });
+  tqbench::registerFirstCall(base + "tqkit", [n] {
+    tq::Data data = tq::Data::withVector(randomBytes(n, 1));
+    return tqbench::timeOnce([&] { benchmark::DoNotOptimize(tq::hexadecimalRepresentation(data)); });
+  });
+  tqbench::registerFirstCall(base + "plain", [n] {
+    std::vector<uint8_t> data = randomBytes(n, 1);
+    return tqbench::timeOnce([&] {
+      static const char alphabet[] = "0123456789abcdef";
+      std::unique_ptr<char16_t[]> out(new char16_t[2 * n]);
+      for (std::size_t i = 0; i < n; ++i) {
+        out[2 * i] = static_cast<char16_t>(alphabet[data[i] >> 4]);
+        out[2 * i + 1] = static_cast<char16_t>(alphabet[data[i] & 0x0F]);
+      }
+      benchmark::DoNotOptimize(out.get());
+    });
   });
 }
 
@@ -139,6 +183,20 @@ void registerDecode(std::size_t bytes, bool spaced) {
     for (auto _ : st) benchmark::DoNotOptimize(tq::dataWithHexadecimalRepresentation(*str));
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * str->length()));
   });
+  for (tq::InstructionSet isa : tq::supportedInstructionSets()) {
+    benchmark::RegisterBenchmark((name + "/kernel_" + tq::instructionSetName(isa)).c_str(),
+                                 [str, isa](benchmark::State& st) {
+                                   std::vector<uint8_t> out(str->length() / 2 + 1);
+                                   for (auto _ : st) {
+                                     tq::HexDecodeState state;
+                                     UInteger produced = 0;
+                                     benchmark::DoNotOptimize(tq::hexDecodeUTF16(str->data(), str->length(), out.data(),
+                                                                                 &produced, state, isa));
+                                     benchmark::DoNotOptimize(produced);
+                                   }
+                                   st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * str->length()));
+                                 });
+  }
   benchmark::RegisterBenchmark((name + "/plain").c_str(), [str](benchmark::State& st) {
     for (auto _ : st) benchmark::DoNotOptimize(plainDecode(*str));
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * str->length()));
@@ -229,6 +287,19 @@ void registerSearch(std::size_t m, Text kind) {
     check(st, got);
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * c->hay.length()));
   });
+  for (tq::InstructionSet isa : tq::supportedInstructionSets()) {
+    if (kind != Text::Random) break;
+    benchmark::RegisterBenchmark((name + "/kernel_" + tq::instructionSetName(isa)).c_str(),
+                                 [c, check, isa](benchmark::State& st) {
+                                   UInteger got = 0;
+                                   for (auto _ : st) {
+                                     benchmark::DoNotOptimize(got = tq::findBytes(c->hay.bytes(), c->hay.length(),
+                                                                                  c->pattern.data(), c->pattern.size(), isa));
+                                   }
+                                   check(st, got);
+                                   st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * c->hay.length()));
+                                 });
+  }
   auto* naive = benchmark::RegisterBenchmark((name + "/naive").c_str(), [c, check](benchmark::State& st) {
     UInteger got = 0;
     for (auto _ : st) {
@@ -294,6 +365,8 @@ void printRatios(const std::map<std::string, double>& rates) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // First: the fresh processes run while this one still holds little memory.
+  registerFirstCallEncode(std::size_t{64} << 20);
   for (std::size_t n : {std::size_t{64}, std::size_t{4} << 10, std::size_t{1} << 20, std::size_t{64} << 20}) {
     registerEncode(n);
   }
@@ -308,6 +381,7 @@ int main(int argc, char** argv) {
       registerSearch(m, kind);
     }
   }
+  if (tqbench::runFirstCallIfAsked()) return 0;
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   RatioReporter reporter;

@@ -3,9 +3,6 @@
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include <openssl/sha.h>
 
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -29,24 +26,6 @@ void checkByteCount(const char* function, UInteger count) {
   }
 }
 
-// A fresh result area of many megabytes costs more in page faults (one per 4 KiB, each zeroing a
-// page) than the encoding itself; asking for huge pages before the first write cuts the faults 512
-// fold where the kernel allows it (transparent huge pages in "madvise" mode). Advice only: nothing
-// changes if it is refused.
-void adviseHugePages(void* area, UInteger bytes) noexcept {
-#ifdef MADV_HUGEPAGE
-  constexpr UInteger kWorthIt = UInteger{4} << 20;
-  if (bytes < kWorthIt) return;
-  const auto page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
-  const auto begin = (reinterpret_cast<uintptr_t>(area) + page - 1) & ~(page - 1);
-  const auto end = (reinterpret_cast<uintptr_t>(area) + bytes) & ~(page - 1);
-  if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
-#else
-  (void)area;
-  (void)bytes;
-#endif
-}
-
 [[noreturn]] void raiseParseFailure() {
   Exception::raise(NSInvalidArgumentException, HexadecimalParseFailureReason);
 }
@@ -59,8 +38,9 @@ String hexadecimalRepresentation(const Data& data) {
   checkByteCount("hexadecimalRepresentation", n);
   if (n == 0) return String::empty();
   MutableString out;
+  // A new result of many megabytes costs more in page faults than the encoding itself; they are
+  // taken as the kernel writes, 4 KiB at a time, each page still in cache when it is filled.
   out.reserve(2 * n);
-  adviseHugePages(out.mutableData(), 2 * n * sizeof(char16_t));
   hexEncodeUTF16(data.bytes(), n, out.mutableData());
   out.setLength(2 * n);
   return std::move(out).take();
@@ -77,7 +57,6 @@ Data initWithHexadecimalRepresentation(const String& text) {
   bool ok = false;
   HexDecodeState state;
   Data full = Data::withUninitializedLength(capacity, [&](uint8_t* out) {
-    adviseHugePages(out, capacity);
     ok = hexDecodeUTF16(units.data(), units.size(), out, &produced, state);
   });
   if (!ok || produced == 0 || state.pending) raiseParseFailure();

@@ -2,7 +2,6 @@
 #include "tq/platform/base/string.h"
 
 #include <algorithm>
-#include <sys/mman.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -58,9 +57,11 @@ namespace {
 
 using Units = std::unique_ptr<unichar[], detail::UnitsDeleter>;
 
-// A buffer for `count` code units (at least one). Large buffers are aligned to 2 MiB and offered
-// to the kernel for transparent huge pages: a new large string then takes a few dozen page faults
-// instead of thousands, which is most of the cost of producing it.
+// A buffer for `count` code units (at least one). Large buffers are rounded to 2 MiB, so that the
+// spare (the last large buffer released) fits the next string of about the same size. They are not
+// offered for transparent huge pages: where the kernel compacts memory to find a huge page on the
+// first touch, or the memory is new to a virtual machine's host, a new buffer stalls for hundreds
+// of milliseconds, far more than the 4 KiB faults it would save.
 Units allocateUnits(UInteger count) {
   if (count > std::numeric_limits<UInteger>::max() / (2 * sizeof(unichar))) throw std::bad_alloc();
   UInteger bytes = std::max<UInteger>(count, 1) * sizeof(unichar);
@@ -82,7 +83,6 @@ Units allocateUnits(UInteger count) {
   }
   void* p = nullptr;
   if (posix_memalign(&p, kHugePage, rounded) != 0) throw std::bad_alloc();
-  madvise(p, rounded, MADV_HUGEPAGE);  // advice only: failure changes nothing
   return Units(static_cast<unichar*>(p), detail::UnitsDeleter{rounded});
 }
 
