@@ -87,45 +87,6 @@ TQ_AVX2 void avx2ReplaceLineBreaks(const char16_t* in, std::size_t n, char16_t* 
   for (; i < n; ++i) out[i] = (in[i] == u'\n' || in[i] == u'\r') ? u' ' : in[i];
 }
 
-TQ_AVX2 std::size_t avx2ReduceWhitespace(const char16_t* in, std::size_t n, char16_t* out) {
-  const __m256i space = _mm256_set1_epi16(0x20);
-  char16_t* o = out;
-  unsigned carry = 0;  // 1 when the unit before the block was whitespace
-  std::size_t i = 0;
-  for (; i + 16 <= n; i += 16) {
-    __m256i v = load(in + i);
-    __m256i ws = whitespaceMask(v);
-    __m256i replaced = _mm256_blendv_epi8(v, space, ws);
-    unsigned w = laneBits(ws);
-    unsigned drop = w & ((w << 1) | carry);
-    carry = w >> 15;
-    if (!drop) {
-      store(o, replaced);
-      o += 16;
-      continue;
-    }
-    unsigned keep = ~drop & 0xFFFF;
-    unsigned lo = keep & 0xFF, hi = keep >> 8;
-    __m128i shufLo = _mm_load_si128(reinterpret_cast<const __m128i*>(kCompress.shuffle[lo].data()));
-    __m128i shufHi = _mm_load_si128(reinterpret_cast<const __m128i*>(kCompress.shuffle[hi].data()));
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(o), _mm_shuffle_epi8(_mm256_castsi256_si128(replaced), shufLo));
-    o += _mm_popcnt_u32(lo);
-    _mm_storeu_si128(reinterpret_cast<__m128i*>(o), _mm_shuffle_epi8(_mm256_extracti128_si256(replaced, 1), shufHi));
-    o += _mm_popcnt_u32(hi);
-  }
-  bool inRun = carry != 0;
-  for (; i < n; ++i) {
-    if (isWhitespaceUnit(in[i])) {
-      if (!inRun) *o++ = u' ';
-      inRun = true;
-    } else {
-      *o++ = in[i];
-      inRun = false;
-    }
-  }
-  return static_cast<std::size_t>(o - out);
-}
-
 TQ_AVX2 std::size_t avx2FirstNonWhitespace(const char16_t* in, std::size_t n) {
   std::size_t i = 0;
   for (; i + 16 <= n; i += 16) {
@@ -284,6 +245,69 @@ TQ_AVX2 void avx2ReplaceMembers(const char16_t* in, std::size_t n, char16_t* out
     }
   }
   for (; i < n; ++i) out[i] = set.isMemberAt(in, i, n) ? unit : in[i];
+}
+
+// Whitespace among 32 packed units (see pack()), without branches: prose mixes ASCII and other
+// blocks too irregularly for a branch on "all ASCII" to be predicted.
+TQ_AVX2 inline __m256i eq(__m256i x, int c) { return _mm256_cmpeq_epi8(x, _mm256_set1_epi8(static_cast<char>(c))); }
+
+TQ_AVX2 inline __m256i whitespaceBytes(const PackedUnits& u) {
+  const __m256i l = u.low, h = u.block;
+  __m256i latin = _mm256_or_si256(_mm256_or_si256(eq(l, 0x20), eq(l, 0x09)), eq(l, 0xA0));
+  __m256i general = _mm256_or_si256(_mm256_or_si256(eq(l, 0x2F), eq(l, 0x5F)),
+                                    _mm256_cmpeq_epi8(_mm256_min_epu8(l, _mm256_set1_epi8(0x0A)), l));
+  __m256i m = _mm256_and_si256(eq(h, 0x00), latin);                         // U+0009, U+0020, U+00A0
+  m = _mm256_or_si256(m, _mm256_and_si256(eq(h, 0x20), general));          // U+2000-200A, 202F, 205F
+  m = _mm256_or_si256(m, _mm256_and_si256(eq(h, 0x16), eq(l, 0x80)));      // U+1680
+  return _mm256_or_si256(m, _mm256_and_si256(eq(h, 0x30), eq(l, 0x00)));  // U+3000
+}
+
+// Stores the 16-bit lanes of v whose bit is set in keep (16 bits), packed, at o; advances o.
+TQ_AVX2 inline void compressStore(__m256i v, unsigned keep, char16_t*& o) {
+  unsigned lo = keep & 0xFF, hi = keep >> 8;
+  __m128i shufLo = _mm_load_si128(reinterpret_cast<const __m128i*>(kCompress.shuffle[lo].data()));
+  __m128i shufHi = _mm_load_si128(reinterpret_cast<const __m128i*>(kCompress.shuffle[hi].data()));
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(o), _mm_shuffle_epi8(_mm256_castsi256_si128(v), shufLo));
+  o += _mm_popcnt_u32(lo);
+  _mm_storeu_si128(reinterpret_cast<__m128i*>(o), _mm_shuffle_epi8(_mm256_extracti128_si256(v, 1), shufHi));
+  o += _mm_popcnt_u32(hi);
+}
+
+TQ_AVX2 std::size_t avx2ReduceWhitespace(const char16_t* in, std::size_t n, char16_t* out) {
+  const __m256i space = _mm256_set1_epi16(0x20);
+  char16_t* o = out;
+  uint32_t carry = 0;  // 1 when the unit before the block was whitespace
+  std::size_t i = 0;
+  for (; i + 32 <= n; i += 32) {
+    __m256i a = load(in + i), b = load(in + i + 16);
+    __m256i ws = whitespaceBytes(pack(a, b));
+    // Doubling the packed bytes gives each vector's 16-bit lane mask in order.
+    __m256i ra = _mm256_blendv_epi8(a, space, _mm256_unpacklo_epi8(ws, ws));
+    __m256i rb = _mm256_blendv_epi8(b, space, _mm256_unpackhi_epi8(ws, ws));
+    uint32_t w = unitBits(ws);
+    uint32_t drop = w & ((w << 1) | carry);
+    carry = w >> 31;
+    if (!drop) {
+      store(o, ra);
+      store(o + 16, rb);
+      o += 32;
+      continue;
+    }
+    uint32_t keep = ~drop;
+    compressStore(ra, keep & 0xFFFF, o);
+    compressStore(rb, keep >> 16, o);
+  }
+  bool inRun = carry != 0;
+  for (; i < n; ++i) {
+    if (isWhitespaceUnit(in[i])) {
+      if (!inRun) *o++ = u' ';
+      inRun = true;
+    } else {
+      *o++ = in[i];
+      inRun = false;
+    }
+  }
+  return static_cast<std::size_t>(o - out);
 }
 
 }  // namespace
