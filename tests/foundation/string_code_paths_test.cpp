@@ -2,6 +2,7 @@
 // what the step-by-step algorithms give.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <random>
 
 #include "tq/foundation/string_code_paths.h"
@@ -184,6 +185,27 @@ TEST_P(StringCodePaths, InputsAtEveryOffsetOfAnUnalignedBuffer) {
   }
 }
 
+TEST_P(StringCodePaths, LongTextsDenseWithMembers) {
+  // Hundreds of members, pairs among them, so that the batches of found members fill and restart
+  // at every vector alignment; the substitutes change the length both ways.
+  setStringCodePath(GetParam());
+  std::mt19937 rng(5);
+  const char16_t pieces[][3] = {u"|", u"ab", u"\U0001F600", u"\U0001F601", u"\t", u"\u3001", u"x"};
+  std::u16string text;
+  while (text.size() < 3000) text += pieces[rng() % std::size(pieces)];
+  const CharacterSet sets[] = {CharacterSet::characterSetWithCharactersInString(u"|\U0001F600"),
+                               CharacterSet::characterSetWithCharactersInString(u"|\t\u3001")};
+  for (UInteger from : {0, 1, 7, 31}) {
+    String in = String(text).substringFromIndex(from);
+    if (in.length() && in.characterAtIndex(0) >= 0xDC00 && in.characterAtIndex(0) <= 0xDFFF) continue;
+    for (const CharacterSet& set : sets) {
+      for (const String& sub : {String(u"?"), String(u""), String(u"<->")}) {
+        ASSERT_EQ(stringWithSubstitute(in, sub, set), referenceSubstitute(in, sub, set)) << from;
+      }
+    }
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(All, StringCodePaths,
                          ::testing::Values(StringCodePath::Plain, StringCodePath::AVX2, StringCodePath::AVX512),
                          [](const auto& info) { return std::string(info.param == StringCodePath::AVX512 ? "AVX512"
@@ -195,6 +217,27 @@ TEST(StringCodePathChoice, BestPathIsTheDefaultAndPlainAlwaysRuns) {
   ASSERT_FALSE(paths.empty());
   EXPECT_EQ(paths.front(), StringCodePath::Plain);
   EXPECT_EQ(currentStringCodePath(), paths.back());
+}
+
+}  // namespace
+
+namespace {
+
+// TQ_ISA is read once per process, so each case runs in a new one (a death-test child).
+void expectPathUnder(const char* isa, StringCodePath expected) {
+  ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+  setenv("TQ_ISA", isa, 1);
+  EXPECT_EXIT(std::exit(currentStringCodePath() == expected ? 0 : 1), ::testing::ExitedWithCode(0), "") << isa;
+  unsetenv("TQ_ISA");
+}
+
+TEST(StringCodePathChoice, TheEnvironmentLimitsThePath) {
+  auto paths = availableStringCodePaths();
+  expectPathUnder("plain", StringCodePath::Plain);
+  expectPathUnder("SSSE3", StringCodePath::Plain);
+  expectPathUnder("avx2", paths.size() > 1 ? StringCodePath::AVX2 : StringCodePath::Plain);
+  expectPathUnder("avx512", paths.back());
+  expectPathUnder("no-such-isa", paths.back());
 }
 
 }  // namespace
