@@ -111,17 +111,21 @@ def load(results_dir):
     return runs, contexts
 
 
-def find(runs, program, name):
-    """The records of `program` whose name is `name` or `name` followed by '/...' (args, options)."""
+def find(runs, program, name, errors=False):
+    """The records of `program` whose name is `name` or `name` followed by '/...' (args, options);
+    with errors=True, those that reported an error instead."""
     pattern = re.compile("^" + re.escape(name) + "(/|$)")
-    return [b for b in runs.get(program, []) if pattern.match(b.get("name", "")) and not b.get("error_occurred")]
+    return [b for b in runs.get(program, [])
+            if pattern.match(b.get("name", "")) and bool(b.get("error_occurred")) == errors]
 
 
 def time_ns(record):
-    """Best first-call time when the benchmark reports one, else the mean time per iteration."""
+    """The best first-call time (wall clock, one fresh process each) when the benchmark reports one;
+    else the CPU time per iteration, which other work on a shared machine disturbs less than the
+    wall clock does (page faults and system calls count: they run on the measuring thread)."""
     if "best_ms" in record:
         return record["best_ms"] * 1e6
-    return record["real_time"] * UNIT_NS.get(record.get("time_unit", "ns"), 1.0)
+    return record["cpu_time"] * UNIT_NS.get(record.get("time_unit", "ns"), 1.0)
 
 
 def met(value, target):
@@ -152,7 +156,12 @@ def build(results_dir):
             row["met"] = "no output" if target else ""
             row["tqkit"] = f"({program} gave no output)"
         elif not tq or (base_name and not base):
-            row["tqkit"] = "(not measured here)"
+            failed = find(runs, program, tq_name, True) + (find(runs, program, base_name, True) if base_name else [])
+            if failed:
+                row["tqkit"] = "(error: " + failed[0].get("error_message", "?")[:60] + ")"
+                row["met"] = "error" if target else ""
+            else:
+                row["tqkit"] = "(not measured here)"
         elif measure in ("speedup", "overhead"):
             # Several records (one per argument): the last, the largest size by convention.
             t, b = time_ns(tq[-1]), time_ns(base[-1])
