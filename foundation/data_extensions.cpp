@@ -40,6 +40,15 @@ void populateForWriting(void* area, UInteger bytes) noexcept {
   if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
 }
 
+// True when the page holding `p` is already in memory: a reused buffer, whose pages need no
+// faulting in.
+bool firstPageResident(const void* p) noexcept {
+  constexpr uintptr_t kPage = 4096;
+  unsigned char resident = 0;
+  void* page = reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(p) & ~(kPage - 1));
+  return ::mincore(page, 1, &resident) == 0 && (resident & 1);
+}
+
 [[noreturn]] void raiseParseFailure() {
   Exception::raise(NSInvalidArgumentException, HexadecimalParseFailureReason);
 }
@@ -56,10 +65,10 @@ String hexadecimalRepresentation(const Data& data) {
   // A new result of many megabytes costs more in page faults than the encoding itself. Each step
   // asks the kernel to fault in the next megabyte at once (cheaper than a trap per 4 KiB page;
   // advice only, ignored where unsupported), then fills it while it is still in cache. Smaller
-  // results come from memory the allocator has mostly touched already: no system call for them.
+  // results, and reused buffers, are mostly in memory already: no system calls for them.
   char16_t* o = out.mutableData();
   constexpr UInteger kStep = UInteger{256} << 10;  // input bytes: 1 MiB of result
-  const bool populate = n >= 8 * kStep;
+  const bool populate = n >= 8 * kStep && !firstPageResident(o);
   for (UInteger at = 0; at < n; at += kStep) {
     const UInteger len = std::min(kStep, n - at);
     if (populate) populateForWriting(o + 2 * at, 2 * len * sizeof(char16_t));
