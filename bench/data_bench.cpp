@@ -5,7 +5,9 @@
 // search), so ratios compare like with like; at the end the program prints each group's ratios.
 //   encode   64 B .. 64 MiB: hexadecimalRepresentation (a new String), the plain per-byte loop into a
 //            String, memcpy of the output size (4 bytes per input byte: two UTF-16 units), and the
-//            bare UTF-16 kernel into a reused buffer
+//            bare UTF-16 kernel into a reused buffer, once per instruction set the CPU has
+//            ("kernel_avx2"...); 64 MiB also as the first call of a fresh process
+//            ("encode/64MiB/first_call/tqkit" beside the plain loop into a new buffer)
 //   decode   dense and white-spaced text: dataWithHexadecimalRepresentation, the plain per-character
 //            loop of the parse (into a scratch area, then a new Data)
 //   sha1     64 B .. 1 MiB: sha1() (a new Data), OpenSSL's one-shot SHA1()
@@ -24,9 +26,11 @@
 #include <string>
 #include <vector>
 
+#include "first_call.h"
 #include "tq/foundation/byte_search.h"
 #include "tq/foundation/data_extensions.h"
 #include "tq/foundation/hex_codec.h"
+#include "tq/foundation/instruction_set.h"
 
 namespace {
 
@@ -64,6 +68,17 @@ tq::String plainEncode(const tq::Data& d) {
   return std::move(out).take();
 }
 
+// The per-byte loop into a buffer of the caller's, kept one byte at a time (the compiler is told
+// not to vectorize it), since that is the baseline it stands for.
+__attribute__((noinline, optimize("no-tree-vectorize"))) void plainEncodeInto(const uint8_t* in, std::size_t n,
+                                                                              char16_t* out) {
+  static const char alphabet[] = "0123456789abcdef";
+  for (std::size_t i = 0; i < n; ++i) {
+    out[2 * i] = static_cast<char16_t>(alphabet[in[i] >> 4]);
+    out[2 * i + 1] = static_cast<char16_t>(alphabet[in[i] & 0x0F]);
+  }
+}
+
 void registerEncode(std::size_t n) {
   auto data = std::make_shared<tq::Data>(tq::Data::withVector(randomBytes(n, 1)));
   const std::string s = sizeName(n);
@@ -79,6 +94,17 @@ void registerEncode(std::size_t n) {
     }
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * data->length()));
   });
+  for (tq::InstructionSet isa : tq::supportedInstructionSets()) {
+    benchmark::RegisterBenchmark(("encode/" + s + "/kernel_" + tq::instructionSetName(isa)).c_str(),
+                                 [data, isa](benchmark::State& st) {
+                                   std::vector<char16_t> out(2 * data->length());
+                                   for (auto _ : st) {
+                                     tq::hexEncodeUTF16(data->bytes(), data->length(), out.data(), isa);
+                                     benchmark::ClobberMemory();
+                                   }
+                                   st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * data->length()));
+                                 });
+  }
   benchmark::RegisterBenchmark(("encode/" + s + "/plain").c_str(), [data](benchmark::State& st) {
     for (auto _ : st) benchmark::DoNotOptimize(plainEncode(*data));
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * data->length()));
@@ -90,6 +116,36 @@ void registerEncode(std::size_t n) {
       benchmark::ClobberMemory();
     }
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * data->length()));
+  });
+}
+
+// The first call of a fresh process: the result is new memory, faulted in as it is written. The
+// floor is what the new memory alone costs: one byte written to each 4 KiB page of a new buffer of
+// the result's size, which no way of filling that buffer can undercut.
+void registerFirstCallEncode(std::size_t n) {
+  // Each result is released after the clock stops: the call is what is timed, not the release.
+  const std::string base = "encode/" + sizeName(n) + "/first_call/";
+  tqbench::registerFirstCall(base + "fault_floor", [n] {
+    std::unique_ptr<char[]> out;
+    return tqbench::timeOnce([&] {
+      out.reset(new char[4 * n]);
+      for (std::size_t at = 0; at < 4 * n; at += 4096) out[at] = '0';
+      benchmark::DoNotOptimize(out.get());
+    });
+  });
+  tqbench::registerFirstCall(base + "tqkit", [n] {
+    tq::Data data = tq::Data::withVector(randomBytes(n, 1));
+    tq::String result;
+    return tqbench::timeOnce([&] { benchmark::DoNotOptimize(result = tq::hexadecimalRepresentation(data)); });
+  });
+  tqbench::registerFirstCall(base + "plain", [n] {
+    std::vector<uint8_t> data = randomBytes(n, 1);
+    std::unique_ptr<char16_t[]> out;
+    return tqbench::timeOnce([&] {
+      out.reset(new char16_t[2 * n]);
+      plainEncodeInto(data.data(), n, out.get());
+      benchmark::DoNotOptimize(out.get());
+    });
   });
 }
 
@@ -139,6 +195,20 @@ void registerDecode(std::size_t bytes, bool spaced) {
     for (auto _ : st) benchmark::DoNotOptimize(tq::dataWithHexadecimalRepresentation(*str));
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * str->length()));
   });
+  for (tq::InstructionSet isa : tq::supportedInstructionSets()) {
+    benchmark::RegisterBenchmark((name + "/kernel_" + tq::instructionSetName(isa)).c_str(),
+                                 [str, isa](benchmark::State& st) {
+                                   std::vector<uint8_t> out(str->length() / 2 + 1);
+                                   for (auto _ : st) {
+                                     tq::HexDecodeState state;
+                                     UInteger produced = 0;
+                                     benchmark::DoNotOptimize(tq::hexDecodeUTF16(str->data(), str->length(), out.data(),
+                                                                                 &produced, state, isa));
+                                     benchmark::DoNotOptimize(produced);
+                                   }
+                                   st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * str->length()));
+                                 });
+  }
   benchmark::RegisterBenchmark((name + "/plain").c_str(), [str](benchmark::State& st) {
     for (auto _ : st) benchmark::DoNotOptimize(plainDecode(*str));
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * str->length()));
@@ -229,6 +299,19 @@ void registerSearch(std::size_t m, Text kind) {
     check(st, got);
     st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * c->hay.length()));
   });
+  for (tq::InstructionSet isa : tq::supportedInstructionSets()) {
+    if (kind != Text::Random) break;
+    benchmark::RegisterBenchmark((name + "/kernel_" + tq::instructionSetName(isa)).c_str(),
+                                 [c, check, isa](benchmark::State& st) {
+                                   UInteger got = 0;
+                                   for (auto _ : st) {
+                                     benchmark::DoNotOptimize(got = tq::findBytes(c->hay.bytes(), c->hay.length(),
+                                                                                  c->pattern.data(), c->pattern.size(), isa));
+                                   }
+                                   check(st, got);
+                                   st.SetBytesProcessed(static_cast<int64_t>(st.iterations() * c->hay.length()));
+                                 });
+  }
   auto* naive = benchmark::RegisterBenchmark((name + "/naive").c_str(), [c, check](benchmark::State& st) {
     UInteger got = 0;
     for (auto _ : st) {
@@ -294,6 +377,8 @@ void printRatios(const std::map<std::string, double>& rates) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // First: the fresh processes run while this one still holds little memory.
+  registerFirstCallEncode(std::size_t{64} << 20);
   for (std::size_t n : {std::size_t{64}, std::size_t{4} << 10, std::size_t{1} << 20, std::size_t{64} << 20}) {
     registerEncode(n);
   }
@@ -308,6 +393,7 @@ int main(int argc, char** argv) {
       registerSearch(m, kind);
     }
   }
+  if (tqbench::runFirstCallIfAsked()) return 0;
   benchmark::Initialize(&argc, argv);
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   RatioReporter reporter;

@@ -4,8 +4,8 @@
 #include <openssl/sha.h>
 
 #include <sys/mman.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -29,22 +29,24 @@ void checkByteCount(const char* function, UInteger count) {
   }
 }
 
-// A fresh result area of many megabytes costs more in page faults (one per 4 KiB, each zeroing a
-// page) than the encoding itself; asking for huge pages before the first write cuts the faults 512
-// fold where the kernel allows it (transparent huge pages in "madvise" mode). Advice only: nothing
-// changes if it is refused.
-void adviseHugePages(void* area, UInteger bytes) noexcept {
-#ifdef MADV_HUGEPAGE
-  constexpr UInteger kWorthIt = UInteger{4} << 20;
-  if (bytes < kWorthIt) return;
-  const auto page = static_cast<uintptr_t>(::sysconf(_SC_PAGESIZE));
-  const auto begin = (reinterpret_cast<uintptr_t>(area) + page - 1) & ~(page - 1);
-  const auto end = (reinterpret_cast<uintptr_t>(area) + bytes) & ~(page - 1);
-  if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_HUGEPAGE);
-#else
-  (void)area;
-  (void)bytes;
+// Faults in the whole pages inside [area, area + bytes) for writing, in one system call.
+void populateForWriting(void* area, UInteger bytes) noexcept {
+#ifndef MADV_POPULATE_WRITE
+  constexpr int MADV_POPULATE_WRITE = 23;  // Linux 5.14; older kernels refuse it, which is harmless
 #endif
+  constexpr uintptr_t kPage = 4096;
+  const uintptr_t begin = (reinterpret_cast<uintptr_t>(area) + kPage - 1) & ~(kPage - 1);
+  const uintptr_t end = (reinterpret_cast<uintptr_t>(area) + bytes) & ~(kPage - 1);
+  if (end > begin) ::madvise(reinterpret_cast<void*>(begin), end - begin, MADV_POPULATE_WRITE);
+}
+
+// True when the page holding `p` is already in memory: a reused buffer, whose pages need no
+// faulting in.
+bool firstPageResident(const void* p) noexcept {
+  constexpr uintptr_t kPage = 4096;
+  unsigned char resident = 0;
+  void* page = reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(p) & ~(kPage - 1));
+  return ::mincore(page, 1, &resident) == 0 && (resident & 1);
 }
 
 [[noreturn]] void raiseParseFailure() {
@@ -60,8 +62,18 @@ String hexadecimalRepresentation(const Data& data) {
   if (n == 0) return String::empty();
   MutableString out;
   out.reserve(2 * n);
-  adviseHugePages(out.mutableData(), 2 * n * sizeof(char16_t));
-  hexEncodeUTF16(data.bytes(), n, out.mutableData());
+  // A new result of many megabytes costs more in page faults than the encoding itself. Each step
+  // asks the kernel to fault in the next megabyte at once (cheaper than a trap per 4 KiB page;
+  // advice only, ignored where unsupported), then fills it while it is still in cache. Smaller
+  // results, and reused buffers, are mostly in memory already: no system calls for them.
+  char16_t* o = out.mutableData();
+  constexpr UInteger kStep = UInteger{256} << 10;  // input bytes: 1 MiB of result
+  const bool populate = n >= 8 * kStep && !firstPageResident(o);
+  for (UInteger at = 0; at < n; at += kStep) {
+    const UInteger len = std::min(kStep, n - at);
+    if (populate) populateForWriting(o + 2 * at, 2 * len * sizeof(char16_t));
+    hexEncodeUTF16(data.bytes() + at, len, o + 2 * at);
+  }
   out.setLength(2 * n);
   return std::move(out).take();
 }
@@ -77,7 +89,6 @@ Data initWithHexadecimalRepresentation(const String& text) {
   bool ok = false;
   HexDecodeState state;
   Data full = Data::withUninitializedLength(capacity, [&](uint8_t* out) {
-    adviseHugePages(out, capacity);
     ok = hexDecodeUTF16(units.data(), units.size(), out, &produced, state);
   });
   if (!ok || produced == 0 || state.pending) raiseParseFailure();

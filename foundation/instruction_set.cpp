@@ -1,5 +1,8 @@
 #include "tq/foundation/instruction_set.h"
 
+#include <cstdlib>
+#include <string>
+
 namespace tq {
 
 bool cpuSupports(InstructionSet isa) noexcept {
@@ -22,11 +25,25 @@ bool cpuSupports(InstructionSet isa) noexcept {
   return false;
 }
 
+InstructionSet instructionSetLimit() noexcept {
+  static const InstructionSet limit = [] {
+    const char* env = std::getenv("TQ_ISA");
+    std::string name = env ? env : "";
+    for (char& c : name) c = static_cast<char>(c >= 'A' && c <= 'Z' ? c - 'A' + 'a' : c);
+    if (name == "plain" || name == "scalar") return InstructionSet::Scalar;
+    if (name == "ssse3") return InstructionSet::SSSE3;
+    if (name == "avx2") return InstructionSet::AVX2;
+    return InstructionSet::AVX512;
+  }();
+  return limit;
+}
+
 InstructionSet bestInstructionSet() noexcept {
   static const InstructionSet best = [] {
-    if (cpuSupports(InstructionSet::AVX512)) return InstructionSet::AVX512;
-    if (cpuSupports(InstructionSet::AVX2)) return InstructionSet::AVX2;
-    if (cpuSupports(InstructionSet::SSSE3)) return InstructionSet::SSSE3;
+    const InstructionSet limit = instructionSetLimit();
+    for (auto isa : {InstructionSet::AVX512, InstructionSet::AVX2, InstructionSet::SSSE3}) {
+      if (isa <= limit && cpuSupports(isa)) return isa;
+    }
     return InstructionSet::Scalar;
   }();
   return best;

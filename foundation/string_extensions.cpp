@@ -3,6 +3,7 @@
 // comparisons.
 #include "tq/foundation/string_extensions.h"
 
+#include <algorithm>
 #include <string>
 
 #include "string_kernels.h"
@@ -99,28 +100,44 @@ String stringWithSubstitute(const String& self, const String& substitute, const 
     outOfDomain(u"String", u"stringWithSubstitute:forCharactersFromSet:", __LINE__,
                 "the substitute contains a member of the character set, so substituting would never end");
   }
-  if (sub.size() == 1) {
-    // Same length: copy everything, then overwrite the members in place.
+  if (sub.size() == 1 && !set.hasMembersAboveBMP()) {
+    // Every match is one unit wide: copy and replace in one pass.
     MutableString m = builderFor(v.size());
     unichar* out = m.mutableData();
-    std::char_traits<char16_t>::copy(out, v.data(), v.size());
-    while (at < v.size()) {
-      out[at] = sub[0];
-      at += 1 + k.findMember(v.data() + at + 1, v.size() - at - 1, matcher);
-    }
+    std::char_traits<char16_t>::copy(out, v.data(), at);
+    k.replaceMembers(v.data() + at, v.size() - at, out + at, matcher, sub[0]);
     m.setLength(v.size());
     return std::move(m).take();
   }
-  MutableString m;
-  m.reserve(v.size() + (sub.size() > 1 ? v.size() / 16 : 0));
+  // Written straight into the result, which grows when long substitutes outrun the input.
+  MutableString m = builderFor(v.size());
+  unichar* out = m.mutableData();
+  UInteger written = 0;
+  auto put = [&](const unichar* units, UInteger count) {
+    if (written + count > m.capacity()) {
+      m.setLength(written);
+      m.reserve(std::max(m.capacity() * 2, written + count + (v.size() - at)));
+      out = m.mutableData();
+    }
+    std::char_traits<char16_t>::copy(out + written, units, count);
+    written += count;
+  };
+  // The members are found a batch at a time, from the first one on.
   UInteger from = 0;
-  while (at < v.size()) {
-    m.appendCharacters(v.data() + from, at - from);
-    m.appendCharacters(sub.data(), sub.size());
-    from = at + 1;
-    at = from + k.findMember(v.data() + from, v.size() - from, matcher);
+  UInteger found[256];
+  for (UInteger scan = at; scan < v.size();) {
+    const UInteger count = k.findMembers(v.data(), scan, v.size(), matcher, found, std::size(found), &scan);
+    for (UInteger j = 0; j < count; ++j) {
+      at = found[j];
+      // A member above U+FFFF is matched, and replaced, as its whole surrogate pair.
+      const UInteger width = isHighSurrogate(v[at]) && at + 1 < v.size() && isLowSurrogate(v[at + 1]) ? 2 : 1;
+      put(v.data() + from, at - from);
+      put(sub.data(), sub.size());
+      from = at + width;
+    }
   }
-  m.appendCharacters(v.data() + from, v.size() - from);
+  put(v.data() + from, v.size() - from);
+  m.setLength(written);
   return std::move(m).take();
 }
 

@@ -1,10 +1,13 @@
-// The AVX-512 code path: 32 code units per step, with mask registers and the 16-bit compress of
-// VBMI2. Compiled for those instructions function by function; only chosen when the CPU has them.
+// The AVX-512 code path: 32 code units per step, with mask registers, the byte permutes of VBMI
+// and the 16-bit compress of VBMI2. Compiled for those instructions function by function; only
+// chosen when the CPU has them.
 #include <immintrin.h>
+
+#include <algorithm>
 
 #include "string_kernels.h"
 
-#define TQ_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi2,popcnt,bmi,bmi2")))
+#define TQ_AVX512 __attribute__((target("avx512f,avx512bw,avx512vl,avx512vbmi,avx512vbmi2,popcnt,bmi,bmi2")))
 
 namespace tq::detail {
 
@@ -113,43 +116,156 @@ TQ_AVX512 std::size_t avx512EndOfNonWhitespace(const char16_t* in, std::size_t n
   return other ? 32 - static_cast<std::size_t>(__builtin_clz(other)) : 0;
 }
 
-// Members below 512: bit (c & 15) of word (c >> 4) of the 32-word table, one permute and a shift.
-// Lanes at or above U+0200 go to the bitmap, when the set has members there at all.
-TQ_AVX512 inline uint32_t members(__m512i v, const char16_t* at, __m512i table, const SetMatcher& set) {
-  __m512i word = _mm512_permutexvar_epi16(_mm512_srli_epi16(v, 4), table);
-  __m512i bit = _mm512_srlv_epi16(word, _mm512_and_si512(v, _mm512_set1_epi16(15)));
-  __mmask32 lowLanes = _mm512_testn_epi16_mask(v, _mm512_set1_epi16(static_cast<short>(0xFE00)));
-  uint32_t hits = _mm512_mask_test_epi16_mask(lowLanes, bit, _mm512_set1_epi16(1));
-  if (set.anyFrom512) {
-    uint32_t rest = ~lowLanes;
-    while (rest) {
-      unsigned k = static_cast<unsigned>(__builtin_ctz(rest));
-      rest &= rest - 1;
-      if (set.isMember(at[k])) hits |= 1u << k;
+// Membership works on bytes, 64 units at a time: the low bytes and the block bytes (high bytes)
+// of two vectors are gathered into one vector each, in unit order.
+
+struct PackedUnits {
+  __m512i low, block;
+};
+
+TQ_AVX512 inline PackedUnits pack(__m512i a, __m512i b) {
+  alignas(64) static constexpr uint8_t kEven[64] = {
+      0,  2,  4,  6,  8,  10, 12, 14, 16, 18, 20, 22, 24, 26, 28, 30, 32, 34, 36, 38, 40, 42,
+      44, 46, 48, 50, 52, 54, 56, 58, 60, 62, 64, 66, 68, 70, 72, 74, 76, 78, 80, 82, 84, 86,
+      88, 90, 92, 94, 96, 98, 100, 102, 104, 106, 108, 110, 112, 114, 116, 118, 120, 122, 124, 126};
+  const __m512i even = _mm512_load_si512(kEven);
+  const __m512i odd = _mm512_add_epi8(even, _mm512_set1_epi8(1));
+  return {_mm512_permutex2var_epi8(a, even, b), _mm512_permutex2var_epi8(a, odd, b)};
+}
+
+// The bytes x whose bit is set in the table (plain layout: bit x & 7 of byte x >> 3).
+TQ_AVX512 inline __mmask64 lookup(__m512i x, const SetMatcher::BitTable& t) {
+  const __m512i table = _mm512_maskz_broadcast_i64x4(0xFF, _mm256_load_si256(reinterpret_cast<const __m256i*>(t.plain)));
+  const __m512i bitOf = _mm512_set1_epi64(0x8040201008040201LL);
+  __m512i row = _mm512_maskz_permutexvar_epi8(~__mmask64{0}, _mm512_and_si512(_mm512_srli_epi16(x, 3), _mm512_set1_epi8(0x1F)), table);
+  __m512i bit = _mm512_maskz_permutexvar_epi8(~__mmask64{0}, _mm512_and_si512(x, _mm512_set1_epi8(7)), bitOf);
+  return _mm512_test_epi8_mask(row, bit);
+}
+
+// Members the tables settle, and the candidates left for the one-by-one check.
+TQ_AVX512 inline __mmask64 tableMembers(const PackedUnits& u, const SetMatcher& set, __mmask64& candidates) {
+  __mmask64 hit = set.anyFull ? lookup(u.block, set.full) : 0;
+  for (int k = 0; k < set.listed; ++k) {
+    __mmask64 inBlock = _mm512_cmpeq_epi8_mask(u.block, _mm512_set1_epi8(static_cast<char>(set.listedBlock[k])));
+    hit |= inBlock & lookup(u.low, set.low[k]);
+  }
+  candidates = set.overflow ? lookup(u.block, set.unlisted) : 0;
+  if (set.surrogates) {
+    candidates |= _mm512_cmpeq_epi8_mask(_mm512_and_si512(u.block, _mm512_set1_epi8(static_cast<char>(0xF8))),
+                                         _mm512_set1_epi8(static_cast<char>(0xD8)));
+  }
+  return hit;
+}
+
+// Loads the units from..n (at most 64) as two vectors; lanes past n read as U+0000.
+TQ_AVX512 inline uint64_t loadTail(const char16_t* in, std::size_t count, __m512i& a, __m512i& b) {
+  uint64_t valid = count >= 64 ? ~uint64_t{0} : (uint64_t{1} << count) - 1;
+  a = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(valid), in);
+  b = _mm512_maskz_loadu_epi16(static_cast<__mmask32>(valid >> 32), in + 32);
+  return valid;
+}
+
+// The member characters starting in the 64 units at in + i (fewer at the end of the text), as
+// bits. Candidates are settled one by one; with `firstOnly`, only up to the first member.
+TQ_AVX512 inline uint64_t blockMembers(const char16_t* in, std::size_t i, std::size_t n, const SetMatcher& set,
+                                       bool firstOnly) {
+  __m512i a, b;
+  uint64_t valid = ~uint64_t{0};
+  if (i + 64 <= n) {
+    a = load(in + i);
+    b = load(in + i + 32);
+  } else {
+    valid = loadTail(in + i, n - i, a, b);
+  }
+  __mmask64 candidates;
+  uint64_t hits = tableMembers(pack(a, b), set, candidates);
+  if (set.pairs) {
+    // The units one place further on, to see a listed surrogate pair as one character.
+    __m512i a1, b1;
+    if (i + 65 <= n) {
+      a1 = load(in + i + 1);
+      b1 = load(in + i + 33);
+    } else {
+      loadTail(in + i + 1, n - i - 1, a1, b1);
+    }
+    for (int k = 0; k < set.pairs; ++k) {
+      const __m512i high = _mm512_set1_epi16(static_cast<short>(set.pairHigh[k]));
+      const __m512i low = _mm512_set1_epi16(static_cast<short>(set.pairLow[k]));
+      uint64_t ha = _mm512_cmpeq_epi16_mask(a, high) & _mm512_cmpeq_epi16_mask(a1, low);
+      uint64_t hb = _mm512_cmpeq_epi16_mask(b, high) & _mm512_cmpeq_epi16_mask(b1, low);
+      hits |= ha | hb << 32;
+    }
+  }
+  hits &= valid;
+  if (uint64_t c = candidates & valid) {
+    if (firstOnly && hits) c &= (hits & (0 - hits)) - 1;  // only those before the first sure member
+    for (; c; c &= c - 1) {
+      unsigned k = static_cast<unsigned>(__builtin_ctzll(c));
+      if (set.isMemberAt(in, i + k, n)) {
+        hits |= uint64_t{1} << k;
+        if (firstOnly) break;
+      }
     }
   }
   return hits;
 }
 
 TQ_AVX512 std::size_t avx512FindMember(const char16_t* in, std::size_t n, const SetMatcher& set) {
-  const __m512i table = _mm512_load_si512(set.low512);
-  std::size_t i = 0;
-  for (; i + 32 <= n; i += 32) {
-    if (uint32_t hits = members(load(in + i), in + i, table, set)) return i + static_cast<std::size_t>(__builtin_ctz(hits));
-  }
-  if (i < n) {
-    __mmask32 valid = static_cast<__mmask32>((1u << (n - i)) - 1);
-    // Lanes past the end read as U+0000; they are masked off before anything looks at them.
-    uint32_t hits = members(_mm512_maskz_loadu_epi16(valid, in + i), in + i, table, set) & valid;
-    if (hits) return i + static_cast<std::size_t>(__builtin_ctz(hits));
+  for (std::size_t i = 0; i < n; i += 64) {
+    if (uint64_t hits = blockMembers(in, i, n, set, true)) return i + static_cast<std::size_t>(__builtin_ctzll(hits));
   }
   return n;
+}
+
+TQ_AVX512 std::size_t avx512FindMembers(const char16_t* in, std::size_t from, std::size_t n, const SetMatcher& set,
+                                        std::size_t* at, std::size_t cap, std::size_t* next) {
+  std::size_t count = 0;
+  std::size_t i = from;
+  for (; i < n && count + 64 <= cap; i += 64) {
+    for (uint64_t hits = blockMembers(in, i, n, set, false); hits; hits &= hits - 1) {
+      at[count++] = i + static_cast<std::size_t>(__builtin_ctzll(hits));
+    }
+  }
+  *next = std::min(i, n);
+  return count;
+}
+
+TQ_AVX512 void avx512ReplaceMembers(const char16_t* in, std::size_t n, char16_t* out, const SetMatcher& set,
+                                    char16_t unit) {
+  const __m512i with = _mm512_set1_epi16(static_cast<short>(unit));
+  for (std::size_t i = 0; i < n; i += 64) {
+    __m512i a, b;
+    uint64_t valid = ~uint64_t{0};
+    if (i + 64 <= n) {
+      a = load(in + i);
+      b = load(in + i + 32);
+    } else {
+      valid = loadTail(in + i, n - i, a, b);
+    }
+    __mmask64 candidates;
+    uint64_t hits = tableMembers(pack(a, b), set, candidates);
+    __m512i outA = _mm512_mask_blend_epi16(static_cast<__mmask32>(hits), a, with);
+    __m512i outB = _mm512_mask_blend_epi16(static_cast<__mmask32>(hits >> 32), b, with);
+    if (~valid == 0) {
+      // Masked stores are slow on some CPUs: whole blocks take plain ones.
+      store(out + i, outA);
+      store(out + i + 32, outB);
+    } else {
+      _mm512_mask_storeu_epi16(out + i, static_cast<__mmask32>(valid), outA);
+      _mm512_mask_storeu_epi16(out + i + 32, static_cast<__mmask32>(valid >> 32), outB);
+    }
+    for (uint64_t c = candidates & valid; c; c &= c - 1) {
+      std::size_t at = i + static_cast<std::size_t>(__builtin_ctzll(c));
+      if (set.isMemberAt(in, at, n)) out[at] = unit;
+    }
+  }
 }
 
 }  // namespace
 
 const StringKernels kAVX512Kernels = {StringCodePath::AVX512,     avx512FindLineBreak,      avx512ReplaceLineBreaks,
                                       avx512ReduceWhitespace,     avx512FirstNonWhitespace, avx512EndOfNonWhitespace,
-                                      avx512FindMember};
+                                      avx512FindMember,           avx512FindMembers,
+                                      avx512ReplaceMembers};
 
 }  // namespace tq::detail

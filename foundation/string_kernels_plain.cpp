@@ -2,22 +2,54 @@
 #include <atomic>
 
 #include "string_kernels.h"
+#include "tq/foundation/instruction_set.h"
 #include "tq/platform/base/exception.h"
 
 namespace tq::detail {
 
-SetMatcher::SetMatcher(const CharacterSet& set) : bitmap(set.bitmap().data()), low512{}, asciiByLowNibble{} {
-  for (unsigned c = 0; c < 512; ++c) {
-    if (isMember(static_cast<char16_t>(c))) low512[c >> 4] |= static_cast<uint16_t>(1u << (c & 15));
+namespace {
+
+void setBit(SetMatcher::BitTable& t, unsigned x) {
+  t.plain[x >> 3] |= static_cast<uint8_t>(1u << (x & 7));
+  t.nibble[(x & 15) + 16 * (x >> 7)] |= static_cast<uint8_t>(1u << ((x >> 4) & 7));
+}
+
+}  // namespace
+
+SetMatcher::SetMatcher(const CharacterSet& s)
+    : set(&s), bitmap(s.bitmap().data()), surrogates(false), pairs(0), pairHigh{}, pairLow{}, anyFull(false),
+      overflow(false), listed(0), listedBlock{}, full{}, unlisted{}, low{} {
+  for (unsigned w = 0xD800 / 64; w < 0xE000 / 64; ++w) surrogates |= bitmap[w] != 0;
+  UInteger above = 0;
+  for (const auto& [first, last] : s.rangesAboveBMP()) above += last - first + 1;
+  if (above > static_cast<UInteger>(kMaxPairs)) {
+    surrogates = true;
+  } else {
+    for (const auto& [first, last] : s.rangesAboveBMP()) {
+      for (char32_t c = first; c <= last; ++c) {
+        pairHigh[pairs] = static_cast<uint16_t>(0xD800 + ((c - 0x10000) >> 10));
+        pairLow[pairs] = static_cast<uint16_t>(0xDC00 + ((c - 0x10000) & 0x3FF));
+        ++pairs;
+      }
+    }
   }
-  for (unsigned c = 0; c < 128; ++c) {
-    if (isMember(static_cast<char16_t>(c))) asciiByLowNibble[c & 15] |= static_cast<uint8_t>(1u << (c >> 4));
-  }
-  anyFrom128 = anyFrom512 = false;
-  for (unsigned w = 2; w < 1024; ++w) {
-    if (bitmap[w]) {
-      anyFrom128 = true;
-      if (w >= 8) anyFrom512 = true;
+  for (unsigned block = 0; block < 256; ++block) {
+    if (block >= 0xD8 && block <= 0xDF) continue;  // surrogates: decided one by one
+    const uint64_t* w = bitmap + 4 * block;
+    if ((w[0] & w[1] & w[2] & w[3]) == ~uint64_t{0}) {
+      setBit(full, block);
+      anyFull = true;
+    } else if (w[0] | w[1] | w[2] | w[3]) {
+      if (listed == kMaxListed) {
+        setBit(unlisted, block);
+        overflow = true;
+        continue;
+      }
+      listedBlock[listed] = static_cast<uint8_t>(block);
+      for (unsigned x = 0; x < 256; ++x) {
+        if ((w[x >> 6] >> (x & 63)) & 1u) setBit(low[listed], x);
+      }
+      ++listed;
     }
   }
 }
@@ -62,22 +94,53 @@ std::size_t plainEndOfNonWhitespace(const char16_t* in, std::size_t n) {
 }
 
 std::size_t plainFindMember(const char16_t* in, std::size_t n, const SetMatcher& set) {
+  if (set.surrogates || set.pairs) {
+    for (std::size_t i = 0; i < n; ++i) {
+      if (set.isMemberAt(in, i, n)) return i;
+    }
+    return n;
+  }
   for (std::size_t i = 0; i < n; ++i) {
     if (set.isMember(in[i])) return i;
   }
   return n;
 }
 
+std::size_t plainFindMembers(const char16_t* in, std::size_t from, std::size_t n, const SetMatcher& set,
+                             std::size_t* at, std::size_t cap, std::size_t* next) {
+  std::size_t count = 0;
+  std::size_t i = from;
+  for (; i < n && count < cap; ++i) {
+    if (set.isMemberAt(in, i, n)) {
+      at[count++] = i;
+      i += isHighSurrogate(in[i]) && i + 1 < n && isLowSurrogate(in[i + 1]);  // a pair is one character
+    }
+  }
+  *next = i;
+  return count;
+}
+
+void plainReplaceMembers(const char16_t* in, std::size_t n, char16_t* out, const SetMatcher& set, char16_t unit) {
+  if (set.surrogates || set.pairs) {
+    for (std::size_t i = 0; i < n; ++i) out[i] = set.isMemberAt(in, i, n) ? unit : in[i];
+    return;
+  }
+  for (std::size_t i = 0; i < n; ++i) out[i] = set.isMember(in[i]) ? unit : in[i];
+}
+
 bool cpuHasAVX2() { return __builtin_cpu_supports("avx2"); }
 bool cpuHasAVX512() {
   return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi2");
+         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
+         __builtin_cpu_supports("avx512vbmi2");
 }
 
+// The widest path the CPU runs, within the limit TQ_ISA sets.
 const StringKernels* best() {
   __builtin_cpu_init();
-  if (cpuHasAVX512()) return &kAVX512Kernels;
-  if (cpuHasAVX2()) return &kAVX2Kernels;
+  const InstructionSet cap = instructionSetLimit();
+  if (cap >= InstructionSet::AVX512 && cpuHasAVX512()) return &kAVX512Kernels;
+  if (cap >= InstructionSet::AVX2 && cpuHasAVX2()) return &kAVX2Kernels;
   return &kPlainKernels;
 }
 
@@ -90,7 +153,8 @@ std::atomic<const StringKernels*>& current() {
 
 const StringKernels kPlainKernels = {StringCodePath::Plain,     plainFindLineBreak,      plainReplaceLineBreaks,
                                      plainReduceWhitespace,     plainFirstNonWhitespace, plainEndOfNonWhitespace,
-                                     plainFindMember};
+                                     plainFindMember,           plainFindMembers,
+                                     plainReplaceMembers};
 
 const StringKernels& stringKernels() { return *current().load(std::memory_order_relaxed); }
 

@@ -43,7 +43,9 @@ void NotificationCenter::addEntry(const void* target, std::weak_ptr<const void> 
   entry->senderLife = sender;
   entry->block = std::move(block);
   std::lock_guard<std::mutex> lock(mutex_);
-  entries_.push_back(std::move(entry));
+  auto list = std::make_shared<EntryList>(*entries_);
+  list->push_back(std::move(entry));
+  entries_ = std::move(list);
 }
 
 NotificationToken NotificationCenter::addObserverForName(const String& name, const std::shared_ptr<Object>& sender,
@@ -57,8 +59,28 @@ NotificationToken NotificationCenter::addObserverForName(const String& name, con
   entry->senderLife = sender;
   entry->block = std::move(block);
   std::lock_guard<std::mutex> lock(mutex_);
-  entries_.push_back(std::move(entry));
+  auto list = std::make_shared<EntryList>(*entries_);
+  list->push_back(std::move(entry));
+  entries_ = std::move(list);
   return token;
+}
+
+template <class Drop>
+void NotificationCenter::dropEntries(Drop drop) {
+  std::shared_ptr<const EntryList> old;  // blocks are destroyed outside the lock
+  std::lock_guard<std::mutex> lock(mutex_);
+  auto list = std::make_shared<EntryList>();
+  list->reserve(entries_->size());
+  for (const auto& e : *entries_) {
+    if (drop(*e)) {
+      e->removed = true;
+    } else {
+      list->push_back(e);
+    }
+  }
+  if (list->size() == entries_->size()) return;
+  old = std::move(entries_);
+  entries_ = std::move(list);
 }
 
 void NotificationCenter::removeObserver(const NotificationToken& token) {
@@ -67,27 +89,16 @@ void NotificationCenter::removeObserver(const NotificationToken& token) {
 
 void NotificationCenter::removeObserver(const void* target) {
   if (!target) return;
-  std::vector<std::shared_ptr<Entry>> dropped;  // blocks are destroyed outside the lock
-  std::lock_guard<std::mutex> lock(mutex_);
-  std::erase_if(entries_, [&](const std::shared_ptr<Entry>& e) {
-    if (e->target != target) return false;
-    e->removed = true;
-    dropped.push_back(e);
-    return true;
-  });
+  dropEntries([&](const Entry& e) { return e.target == target; });
 }
 
 void NotificationCenter::removeObserver(const void* target, const String& name,
                                         const std::shared_ptr<Object>& sender) {
   if (!target) return;
-  std::vector<std::shared_ptr<Entry>> dropped;
-  std::lock_guard<std::mutex> lock(mutex_);
-  std::erase_if(entries_, [&](const std::shared_ptr<Entry>& e) {
-    if (e->target != target) return false;
-    if (!name.isNil() && e->name != name) return false;
-    if (sender && e->sender != sender.get()) return false;
-    e->removed = true;
-    dropped.push_back(e);
+  dropEntries([&](const Entry& e) {
+    if (e.target != target) return false;
+    if (!name.isNil() && e.name != name) return false;
+    if (sender && e.sender != sender.get()) return false;
     return true;
   });
 }
@@ -98,25 +109,24 @@ void NotificationCenter::postNotificationName(const String& name, const std::sha
 }
 
 void NotificationCenter::postNotification(const Notification& notification) {
-  std::vector<std::shared_ptr<Entry>> snapshot;
-  std::vector<std::shared_ptr<Entry>> dropped;
+  // The list as it stands now; registrations made during the post go to a new list and are not
+  // called by this post.
+  std::shared_ptr<const EntryList> list;
   {
     std::lock_guard<std::mutex> lock(mutex_);
-    // Targets that are gone take their entries with them.
-    std::erase_if(entries_, [&](const std::shared_ptr<Entry>& e) {
-      if (!e->expired()) return false;
-      e->removed = true;
-      dropped.push_back(e);
-      return true;
-    });
-    for (const auto& e : entries_) {
-      if (e->matches(notification)) snapshot.push_back(e);
-    }
+    list = entries_;
   }
-  for (const auto& e : snapshot) {
-    if (e->removed) continue;
+  bool expired = false;
+  for (const auto& e : *list) {
+    if (e->expired()) {
+      expired = true;
+      continue;
+    }
+    if (e->removed.load(std::memory_order_acquire) || !e->matches(notification)) continue;
     e->block(notification);
   }
+  // Targets that are gone take their entries with them.
+  if (expired) dropEntries([](const Entry& e) { return e.expired(); });
 }
 
 }  // namespace tq

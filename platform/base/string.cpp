@@ -2,7 +2,6 @@
 #include "tq/platform/base/string.h"
 
 #include <algorithm>
-#include <sys/mman.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -58,9 +57,11 @@ namespace {
 
 using Units = std::unique_ptr<unichar[], detail::UnitsDeleter>;
 
-// A buffer for `count` code units (at least one). Large buffers are aligned to 2 MiB and offered
-// to the kernel for transparent huge pages: a new large string then takes a few dozen page faults
-// instead of thousands, which is most of the cost of producing it.
+// A buffer for `count` code units (at least one). Large buffers are rounded to 2 MiB, so that the
+// spare (the last large buffer released) fits the next string of about the same size. They are not
+// offered for transparent huge pages: where the kernel compacts memory to find a huge page on the
+// first touch, or the memory is new to a virtual machine's host, a new buffer stalls for hundreds
+// of milliseconds, far more than the 4 KiB faults it would save.
 Units allocateUnits(UInteger count) {
   if (count > std::numeric_limits<UInteger>::max() / (2 * sizeof(unichar))) throw std::bad_alloc();
   UInteger bytes = std::max<UInteger>(count, 1) * sizeof(unichar);
@@ -82,7 +83,6 @@ Units allocateUnits(UInteger count) {
   }
   void* p = nullptr;
   if (posix_memalign(&p, kHugePage, rounded) != 0) throw std::bad_alloc();
-  madvise(p, rounded, MADV_HUGEPAGE);  // advice only: failure changes nothing
   return Units(static_cast<unichar*>(p), detail::UnitsDeleter{rounded});
 }
 
@@ -338,15 +338,24 @@ Range String::rangeOfCharacterFromSet(const CharacterSet& set, unsigned options,
   if (!storage_) return Range::notFound();
   checkRange("rangeOfCharacterFromSet:options:range:", range, length());
   const unichar* u = storage_->units.get();
+  // By characters: a surrogate pair inside the range is one character of two units.
   if (options & BackwardsSearch) {
-    for (UInteger i = range.max(); i > range.location; --i) {
-      if (set.characterIsMember(u[i - 1])) return {i - 1, 1};
+    for (UInteger i = range.max(); i > range.location;) {
+      UInteger width = (isLowSurrogate(u[i - 1]) && i - 1 > range.location && isHighSurrogate(u[i - 2])) ? 2 : 1;
+      i -= width;
+      bool member = width == 2 ? set.longCharacterIsMember(characterOfSurrogatePair(u[i], u[i + 1]))
+                               : set.characterIsMember(u[i]);
+      if (member) return {i, width};
       if (options & AnchoredSearch) break;
     }
   } else {
-    for (UInteger i = range.location; i < range.max(); ++i) {
-      if (set.characterIsMember(u[i])) return {i, 1};
+    for (UInteger i = range.location; i < range.max();) {
+      UInteger width = (isHighSurrogate(u[i]) && i + 1 < range.max() && isLowSurrogate(u[i + 1])) ? 2 : 1;
+      bool member = width == 2 ? set.longCharacterIsMember(characterOfSurrogatePair(u[i], u[i + 1]))
+                               : set.characterIsMember(u[i]);
+      if (member) return {i, width};
       if (options & AnchoredSearch) break;
+      i += width;
     }
   }
   return Range::notFound();
@@ -390,8 +399,17 @@ String String::stringByTrimmingCharactersInSet(const CharacterSet& set) const {
   if (!storage_) return {};
   std::u16string_view v = view();
   UInteger b = 0, e = v.size();
-  while (b < e && set.characterIsMember(v[b])) ++b;
-  while (e > b && set.characterIsMember(v[e - 1])) --e;
+  // By characters, as the searches go: a surrogate pair is trimmed whole or kept whole.
+  while (b < e) {
+    Range r = rangeOfCharacterFromSet(set, AnchoredSearch, Range{b, e - b});
+    if (!r.found()) break;
+    b = r.max();
+  }
+  while (e > b) {
+    Range r = rangeOfCharacterFromSet(set, AnchoredSearch | BackwardsSearch, Range{b, e - b});
+    if (!r.found()) break;
+    e = r.location;
+  }
   return substringWithRange({b, e - b});
 }
 

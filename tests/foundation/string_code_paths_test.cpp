@@ -2,6 +2,7 @@
 // what the step-by-step algorithms give.
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <random>
 
 #include "tq/foundation/string_code_paths.h"
@@ -53,13 +54,14 @@ String referenceTrim(const String& self) {
   Range first = self.rangeOfCharacterFromSet(notWs);
   if (!first.found()) return String::empty();
   Range last = self.rangeOfCharacterFromSet(notWs, BackwardsSearch);
-  if (first.location == 0 && last.location == self.length() - 1) return self;
-  return self.substringWithRange({first.location, last.location + 1 - first.location});
+  if (first.location == 0 && last.max() == self.length()) return self;
+  return self.substringWithRange({first.location, last.max() - first.location});
 }
 
 const char16_t kAlphabet[] = {u'a',    u'b',    u' ',    u'\t',   u'\n',   u'\r',   0x00A0, 0x3000, 0x2000, 0x200A,
                               0x200B, 0x1680, 0x202F, 0x205F, 0x00E9, 0x0120, 0x01FF, 0x8000, 0xD83D, 0xFFFF,
-                              0x0085, 0x2028, u'|',   0x1FFF, 0x200C, 0x3001, 0x00FF, 0x0100};
+                              0x0085, 0x2028, u'|',   0x1FFF, 0x200C, 0x3001, 0x00FF, 0x0100, 0xDE00, 0xDE01,
+                              0xDBFF, 0xDC00, 0x0303, 0x0707, 0x0450, 0x0A0A, 0xD800};
 
 std::vector<String> sampleInputs() {
   std::vector<String> inputs;
@@ -93,6 +95,17 @@ std::vector<String> sampleInputs() {
       inputs.emplace_back(run);
     }
   }
+  // Surrogate pairs straddling each vector boundary, and a member's high half before another low one.
+  for (std::size_t pos : {0, 14, 15, 16, 30, 31, 32, 62, 63, 64, 95}) {
+    std::u16string s(97, u'x');
+    s[pos] = 0xD83D;
+    s[pos + 1] = 0xDE00;
+    inputs.emplace_back(s);
+    s[pos + 1] = 0xDE01;
+    inputs.emplace_back(s);
+    s[pos] = 0xDE00;  // a lone low half, then another lone one
+    inputs.emplace_back(s);
+  }
   inputs.emplace_back(std::u16string(100, u' '));
   inputs.emplace_back(std::u16string(64, char16_t(0x3000)) + u"z" + std::u16string(33, u'\t'));
   inputs.emplace_back(String::empty());
@@ -113,6 +126,14 @@ std::vector<SetCase> setCases() {
       {CharacterSet::whitespaceCharacterSet(), u"_"},
       {CharacterSet::whitespaceCharacterSet().invertedSet(), u" "},
       {CharacterSet::characterSetWithRange({0x7F, 3}), u"?"},
+      // More blocks with members than the vector tables list, and blocks that are wholly members.
+      {CharacterSet::characterSetWithCharactersInString(u"\u0101\u0202\u0303\u0404\u0450\u0505\u0606\u0707\u0A0A|"), u"#"},
+      {CharacterSet::characterSetWithRange({0x00F0, 0x0420}), u"~"},
+      // Characters above U+FFFF and lone surrogates.
+      {CharacterSet::characterSetWithCharactersInString(u"\U0001F600|"), u"?"},
+      {CharacterSet::characterSetWithCharactersInString(u"\U0001F600|"), u"<>"},
+      {CharacterSet::characterSetWithCharactersInString(u"\xD83D\xDE01\t"), u"?"},
+      {CharacterSet::characterSetWithRange({0xDBFF, 0x10}), u"@"},
   };
 }
 
@@ -164,6 +185,27 @@ TEST_P(StringCodePaths, InputsAtEveryOffsetOfAnUnalignedBuffer) {
   }
 }
 
+TEST_P(StringCodePaths, LongTextsDenseWithMembers) {
+  // Hundreds of members, pairs among them, so that the batches of found members fill and restart
+  // at every vector alignment; the substitutes change the length both ways.
+  setStringCodePath(GetParam());
+  std::mt19937 rng(5);
+  const char16_t pieces[][3] = {u"|", u"ab", u"\U0001F600", u"\U0001F601", u"\t", u"\u3001", u"x"};
+  std::u16string text;
+  while (text.size() < 3000) text += pieces[rng() % std::size(pieces)];
+  const CharacterSet sets[] = {CharacterSet::characterSetWithCharactersInString(u"|\U0001F600"),
+                               CharacterSet::characterSetWithCharactersInString(u"|\t\u3001")};
+  for (UInteger from : {0, 1, 7, 31}) {
+    String in = String(text).substringFromIndex(from);
+    if (in.length() && in.characterAtIndex(0) >= 0xDC00 && in.characterAtIndex(0) <= 0xDFFF) continue;
+    for (const CharacterSet& set : sets) {
+      for (const String& sub : {String(u"?"), String(u""), String(u"<->")}) {
+        ASSERT_EQ(stringWithSubstitute(in, sub, set), referenceSubstitute(in, sub, set)) << from;
+      }
+    }
+  }
+}
+
 INSTANTIATE_TEST_SUITE_P(All, StringCodePaths,
                          ::testing::Values(StringCodePath::Plain, StringCodePath::AVX2, StringCodePath::AVX512),
                          [](const auto& info) { return std::string(info.param == StringCodePath::AVX512 ? "AVX512"
@@ -175,6 +217,27 @@ TEST(StringCodePathChoice, BestPathIsTheDefaultAndPlainAlwaysRuns) {
   ASSERT_FALSE(paths.empty());
   EXPECT_EQ(paths.front(), StringCodePath::Plain);
   EXPECT_EQ(currentStringCodePath(), paths.back());
+}
+
+}  // namespace
+
+namespace {
+
+// TQ_ISA is read once per process, so each case runs in a new one (a death-test child).
+void expectPathUnder(const char* isa, StringCodePath expected) {
+  ::testing::FLAGS_gtest_death_test_style = "threadsafe";
+  setenv("TQ_ISA", isa, 1);
+  EXPECT_EXIT(std::exit(currentStringCodePath() == expected ? 0 : 1), ::testing::ExitedWithCode(0), "") << isa;
+  unsetenv("TQ_ISA");
+}
+
+TEST(StringCodePathChoice, TheEnvironmentLimitsThePath) {
+  auto paths = availableStringCodePaths();
+  expectPathUnder("plain", StringCodePath::Plain);
+  expectPathUnder("SSSE3", StringCodePath::Plain);
+  expectPathUnder("avx2", paths.size() > 1 ? StringCodePath::AVX2 : StringCodePath::Plain);
+  expectPathUnder("avx512", paths.back());
+  expectPathUnder("no-such-isa", paths.back());
 }
 
 }  // namespace

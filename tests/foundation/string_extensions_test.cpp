@@ -36,6 +36,24 @@ TEST(Substitute, ReplacesEveryMemberInOnePass) {
   EXPECT_NE(reason.find("substitute contains a member"), std::string::npos) << reason;
 }
 
+TEST(Substitute, SetsHoldCharactersNotSurrogates) {
+  // U+1F600 is D83D DE00; U+1F601 shares its high surrogate.
+  CharacterSet grin = CharacterSet::characterSetWithCharactersInString(u"\U0001F600|");
+  EXPECT_EQ(stringWithSubstitute(u"a\U0001F600b", u"?", grin), String(u"a?b")) << "the pair is one character";
+  EXPECT_EQ(stringWithSubstitute(u"\U0001F600\U0001F600|", u"", grin), String(u""));
+  EXPECT_EQ(stringWithSubstitute(u"x|\U0001F600", u"<>", grin), String(u"x<><>"));
+  String other(u"a\U0001F601b\xD83D\xDE00");  // another emoji, then the member itself
+  EXPECT_EQ(stringWithSubstitute(other, u"?", grin), String(u"a\U0001F601b?")) << "no emoji is cut in half";
+  String untouched(u"\U0001F601 \xD83D \xDE00");  // a pair sharing the high half, two lone halves
+  EXPECT_TRUE(stringWithSubstitute(untouched, u"?", grin).isIdenticalTo(untouched));
+  // A lone surrogate in the set matches only where it stands alone.
+  CharacterSet lone = CharacterSet::characterSetWithCharactersInString(u"\xD83D");
+  EXPECT_EQ(stringWithSubstitute(u"\xD83Dx\U0001F600\xD83D", u"?", lone), String(u"?x\U0001F600?"));
+  std::string reason = raisedReason([&] { (void)stringWithSubstitute(u"|", u"\U0001F600", grin); },
+                                    NSInternalInconsistencyException);
+  EXPECT_NE(reason.find("substitute contains a member"), std::string::npos) << reason;
+}
+
 TEST(LineBreaks, EachBreakBecomesOneSpace) {
   EXPECT_EQ(stringByRemovingLineBreaks(u"a\r\nb"), String(u"a  b"));
   EXPECT_EQ(stringByRemovingLineBreaks(u"\n\n\r"), String(u"   "));

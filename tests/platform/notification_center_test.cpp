@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <thread>
 
 using namespace tq;
@@ -102,4 +103,23 @@ TEST(NotificationCenter, DeliversOnThePostingThreadBeforeReturning) {
   t.join();
   center.removeObserver(token);
   EXPECT_EQ(deliveredOn, poster);
+}
+
+TEST(NotificationCenter, PostsWhileAnotherThreadRegistersAndRemoves) {
+  // Every post reaches the one lasting observer exactly once, however the list changes meanwhile.
+  NotificationCenter center;
+  std::atomic<int> calls{0};
+  center.addObserverForName(u"N", nullptr, [&](const Notification&) { ++calls; });
+  std::atomic<bool> done{false};
+  std::thread churn([&] {
+    while (!done) {
+      auto token = center.addObserverForName(u"Other", nullptr, [](const Notification&) {});
+      center.removeObserver(token);
+    }
+  });
+  const String name(u"N");
+  for (int i = 0; i < 20000; ++i) center.postNotificationName(name, nullptr);
+  done = true;
+  churn.join();
+  EXPECT_EQ(calls.load(), 20000);
 }

@@ -247,6 +247,35 @@ TEST(CharacterSetMembership, FromStringInvertedAndRange) {
   EXPECT_EQ(CharacterSet::characterSetWithCharactersInString(String()), CharacterSet());
 }
 
+TEST(CharacterSetMembership, CharactersAboveTheBasicPlane) {
+  // U+1F600 is the pair D83D DE00.
+  CharacterSet s = CharacterSet::characterSetWithCharactersInString(u"a\U0001F600\xDC00");
+  EXPECT_TRUE(s.longCharacterIsMember(0x1F600));
+  EXPECT_FALSE(s.longCharacterIsMember(0x1F601));
+  EXPECT_FALSE(s.characterIsMember(0xD83D)) << "the pair's halves are not members";
+  EXPECT_FALSE(s.characterIsMember(0xDE00));
+  EXPECT_TRUE(s.characterIsMember(0xDC00)) << "a lone surrogate is a character of its own";
+  CharacterSet inv = s.invertedSet();
+  EXPECT_FALSE(inv.longCharacterIsMember(0x1F600));
+  for (char32_t c : {0x10000u, 0x1F5FFu, 0x1F601u, 0x10FFFFu}) EXPECT_TRUE(inv.longCharacterIsMember(c)) << static_cast<unsigned>(c);
+  EXPECT_FALSE(inv.longCharacterIsMember(0x110000));
+  EXPECT_EQ(inv.invertedSet(), s);
+  CharacterSet r = CharacterSet::characterSetWithRange({0xFFFE, 4});
+  EXPECT_TRUE(r.characterIsMember(0xFFFF));
+  EXPECT_TRUE(r.longCharacterIsMember(0x10001));
+  EXPECT_FALSE(r.longCharacterIsMember(0x10002));
+  EXPECT_TRUE(CharacterSet::characterSetWithRange({0x10FFFF, NotFound}).longCharacterIsMember(0x10FFFF));
+
+  // Searches go by characters: a pair is found whole, from either end, and never by half.
+  String text(u"x\U0001F601\U0001F600\xDC00");
+  EXPECT_EQ(text.rangeOfCharacterFromSet(s), (Range{3, 2}));
+  EXPECT_EQ(text.rangeOfCharacterFromSet(s, BackwardsSearch), (Range{5, 1}));
+  EXPECT_EQ(text.rangeOfCharacterFromSet(s, BackwardsSearch, Range{0, 5}), (Range{3, 2}));
+  CharacterSet half = CharacterSet::characterSetWithCharactersInString(u"\xD83D");
+  EXPECT_FALSE(text.rangeOfCharacterFromSet(half).found());
+  EXPECT_EQ(String(u"\U0001F600ab\U0001F600").stringByTrimmingCharactersInSet(s), String(u"b"));
+}
+
 namespace {
 class Gadget : public Object {
  public:

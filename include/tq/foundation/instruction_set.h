@@ -20,9 +20,17 @@ enum class InstructionSet {
 
 // True when the running CPU can execute kernels built for `isa` (Scalar: always).
 bool cpuSupports(InstructionSet isa) noexcept;
-// The widest instruction set the running CPU supports; decided once per process.
+// The widest instruction set the kernels may use, from the environment variable TQ_ISA, read once
+// per process: "plain" (or "scalar"), "ssse3", "avx2" or "avx512", in any case. Unset, empty or
+// unrecognised: no limit. The limit lets one machine run each code path of a program as a CPU
+// without the wider instructions would; it never enables what the CPU lacks.
+InstructionSet instructionSetLimit() noexcept;
+// The widest instruction set the running CPU supports within instructionSetLimit(); decided once
+// per process. Every vectorized operation of the library (hexadecimal text, byte search and the
+// string helpers) starts on the path this allows.
 InstructionSet bestInstructionSet() noexcept;
-// Every instruction set the running CPU supports, narrowest first (Scalar always included).
+// Every instruction set the running CPU supports, narrowest first (Scalar always included), whatever
+// the limit: benchmarks and tests run each of them.
 std::vector<InstructionSet> supportedInstructionSets();
 // "scalar", "ssse3", "avx2" or "avx512".
 const char* instructionSetName(InstructionSet isa) noexcept;

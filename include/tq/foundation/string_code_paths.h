@@ -1,6 +1,8 @@
 // The code paths behind the bulk string operations (whitespace reduction and trimming, line-break
-// removal, substitution). The best path the CPU offers is chosen once, at first use; every path
-// gives the same results. Tests and benchmarks may pin a path to compare them.
+// removal, substitution). The best path the CPU offers is chosen once, at first use, within the
+// limit of the TQ_ISA environment variable (see instructionSetLimit(): "plain" keeps the plain
+// path, "avx2" stops at AVX2); every path gives the same results. Tests and benchmarks may pin a
+// path to compare them.
 #pragma once
 
 #include <vector>

@@ -32,9 +32,12 @@ namespace tq {
 // cause quoting.
 String quoteQuotes(const String& self);
 
-// Every code unit of `self` that is a member of `set` replaced by `substitute` (nil or empty
-// deletes them). The receiver itself when it contains no member. Raises (see above) when it does
-// and `substitute` contains a member as well.
+// Every character of `self` that is a member of `set` replaced by `substitute` (nil or empty
+// deletes them). A member above U+FFFF is matched as its surrogate pair and replaced whole; a
+// surrogate of some other character is never matched by such a member. Characters are taken as they
+// stand in the receiver: deleting a member between a lone high and a lone low surrogate does not
+// make a new pair that could match. The receiver itself when it
+// contains no member. Raises (see above) when it does and `substitute` contains a member as well.
 String stringWithSubstitute(const String& self, const String& substitute, const CharacterSet& set);
 
 // stringByRemovingFirstLine applied `count` times; count <= 0 gives the receiver itself.

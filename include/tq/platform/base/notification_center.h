@@ -102,8 +102,15 @@ class NotificationCenter {
   void addEntry(const void* target, std::weak_ptr<const void> targetLife, const String& name,
                 const std::shared_ptr<Object>& sender, Block block);
 
+  using EntryList = std::vector<std::shared_ptr<Entry>>;
+  // Rebuilds the list without the entries for which `drop` is true (marking them removed).
+  template <class Drop>
+  void dropEntries(Drop drop);
+
+  // The registrations, copied on every change and never modified in place, so that a post reads
+  // the list it took under the lock without holding it.
   std::mutex mutex_;
-  std::vector<std::shared_ptr<Entry>> entries_;
+  std::shared_ptr<const EntryList> entries_ = std::make_shared<const EntryList>();
 };
 
 }  // namespace tq

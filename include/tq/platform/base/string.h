@@ -118,6 +118,8 @@ class String {
   Range rangeOfString(const String& needle) const;
   Range rangeOfString(const String& needle, unsigned options) const;
   Range rangeOfString(const String& needle, unsigned options, Range range) const;
+  // The first (last, with BackwardsSearch) character of the range that belongs to the set. A
+  // surrogate pair inside the range is one character: its range has length 2.
   Range rangeOfCharacterFromSet(const CharacterSet& set) const;
   Range rangeOfCharacterFromSet(const CharacterSet& set, unsigned options) const;
   Range rangeOfCharacterFromSet(const CharacterSet& set, unsigned options, Range range) const;

@@ -1,0 +1,212 @@
+#!/usr/bin/env python3
+"""Reads the JSON outputs of the benchmark programs and prints one table of ratios.
+
+Each row names the benchmarks it compares (by the names the programs print), so figures change as
+the programs and the code change; nothing here is a measured number. A row whose benchmarks are
+missing from the outputs (a program that failed, a path the CPU lacks) says so instead of a figure.
+
+Usage: bench_table.py [--json] RESULTS_DIR
+"""
+import json
+import os
+import re
+import sys
+
+PATHS = ["plain", "avx2", "avx512"]
+SETS = ["ascii", "latin1", "punctuation", "cjk", "emoji"]
+
+
+def rows():
+    """(work, program, tqkit benchmark, baseline benchmark or None, measure, target)
+
+    measure: 'speedup'  ratio = baseline time / tqkit time, target '>= x'
+             'overhead' ratio = tqkit time / baseline time, target '<= x'
+             'ns', 'ms'  tqkit's own time, target '<= x' or '< x'
+             'counter:NAME' a counter of the tqkit benchmark, target '<= x' or '< x'
+    """
+    r = []
+    for path, target in (("avx2", ">= 6"), ("avx512", ">= 10"), ("plain", "")):
+        r.append((f"reduce whitespace, {path} path vs plain loop", "string_bench",
+                  f"stringByReducingWhitespaces/tqkit/{path}", "stringByReducingWhitespaces/plain_loop",
+                  "speedup", target))
+    for path in PATHS:
+        r.append((f"reduce whitespace, first call, {path} path", "string_bench",
+                  f"stringByReducingWhitespaces/first_call/tqkit/{path}",
+                  "stringByReducingWhitespaces/first_call/plain_loop", "speedup", ""))
+    for s in SETS:
+        for path in PATHS:
+            r.append((f"substitution, {s} set, {path} path vs plain loop", "string_bench",
+                      f"stringWithSubstitute/{s}/tqkit/{path}", f"stringWithSubstitute/{s}/plain_loop",
+                      "speedup", "" if path == "plain" else ">= 2"))
+    for path in PATHS:
+        r.append((f"line breaks, {path} path vs plain loop", "string_bench",
+                  f"stringByRemovingLineBreaks/tqkit/{path}", "stringByRemovingLineBreaks/plain_loop", "speedup", ""))
+        r.append((f"surrounding whitespace, {path} path vs plain loop", "string_bench",
+                  f"stringByRemovingSurroundingWhitespace/tqkit/{path}",
+                  "stringByRemovingSurroundingWhitespace/plain_loop", "speedup", ""))
+    r += [
+        ("hex encode 64 MiB, first call in a fresh process vs plain loop", "data_bench",
+         "encode/64MiB/first_call/tqkit", "encode/64MiB/first_call/plain", "speedup", ">= 1.5"),
+        ("  the new 256 MiB's page faults alone (a write per page), vs the plain loop", "data_bench",
+         "encode/64MiB/first_call/fault_floor", "encode/64MiB/first_call/plain", "speedup", ""),
+        ("hex encode 64 MiB, steady vs plain loop", "data_bench", "encode/64MiB/tqkit", "encode/64MiB/plain",
+         "speedup", ""),
+        ("hex encode 1 MiB vs plain loop", "data_bench", "encode/1MiB/tqkit", "encode/1MiB/plain", "speedup", ">= 15"),
+        ("hex encode 1 MiB vs memcpy of the output", "data_bench", "encode/1MiB/tqkit", "encode/1MiB/memcpy",
+         "speedup", ">= 0.6"),
+        ("hex decode dense 1 MiB vs plain loop", "data_bench", "decode/dense/1MiB/tqkit", "decode/dense/1MiB/plain",
+         "speedup", ">= 8"),
+        ("hex decode spaced 1 MiB vs plain loop", "data_bench", "decode/spaced/1MiB/tqkit",
+         "decode/spaced/1MiB/plain", "speedup", ">= 2.5"),
+        ("sha1 64 B vs SHA1()", "data_bench", "sha1/64B/tqkit", "sha1/64B/SHA1", "speedup", ">= 1"),
+        ("sha1 4 KiB vs SHA1()", "data_bench", "sha1/4KiB/tqkit", "sha1/4KiB/SHA1", "speedup", ">= 0.95"),
+        ("sha1 1 MiB vs SHA1()", "data_bench", "sha1/1MiB/tqkit", "sha1/1MiB/SHA1", "speedup", ">= 0.95"),
+        ("byte search m=8 vs naive", "data_bench", "search/random/m=8/tqkit", "search/random/m=8/naive",
+         "speedup", ">= 7"),
+        ("byte search m=32 vs memmem", "data_bench", "search/random/m=32/tqkit", "search/random/m=32/memmem",
+         "speedup", ">= 1"),
+        ("byte search m=256 vs memmem", "data_bench", "search/random/m=256/tqkit", "search/random/m=256/memmem",
+         "speedup", ">= 1"),
+        ("posting a notification to one observer (ns)", "network_bench", "BM_NotificationPostOneObserver", None,
+         "ns", "<= 100"),
+        ("  the same, name written as a literal (ns)", "network_bench", "BM_NotificationPostOneObserver_LiteralName",
+         None, "ns", ""),
+        ("store change to observer vs bare GLib idle", "network_bench", "BM_StoreChangeDelivered",
+         "BM_StoreChange_Baseline_GLibIdle", "overhead", ""),
+        ("store toggle to notification, p50 vs bare socket", "store_bench", "BM_ToggleToNotification", None,
+         "counter:p50_ratio", "<= 3"),
+        ("store toggle to notification, p99 (us)", "store_bench", "BM_ToggleToNotification", None,
+         "counter:store_p99_us", "< 2000"),
+        ("store full read vs the bare kernel dumps", "store_bench", "BM_FullRead", "BM_FullRead_BareDumps",
+         "overhead", "<= 2"),
+        ("store full read (ms)", "store_bench", "BM_FullRead", None, "ms", "< 35"),
+        ("interface read vs bare pugixml parse", "ui_bench", "BM_NibRead", "BM_PugixmlParse", "overhead", "<= 2"),
+        ("localizing vs the same bare table lookups", "interface_bench", "BM_LocalizePrefsWindow_tqkit",
+         "BM_LocalizePrefsWindow_bareLookups", "overhead", "<= 3"),
+        ("allocations per cell draw, text cell", "interface_bench", "BM_DrawCells_TQTextFieldCell", None,
+         "counter:allocs_per_cell", "<= 2"),
+        ("allocations per cell draw, image cell", "interface_bench", "BM_DrawCells_TQImageAndTextCell", None,
+         "counter:allocs_per_cell", "<= 2"),
+    ]
+    return r
+
+
+UNIT_NS = {"ns": 1.0, "us": 1e3, "ms": 1e6, "s": 1e9}
+
+
+def load(results_dir):
+    """program -> list of benchmark records, plus each program's context."""
+    runs, contexts = {}, {}
+    for name in sorted(os.listdir(results_dir)):
+        if not name.endswith(".json"):
+            continue
+        program = name[:-5]
+        try:
+            with open(os.path.join(results_dir, name)) as f:
+                data = json.load(f)
+        except (OSError, ValueError):
+            continue
+        runs[program] = [b for b in data.get("benchmarks", []) if b.get("run_type", "iteration") == "iteration"]
+        contexts[program] = data.get("context", {})
+    return runs, contexts
+
+
+def find(runs, program, name, errors=False):
+    """The records of `program` whose name is `name` or `name` followed by '/...' (args, options);
+    with errors=True, those that reported an error instead."""
+    pattern = re.compile("^" + re.escape(name) + "(/|$)")
+    return [b for b in runs.get(program, [])
+            if pattern.match(b.get("name", "")) and bool(b.get("error_occurred")) == errors]
+
+
+def time_ns(record):
+    """The best first-call time (wall clock, one fresh process each) when the benchmark reports one;
+    else the CPU time per iteration, which other work on a shared machine disturbs less than the
+    wall clock does (page faults and system calls count: they run on the measuring thread)."""
+    if "best_ms" in record:
+        return record["best_ms"] * 1e6
+    return record["cpu_time"] * UNIT_NS.get(record.get("time_unit", "ns"), 1.0)
+
+
+def met(value, target):
+    if not target:
+        return ""
+    op, bound = target.split()
+    bound = float(bound)
+    ok = {">=": value >= bound, "<=": value <= bound, "<": value < bound, ">": value > bound}[op]
+    return "yes" if ok else "NO"
+
+
+def fmt_time(ns):
+    if ns >= 1e6:
+        return f"{ns / 1e6:.2f} ms"
+    if ns >= 1e3:
+        return f"{ns / 1e3:.1f} us"
+    return f"{ns:.0f} ns"
+
+
+def build(results_dir):
+    runs, _ = load(results_dir)
+    table = []
+    for work, program, tq_name, base_name, measure, target in rows():
+        row = {"work": work, "tqkit": "", "baseline": "", "ratio": "", "target": target, "met": ""}
+        tq = find(runs, program, tq_name)
+        base = find(runs, program, base_name) if base_name else []
+        if program not in runs:
+            row["met"] = "no output" if target else ""
+            row["tqkit"] = f"({program} gave no output)"
+        elif not tq or (base_name and not base):
+            failed = find(runs, program, tq_name, True) + (find(runs, program, base_name, True) if base_name else [])
+            if failed:
+                row["tqkit"] = "(error: " + failed[0].get("error_message", "?")[:60] + ")"
+                row["met"] = "error" if target else ""
+            else:
+                row["tqkit"] = "(not measured here)"
+        elif measure in ("speedup", "overhead"):
+            # Several records (one per argument): the last, the largest size by convention.
+            t, b = time_ns(tq[-1]), time_ns(base[-1])
+            value = b / t if measure == "speedup" else t / b
+            row.update(tqkit=fmt_time(t), baseline=fmt_time(b), ratio=f"{value:.2f}x",
+                       target=(target + "x") if target else "", met=met(value, target))
+        elif measure in ("ns", "ms"):
+            t = time_ns(tq[-1])
+            value = t if measure == "ns" else t / 1e6
+            row.update(tqkit=fmt_time(t), ratio=f"{value:.3g} {measure}",
+                       target=(target + " " + measure) if target else "", met=met(value, target))
+        elif measure.startswith("counter:"):
+            counter = measure.split(":", 1)[1]
+            values = [r[counter] for r in tq if counter in r]
+            if not values:
+                row["tqkit"] = f"(no counter {counter})"
+            else:
+                value = max(values)  # the worst of the sizes measured
+                row.update(tqkit=f"{counter} {value:.3g}", ratio=f"{value:.3g}", met=met(value, target))
+        table.append(row)
+    return table
+
+
+def main(argv):
+    as_json = "--json" in argv
+    args = [a for a in argv if not a.startswith("--")]
+    if "--help" in argv or len(args) != 1:
+        print(__doc__.strip())
+        return 0 if "--help" in argv else 2
+    table = build(args[0])
+    if as_json:
+        json.dump(table, sys.stdout, indent=1)
+        print()
+        return 0
+    cols = ["work", "tqkit", "baseline", "ratio", "target", "met"]
+    heads = {"work": "work", "tqkit": "tqkit", "baseline": "baseline", "ratio": "ratio", "target": "target",
+             "met": "met?"}
+    width = {c: max(len(heads[c]), *(len(str(r[c])) for r in table)) for c in cols}
+    line = "| " + " | ".join(heads[c].ljust(width[c]) for c in cols) + " |"
+    print(line)
+    print("|" + "|".join("-" * (width[c] + 2) for c in cols) + "|")
+    for r in table:
+        print("| " + " | ".join(str(r[c]).ljust(width[c]) for c in cols) + " |")
+    return 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(sys.argv[1:]))
