@@ -36,10 +36,13 @@ using CacheProbe = std::tuple<std::u16string_view, double, bool, bool>;
 
 struct CacheOrder {
   using is_transparent = void;
+  template <class Key>
+  static CacheProbe probe(const Key& k) {
+    return {std::u16string_view(std::get<0>(k)), std::get<1>(k), std::get<2>(k), std::get<3>(k)};
+  }
   template <class A, class B>
   bool operator()(const A& a, const B& b) const {
-    return std::tie(std::get<0>(a), std::get<1>(a), std::get<2>(a), std::get<3>(a)) <
-           std::tie(std::get<0>(b), std::get<1>(b), std::get<2>(b), std::get<3>(b));
+    return probe(a) < probe(b);
   }
 };
 
