@@ -1,11 +1,15 @@
 // Interface support: localizing the largest corpus interface with its German strings table, per
-// pass, beside the same number of bare table lookups; drawing 10,000 cells of each kind into an
+// pass, beside the same number of bare table lookups (steady state: the same objects again; first
+// pass: freshly read objects whose texts were never measured, and the process's very first call with
+// the strings table read and the fonts set up); drawing 10,000 cells of each kind into an
 // image surface beside a plain Pango loop drawing the same texts; and the allocations per cell draw,
 // which must not grow with the number of draws.
 #include <benchmark/benchmark.h>
 #include <pango/pangocairo.h>
 
 #include <atomic>
+#include <chrono>
+#include <cerrno>
 #include <type_traits>
 #include <cstdlib>
 #include <filesystem>
@@ -14,10 +18,13 @@
 #include <string>
 #include <vector>
 
+#include "../platform/ui/text_system.h"
+#include "tq/interface/button_extensions.h"
 #include "tq/interface/tq_image_and_text_cell.h"
 #include "tq/interface/tq_localizer.h"
 #include "tq/platform/base/character_set.h"
 #include "tq/platform/ui/box.h"
+#include "tq/platform/ui/font.h"
 #include "tq/platform/ui/button.h"
 #include "tq/platform/ui/matrix.h"
 #include "tq/platform/ui/nib_reader.h"
@@ -27,9 +34,44 @@
 #include "tq/platform/ui/text_field.h"
 #include "tq/platform/ui/window.h"
 
-// Every allocation of the program is counted.
+// Every allocation of the program is counted: C++ allocations through operator new, and every
+// heap block any library takes (Cairo, Pango, HarfBuzz, GLib) through the C allocator, which this
+// program replaces with counting forwarders to the C library's own.
 namespace {
 std::atomic<long long> allocations{0};
+std::atomic<long long> heapBlocks{0};
+}
+extern "C" {
+void* __libc_malloc(std::size_t);
+void* __libc_calloc(std::size_t, std::size_t);
+void* __libc_realloc(void*, std::size_t);
+void* __libc_memalign(std::size_t, std::size_t);
+void __libc_free(void*);
+
+void* malloc(std::size_t size) {
+  heapBlocks.fetch_add(1, std::memory_order_relaxed);
+  return __libc_malloc(size);
+}
+void* calloc(std::size_t n, std::size_t size) {
+  heapBlocks.fetch_add(1, std::memory_order_relaxed);
+  return __libc_calloc(n, size);
+}
+void* realloc(void* p, std::size_t size) {
+  heapBlocks.fetch_add(1, std::memory_order_relaxed);
+  return __libc_realloc(p, size);
+}
+void* memalign(std::size_t alignment, std::size_t size) {
+  heapBlocks.fetch_add(1, std::memory_order_relaxed);
+  return __libc_memalign(alignment, size);
+}
+void* aligned_alloc(std::size_t alignment, std::size_t size) { return memalign(alignment, size); }
+int posix_memalign(void** out, std::size_t alignment, std::size_t size) {
+  void* p = memalign(alignment, size);
+  if (!p) return ENOMEM;
+  *out = p;
+  return 0;
+}
+void free(void* p) { __libc_free(p); }
 }
 // Kept out of line, so the compiler does not pair the inlined malloc and free across call sites.
 [[gnu::noinline]] void* operator new(std::size_t size) {
@@ -84,11 +126,28 @@ void collectKeys(tq::View* v, std::vector<String>& keys) {
   }
 }
 
+// The check boxes of a view tree with their fonts: the texts the localizer measures.
+void collectCheckBoxes(tq::View* v, std::vector<std::pair<String, tq::FontRef>>& out) {
+  if (!v) return;
+  for (const auto& sub : v->subviews()) {
+    if (auto* b = dynamic_cast<tq::Button*>(sub.get()); b && tq::isSwitchButton(b)) {
+      out.emplace_back(b->title(), tq::Font::fontWithDescriptor(b->font()));
+    }
+    if (auto* t = dynamic_cast<tq::TabView*>(sub.get())) {
+      for (const auto& i : t->tabViewItems()) collectCheckBoxes(i->view().get(), out);
+    } else {
+      collectCheckBoxes(sub.get(), out);
+    }
+  }
+}
+
 struct Corpus {
   bool ok = false;
   tq::NibReadResult read{tq::NibReadError{}};
   std::shared_ptr<tq::Bundle> bundle;
   std::vector<String> keys;
+  double firstCallMicros = 0;  // the process's first localize: strings table read, fonts set up
+  std::vector<std::pair<String, tq::FontRef>> checkBoxes;  // translated titles, as first measured
   Corpus() {
     const fs::path xib = kCorpus / "Base.lproj" / "PrefsWindow.xib";
     const fs::path table = kCorpus / "de.lproj" / "Localizable.strings";
@@ -109,6 +168,18 @@ struct Corpus {
       }
     }
     ok = bundle != nullptr;
+    if (!ok) return;
+    const tq::NibReadResult first = tq::readNibFile(xib.string());
+    const auto start = std::chrono::steady_clock::now();
+    tq::TQLocalizer::localizeObjects(first.nib().topLevelObjects(), u"German", bundle);
+    firstCallMicros = std::chrono::duration<double, std::micro>(std::chrono::steady_clock::now() - start).count();
+    for (const auto& o : first.nib().topLevelObjects()) {
+      if (auto* w = dynamic_cast<tq::Window*>(o.get())) {
+        collectCheckBoxes(w->contentView().get(), checkBoxes);
+      } else if (auto* v = dynamic_cast<tq::View*>(o.get())) {
+        collectCheckBoxes(v, checkBoxes);
+      }
+    }
   }
 };
 
@@ -128,6 +199,73 @@ void BM_LocalizePrefsWindow_tqkit(benchmark::State& state) {
   state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * c.keys.size()));
 }
 BENCHMARK(BM_LocalizePrefsWindow_tqkit)->Unit(benchmark::kMicrosecond);
+
+// A window localized once, as a host does after loading it: fresh objects every pass, and no text
+// of it measured before (the shaped widths are forgotten while the clock is stopped).
+void BM_LocalizePrefsWindow_firstPass(benchmark::State& state) {
+  Corpus& c = corpus();
+  if (!c.ok) {
+    state.SkipWithError("corpus absent");
+    return;
+  }
+  const std::string xib = (kCorpus / "Base.lproj" / "PrefsWindow.xib").string();
+  for (auto _ : state) {
+    state.PauseTiming();
+    tq::NibReadResult fresh = tq::readNibFile(xib);
+    {
+      auto& system = tq::detail::TextSystem::shared();
+      auto guard = system.lock();
+      system.forgetShapedWidths();
+    }
+    state.ResumeTiming();
+    tq::TQLocalizer::localizeObjects(fresh.nib().topLevelObjects(), u"German", c.bundle);
+    state.PauseTiming();
+    fresh = tq::NibReadResult(tq::NibReadError{});  // released off the clock
+    state.ResumeTiming();
+  }
+  state.counters["strings_per_pass"] = static_cast<double>(c.keys.size());
+  state.counters["process_first_call_us"] = c.firstCallMicros;
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * c.keys.size()));
+}
+BENCHMARK(BM_LocalizePrefsWindow_firstPass)->Unit(benchmark::kMicrosecond);
+
+// The floor of a first pass: the bare lookups, and each check box's new title shaped once with
+// HarfBuzz in its font (no measuring code around it). Nothing measures a text without shaping it.
+void BM_LocalizePrefsWindow_firstPassFloor(benchmark::State& state) {
+  Corpus& c = corpus();
+  if (!c.ok) {
+    state.SkipWithError("corpus absent");
+    return;
+  }
+  const String empty = String::empty();
+  const String table = u"German";
+  auto& system = tq::detail::TextSystem::shared();
+  std::vector<std::pair<std::u16string, hb_font_t*>> shaped;
+  {
+    auto guard = system.lock();
+    for (const auto& [title, font] : c.checkBoxes) shaped.emplace_back(title.u16string(), system.shapingFont(*font).hb);
+  }
+  hb_buffer_t* buffer = hb_buffer_create();
+  const hb_language_t language = hb_language_from_string(
+      pango_language_to_string(pango_context_get_language(system.context())), -1);
+  for (auto _ : state) {
+    for (const auto& k : c.keys) benchmark::DoNotOptimize(c.bundle->localizedStringForKey(k, empty, table));
+    for (const auto& [text, font] : shaped) {
+      hb_buffer_clear_contents(buffer);
+      hb_buffer_add_utf16(buffer, reinterpret_cast<const uint16_t*>(text.data()), static_cast<int>(text.size()), 0,
+                          static_cast<int>(text.size()));
+      hb_buffer_set_direction(buffer, HB_DIRECTION_LTR);
+      hb_buffer_set_script(buffer, HB_SCRIPT_LATIN);
+      hb_buffer_set_language(buffer, language);
+      hb_shape(font, buffer, nullptr, 0);
+      benchmark::DoNotOptimize(hb_buffer_get_length(buffer));
+    }
+  }
+  hb_buffer_destroy(buffer);
+  state.counters["texts_shaped"] = static_cast<double>(shaped.size());
+  state.SetItemsProcessed(static_cast<int64_t>(state.iterations() * c.keys.size()));
+}
+BENCHMARK(BM_LocalizePrefsWindow_firstPassFloor)->Unit(benchmark::kMicrosecond);
 
 void BM_LocalizePrefsWindow_bareLookups(benchmark::State& state) {
   Corpus& c = corpus();
@@ -176,18 +314,20 @@ void drawCells(benchmark::State& state, bool withImage) {
     if (withImage) cell->setImage(icon());
   }
   const int draws = static_cast<int>(state.range(0));
-  long long allocs = 0;
+  long long allocs = 0, blocks = 0;
   for (auto _ : state) {
-    const long long start = allocations.load();
+    const long long start = allocations.load(), startBlocks = heapBlocks.load();
     for (int i = 0; i < draws; ++i) {
       cell->setStringValue(texts[i % texts.size()]);
       cell->drawWithFrame({0, (i % 20) * kRow, 200, kRow}, nullptr);
     }
     allocs = allocations.load() - start;
+    blocks = heapBlocks.load() - startBlocks;
   }
   tq::GraphicsContext::setCurrentContext(nullptr);
   state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * draws);
   state.counters["allocs_per_cell"] = static_cast<double>(allocs) / draws;
+  state.counters["heap_blocks_per_cell"] = static_cast<double>(blocks) / draws;
 }
 
 void BM_DrawCells_TQTextFieldCell(benchmark::State& state) { drawCells<tq::TQTextFieldCell>(state, false); }
@@ -208,19 +348,23 @@ void BM_DrawCells_plainPango(benchmark::State& state) {
   std::vector<std::string> texts;
   for (const auto& t : cellTexts()) texts.push_back(t.UTF8String());
   const int draws = static_cast<int>(state.range(0));
+  long long blocks = 0;
   for (auto _ : state) {
+    const long long startBlocks = heapBlocks.load();
     for (int i = 0; i < draws; ++i) {
       const std::string& s = texts[i % texts.size()];
       pango_layout_set_text(layout, s.data(), static_cast<int>(s.size()));
       cairo_move_to(cr, 2, (i % 20) * kRow);
       pango_cairo_show_layout(cr, layout);
     }
+    blocks = heapBlocks.load() - startBlocks;
   }
   pango_font_description_free(font);
   g_object_unref(layout);
   cairo_destroy(cr);
   cairo_surface_destroy(surface);
   state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * draws);
+  state.counters["heap_blocks_per_cell"] = static_cast<double>(blocks) / draws;
 }
 BENCHMARK(BM_DrawCells_plainPango)->Arg(kCells)->Unit(benchmark::kMillisecond);
 

@@ -1,6 +1,10 @@
 // The localizer's walk over windows, view trees, controls, binding placeholders and menus.
 #include "tq/interface/tq_localizer.h"
 
+#include <typeinfo>
+#include <utility>
+#include <vector>
+
 #include "tq/interface/button_extensions.h"
 #include "tq/platform/base/character_set.h"
 #include "tq/platform/ui/box.h"
@@ -12,6 +16,66 @@
 #include "tq/platform/ui/text_field.h"
 
 namespace tq {
+
+namespace {
+
+// The binding names and table names the walk asks for, made once.
+const String& bindingName(int which) {
+  static const String names[] = {u"value", u"content", u"contentValues", u"displayPatternValue1",
+                                 u"displayPatternValue2", u"title"};
+  return names[which];
+}
+enum BindingNames { kValue, kContent, kContentValues, kDisplayPatternValue1, kDisplayPatternValue2, kTitle };
+
+const String& defaultTable() {
+  static const String name = u"default";
+  return name;
+}
+
+// The branch of the walk a subview takes: the first of these kinds it is, and whether it is a
+// control (binding placeholders).
+enum class Kind : unsigned char { PopUpButton, Button, Box, Matrix, TabView, TextField, TableView, SegmentedControl, Other };
+struct Branch {
+  Kind kind = Kind::Other;
+  bool control = false;
+};
+
+Branch branchOf(View* view) {
+  Branch b;
+  b.control = dynamic_cast<Control*>(view) != nullptr;
+  if (auto* button = dynamic_cast<Button*>(view)) {
+    b.kind = dynamic_cast<PopUpButton*>(button) ? Kind::PopUpButton : Kind::Button;
+  } else if (dynamic_cast<Box*>(view)) {
+    b.kind = Kind::Box;
+  } else if (dynamic_cast<Matrix*>(view)) {
+    b.kind = Kind::Matrix;
+  } else if (dynamic_cast<TabView*>(view)) {
+    b.kind = Kind::TabView;
+  } else if (dynamic_cast<TextField*>(view)) {
+    b.kind = Kind::TextField;
+  } else if (dynamic_cast<TableView*>(view)) {
+    b.kind = Kind::TableView;
+  } else if (dynamic_cast<SegmentedControl*>(view)) {
+    b.kind = Kind::SegmentedControl;
+  }
+  return b;
+}
+
+// The branch depends on the dynamic class alone, so it is worked out once per class: an interface
+// has a few dozen classes and hundreds of views. Walks run on the interface thread; the table is
+// per thread all the same, so walks on other threads stay safe.
+Branch cachedBranchOf(View* view) {
+  thread_local std::vector<std::pair<const std::type_info*, Branch>> known;
+  const std::type_info* type = &typeid(*view);
+  for (const auto& [t, b] : known) {
+    if (t == type) return b;
+  }
+  const Branch b = branchOf(view);
+  known.emplace_back(type, b);
+  return b;
+}
+
+}  // namespace
 
 TQLocalizer::TQLocalizer(String table, std::shared_ptr<Bundle> bundle, const Class& ofClass)
     : _table(std::move(table)), _bundle(std::move(bundle)), class_(&ofClass) {}
@@ -29,7 +93,7 @@ std::shared_ptr<TQLocalizer> TQLocalizer::Class::makeInstance(String table, std:
 
 String TQLocalizer::Class::localize(const String& key, const String& table, const std::shared_ptr<Bundle>& bundle) const {
   if (!bundle) return String();
-  return bundle->localizedStringForKey(key, String::empty(), table.isNil() ? String(u"default") : table);
+  return bundle->localizedStringForKey(key, String::empty(), table.isNil() ? defaultTable() : table);
 }
 
 // Both shorter forms go through the receiving class object, so that a subclass's lookup applies.
@@ -89,7 +153,7 @@ bool TQLocalizer::localizePlaceholdersForObject(InterfaceObject* object, const S
   if (!object) return false;
   std::shared_ptr<Binder> binder = object->binderForBinding(binding);
   if (!binder) return false;
-  if (binder->className().isEqual(u"NSDisplayPatternBinder")) {
+  if (binder->className().view() == u"NSDisplayPatternBinder") {
     // The pattern is one key, value tokens and all.
     const String pattern = binder->valueForKey(u"displayPattern").stringValue();
     binder->setValue(Value(localizedString(pattern)), u"displayPattern");
@@ -116,66 +180,90 @@ void TQLocalizer::localizeView(View* view) const {
     View* subview = subviews[i].get();
     if (!subview) continue;
 
-    if (auto* control = dynamic_cast<Control*>(subview)) {
-      if (!localizePlaceholdersForObject(control, u"value")) {
-        localizePlaceholdersForObject(control, u"content");
-        localizePlaceholdersForObject(control, u"contentValues");
-        if (localizePlaceholdersForObject(control, u"displayPatternValue1")) {
-          localizePlaceholdersForObject(control, u"displayPatternValue2");
+    const Branch branch = cachedBranchOf(subview);
+    if (branch.control) {
+      auto* control = static_cast<Control*>(subview);
+      if (!localizePlaceholdersForObject(control, bindingName(kValue))) {
+        localizePlaceholdersForObject(control, bindingName(kContent));
+        localizePlaceholdersForObject(control, bindingName(kContentValues));
+        if (localizePlaceholdersForObject(control, bindingName(kDisplayPatternValue1))) {
+          localizePlaceholdersForObject(control, bindingName(kDisplayPatternValue2));
         }
       }
     }
 
+    // Each kind was found by dynamic_cast on this very class, so the downcasts below are exact.
     bool descend = true;
-    if (auto* button = dynamic_cast<Button*>(subview)) {
-      if (auto* popUp = dynamic_cast<PopUpButton*>(button)) {
-        if (auto menu = popUp->menu()) {
+    switch (branch.kind) {
+      case Kind::PopUpButton:
+        if (auto menu = static_cast<PopUpButton*>(subview)->menu()) {
           for (const auto& item : menu->itemArray()) item->setTitle(localizedString(item->title()));
         }
-      } else if (button->imagePosition() != NSImageOnly) {
-        button->setTitle(localizedString(button->title()));
-        button->setAlternateTitle(localizedString(button->alternateTitle()));
-        // Check boxes grow or shrink to their new title; other buttons keep their frames.
-        if (isSwitchButton(button)) button->sizeToFit();
-      }
-    } else if (auto* box = dynamic_cast<Box*>(subview)) {
-      box->setTitle(localizedString(box->title()));
-    } else if (auto* matrix = dynamic_cast<Matrix*>(subview)) {
-      for (const auto& cell : matrix->cells()) {
-        if (!cell) continue;
-        cell->setTitle(localizedString(cell->title()));
-        if (auto* buttonCell = dynamic_cast<ButtonCell*>(cell.get())) {
-          buttonCell->setAlternateTitle(localizedString(buttonCell->alternateTitle()));
+        break;
+      case Kind::Button: {
+        auto* button = static_cast<Button*>(subview);
+        if (button->imagePosition() != NSImageOnly) {
+          button->setTitle(localizedString(button->title()));
+          button->setAlternateTitle(localizedString(button->alternateTitle()));
+          // Check boxes grow or shrink to their new title; other buttons keep their frames.
+          if (isSwitchButton(button)) button->sizeToFit();
         }
+        break;
       }
-      // The titles changed: let the matrix work its cell size out again.
-      matrix->setValidateSize(false);
-    } else if (auto* tabView = dynamic_cast<TabView*>(subview)) {
-      for (const auto& item : tabView->tabViewItems()) {
-        if (!item) continue;
-        item->setLabel(localizedString(item->label()));
-        localizeView(item->view().get());
+      case Kind::Box: {
+        auto* box = static_cast<Box*>(subview);
+        box->setTitle(localizedString(box->title()));
+        break;
       }
-      // The selected item's view is also a subview: it has been walked through its item.
-      descend = false;
-    } else if (auto* textField = dynamic_cast<TextField*>(subview)) {
-      textField->setStringValue(localizedString(textField->stringValue()));
-      if (auto cell = textField->textFieldCell()) {
-        cell->setPlaceholderString(localizedString(cell->placeholderString()));
-      }
-    } else if (auto* tableView = dynamic_cast<TableView*>(subview)) {
-      for (const auto& column : tableView->tableColumns()) {
-        if (!column) continue;
-        if (const auto& header = column->headerCell()) header->setStringValue(localizedString(header->stringValue()));
-        if (auto* withMenu = dynamic_cast<HasMenu*>(column->dataCell().get())) {
-          if (auto menu = withMenu->menu()) {
-            for (const auto& item : menu->itemArray()) item->setTitle(localizedString(item->title()));
+      case Kind::Matrix: {
+        auto* matrix = static_cast<Matrix*>(subview);
+        for (const auto& cell : matrix->cells()) {
+          if (!cell) continue;
+          cell->setTitle(localizedString(cell->title()));
+          if (auto* buttonCell = dynamic_cast<ButtonCell*>(cell.get())) {
+            buttonCell->setAlternateTitle(localizedString(buttonCell->alternateTitle()));
           }
         }
+        // The titles changed: let the matrix work its cell size out again.
+        matrix->setValidateSize(false);
+        break;
       }
-    } else if (auto* segmented = dynamic_cast<SegmentedControl*>(subview)) {
-      const long segments = segmented->segmentCount();
-      for (long s = 0; s < segments; ++s) segmented->setLabel(localizedString(segmented->labelForSegment(s)), s);
+      case Kind::TabView:
+        for (const auto& item : static_cast<TabView*>(subview)->tabViewItems()) {
+          if (!item) continue;
+          item->setLabel(localizedString(item->label()));
+          localizeView(item->view().get());
+        }
+        // The selected item's view is also a subview: it has been walked through its item.
+        descend = false;
+        break;
+      case Kind::TextField: {
+        auto* textField = static_cast<TextField*>(subview);
+        textField->setStringValue(localizedString(textField->stringValue()));
+        if (auto cell = textField->textFieldCell()) {
+          cell->setPlaceholderString(localizedString(cell->placeholderString()));
+        }
+        break;
+      }
+      case Kind::TableView:
+        for (const auto& column : static_cast<TableView*>(subview)->tableColumns()) {
+          if (!column) continue;
+          if (const auto& header = column->headerCell()) header->setStringValue(localizedString(header->stringValue()));
+          if (auto* withMenu = dynamic_cast<HasMenu*>(column->dataCell().get())) {
+            if (auto menu = withMenu->menu()) {
+              for (const auto& item : menu->itemArray()) item->setTitle(localizedString(item->title()));
+            }
+          }
+        }
+        break;
+      case Kind::SegmentedControl: {
+        auto* segmented = static_cast<SegmentedControl*>(subview);
+        const long segments = segmented->segmentCount();
+        for (long s = 0; s < segments; ++s) segmented->setLabel(localizedString(segmented->labelForSegment(s)), s);
+        break;
+      }
+      case Kind::Other:
+        break;
     }
 
     if (descend && !subview->subviews().empty()) localizeView(subview);
@@ -194,7 +282,7 @@ void TQLocalizer::recursiveLocalizer(Menu* menu, const String& table, const std:
   for (std::size_t i = 0; i < count; ++i) {
     MenuItem* item = items[i].get();
     if (!item) continue;
-    localizePlaceholdersForObject(item, u"title");
+    localizePlaceholdersForObject(item, bindingName(kTitle));
     item->setTitle(class_->localize(item->title(), table, bundle));
     if (const auto& submenu = item->submenu()) recursiveLocalizer(submenu.get(), table, bundle);
   }

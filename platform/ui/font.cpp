@@ -29,11 +29,40 @@ bool isFixedPitchFamily(const std::string& family) {
 
 bool contains(const std::string& s, const char* part) { return s.find(part) != std::string::npos; }
 
+// Fonts by name, size and style. Looked up by a view of the name, so that finding a font that
+// exists allocates nothing: cells ask for their font on every draw.
 using CacheKey = std::tuple<std::u16string, double, bool, bool>;
+using CacheProbe = std::tuple<std::u16string_view, double, bool, bool>;
 
-std::map<CacheKey, FontRef>& fontCache() {
-  static auto* cache = new std::map<CacheKey, FontRef>();
+struct CacheOrder {
+  using is_transparent = void;
+  template <class Key>
+  static CacheProbe probe(const Key& k) {
+    return {std::u16string_view(std::get<0>(k)), std::get<1>(k), std::get<2>(k), std::get<3>(k)};
+  }
+  template <class A, class B>
+  bool operator()(const A& a, const B& b) const {
+    return probe(a) < probe(b);
+  }
+};
+
+std::map<CacheKey, FontRef, CacheOrder>& fontCache() {
+  static auto* cache = new std::map<CacheKey, FontRef, CacheOrder>();
   return *cache;
+}
+
+// The names the system fonts are made with, made once.
+const String& systemFontName() {
+  static const String name = u"DejaVuSansCondensed";
+  return name;
+}
+const String& boldSystemFontName() {
+  static const String name = u"DejaVuSansCondensed-Bold";
+  return name;
+}
+const String& systemFamilyName() {
+  static const String name = kSystemFamily;
+  return name;
 }
 
 double positiveOr(double size, double fallback) { return size > 0 && std::isfinite(size) ? size : fallback; }
@@ -64,9 +93,11 @@ FontRef Font::make(const String& fontName, const String& familyName, double size
                    bool fixedPitch) {
   auto& system = detail::TextSystem::shared();
   auto guard = system.lock();
-  CacheKey key{fontName.u16string(), size, bold, italic};
   auto& cache = fontCache();
-  if (auto found = cache.find(key); found != cache.end()) return found->second;
+  if (auto found = cache.find(CacheProbe{fontName.view(), size, bold, italic}); found != cache.end()) {
+    return found->second;
+  }
+  CacheKey key{fontName.u16string(), size, bold, italic};
 
   auto font = std::make_shared<Font>(Key(), fontName, familyName, size, bold, italic, fixedPitch);
   PangoFontMetrics* metrics = pango_context_get_metrics(system.context(), font->description_, nullptr);
@@ -101,11 +132,11 @@ FontRef Font::fontWithName(const String& name, double size) {
 }
 
 FontRef Font::systemFontOfSize(double size) {
-  return make(u"DejaVuSansCondensed", kSystemFamily, positiveOr(size, systemFontSize()), false, false, false);
+  return make(systemFontName(), systemFamilyName(), positiveOr(size, systemFontSize()), false, false, false);
 }
 
 FontRef Font::boldSystemFontOfSize(double size) {
-  return make(u"DejaVuSansCondensed-Bold", kSystemFamily, positiveOr(size, systemFontSize()), true, false, false);
+  return make(boldSystemFontName(), systemFamilyName(), positiveOr(size, systemFontSize()), true, false, false);
 }
 
 FontRef Font::labelFontOfSize(double size) { return systemFontOfSize(positiveOr(size, labelFontSize())); }
@@ -115,7 +146,7 @@ FontRef Font::userFixedPitchFontOfSize(double size) {
 }
 
 FontRef Font::fontWithDescriptor(const FontDescriptor& descriptor) {
-  const bool system = descriptor.name.isNil() || descriptor.name == String(u"System") ||
+  const bool system = descriptor.name.isNil() || descriptor.name.view() == u"System" ||
                       !descriptor.metaFont.isNil();
   if (system) {
     return descriptor.bold ? boldSystemFontOfSize(descriptor.size) : systemFontOfSize(descriptor.size);

@@ -418,14 +418,17 @@ class NibBuilder {
     if (std::shared_ptr<View> view = decodeViewElement(n, depth)) return view;
     // Controllers, formatters, constraints, host objects.
     auto object = make<InterfaceObject>(n, [&] {
-      auto g = std::make_shared<GenericObject>(is(n, "customObject")  ? String(u"NSObject")
-                                               : is(n, "constraint") ? String(u"NSLayoutConstraint")
+      static const String object = u"NSObject", constraint = u"NSLayoutConstraint";
+      auto g = std::make_shared<GenericObject>(is(n, "customObject") ? object
+                                               : is(n, "constraint") ? constraint
                                                                      : platformName(e));
-      std::vector<Dictionary::Entry> attributes;
+      // Kept as archived until asked for: most are constraints nobody reads.
+      std::string packed;
       for (pugi::xml_attribute a = n.first_attribute(); a; a = a.next_attribute()) {
-        attributes.emplace_back(str(a.name()), Value(str(a.value())));
+        packed.append(a.name()).push_back('\0');
+        packed.append(a.value()).push_back('\0');
       }
-      g->setAttributes(Dictionary(std::move(attributes)));
+      g->setArchivedAttributes(std::move(packed));
       return std::static_pointer_cast<InterfaceObject>(g);
     });
     remember(n, object);

@@ -143,8 +143,13 @@ Measured measure(const String& text, const Font& font, LineBreakMode mode, doubl
   auto guard = system.lock();
   const double w = usableWidth(boundsWidth);
   int64_t units = 0;
-  if (shapeSimpleText(text.view(), system.shapingFont(font), system.threadBuffer(), units) &&
-      (fitsOneLine(units, boundsWidth) || mode == LineBreakMode::ByClipping)) {
+  const detail::ShapingFont& shaping = system.shapingFont(font);
+  bool simple = shaping.widths.find(text.view(), units);
+  if (!simple && shapeSimpleText(text.view(), shaping, system.threadBuffer(), units)) {
+    shaping.widths.add(text.view(), units);
+    simple = true;
+  }
+  if (simple && (fitsOneLine(units, boundsWidth) || mode == LineBreakMode::ByClipping)) {
     m.width = std::ceil(units / double(PANGO_SCALE) - 1e-6);
     if (w > 0) m.width = std::min(m.width, std::ceil(w - 1e-6));
     return m;

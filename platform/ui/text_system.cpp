@@ -60,9 +60,19 @@ hb_buffer_t* TextSystem::threadBuffer() {
   return threadBufferHolder.buffer;
 }
 
-const ShapingFont& TextSystem::shapingFont(const Font& font) {
+namespace {
+std::map<const Font*, ShapingFont>& shapingFonts() {
   static auto* fonts = new std::map<const Font*, ShapingFont>();
-  auto [it, added] = fonts->try_emplace(&font);
+  return *fonts;
+}
+}  // namespace
+
+void TextSystem::forgetShapedWidths() {
+  for (auto& [font, shaping] : shapingFonts()) shaping.widths.clear();
+}
+
+const ShapingFont& TextSystem::shapingFont(const Font& font) {
+  auto [it, added] = shapingFonts().try_emplace(&font);
   if (added) {
     ShapingFont& f = it->second;
     f.font = pango_font_map_load_font(fontMap_, context_, font.pangoFontDescription());

@@ -23,6 +23,7 @@
 #include "tq/platform/ui/bindings.h"
 #include "tq/platform/ui/box.h"
 #include "tq/platform/ui/button_cell.h"
+#include "tq/platform/ui/generic_object.h"
 #include "tq/platform/ui/matrix.h"
 #include "tq/platform/ui/menu.h"
 #include "tq/platform/ui/nib_reader.h"
@@ -522,6 +523,54 @@ TEST(NibFormsCorpus, EveryVisibleStringOfEveryFormReachesTheModel) {
   EXPECT_GT(perForm[Form::XMLArchive], 100u);
   EXPECT_GT(perForm[Form::Document], 300u);
   EXPECT_GE(checked.size(), 21u);
+}
+
+}  // namespace
+}  // namespace tq
+
+namespace tq {
+namespace {
+
+// Objects the model has no class for (constraints, controllers) keep every XML attribute of their
+// element, in document order, as pugixml reads the file's own bytes; the first reader of the
+// attributes, and a second one, see the same.
+TEST(NibFormsCorpus, GenericObjectsKeepTheirElementsAttributes) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  const auto path = test::corpusDir() / "transmission/macosx/Base.lproj/PrefsWindow.xib";
+  pugi::xml_document doc;
+  ASSERT_TRUE(doc.load_file(path.c_str()));
+  NibReadResult r = readNibFile(path.string());
+  ASSERT_TRUE(r) << r.error().reason;
+  int checked = 0;
+  for (pugi::xpath_node x : doc.select_nodes("/document/objects//*[self::constraint or (self::customObject and not(starts-with(@id, '-')))]")) {
+    pugi::xml_node n = x.node();
+    auto object = std::dynamic_pointer_cast<GenericObject>(r.nib().objectWithIdentifier(String::fromUTF8(n.attribute("id").value())));
+    ASSERT_TRUE(object) << n.attribute("id").value();
+    for (int pass = 0; pass < 2; ++pass) {
+      const auto& entries = object->attributes().entries();
+      std::size_t i = 0;
+      for (pugi::xml_attribute a : n.attributes()) {
+        ASSERT_LT(i, entries.size()) << n.attribute("id").value();
+        EXPECT_EQ(entries[i].first.UTF8String(), a.name());
+        EXPECT_EQ(entries[i].second.stringValue().UTF8String(), a.value());
+        ++i;
+      }
+      EXPECT_EQ(i, entries.size());
+    }
+    ++checked;
+  }
+  EXPECT_GT(checked, 400);
+}
+
+TEST(GenericObject, AttributesSetAfterTheFirstQuestionStillArrive) {
+  GenericObject object;
+  EXPECT_EQ(object.attributes().count(), 0u);
+  static const char packed[] = "firstItem\0abc\0constant\08\0";
+  object.setArchivedAttributes(std::string(packed, sizeof packed - 1));
+  ASSERT_EQ(object.attributes().count(), 2u);
+  EXPECT_EQ(object.attributes().objectForKey(u"constant").stringValue(), String(u"8"));
+  object.setAttributes(Dictionary({{u"a", Value(String(u"b"))}}));
+  EXPECT_EQ(object.attributes().count(), 1u);
 }
 
 }  // namespace

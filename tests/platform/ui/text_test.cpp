@@ -263,3 +263,29 @@ TEST(TextDrawing, SimpleTextDrawsTheGlyphsPangoDraws) {
     EXPECT_EQ(differing, 0) << text;
   }
 }
+
+// Measured widths are remembered per font: a text measured again, in the same font or another, after
+// thousands of other texts, still measures what a fresh Pango layout says.
+TEST(TextMeasuring, RemeasuredTextsAgreeWithPangoInEveryFont) {
+  PlainPango pango;
+  const FontRef small = Font::systemFontOfSize(11), large = Font::boldSystemFontOfSize(20);
+  auto pangoWidth = [&](const std::string& text, const Font& font) {
+    PangoLayout* layout = pango.layout(text, font);
+    int w = 0, h = 0;
+    pango_layout_get_size(layout, &w, &h);
+    g_object_unref(layout);
+    return std::ceil(w / double(PANGO_SCALE) - 1e-6);
+  };
+  std::vector<std::string> texts;
+  for (int i = 0; i < 5000; ++i) texts.push_back("Item " + std::to_string(i * 7919 % 100000) + (i % 3 ? " AV" : " To"));
+  for (int round = 0; round < 2; ++round) {
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+      const String text = String::fromUTF8(texts[i]);
+      const double a = sizeOfText(text, small).width, b = sizeOfText(text, large).width;
+      if (i % 97 == 0) {
+        ASSERT_EQ(a, pangoWidth(texts[i], *small)) << texts[i] << " round " << round;
+        ASSERT_EQ(b, pangoWidth(texts[i], *large)) << texts[i] << " round " << round;
+      }
+    }
+  }
+}

@@ -3,6 +3,10 @@
 // attributes.
 #pragma once
 
+#include <atomic>
+#include <mutex>
+#include <string>
+
 #include "tq/platform/base/value.h"
 #include "tq/platform/ui/capabilities.h"
 #include "tq/platform/ui/interface_object.h"
@@ -13,9 +17,15 @@ class GenericObject : public InterfaceObject, public NibConnectable {
  public:
   explicit GenericObject(String className = u"NSObject") { setClassName(std::move(className)); }
 
-  // The element's XML attributes as archived (e.g. "objectClassName" of an array controller).
-  const Dictionary& attributes() const { return attributes_; }
-  void setAttributes(Dictionary attributes) { attributes_ = std::move(attributes); }
+  // The element's XML attributes as archived (e.g. "objectClassName" of an array controller), names
+  // to string values. Archived attributes are made into the dictionary on the first call; it may come
+  // from any thread, as may concurrent calls.
+  const Dictionary& attributes() const;
+  void setAttributes(Dictionary attributes);
+  // Attributes as a reader keeps them until someone asks: UTF-8 names and values, each ended by a
+  // NUL ("name\0value\0name\0value\0"); invalid UTF-8 reads as U+FFFD. Replaces the attributes
+  // set before. Like the other setters, not to be called while another thread reads the object.
+  void setArchivedAttributes(std::string packed);
   // Outlets connected from this object, by property name, in connection order (destinations not
   // owned).
   const std::vector<std::pair<String, std::weak_ptr<Object>>>& outlets() const { return outlets_; }
@@ -24,7 +34,10 @@ class GenericObject : public InterfaceObject, public NibConnectable {
   std::shared_ptr<Object> outlet(const String& property) const;
 
  private:
-  Dictionary attributes_ = Dictionary::empty();
+  mutable Dictionary attributes_ = Dictionary::empty();
+  mutable std::string packed_;
+  mutable std::once_flag unpacked_;
+  mutable std::atomic<bool> asked_{false};
   std::vector<std::pair<String, std::weak_ptr<Object>>> outlets_;
 };
 
