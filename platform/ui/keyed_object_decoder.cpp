@@ -578,6 +578,7 @@ class KeyedNibDecoder {
     box.setTitlePosition(static_cast<TitlePosition>(std::clamp(integer(o, "NSTitlePosition", 2), 0L, 6L)));
     box.setBoxType(static_cast<BoxType>(std::clamp(integer(o, "NSBoxType", 0), 0L, 4L)));
     box.setBorderType(static_cast<BorderType>(std::clamp(integer(o, "NSBorderType", 2), 0L, 3L)));
+    box.setTransparent(boolean(o, "NSTransparent", false));
     box.setContentView(child<View>(o, "NSContentView", depth));
   }
 
@@ -728,7 +729,10 @@ class KeyedNibDecoder {
     if (auto s = size(o, "NSWindowContentMaxSize")) window->setMaxSize(*s);
     if (String name = string(o, "NSFrameAutosaveName"); !name.isNil()) window->setFrameAutosaveName(name);
     window->setVisibleAtLaunch(!layout_.visibleWindowsKnown || visibleWindows_.count(o) != 0);
-    if (auto content = child<View>(o, "NSWindowView", depth)) window->setContentView(content);
+    if (auto content = child<View>(o, "NSWindowView", depth)) {
+      window->setContentView(content);
+      fitContentToPinnedSubview(static_cast<uint32_t>(ref(o, "NSWindowView")), *window);
+    }
     // The toolbar: whichever key of the template holds one.
     for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
       if (e->key != 0 && e->value.isObject() && a_.className(e->value.index) == "NSToolbar") {
@@ -737,6 +741,56 @@ class KeyedNibDecoder {
       }
     }
     return window;
+  }
+
+  // A subview pinned to the four edges of the content view by required equalities gets the content's
+  // size less the margins on the platform, and the window grows when that subview needs more. The
+  // archive's frames are the editor's last layout (constraints are not solved here), so when the
+  // pinned subview's archived frame is larger than the window's content rectangle the window grows
+  // to hold it, its top left corner kept; it never shrinks.
+  void fitContentToPinnedSubview(uint32_t contentObject, Window& window) {
+    const auto& content = window.contentView();
+    if (!content) return;
+    struct Pins {
+      double margin[4] = {0, 0, 0, 0};  // left, right, top, bottom
+      unsigned pinned = 0;
+    };
+    std::unordered_map<const View*, Pins> pins;
+    for (uint32_t c : memberObjects(ref(contentObject, "NSViewConstraints"))) {
+      if (a_.className(c) != "NSLayoutConstraint") continue;
+      if (integer(c, "NSRelation", 0) != 0 || number(c, "NSPriority", 1000) < 1000) continue;
+      const long first = integer(c, "NSFirstAttribute", 0), second = integer(c, "NSSecondAttribute", 0);
+      const int64_t a = ref(c, "NSFirstItem"), b = ref(c, "NSSecondItem");
+      if (a < 0 || b < 0 || first != second) continue;
+      // Leading/trailing (5, 6) count as left/right (1, 2); top 3, bottom 4.
+      const int edge = first == 1 || first == 5 ? 0 : first == 2 || first == 6 ? 1 : first == 3 ? 2 : first == 4 ? 3 : -1;
+      if (edge < 0) continue;
+      const bool contentFirst = static_cast<uint32_t>(a) == contentObject;
+      const int64_t other = contentFirst ? b : a;
+      if (!contentFirst && static_cast<uint32_t>(b) != contentObject) continue;
+      auto sub = std::dynamic_pointer_cast<View>(memo_[static_cast<std::size_t>(other)]);
+      if (!sub || sub->superview() != content.get()) continue;
+      // Positive constants point right and down: the margin is the distance inwards from the edge.
+      const double constant = number(c, "NSConstant", 0);
+      const bool farEdge = edge == 1 || edge == 3;
+      Pins& p = pins[sub.get()];
+      p.margin[edge] = (farEdge == contentFirst) ? constant : -constant;
+      p.pinned |= 1u << edge;
+    }
+    Rect rect = window.contentRect();
+    for (const auto& [view, p] : pins) {
+      if (p.pinned != 0xF) continue;
+      const Rect f = view->frame();
+      const double w = p.margin[0] + f.w + p.margin[1], h = p.margin[2] + f.h + p.margin[3];
+      if (!(w > rect.w) && !(h > rect.h)) continue;
+      const double top = rect.maxY();
+      rect.w = std::max(rect.w, w);
+      rect.h = std::max(rect.h, h);
+      rect.y = top - rect.h;
+      window.setContentRect(rect);
+      content->setFrame({content->frame().x, content->frame().y, rect.w, rect.h});
+      const_cast<View*>(view)->setFrame({p.margin[0], p.margin[3], f.w, f.h});
+    }
   }
 
   // --- toolbars ------------------------------------------------------------------------------------

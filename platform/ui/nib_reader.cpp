@@ -565,6 +565,7 @@ class NibBuilder {
     box.setTitlePosition(enumAttr(n, "titlePosition", kTitlePositions, TitlePosition::AtTop));
     box.setBoxType(enumAttr(n, "boxType", kBoxTypes, BoxType::Primary));
     box.setBorderType(enumAttr(n, "borderType", kBorderTypes, BorderType::BezelBorder));
+    box.setTransparent(boolAttr(n, "transparent", false));
     if (auto font = fontChild(n, "titleFont")) box.setTitleFont(*font);
     if (pugi::xml_node c = keyed(n, "contentView")) {
       box.setContentView(std::dynamic_pointer_cast<View>(decode(c, depth + 1)));

@@ -165,6 +165,7 @@ void drawTable(const TableView& table, Rect bounds) {
 }
 
 void drawBox(const Box& box, Rect bounds) {
+  if (box.isTransparent()) return;
   if (box.boxType() == BoxType::Separator) {
     if (bounds.w >= bounds.h) {
       line({bounds.x, bounds.y + bounds.h / 2}, {bounds.maxX(), bounds.y + bounds.h / 2}, gray(0.75));
@@ -293,9 +294,9 @@ bool flippedForDrawing(const View& view) {
   return name == String(u"NSSplitView") || name == String(u"NSTableHeaderView");
 }
 
-void drawTree(const View& view, bool inFlippedSpace) {
+void drawTree(const View& view, bool inFlippedSpace, bool evenIfHidden = false) {
   auto context = GraphicsContext::currentContext();
-  if (!context || view.isHidden()) return;
+  if (!context || (view.isHidden() && !evenIfHidden)) return;
   const Rect frame = view.frame();
   if (!(frame.w > 0) || !(frame.h > 0)) return;
   GraphicsContext::saveGraphicsState();
@@ -359,9 +360,14 @@ GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions&
   // Heads-up panels are dark, their labels light.
   const bool hud = window.styleMask() & NSWindowStyleMaskHUDWindow;
   const ColorRef background = hud ? gray(0.16) : Color::windowBackgroundColor();
-  return renderInto({content.w, content.h + barHeight}, options.scale, background, options.recorder, [&] {
+  const double toolbar = toolbarHeight(window);
+  return renderInto({content.w, content.h + toolbar + barHeight}, options.scale, background, options.recorder, [&] {
+    if (toolbar > 0) {
+      const Session session({options.images.get(), hud, nullptr});
+      drawToolbar(window, {0, content.h, content.w, toolbar}, {options.images, hud, options.drawnView});
+    }
     if (titleBar) {
-      const Rect bar{0, content.h, content.w, barHeight};
+      const Rect bar{0, content.h + toolbar, content.w, barHeight};
       cairo_t* cr = ctx().cairo();
       cairo_pattern_t* gradient = cairo_pattern_create_linear(0, bar.maxY(), 0, bar.y);
       const double top = hud ? 0.25 : 0.93, bottom = hud ? 0.2 : 0.84;
@@ -401,7 +407,9 @@ GraphicsContextRef renderView(const View& view, double scale, std::shared_ptr<Dr
     AffineTransform t;
     t.translateXBy(-f.x, -f.y);
     t.concat();
-    drawViewHierarchy(view, false, {std::move(images), false, {}});
+    // A view archived hidden is one the application shows later: the picture asked for is the view.
+    const Session session({images.get(), false, nullptr});
+    drawTree(view, false, true);
   });
 }
 
