@@ -380,7 +380,19 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
   const bool json = args.has("json");
   std::vector<loc::Report> reports;
   const auto jobs = jobsOf(*bundle);
-  if (jobs.empty()) throw tq::cli::Failure(bundlePath + ": no interfaces in any localization");
+  if (jobs.empty()) {
+    // Interfaces in one language only leave nothing to compare; say which.
+    std::size_t interfaces = 0;
+    std::error_code ec;
+    for (const auto& e : fs::directory_iterator(u8(bundle->resourcePath()), ec)) {
+      if (isInterface(e.path())) ++interfaces;
+      if (e.path().extension() != ".lproj") continue;
+      for (const auto& inside : fs::directory_iterator(e.path(), ec)) interfaces += isInterface(inside.path());
+    }
+    if (interfaces == 0) throw tq::cli::Failure(bundlePath + ": no interfaces in any localization");
+    throw tq::cli::Failure(bundlePath + ": " + std::to_string(interfaces) +
+                           " interfaces, all in one language and with no other language's table to compare");
+  }
   std::size_t done = 0;
   for (const Job& job : jobs) {
     // A bundle of its own per language: the preferred localization is read on first use.
