@@ -36,6 +36,7 @@
 #include "tq/platform/ui/tab_view.h"
 #include "tq/platform/ui/table_view.h"
 #include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/text_view.h"
 #include "tq/platform/ui/toolbar.h"
 #include "tq/platform/ui/window.h"
 
@@ -457,6 +458,8 @@ class KeyedNibDecoder {
       named([] { return std::make_shared<ImageView>(); });
     } else if (cls == "NSStackView") {
       named([] { return std::make_shared<StackView>(); });
+    } else if (cls == "NSTextView") {
+      named([] { return std::make_shared<TextView>(); });
     } else if (cls == "NSProgressIndicator") {
       named([] { return std::make_shared<ProgressIndicator>(); });
     } else if (cls == "NSView" || cls == "NSCustomView") {
@@ -547,6 +550,7 @@ class KeyedNibDecoder {
       ownSubviews = false;
     }
     if (auto* stack = dynamic_cast<StackView*>(&view)) decodeStackView(o, *stack, depth), ownSubviews = false;
+    if (auto* text = dynamic_cast<TextView*>(&view)) decodeTextView(o, *text);
     if (auto* progress = dynamic_cast<ProgressIndicator*>(&view)) {
       progress->setMinValue(number(o, "NSMinValue", progress->minValue()));
       progress->setMaxValue(number(o, "NSMaxValue", progress->maxValue()));
@@ -566,6 +570,32 @@ class KeyedNibDecoder {
       } else {
         warn(describe(s) + " among the subviews of " + describe(o) + " is not a view");
       }
+    }
+  }
+
+  // A text view's text is in its text storage, reached through its container and layout manager;
+  // its background in the data its text views share. The storage's first attributes give the font
+  // and colour.
+  void decodeTextView(uint32_t o, TextView& text) {
+    const int64_t shared = ref(o, "NSSharedData");
+    if (shared >= 0) text.setBackgroundColor(color(get(static_cast<uint32_t>(shared), "NSBackgroundColor")));
+    const int64_t container = ref(o, "NSTextContainer");
+    const int64_t manager = container >= 0 ? ref(static_cast<uint32_t>(container), "NSLayoutManager") : -1;
+    const int64_t storage = manager >= 0 ? ref(static_cast<uint32_t>(manager), "NSTextStorage") : -1;
+    if (storage < 0) return;
+    const auto s = static_cast<uint32_t>(storage);
+    if (String value = string(s, "NSString"); !value.isNil()) text.setString(value);
+    int64_t attributes = ref(s, "NSAttributes");
+    // Several runs: an array of dictionaries, the first run's first.
+    if (attributes >= 0 && a_.className(static_cast<uint32_t>(attributes)).find("Array") != std::string::npos) {
+      const auto runs = memberObjects(attributes);
+      attributes = runs.empty() ? -1 : static_cast<int64_t>(runs.front());
+    }
+    if (attributes < 0) return;
+    for (const auto& [k, v] : dictionary(attributes)) {
+      const String name = stringValue(k);
+      if (name == String(u"NSFont")) text.setFont(font(v));
+      if (name == String(u"NSColor")) text.setTextColor(color(v));
     }
   }
 

@@ -20,6 +20,7 @@
 #include "tq/platform/ui/tab_view.h"
 #include "tq/platform/ui/table_view.h"
 #include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/text_view.h"
 
 namespace tq {
 
@@ -164,6 +165,15 @@ void drawTable(const TableView& table, Rect bounds) {
   }
 }
 
+// Text from the top left, inside the line padding, wrapped to the width; the view is flipped.
+void drawTextView(const TextView& view, Rect bounds) {
+  const bool dark = settings().dark;
+  if (view.drawsBackground()) fill(bounds, colorOf(view.backgroundColor(), dark ? gray(0.18) : Color::whiteColor()));
+  const ColorRef color = dark && !view.textColor() ? labelColor() : colorOf(view.textColor(), Color::textColor());
+  text(view.string(), inset(bounds, 5, 0), view.font().value_or(FontDescriptor::systemFont(12)), color,
+       TextAlignment::Natural, LineBreakMode::ByWordWrapping, false);
+}
+
 void drawBox(const Box& box, Rect bounds) {
   if (box.isTransparent()) return;
   if (box.boxType() == BoxType::Separator) {
@@ -277,6 +287,7 @@ void drawViewContent(const View& view, Rect b) {
     if (!image->imageName().isNil()) namedImage(image->imageName(), b);
     return;
   }
+  if (auto textView = dynamic_cast<const TextView*>(&view)) return drawTextView(*textView, b);
   if (auto control = dynamic_cast<const Control*>(&view)) {
     if (control->cell()) {
       drawCell(*control->cell(), b, &view);

@@ -435,3 +435,36 @@ TEST(ViewDrawing, HiddenToolbarTakesNoRoom) {
   ASSERT_NE(picture, nullptr);
   EXPECT_EQ(cairo_image_surface_get_height(picture->surface()), 120 + 22);
 }
+
+// A text view in a scroll view draws the text it holds from its top left, wrapped to its width.
+TEST(ViewDrawing, TextViewsDrawTheirTextFromTheTop) {
+  PangoTextMeasurer::install();
+  const char* doc = R"(<?xml version="1.0" encoding="UTF-8"?>
+<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
+<customView id="root"><rect key="frame" x="0" y="0" width="240" height="160"/><subviews>
+  <scrollView id="sv"><rect key="frame" x="20" y="20" width="200" height="120"/>
+    <clipView key="contentView" id="cv"><rect key="frame" x="1" y="1" width="198" height="118"/><subviews>
+      <textView id="tv"><rect key="frame" x="0" y="0" width="198" height="118"/>
+        <attributedString key="textStorage">
+          <fragment content="Version 1.2 fixes the crash on launch and makes every transfer faster than before."/>
+        </attributedString>
+      </textView>
+    </subviews></clipView>
+  </scrollView>
+</subviews></customView>
+</objects></document>)";
+  NibReadResult r = readNibData(doc);
+  ASSERT_TRUE(r) << r.error().reason;
+  auto view = std::dynamic_pointer_cast<View>(r.nib().topLevelObjects().at(0));
+  auto recorder = std::make_shared<DrawingRecorder>();
+  ASSERT_NE(renderView(*view, 1.0, recorder), nullptr);
+  const String text = u"Version 1.2 fixes the crash on launch and makes every transfer faster than before.";
+  const DrawingRecord* drawn = textRecord(*recorder, text);
+  ASSERT_NE(drawn, nullptr);
+  // The text view spans x 21 to 219 and y 21 to 139 (y up); its text wraps, starts at its top.
+  const Rect t = drawn->contextRect();
+  EXPECT_TRUE(within(t, {21, 21, 198, 118})) << t.x << " " << t.y << " " << t.w << " " << t.h;
+  EXPECT_NEAR(t.maxY(), 139, 1.0) << "from the top";
+  EXPECT_LE(t.w, 198 - 10 + 1e-9) << "inside the line padding";
+  EXPECT_GT(sizeOfText(text, Font::systemFontOfSize(12)).width, 198) << "so it wraps";
+}

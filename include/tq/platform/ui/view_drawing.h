@@ -14,8 +14,8 @@
 // TQImageAndTextCell, a host's subclass) draw with their own drawWithFrame, which may change their
 // line breaking as drawing on screen does; the platform's cell classes draw in the look above.
 // Tables show their header, columns and rows but no data (nor the prototype rows of view-based
-// tables); text views show their area without text; custom views show their class name in a
-// dashed outline.
+// tables); text views show the text they hold from their top left; custom views show their class
+// name in a dashed outline.
 //
 // Threads: the thread that owns the model; drawing goes to that thread's current context.
 #pragma once
