@@ -203,10 +203,13 @@ void drawBox(const Box& box, Rect bounds) {
 void drawTabView(const TabView& tabs, Rect bounds) {
   const bool flipped = ctx().userSpaceIsFlipped();
   const bool hasTabs = tabs.tabViewType() == TabViewType::TopTabsBezelBorder;
+  // Tabs are as tall as their font needs (small and mini tab views have smaller fonts), and
+  // straddle the border's top edge.
+  const double h = std::round(Font::fontWithDescriptor(tabs.font())->defaultLineHeight() + 6);
   Rect border = bounds;
   if (hasTabs) {
-    border.h -= 12;
-    if (flipped) border.y += 12;
+    border.h -= std::floor(h / 2) + 1;
+    if (flipped) border.y += std::floor(h / 2) + 1;
   }
   if (tabs.tabViewType() != TabViewType::NoTabsNoBorder) rounded(border, 5, gray(0, 0.045), gray(0, 0.16));
   if (!hasTabs || tabs.tabViewItems().empty()) return;
@@ -219,7 +222,6 @@ void drawTabView(const TabView& tabs, Rect bounds) {
     widths.push_back(sizeOfText(item->label(), a, {0, 0}).width + 20);
     total += widths.back();
   }
-  const double h = 22;
   const double top = flipped ? border.y : border.maxY();
   Rect strip{bounds.x + (bounds.w - total) / 2, top - h / 2, total, h};
   rounded(strip, 5, faceColor(), edgeColor());
