@@ -676,6 +676,31 @@ TEST(XMLArchiveForm, ResolvesReferencesAndTheDocumentsParts) {
   EXPECT_EQ(field->cell(), r.nib().topLevelObjects()[1]);
 }
 
+// Windows are visible at launch unless their flattened properties say 0.
+TEST(XMLArchiveForm, WindowsHiddenAtLaunchByTheirProperties) {
+  const std::string doc = xmlArchive(R"(
+  <object class="NSWindowTemplate" id="20"><string key="NSWindowTitle">Shown</string></object>
+  <object class="NSWindowTemplate" id="21"><string key="NSWindowTitle">Hidden</string></object>)",
+                                     R"(
+  <object class="IBMutableOrderedSet" key="objectRecords"><object class="NSArray" key="orderedObjects">
+    <object class="IBObjectRecord"><int key="objectID">5</int><reference key="object" ref="20"/></object>
+    <object class="IBObjectRecord"><int key="objectID">6</int><reference key="object" ref="21"/></object>
+  </object></object>
+  <object class="NSMutableDictionary" key="flattenedProperties">
+    <object class="NSMutableArray" key="dict.sortedKeys"><string>6.NSWindowTemplate.visibleAtLaunch</string></object>
+    <object class="NSMutableArray" key="dict.values"><integer value="0"/></object>
+  </object>)");
+  NibReadResult r = readNibData(doc);
+  ASSERT_TRUE(r) << r.error().reason;
+  ASSERT_EQ(r.nib().topLevelObjects().size(), 2u);
+  auto shown = std::dynamic_pointer_cast<Window>(r.nib().topLevelObjects()[0]);
+  auto hidden = std::dynamic_pointer_cast<Window>(r.nib().topLevelObjects()[1]);
+  ASSERT_TRUE(shown && hidden);
+  EXPECT_EQ(hidden->title(), String(u"Hidden"));
+  EXPECT_TRUE(shown->isVisibleAtLaunch());
+  EXPECT_FALSE(hidden->isVisibleAtLaunch());
+}
+
 TEST(XMLArchiveForm, DanglingReferencesAndCyclesAreRefused) {
   NibReadResult dangling = readNibData(xmlArchive(R"(<object class="NSView" id="10"><reference key="NSNextResponder" ref="77"/></object>)"));
   ASSERT_FALSE(dangling);

@@ -43,8 +43,9 @@
 // order; archive identifiers are the designer's object IDs where the archive keeps them ("25"),
 // else "obj-N" with N the object's index in the archive. Connections come from the archive's
 // connectors (outlets, actions, bindings with their options, tool tips). Windows are visible at
-// launch when the archive lists them so. Toolbars (Toolbar, ToolbarItem), stack views (StackView)
-// and text views with their text (TextView) are read from every form. Layout constraints are kept,
+// launch when the archive lists them so (in the older XML archive, unless a window's properties
+// say "visibleAtLaunch" 0). Toolbars (Toolbar, ToolbarItem), stack views (StackView) and text
+// views with their text (TextView) are read from every form. Layout constraints are kept,
 // not solved; one case is applied: when a subview of a compiled window's content view is pinned to
 // its four edges by required equalities and its archived frame (the editor's last layout) is
 // larger than the window's content rectangle, the window grows to hold it with the constraints'
