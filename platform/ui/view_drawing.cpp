@@ -414,14 +414,15 @@ GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions&
 }
 
 GraphicsContextRef renderView(const View& view, double scale, std::shared_ptr<DrawingRecorder> recorder,
-                              std::shared_ptr<const NamedImageSource> images) {
+                              std::shared_ptr<const NamedImageSource> images,
+                              std::function<void(const View&, Rect)> drawnView) {
   const Rect f = view.frame();
   return renderInto({f.w, f.h}, scale, Color::windowBackgroundColor(), std::move(recorder), [&] {
     AffineTransform t;
     t.translateXBy(-f.x, -f.y);
     t.concat();
     // A view archived hidden is one the application shows later: the picture asked for is the view.
-    const Session session({images.get(), false, nullptr});
+    const Session session({images.get(), false, drawnView ? &drawnView : nullptr});
     drawTree(view, false, true);
   });
 }

@@ -350,23 +350,7 @@ GraphicsContextRef picture(const std::shared_ptr<Object>& o, const std::shared_p
   if (auto* window = dynamic_cast<Window*>(o.get())) {
     image = renderWindow(*window, options);
   } else if (auto* view = dynamic_cast<View*>(o.get())) {
-    ViewDrawingOptions viewOptions;
-    viewOptions.images = images;
-    viewOptions.drawnView = options.drawnView;
-    const Rect f = view->frame();
-    image = GraphicsContext::imageContext({f.w, f.h}, false, 1.0);
-    if (image) {
-      auto previous = GraphicsContext::currentContext();
-      GraphicsContext::setCurrentContext(image);
-      image->setFillColor(Color::windowBackgroundColor());
-      image->fillRect({0, 0, f.w, f.h}, NSCompositeCopy);
-      AffineTransform t;
-      t.translateXBy(-f.x, -f.y);
-      t.concat();
-      drawViewHierarchy(*view, false, viewOptions);
-      image->setCurrentTransform(AffineTransform());
-      GraphicsContext::setCurrentContext(previous);
-    }
+    image = renderView(*view, 1.0, nullptr, images, options.drawnView);
   }
   if (!image) return nullptr;
   // Each overflowing control outlined in red.

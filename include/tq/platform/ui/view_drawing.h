@@ -82,8 +82,10 @@ std::vector<ToolbarItemPlacement> toolbarItemPlacements(const Window& window, bo
 // A new image of a view tree on a window-coloured background, the size of the view's frame. The view
 // itself is drawn even when it is hidden (a top-level view that its application shows later); its
 // hidden subviews are not.
+// `drawnView` as ViewDrawingOptions::drawnView.
 GraphicsContextRef renderView(const View& view, double scale = 1.0,
                               std::shared_ptr<DrawingRecorder> recorder = nullptr,
-                              std::shared_ptr<const NamedImageSource> images = nullptr);
+                              std::shared_ptr<const NamedImageSource> images = nullptr,
+                              std::function<void(const View&, Rect)> drawnView = {});
 
 }  // namespace tq
