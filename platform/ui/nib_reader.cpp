@@ -39,6 +39,7 @@
 #include "tq/platform/ui/tab_view.h"
 #include "tq/platform/ui/table_view.h"
 #include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/text_view.h"
 #include "tq/platform/ui/toolbar.h"
 #include "tq/platform/ui/window.h"
 
@@ -474,6 +475,8 @@ class NibBuilder {
       view = make<View>(n, [] { return std::make_shared<ImageView>(); });
     } else if (is(n, "stackView")) {
       view = make<View>(n, [] { return std::make_shared<StackView>(); });
+    } else if (is(n, "textView")) {
+      view = make<View>(n, [] { return std::make_shared<TextView>(); });
     } else if (is(n, "view") || is(n, "customView")) {
       view = make<View>(n, [] { return std::make_shared<View>(); });
     } else if (keyed(n, "cell")) {
@@ -545,6 +548,7 @@ class NibBuilder {
                                                                                    : ProgressIndicator::Style::Bar);
     }
     if (auto* stack = dynamic_cast<StackView*>(&view)) decodeStackView(n, *stack, depth);
+    if (auto* text = dynamic_cast<TextView*>(&view)) decodeTextView(n, *text);
 
     for (pugi::xml_node c = n.child("constraints").first_child(); c; c = c.next_sibling()) {
       if (c.type() == pugi::node_element) view.addConstraint(decode(c, depth + 1));
@@ -563,11 +567,34 @@ class NibBuilder {
     }
   }
 
+  // The text a text view holds: a <string key="string">, or the fragments of its text storage.
+  void decodeTextView(pugi::xml_node n, TextView& text) {
+    if (String s = stringProp(n, "string"); !s.isNil()) {
+      text.setString(s);
+    } else if (pugi::xml_node storage = keyed(n, "textStorage")) {
+      std::string joined;
+      for (pugi::xml_node f : storage.children("fragment")) {
+        if (pugi::xml_attribute content = f.attribute("content")) {
+          joined += content.value();
+        } else if (pugi::xml_node c = keyed(f, "content")) {
+          joined += stringElementText(c).UTF8String();
+        }
+      }
+      text.setString(String::fromUTF8(joined));
+    }
+    text.setFont(fontChild(n, "font"));
+    text.setTextColor(colorChild(n, "textColor"));
+    text.setBackgroundColor(colorChild(n, "backgroundColor"));
+    text.setDrawsBackground(boolAttr(n, "drawsBackground", true));
+    text.setEditable(boolAttr(n, "editable", true));
+  }
+
   void decodeBox(pugi::xml_node n, Box& box, int depth) {
     if (String title = stringProp(n, "title"); !title.isNil()) box.setTitle(title);
     box.setTitlePosition(enumAttr(n, "titlePosition", kTitlePositions, TitlePosition::AtTop));
     box.setBoxType(enumAttr(n, "boxType", kBoxTypes, BoxType::Primary));
     box.setBorderType(enumAttr(n, "borderType", kBorderTypes, BorderType::BezelBorder));
+    box.setTransparent(boolAttr(n, "transparent", false));
     if (auto font = fontChild(n, "titleFont")) box.setTitleFont(*font);
     if (pugi::xml_node c = keyed(n, "contentView")) {
       box.setContentView(std::dynamic_pointer_cast<View>(decode(c, depth + 1)));
