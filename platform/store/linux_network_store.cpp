@@ -189,9 +189,9 @@ struct LinuxNetworkStore::Impl {
   store::DefaultRouteTable routes;
   std::map<int, WirelessSource::State> wirelessStates;
 
-  // The keys and values made from it. Each link's four keys, under the name they were made with;
-  // the IPv4 value of a link that no watched key needs is made only when asked for (a lazy slot),
-  // so that a flood of addresses on one link costs each batch nothing.
+  // The keys and values made from it. Each link's four keys, under the name they were made with.
+  // An IPv4 value may be left to be made when needed (a lazy slot; see keepIPv4Before), so that a
+  // flood of addresses on an unwatched link costs each batch nothing.
   store::KeyTable table;
   struct Published {
     String name;
@@ -482,6 +482,7 @@ struct LinuxNetworkStore::Impl {
   void linkGone(int index) {
     links.erase(index);
     if (auto a = addresses.find(index); a != addresses.end()) {
+      keepIPv4Before(index);
       std::vector<uint32_t> locals;
       for (const store::ListedAddress& x : a->second.addresses()) locals.push_back(x.local);
       addresses.erase(a);
@@ -582,6 +583,7 @@ struct LinuxNetworkStore::Impl {
     int index;
     store::Address a;
     if (!parseAddress(nlh, index, a)) return;
+    keepIPv4Before(index);
     if (removed) {
       auto it = addresses.find(index);
       if (it == addresses.end() || !it->second.remove(a)) return;
@@ -779,6 +781,7 @@ struct LinuxNetworkStore::Impl {
     auto old = addresses.begin();
     auto dropUpTo = [&](int index) {
       while (old != addresses.end() && old->first < index) {
+        keepIPv4Before(old->first);
         markDirty(old->first, kIPv4);
         old = addresses.erase(old);
       }
@@ -796,12 +799,14 @@ struct LinuxNetworkStore::Impl {
         ++old;
         continue;
       }
+      keepIPv4Before(index);
       if (old == addresses.end() || old->first != index) old = addresses.try_emplace(old, index);
       old->second.assign(run.data(), run.size());
       markDirty(index, kIPv4);
       ++old;
     }
     while (old != addresses.end()) {
+      keepIPv4Before(old->first);
       markDirty(old->first, kIPv4);
       old = addresses.erase(old);
     }
@@ -918,6 +923,17 @@ struct LinuxNetworkStore::Impl {
     slot.value = ipv4Value(index);
   }
 
+  // A link's addresses are about to change. A watched IPv4 value not made yet is made now, from
+  // the addresses as they were at the last batch, so that the next batch compares the new value
+  // with the right one. (A watched value is otherwise made only when asked for or when its
+  // addresses change, so a store that starts watching every key makes no IPv4 value up front.)
+  void keepIPv4Before(int index) {
+    auto p = published.find(index);
+    if (p == published.end()) return;
+    store::Slot& s = *p->second.ipv4;
+    if (s.lazyLink != 0 && !s.owed && table.watched(s)) materialize(s);
+  }
+
   void remakeLink(int index, uint8_t parts) {
     const LinkInfo& l = links.at(index);
     auto [it, fresh] = published.try_emplace(index);
@@ -960,6 +976,7 @@ struct LinuxNetworkStore::Impl {
       if (p == published.end()) continue;
       auto link = links.find(index);
       if (link != links.end() && link->second.key == p->second.name) continue;
+      materialize(*p->second.ipv4);  // what the watchers compare the removal with
       for (store::Slot* s : {p->second.setup, p->second.link, p->second.ipv4, p->second.airport}) table.detach(*s);
       published.erase(p);
     }
@@ -1089,11 +1106,12 @@ bool LinuxNetworkStore::setNotificationKeys(const Array& keys, const Array& patt
   for (const String& k : keys.strings()) exact.emplace_back(k.view());
   impl_->remake();
   impl_->table.watch(std::move(exact), std::move(compiled));
-  // Values left to be made for keys watched from now on are made now; reports start from them.
+  // Reports start from the values as they are now: a value changed since the last batch but left to
+  // be made is made now, for keys watched from now on.
   impl_->table.forEachHeld([&](store::Slot& s) {
-    if (s.lazyLink == 0 || !impl_->table.watched(s)) return;
+    if (s.lazyLink == 0 || !s.owed || !impl_->table.watched(s)) return;
     impl_->materialize(s);
-    if (s.owed) s.before = s.value;
+    s.before = s.value;
   });
   return true;
 }
