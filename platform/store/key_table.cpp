@@ -22,8 +22,9 @@ Slot& KeyTable::attach(std::u16string_view key) {
 
 void KeyTable::detach(Slot& slot) {
   set(slot, Value());
-  if (slot.attached) {
-    slot.attached = false;
+  slot.attached = false;
+  if (!slot.mayGo) {
+    slot.mayGo = true;
     detached_.push_back(&slot);
   }
 }
@@ -58,12 +59,13 @@ void KeyTable::endRound() {
   std::vector<Slot*> gone;
   gone.swap(detached_);
   for (Slot* s : gone) {
-    if (s->attached) continue;  // taken up again by a new owner
-    if (s->hasValue()) {
+    if (s->attached) {  // taken up again by a new owner
+      s->mayGo = false;
+    } else if (s->hasValue()) {
       detached_.push_back(s);
-      continue;
+    } else {
+      slots_.erase(s->key.view());
     }
-    slots_.erase(s->key.view());
   }
 }
 

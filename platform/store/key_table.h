@@ -42,6 +42,7 @@ struct Slot {
   int lazyLink = 0;      // non-zero: the value is still to be made, from this link's state
   bool owed = false;     // in owed()
   bool attached = false; // an owner points to this slot
+  bool mayGo = false;    // on the list of slots looked at when the round ends
   uint32_t watchedRound = 0;  // the watched set this answer belongs to (0: not worked out)
   bool watched = false;
 
