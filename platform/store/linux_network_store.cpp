@@ -193,18 +193,10 @@ struct LinuxNetworkStore::Impl {
   // An IPv4 value may be left to be made when needed (a lazy slot; see keepIPv4Before), so that a
   // flood of addresses on an unwatched link costs each batch nothing.
   store::KeyTable table;
-  struct Published {
-    String name;
-    store::Slot* setup = nullptr;
-    store::Slot* link = nullptr;
-    store::Slot* ipv4 = nullptr;
-    store::Slot* airport = nullptr;
-  };
-  std::unordered_map<int, Published> published;
+  std::unordered_map<int, store::Group*> published;  // each link's keys, under the name they were made with
   store::Slot* listSlot = nullptr;
   store::Slot* globalSlot = nullptr;
   int primaryIndex = 0;  // the link named by the global value; its IPv4 value is always made
-  std::u16string scratch;
 
   // Work owed: which parts of which links are to be made again, and whether the list and global
   // keys are.
@@ -234,8 +226,8 @@ struct LinuxNetworkStore::Impl {
   Statistics stats;
 
   Impl() {
-    listSlot = &table.attach(kInterfaceList);
-    globalSlot = &table.attach(kGlobalIPv4);
+    listSlot = &table.fixed(kInterfaceList);
+    globalSlot = &table.fixed(kGlobalIPv4);
   }
 
   ~Impl() {
@@ -717,6 +709,9 @@ struct LinuxNetworkStore::Impl {
       takeDumpedAddresses();
       routes = std::move(dumpRoutes);
       dumpRoutes = store::DefaultRouteTable();
+      // What the dumps gave is not kept between reads.
+      std::vector<std::pair<int, LinkInfo>>().swap(dumpLinks);
+      std::vector<std::pair<int, store::Address>>().swap(dumpAddresses);
       if (wireless) replaceWirelessStates(wireless->readAll());
       std::vector<std::vector<uint8_t>> later;
       later.swap(deferred);
@@ -738,7 +733,7 @@ struct LinuxNetworkStore::Impl {
 
   void takeDumpedLinks() {
     sortByIndex(dumpLinks);
-    table.reserve(4 * dumpLinks.size() + 2);
+    table.reserve(dumpLinks.size());
     auto old = links.begin();
     for (std::size_t i = 0; i < dumpLinks.size(); ++i) {
       auto& [index, info] = dumpLinks[i];
@@ -813,11 +808,6 @@ struct LinuxNetworkStore::Impl {
   }
 
   // --- values ---------------------------------------------------------------------------------------
-
-  store::Slot& slotFor(std::u16string_view before, std::u16string_view name, std::u16string_view after) {
-    scratch.assign(before).append(name).append(after);
-    return table.attach(scratch);
-  }
 
   static const String& typeOf(const LinkInfo& link, bool isWireless) {
     static const String ieee80211(u"IEEE80211"), bridge(u"Bridge"), bond(u"Bond"), vlan(u"VLAN"),
@@ -930,39 +920,36 @@ struct LinuxNetworkStore::Impl {
   void keepIPv4Before(int index) {
     auto p = published.find(index);
     if (p == published.end()) return;
-    store::Slot& s = *p->second.ipv4;
+    store::Slot& s = (*p->second)[store::Part::IPv4];
     if (s.lazyLink != 0 && !s.owed && table.watched(s)) materialize(s);
   }
 
   void remakeLink(int index, uint8_t parts) {
     const LinkInfo& l = links.at(index);
     auto [it, fresh] = published.try_emplace(index);
-    Published& p = it->second;
     if (fresh) {
-      p.name = l.key;
-      p.setup = &slotFor(u"Setup:/Network/Service/", l.key.view(), u"/Interface");
-      p.link = &slotFor(u"State:/Network/Interface/", l.key.view(), u"/Link");
-      p.ipv4 = &slotFor(u"State:/Network/Interface/", l.key.view(), u"/IPv4");
-      p.airport = &slotFor(u"State:/Network/Interface/", l.key.view(), u"/AirPort");
+      it->second = &table.attach(l.key.view());
       parts = kAll;
     }
+    store::Group& g = *it->second;
     auto ws = wirelessStates.find(index);
     bool isWireless = ws != wirelessStates.end();
     if (parts & kSetup) {
       const Words& w = words();
-      table.set(*p.setup, Dictionary{{w.deviceName, l.key}, {w.type, typeOf(l, isWireless)}});
+      table.set(g[store::Part::Setup], Dictionary{{w.deviceName, l.key}, {w.type, typeOf(l, isWireless)}});
     }
-    if (parts & kActive) table.set(*p.link, linkActive(l) ? words().activeTrue : words().activeFalse);
+    if (parts & kActive) table.set(g[store::Part::Link], linkActive(l) ? words().activeTrue : words().activeFalse);
     if (parts & kIPv4) {
-      if (index == primaryIndex || table.watched(*p.ipv4)) {
-        table.set(*p.ipv4, ipv4Value(index));
+      store::Slot& ipv4 = g[store::Part::IPv4];
+      if (index == primaryIndex || table.watched(ipv4)) {
+        table.set(ipv4, ipv4Value(index));
       } else {
         // Owed like any key (unwatched keys are not reported), made when asked for.
         auto a = addresses.find(index);
-        table.setLazy(*p.ipv4, a != addresses.end() && !a->second.empty() ? index : 0);
+        table.setLazy(ipv4, a != addresses.end() && !a->second.empty() ? index : 0);
       }
     }
-    if (parts & kAirPort) table.set(*p.airport, isWireless ? airportValue(ws->second) : Value());
+    if (parts & kAirPort) table.set(g[store::Part::AirPort], isWireless ? airportValue(ws->second) : Value());
   }
 
   // Makes the values touched since the last time again: first the keys of links that went or
@@ -975,9 +962,9 @@ struct LinuxNetworkStore::Impl {
       auto p = published.find(index);
       if (p == published.end()) continue;
       auto link = links.find(index);
-      if (link != links.end() && link->second.key == p->second.name) continue;
-      materialize(*p->second.ipv4);  // what the watchers compare the removal with
-      for (store::Slot* s : {p->second.setup, p->second.link, p->second.ipv4, p->second.airport}) table.detach(*s);
+      if (link != links.end() && link->second.key.view() == p->second->name) continue;
+      materialize((*p->second)[store::Part::IPv4]);  // what the watchers compare the removal with
+      table.detach(*p->second);
       published.erase(p);
     }
     for (int index : dirtyOrder)
@@ -996,7 +983,7 @@ struct LinuxNetworkStore::Impl {
       int primary = 0;
       table.set(*globalSlot, globalValue(primary));
       primaryIndex = primary;
-      if (auto p = published.find(primary); p != published.end()) materialize(*p->second.ipv4);
+      if (auto p = published.find(primary); p != published.end()) materialize((*p->second)[store::Part::IPv4]);
     }
   }
 
@@ -1024,7 +1011,7 @@ struct LinuxNetworkStore::Impl {
       if (!table.watched(*s)) continue;
       materialize(*s);
       if (s->value == s->before) continue;
-      out.push_back(s->key);
+      out.push_back(table.keyOf(*s));
       globalOut |= s == globalSlot;
     }
     if (!globalOut && table.watched(*globalSlot)) {
@@ -1088,8 +1075,9 @@ Array LinuxNetworkStore::copyKeyList(const String& pattern) {
   if (!compiled) return Array();
   impl_->remake();
   std::vector<String> keys;
-  impl_->table.forEachHeld([&](const store::Slot& s) {
-    if (compiled->matches(s.key.view())) keys.push_back(s.key);
+  impl_->table.forEachHeld([&](store::Slot& s) {
+    std::u16string_view key = impl_->table.text(s);
+    if (compiled->matches(key)) keys.emplace_back(key);
   });
   std::sort(keys.begin(), keys.end(), [](const String& a, const String& b) { return a.view() < b.view(); });
   return Array::withStrings(keys);
