@@ -74,10 +74,72 @@ void AddressList::insertPrimary(Iterator at) {
   if (dest != at) list_.splice(dest, list_, at);
 }
 
+std::size_t AddressList::Index::home(const Key& key) const {
+  uint64_t x = (static_cast<uint64_t>(key.local) << 32 | key.address) ^ (static_cast<uint64_t>(key.prefix) << 13);
+  x ^= x >> 31;
+  return static_cast<std::size_t>((x * 0x9E3779B97F4A7C15ull) >> shift_);
+}
+
+void AddressList::Index::resize(std::size_t slots) {
+  std::vector<Iterator> old(slots, none_);
+  old.swap(slots_);
+  shift_ = 64 - static_cast<unsigned>(__builtin_ctzll(slots));
+  count_ = 0;
+  for (Iterator it : old)
+    if (it != none_) insert(it);
+}
+
+void AddressList::Index::reserve(std::size_t count) {
+  std::size_t slots = 16;
+  while (slots < 2 * count) slots *= 2;
+  if (slots > slots_.size()) resize(slots);
+}
+
+AddressList::Iterator* AddressList::Index::find(const Key& key) {
+  if (slots_.empty()) return nullptr;
+  std::size_t mask = slots_.size() - 1;
+  for (std::size_t i = home(key);; i = (i + 1) & mask) {
+    if (slots_[i] == none_) return nullptr;
+    if (keyOf(*slots_[i]) == key) return &slots_[i];
+  }
+}
+
+void AddressList::Index::insert(Iterator it) {
+  if (2 * (count_ + 1) > slots_.size()) resize(slots_.empty() ? 16 : 2 * slots_.size());
+  std::size_t mask = slots_.size() - 1;
+  std::size_t i = home(keyOf(*it));
+  while (slots_[i] != none_) i = (i + 1) & mask;
+  slots_[i] = it;
+  ++count_;
+}
+
+void AddressList::Index::erase(Iterator it) {
+  std::size_t mask = slots_.size() - 1;
+  std::size_t i = home(keyOf(*it));
+  while (slots_[i] != it) i = (i + 1) & mask;
+  slots_[i] = none_;
+  for (std::size_t j = (i + 1) & mask; slots_[j] != none_; j = (j + 1) & mask) {
+    // An entry stays when its home lies cyclically in (i, j]; otherwise it moves into the hole.
+    std::size_t k = home(keyOf(*slots_[j]));
+    bool stays = i <= j ? (i < k && k <= j) : (i < k || k <= j);
+    if (stays) continue;
+    slots_[i] = slots_[j];
+    slots_[j] = none_;
+    i = j;
+  }
+  --count_;
+}
+
+void AddressList::Index::clear() {
+  slots_.clear();
+  count_ = 0;
+  shift_ = 64;
+}
+
 bool AddressList::add(const Address& a, bool fromDump) {
   Key key = keyOf(a);
-  auto [found, fresh] = index_.try_emplace(key);
-  if (fresh) {
+  Iterator* found = index_.find(key);
+  if (!found) {
     hole_ = false;
     bool secondary = a.secondary;
     Iterator it;
@@ -93,10 +155,10 @@ bool AddressList::add(const Address& a, bool fromDump) {
       insertPrimary(it);
       ++primaries_;
     }
-    found->second = it;
+    index_.insert(it);
     return true;
   }
-  Iterator it = found->second;
+  Iterator it = *found;
   bool changed = it->hasBroadcast != a.hasBroadcast || it->broadcast != a.broadcast || it->scope != a.scope;
   it->hasBroadcast = a.hasBroadcast;
   it->broadcast = a.broadcast;
@@ -125,13 +187,13 @@ bool AddressList::add(const Address& a, bool fromDump) {
 }
 
 bool AddressList::remove(const Address& a) {
-  auto found = index_.find(keyOf(a));
-  if (found == index_.end()) {
+  Iterator* found = index_.find(keyOf(a));
+  if (!found) {
     hole_ = false;
     return false;
   }
-  Iterator it = found->second;
-  index_.erase(found);
+  Iterator it = *found;
+  index_.erase(it);
   hole_ = !it->secondary;
   if (it->secondary) {
     if (secondaries_ == it) secondaries_ = std::next(it);
@@ -145,8 +207,8 @@ bool AddressList::remove(const Address& a) {
 }
 
 void AddressList::clear() {
-  list_.clear();
   index_.clear();
+  list_.clear();
   primaries_ = 0;
   secondaries_ = list_.end();
   hole_ = false;

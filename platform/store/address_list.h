@@ -13,7 +13,7 @@
 
 #include <cstdint>
 #include <list>
-#include <unordered_map>
+#include <vector>
 
 #include "tq/platform/base/string.h"
 
@@ -90,19 +90,35 @@ class AddressList {
     uint8_t prefix;
     bool operator==(const Key&) const = default;
   };
-  struct KeyHash {
-    std::size_t operator()(const Key& k) const {
-      return (static_cast<std::size_t>(k.local) * 0x9E3779B97F4A7C15ull) ^ (static_cast<std::size_t>(k.address) << 7) ^ k.prefix;
-    }
-  };
   static Key keyOf(const Address& a) { return {a.local, a.address, a.prefix}; }
   using Iterator = std::list<ListedAddress>::iterator;
+
+  // From an address's key to its place on the list: open addressing with linear probing over a
+  // power-of-two table, at most half full, so that the list's addresses cost one allocation
+  // between them; an entry is erased by moving the ones after it back, so no probe passes a hole.
+  class Index {
+   public:
+    explicit Index(Iterator none) : none_(none) {}
+    Iterator* find(const Key& key);
+    void insert(Iterator it);  // its key is not in the index yet
+    void erase(Iterator it);   // before the list lets go of it
+    void clear();
+    void reserve(std::size_t count);
+
+   private:
+    std::size_t home(const Key& key) const;
+    void resize(std::size_t slots);
+    std::vector<Iterator> slots_;
+    Iterator none_;
+    std::size_t count_ = 0;
+    unsigned shift_ = 64;
+  };
 
   // Moves a primary (already in list_, before the secondaries) to its place among the primaries.
   void insertPrimary(Iterator at);
 
   std::list<ListedAddress> list_;
-  std::unordered_map<Key, Iterator, KeyHash> index_;
+  Index index_{list_.end()};
   std::size_t primaries_ = 0;          // the primaries come first
   Iterator secondaries_ = list_.end(); // the first secondary, or end()
   // The place of the primary deleted last, until the next event: the element after it, and its scope.
