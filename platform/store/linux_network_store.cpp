@@ -4,7 +4,6 @@
 #include "default_route_table.h"
 #include "key_table.h"
 
-#include <arpa/inet.h>
 #include <glib.h>
 #include <libmnl/libmnl.h>
 #include <linux/if.h>
@@ -19,9 +18,8 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <limits>
+#include <cstring>
 #include <map>
-#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -189,11 +187,12 @@ struct LinuxNetworkStore::Impl {
   store::DefaultRouteTable routes;
   std::map<int, WirelessSource::State> wirelessStates;
 
-  // The keys and values made from it. Each link's four keys, under the name they were made with.
-  // An IPv4 value may be left to be made when needed (a lazy slot; see keepIPv4Before), so that a
-  // flood of addresses on an unwatched link costs each batch nothing.
+  // The keys and values made from it: each link's group of keys (under the name they were made
+  // with), the interface list and the global key. An IPv4 value may be left to be made when needed
+  // (a lazy slot; see keepIPv4Before), so that a flood of addresses on an unwatched link costs each
+  // batch nothing.
   store::KeyTable table;
-  std::unordered_map<int, store::Group*> published;  // each link's keys, under the name they were made with
+  std::unordered_map<int, store::Group*> published;
   store::Slot* listSlot = nullptr;
   store::Slot* globalSlot = nullptr;
   int primaryIndex = 0;  // the link named by the global value; its IPv4 value is always made
