@@ -110,29 +110,6 @@ pugi::xml_node keyed(pugi::xml_node n, const char* key) {
   return {};
 }
 
-// Decodes base64 leniently: white space and other foreign characters are skipped, padding optional.
-std::string decodeBase64(std::string_view text) {
-  std::string out;
-  unsigned buffer = 0;
-  int bits = 0;
-  for (char ch : text) {
-    int v;
-    if (ch >= 'A' && ch <= 'Z') v = ch - 'A';
-    else if (ch >= 'a' && ch <= 'z') v = ch - 'a' + 26;
-    else if (ch >= '0' && ch <= '9') v = ch - '0' + 52;
-    else if (ch == '+') v = 62;
-    else if (ch == '/') v = 63;
-    else continue;
-    buffer = (buffer << 6) | static_cast<unsigned>(v);
-    bits += 6;
-    if (bits >= 8) {
-      bits -= 8;
-      out.push_back(static_cast<char>((buffer >> bits) & 0xFF));
-    }
-  }
-  return out;
-}
-
 bool startsLikeImageFile(std::string_view b) {
   return b.substr(0, 4) == std::string_view("MM\0*", 4) || b.substr(0, 4) == std::string_view("II*\0", 4) ||
          b.substr(0, 8) == "\x89PNG\r\n\x1a\n";
@@ -164,7 +141,7 @@ std::string_view imageFileInArchive(std::string_view b) {
 // The text of a <string> element, base64-UTF8 decoded when marked so.
 String stringElementText(pugi::xml_node n) {
   const char* text = n.child_value();
-  if (boolAttr(n, "base64-UTF8", false)) return String::fromUTF8(decodeBase64(text));
+  if (boolAttr(n, "base64-UTF8", false)) return String::fromUTF8(archive::decodeBase64(text));
   return str(text);
 }
 
@@ -352,7 +329,7 @@ class NibBuilder {
     for (pugi::xml_node image = resources.child("image"); image; image = image.next_sibling("image")) {
       pugi::xml_node data = keyed(image, "keyedArchiveRepresentation");
       if (!data || !hasAttr(image, "name")) continue;
-      const std::string bytes = decodeBase64(data.child_value());
+      const std::string bytes = archive::decodeBase64(data.child_value());
       const std::string_view file = imageFileInArchive(bytes);
       if (file.empty()) {
         warn(std::string("image ") + image.attribute("name").value() + ": no TIFF or PNG in its archive");
