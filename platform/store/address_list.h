@@ -13,12 +13,19 @@
 
 #include <cstdint>
 #include <list>
-#include <unordered_map>
+#include <vector>
 
 #include "tq/platform/base/string.h"
 
 namespace tq::store {
 
+// An IPv4 address as dotted-quad text ("192.168.1.20"), from four bytes in network byte order.
+String dottedQuad(uint32_t networkOrder);
+// The subnet mask of a prefix length as dotted-quad text ("255.255.255.0" for 24); one shared string
+// per length.
+const String& subnetMaskText(uint8_t prefix);
+
+// What the kernel says of one address.
 struct Address {
   uint32_t local = 0;    // network byte order
   uint32_t address = 0;  // the peer (IFA_ADDRESS), equal to local on broadcast links
@@ -27,19 +34,26 @@ struct Address {
   bool secondary = false;
   bool hasBroadcast = false;
   uint32_t broadcast = 0;
-  // The texts the store's value is made of, made once, when first asked for.
+  bool sameAs(const Address& o) const {
+    return local == o.local && address == o.address && prefix == o.prefix && scope == o.scope &&
+           secondary == o.secondary && hasBroadcast == o.hasBroadcast && broadcast == o.broadcast;
+  }
+};
+
+// An address on a list, with the texts the store's value is made of, made when first asked for.
+struct ListedAddress : Address {
+  explicit ListedAddress(const Address& a) : Address(a) {}
   const String& localText() const;
-  const String& maskText() const;
+  const String& maskText() const { return subnetMaskText(prefix); }
   const String& broadcastText() const;
-  void forgetTexts() { texts_ = {}; }
+  void forgetTexts() {
+    localText_ = String();
+    broadcastText_ = String();
+  }
 
  private:
-  struct Texts {
-    String local, mask, broadcast;
-    bool made = false;
-  };
-  void makeTexts() const;
-  mutable Texts texts_;
+  mutable String localText_;
+  mutable String broadcastText_;
 };
 
 class AddressList {
@@ -51,17 +65,24 @@ class AddressList {
   // An address announced (RTM_NEWADDR): a new one goes where the kernel puts it, a known one keeps
   // its place (or moves, when promoted). Dump answers are added at the end in the order given.
   // Returns true when the list changed.
-  bool add(Address a, bool fromDump);
+  bool add(const Address& a, bool fromDump);
   // An address removed (RTM_DELADDR). Returns true when it was there.
   bool remove(const Address& a);
   void clear();
+  // Replaces the list with the answers of a dump, in the order given (as add(a, true) for each).
+  void assign(const Address* first, std::size_t count);
+  // Forgets the place of the primary deleted last (a promotion can only follow its deletion).
+  void forgetPendingPromotion() { hole_ = false; }
+  // Whether the list holds exactly these addresses, in this order.
+  bool sameAs(const Address* first, std::size_t count) const;
 
   bool empty() const { return list_.empty(); }
   std::size_t size() const { return list_.size(); }
-  // Whether an address with this local address is on the list.
+  // Whether an address with this local address is on the list (a walk of the list: asked only when
+  // a route depends on the answer).
   bool hasLocal(uint32_t local) const;
   // In the kernel's order.
-  const std::list<Address>& addresses() const { return list_; }
+  const std::list<ListedAddress>& addresses() const { return list_; }
 
  private:
   struct Key {
@@ -69,21 +90,35 @@ class AddressList {
     uint8_t prefix;
     bool operator==(const Key&) const = default;
   };
-  struct KeyHash {
-    std::size_t operator()(const Key& k) const {
-      return (static_cast<std::size_t>(k.local) * 0x9E3779B97F4A7C15ull) ^ (static_cast<std::size_t>(k.address) << 7) ^ k.prefix;
-    }
-  };
   static Key keyOf(const Address& a) { return {a.local, a.address, a.prefix}; }
-  using Iterator = std::list<Address>::iterator;
+  using Iterator = std::list<ListedAddress>::iterator;
+
+  // From an address's key to its place on the list: open addressing with linear probing over a
+  // power-of-two table, at most half full, so that the list's addresses cost one allocation
+  // between them; an entry is erased by moving the ones after it back, so no probe passes a hole.
+  class Index {
+   public:
+    explicit Index(Iterator none) : none_(none) {}
+    Iterator* find(const Key& key);
+    void insert(Iterator it);  // its key is not in the index yet
+    void erase(Iterator it);   // before the list lets go of it
+    void clear();
+    void reserve(std::size_t count);
+
+   private:
+    std::size_t home(const Key& key) const;
+    void resize(std::size_t slots);
+    std::vector<Iterator> slots_;
+    Iterator none_;
+    std::size_t count_ = 0;
+    unsigned shift_ = 64;
+  };
 
   // Moves a primary (already in list_, before the secondaries) to its place among the primaries.
   void insertPrimary(Iterator at);
-  void countLocal(uint32_t local, int delta);
 
-  std::list<Address> list_;
-  std::unordered_map<Key, Iterator, KeyHash> index_;
-  std::unordered_map<uint32_t, int> localCount_;
+  std::list<ListedAddress> list_;
+  Index index_{list_.end()};
   std::size_t primaries_ = 0;          // the primaries come first
   Iterator secondaries_ = list_.end(); // the first secondary, or end()
   // The place of the primary deleted last, until the next event: the element after it, and its scope.

@@ -7,6 +7,58 @@ namespace tq {
 
 namespace {
 constexpr std::size_t kOver = kKeyPatternMaxSize + 1;
+
+// Whether an alternation stands at the top level of the pattern (then no text is common to all
+// matches), skipping escapes, bracket expressions and groups.
+bool alternationAtTop(std::string_view p) {
+  int depth = 0;
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    char c = p[i];
+    if (c == '\\') {
+      ++i;
+    } else if (c == '[') {
+      std::size_t j = i + 1;
+      if (j < p.size() && p[j] == '^') ++j;
+      if (j < p.size() && p[j] == ']') ++j;
+      while (j < p.size() && p[j] != ']') {
+        if (p[j] == '[' && j + 1 < p.size() && (p[j + 1] == ':' || p[j + 1] == '=' || p[j + 1] == '.')) {
+          std::size_t close = p.find(std::string{p[j + 1], ']'}, j + 2);
+          j = close == std::string_view::npos ? p.size() : close + 2;
+        } else {
+          ++j;
+        }
+      }
+      i = j;
+    } else if (c == '(') {
+      ++depth;
+    } else if (c == ')' && depth > 0) {
+      --depth;
+    } else if (c == '|' && depth == 0) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// The ASCII text at the start of the pattern that every whole-key match begins with: the ordinary
+// characters before the first special one, less the last when a repetition applies to it. `literal`
+// tells whether the whole pattern is such text.
+std::string literalPrefix(std::string_view p, bool& literal) {
+  literal = false;
+  if (alternationAtTop(p)) return {};
+  std::size_t n = 0;
+  while (n < p.size() && static_cast<unsigned char>(p[n]) < 0x80 &&
+         std::string_view(".[]()|*+?{}^$\\").find(p[n]) == std::string_view::npos)
+    ++n;
+  if (n == p.size()) {
+    literal = true;
+    return std::string(p);
+  }
+  char next = p[n];
+  if (n > 0 && (next == '*' || next == '+' || next == '?' || next == '{')) --n;
+  return std::string(p.substr(0, n));
+}
+
 }  // namespace
 
 std::size_t keyPatternExpandedSize(std::string_view p) {
@@ -103,6 +155,8 @@ std::unique_ptr<KeyPattern> KeyPattern::compile(const String& pattern, std::stri
     return refuse(std::string("not a valid extended regular expression (") + message + ")");
   }
   p->compiled_ = true;
+  p->everything_ = text == ".*";
+  p->prefix_ = literalPrefix(text, p->literal_);
   return p;
 }
 
@@ -110,10 +164,28 @@ KeyPattern::~KeyPattern() {
   if (compiled_) regfree(&re_);
 }
 
-bool KeyPattern::matches(const String& key) const { return matches(key.UTF8String()); }
+bool KeyPattern::matches(const String& key) const { return matches(key.view()); }
+
+bool KeyPattern::matches(std::u16string_view key) const {
+  if (everything_) return key.find(u'\0') == std::u16string_view::npos;
+  if (key.size() < prefix_.size() || (literal_ && key.size() != prefix_.size())) return false;
+  for (std::size_t i = 0; i < prefix_.size(); ++i)
+    if (key[i] != static_cast<char16_t>(prefix_[i])) return false;
+  if (literal_) return true;
+  std::string utf8;
+  String::appendUTF8(key, utf8);
+  return regexMatches(utf8);
+}
+
+bool KeyPattern::matches(const std::string& key) const {
+  if (everything_) return key.find('\0') == std::string::npos;
+  if (literal_) return key == prefix_;
+  if (key.compare(0, prefix_.size(), prefix_) != 0) return false;
+  return regexMatches(key);
+}
 
 // Leftmost-longest matching: when any match covers the whole key, the one found from its start does.
-bool KeyPattern::matches(const std::string& key) const {
+bool KeyPattern::regexMatches(const std::string& key) const {
   regmatch_t m;
   return regexec(&re_, key.c_str(), 1, &m, 0) == 0 && m.rm_so == 0 && static_cast<std::size_t>(m.rm_eo) == key.size();
 }

@@ -2,8 +2,8 @@
 
 #include "address_list.h"
 #include "default_route_table.h"
+#include "key_table.h"
 
-#include <arpa/inet.h>
 #include <glib.h>
 #include <libmnl/libmnl.h>
 #include <linux/if.h>
@@ -13,14 +13,13 @@
 #include <linux/nexthop.h>
 #include <linux/rtnetlink.h>
 #include <poll.h>
-#include <regex.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <map>
-#include <set>
 #include <string>
 #include <unordered_map>
 #include <vector>
@@ -35,19 +34,12 @@ using Clock = std::chrono::steady_clock;
 
 struct LinkInfo {
   std::string name;   // the kernel's bytes
-  std::u16string key; // the name as it stands in keys and values (see escapedName)
+  String key;         // the name as it stands in keys and values (see escapedName)
   unsigned flags = 0;
   bool carrier = false;
   uint16_t type = 0;
   std::string kind;
 };
-
-std::string dotted(uint32_t networkOrder) {
-  char text[INET_ADDRSTRLEN] = {};
-  in_addr a{networkOrder};
-  inet_ntop(AF_INET, &a, text, sizeof text);
-  return text;
-}
 
 bool validUTF8(const uint8_t* p, std::size_t n) {
   std::size_t i = 0;
@@ -125,56 +117,56 @@ std::u16string escapedName(const std::string& raw) {
   return out;
 }
 
-String str(const std::string& s) { return String::fromUTF8(s); }
-
-// Whole-string match of a compiled POSIX extended expression. Leftmost-longest matching means that
-// when any match covers the whole key, the match found from its start does.
-bool matchesWhole(const regex_t& re, const std::string& key) {
-  regmatch_t m;
-  return regexec(&re, key.c_str(), 1, &m, 0) == 0 && m.rm_so == 0 && static_cast<std::size_t>(m.rm_eo) == key.size();
-}
-
-struct Regex {
-  regex_t re{};
-  bool ok = false;
-  explicit Regex(const std::string& pattern) {
-    ok = keyPatternExpandedSize(pattern) <= kKeyPatternMaxSize && regcomp(&re, pattern.c_str(), REG_EXTENDED) == 0;
+// Calls f(attribute) for each attribute of a message after its family header, or for each
+// attribute nested in `nest`, as far as they are whole (a malformed attribute ends the walk).
+template <class F>
+void forEachAttribute(const uint8_t* p, const uint8_t* end, F f) {
+  while (end - p >= static_cast<std::ptrdiff_t>(sizeof(nlattr))) {
+    const auto* a = reinterpret_cast<const nlattr*>(p);
+    if (a->nla_len < sizeof(nlattr) || a->nla_len > end - p) return;
+    f(a, static_cast<uint16_t>(a->nla_type & NLA_TYPE_MASK));
+    p += MNL_ALIGN(a->nla_len);
   }
-  Regex(const Regex&) = delete;
-  Regex& operator=(const Regex&) = delete;
-  ~Regex() {
-    if (ok) regfree(&re);
-  }
-};
-
-template <std::size_t N>
-struct Attrs {
-  const nlattr* at[N] = {};
-  const nlattr* operator[](unsigned t) const { return t < N ? at[t] : nullptr; }
-};
-
-template <std::size_t N>
-int collect(const nlattr* attr, void* data) {
-  auto* t = static_cast<Attrs<N>*>(data);
-  uint16_t type = mnl_attr_get_type(attr);
-  if (type < N) t->at[type] = attr;
-  return MNL_CB_OK;
+}
+template <class F>
+void forEachAttribute(const nlmsghdr* nlh, std::size_t familyHeader, F f) {
+  const auto* start = reinterpret_cast<const uint8_t*>(nlh);
+  forEachAttribute(start + NLMSG_HDRLEN + MNL_ALIGN(familyHeader), start + nlh->nlmsg_len, f);
+}
+template <class F>
+void forEachNested(const nlattr* nest, F f) {
+  const auto* start = reinterpret_cast<const uint8_t*>(nest);
+  forEachAttribute(start + MNL_ATTR_HDRLEN, start + nest->nla_len, f);
 }
 
-bool getU32(const nlattr* a, uint32_t& v) {
-  if (!a || mnl_attr_validate(a, MNL_TYPE_U32) < 0) return false;
-  v = mnl_attr_get_u32(a);
-  return true;
-}
+std::size_t payloadLength(const nlattr* a) { return a->nla_len - MNL_ATTR_HDRLEN; }
 
-std::string getString(const nlattr* a) {
-  if (!a || mnl_attr_validate(a, MNL_TYPE_STRING) < 0) return {};
+// A string attribute (its payload up to the first NUL); empty when it has no payload.
+std::string attributeString(const nlattr* a) {
+  std::size_t n = payloadLength(a);
+  if (n == 0) return {};
   const char* s = static_cast<const char*>(mnl_attr_get_payload(a));
-  return std::string(s, strnlen(s, mnl_attr_get_payload_len(a)));
+  return std::string(s, strnlen(s, n));
 }
 
-const std::u16string kGlobalIPv4 = u"State:/Network/Global/IPv4";
-const std::u16string kInterfaceList = u"State:/Network/Interface";
+// The texts values are made of, made once.
+struct Words {
+  String active{u"Active"}, deviceName{u"DeviceName"}, type{u"Type"}, addresses{u"Addresses"},
+      subnetMasks{u"SubnetMasks"}, broadcastAddresses{u"BroadcastAddresses"}, interfaces{u"Interfaces"},
+      primaryInterface{u"PrimaryInterface"}, primaryService{u"PrimaryService"}, router{u"Router"},
+      linkStatus{u"Link Status"}, bssid{u"BSSID"}, ssid{u"SSID"};
+  Dictionary activeTrue{{active, Value(true)}}, activeFalse{{active, Value(false)}};
+};
+const Words& words() {
+  static const Words w;
+  return w;
+}
+
+const std::u16string_view kGlobalIPv4 = u"State:/Network/Global/IPv4";
+const std::u16string_view kInterfaceList = u"State:/Network/Interface";
+
+// The parts of one link's state its keys are made of.
+enum : uint8_t { kSetup = 1, kActive = 2, kIPv4 = 4, kAirPort = 8, kAll = 15 };
 
 }  // namespace
 
@@ -195,44 +187,47 @@ struct LinuxNetworkStore::Impl {
   store::DefaultRouteTable routes;
   std::map<int, WirelessSource::State> wirelessStates;
 
-  // The values made from it, and the (escaped) name each link's keys were last made under. The
-  // IPv4 value of a link that nobody watches is made only when asked for (`lazy`: key to link),
-  // so that a flood of addresses on one link costs each batch nothing.
-  std::unordered_map<std::u16string, Value> values;
-  std::unordered_map<std::u16string, int> lazy;
-  std::map<int, std::u16string> publishedNames;
+  // The keys and values made from it: each link's group of keys (under the name they were made
+  // with), the interface list and the global key. An IPv4 value may be left to be made when needed
+  // (a lazy slot; see keepIPv4Before), so that a flood of addresses on an unwatched link costs each
+  // batch nothing.
+  store::KeyTable table;
+  std::unordered_map<int, store::Group*> published;
+  store::Slot* listSlot = nullptr;
+  store::Slot* globalSlot = nullptr;
+  int primaryIndex = 0;  // the link named by the global value; its IPv4 value is always made
 
-  // Work owed: links whose keys are to be made again, and whether the list and global keys are.
+  // Work owed: which parts of which links are to be made again, and whether the list and global
+  // keys are.
   std::vector<int> dirtyOrder;
-  std::set<int> dirty;
+  std::unordered_map<int, uint8_t> dirty;
   bool listDirty = false;
   bool globalDirty = false;
   bool pending = false;  // the state differs from the values
   bool needFullRead = false;
 
-  // During a full read: the dump in progress, and the events that came meanwhile, applied once the
-  // dumps are in (they may be older or newer than what the dumps show; each is applied so that
-  // applying it again changes nothing).
+  // During a full read: the dump in progress, what it gave, and the events that came meanwhile,
+  // applied once the dumps are in (they may be older or newer than what the dumps show; each is
+  // applied so that applying it again changes nothing).
   uint32_t dumpSeq = 0;
   bool inDump = false;
   bool dumpInterrupted = false;
   int dumpError = 0;
   bool overrunDuringDump = false;
+  std::vector<std::pair<int, LinkInfo>> dumpLinks;
+  std::vector<std::pair<int, store::Address>> dumpAddresses;
+  store::DefaultRouteTable dumpRoutes;
   std::vector<std::vector<uint8_t>> deferred;
 
-  // Delivery: the keys touched since the last batch, in the order of their first touch, with the
-  // value each had when that batch went out. A key stays owed until a batch goes out.
-  std::set<std::u16string> watchedKeys;
-  std::vector<std::unique_ptr<Regex>> watchedPatterns;
-  std::unordered_map<std::u16string, bool> matched;
   Clock::time_point lastBatch{};
-  std::vector<std::u16string> owed;
-  std::unordered_map<std::u16string, Value> before;
-  std::u16string primaryIPv4Key;  // the IPv4 key of the primary interface, always made
-
   GSource* source = nullptr;
   std::shared_ptr<RunLoopSource> runLoopSource;
   Statistics stats;
+
+  Impl() {
+    listSlot = &table.fixed(kInterfaceList);
+    globalSlot = &table.fixed(kGlobalIPv4);
+  }
 
   ~Impl() {
     if (source) detachSource();
@@ -288,7 +283,7 @@ struct LinuxNetworkStore::Impl {
   void settle(bool force) {
     if (needFullRead) fullRead();
     if (source && needFullRead) g_source_set_ready_time(source, g_get_monotonic_time() + 1000);
-    if (!pending && owed.empty()) return;
+    if (!pending && table.owed().empty()) return;
     auto now = Clock::now();
     auto due = lastBatch + options.coalescingWindow;
     if (force || now >= due) {
@@ -362,19 +357,25 @@ struct LinuxNetworkStore::Impl {
           ended = true;
           continue;
         }
-      } else if (inDump) {
+        ++stats.messages;
+        handleDumpMessage(nlh);
+        continue;
+      }
+      if (inDump) {
         auto* p = reinterpret_cast<const uint8_t*>(nlh);
         deferred.emplace_back(p, p + nlh->nlmsg_len);
         continue;
       }
       ++stats.messages;
-      handleMessage(nlh, fromDump);
+      handleMessage(nlh);
     }
     return ended;
   }
 
-  void markDirty(int index) {
-    if (dirty.insert(index).second) dirtyOrder.push_back(index);
+  void markDirty(int index, uint8_t parts) {
+    auto [it, fresh] = dirty.try_emplace(index, 0);
+    if (fresh) dirtyOrder.push_back(index);
+    it->second |= parts;
     pending = true;
   }
 
@@ -383,7 +384,7 @@ struct LinuxNetworkStore::Impl {
     pending = true;
   }
 
-  void handleMessage(const nlmsghdr* nlh, bool fromDump) {
+  void handleMessage(const nlmsghdr* nlh) {
     switch (nlh->nlmsg_type) {
       case RTM_NEWLINK:
       case RTM_DELLINK:
@@ -391,13 +392,39 @@ struct LinuxNetworkStore::Impl {
         break;
       case RTM_NEWADDR:
       case RTM_DELADDR:
-        handleAddress(nlh, nlh->nlmsg_type == RTM_DELADDR, fromDump);
+        handleAddress(nlh, nlh->nlmsg_type == RTM_DELADDR);
         break;
       case RTM_NEWROUTE:
       case RTM_DELROUTE:
       case RTM_NEWNEXTHOP:
       case RTM_DELNEXTHOP:
-        if (routes.apply(nlh, fromDump)) markGlobal();
+        if (routes.apply(nlh, false)) markGlobal();
+        break;
+      default:
+        break;
+    }
+  }
+
+  // A dump's answers are gathered as they are and compared with what is known once the dumps are in.
+  void handleDumpMessage(const nlmsghdr* nlh) {
+    switch (nlh->nlmsg_type) {
+      case RTM_NEWLINK: {
+        int index;
+        LinkInfo info;
+        bool hasLinkInfo;
+        if (parseLink(nlh, index, info, hasLinkInfo) && !info.name.empty())
+          dumpLinks.emplace_back(index, std::move(info));
+        break;
+      }
+      case RTM_NEWADDR: {
+        int index;
+        store::Address a;
+        if (parseAddress(nlh, index, a)) dumpAddresses.emplace_back(index, a);
+        break;
+      }
+      case RTM_NEWROUTE:
+      case RTM_NEWNEXTHOP:
+        dumpRoutes.apply(nlh, true);
         break;
       default:
         break;
@@ -406,49 +433,77 @@ struct LinuxNetworkStore::Impl {
 
   static bool lowerUp(unsigned flags) { return (flags & (IFF_RUNNING | IFF_LOWER_UP)) != 0; }
 
-  void handleLink(const nlmsghdr* nlh, bool removed) {
-    if (mnl_nlmsg_get_payload_len(nlh) < sizeof(ifinfomsg)) return;
+  // Reads a link message of the kind the store follows (not bridge-port messages and the like).
+  static bool parseLink(const nlmsghdr* nlh, int& index, LinkInfo& info, bool& hasLinkInfo) {
+    if (mnl_nlmsg_get_payload_len(nlh) < sizeof(ifinfomsg)) return false;
     auto* ifi = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(nlh));
-    if (ifi->ifi_family != AF_UNSPEC || ifi->ifi_index <= 0) return;  // bridge-port messages and the like
-    int index = ifi->ifi_index;
-    if (removed) {
-      if (!links.erase(index)) return;
-      if (auto a = addresses.find(index); a != addresses.end()) {
-        std::vector<uint32_t> locals;
-        for (const store::Address& x : a->second.addresses()) locals.push_back(x.local);
-        addresses.erase(a);
-        for (uint32_t l : locals) localAddressMayBeGone(l);
-      }
-      wirelessStates.erase(index);
-      routes.linkRemoved(index);
-      markDirty(index);
-      listDirty = true;
-      markGlobal();
-      return;
-    }
-    Attrs<IFLA_MAX + 1> tb;
-    if (mnl_attr_parse(nlh, sizeof(ifinfomsg), collect<IFLA_MAX + 1>, &tb) < 0) return;
-    LinkInfo info;
-    info.name = getString(tb[IFLA_IFNAME]);
+    if (ifi->ifi_family != AF_UNSPEC || ifi->ifi_index <= 0) return false;
+    index = ifi->ifi_index;
     info.flags = ifi->ifi_flags;
     info.type = ifi->ifi_type;
-    if (tb[IFLA_CARRIER] && mnl_attr_validate(tb[IFLA_CARRIER], MNL_TYPE_U8) >= 0)
-      info.carrier = mnl_attr_get_u8(tb[IFLA_CARRIER]) != 0;
-    else
-      info.carrier = (ifi->ifi_flags & IFF_LOWER_UP) != 0;
-    if (const nlattr* linkinfo = tb[IFLA_LINKINFO]; linkinfo && mnl_attr_validate(linkinfo, MNL_TYPE_NESTED) >= 0) {
-      Attrs<IFLA_INFO_MAX + 1> li;
-      mnl_attr_parse_nested(linkinfo, collect<IFLA_INFO_MAX + 1>, &li);
-      info.kind = getString(li[IFLA_INFO_KIND]);
+    info.carrier = (ifi->ifi_flags & IFF_LOWER_UP) != 0;
+    hasLinkInfo = false;
+    forEachAttribute(nlh, sizeof(ifinfomsg), [&](const nlattr* a, uint16_t type) {
+      if (type == IFLA_IFNAME) {
+        info.name = attributeString(a);
+      } else if (type == IFLA_CARRIER) {
+        if (payloadLength(a) >= 1) info.carrier = mnl_attr_get_u8(a) != 0;
+      } else if (type == IFLA_LINKINFO) {
+        hasLinkInfo = true;
+        std::size_t n = payloadLength(a);
+        if (n != 0 && n < sizeof(nlattr)) return;  // not a nest
+        forEachNested(a, [&](const nlattr* li, uint16_t liType) {
+          if (liType == IFLA_INFO_KIND) info.kind = attributeString(li);
+        });
+      }
+    });
+    return true;
+  }
+
+  // What of a link's keys differs between two states of it.
+  static uint8_t partsChanged(const LinkInfo& old, const LinkInfo& now) {
+    if (old.name != now.name) return kAll;
+    uint8_t parts = 0;
+    if (old.type != now.type || old.kind != now.kind) parts |= kSetup;
+    if (old.flags != now.flags || old.carrier != now.carrier) parts |= kActive;
+    return parts;
+  }
+
+  // A link went: its state, its addresses and the routes through it.
+  void linkGone(int index) {
+    links.erase(index);
+    if (auto a = addresses.find(index); a != addresses.end()) {
+      keepIPv4Before(index);
+      std::vector<uint32_t> locals;
+      for (const store::ListedAddress& x : a->second.addresses()) locals.push_back(x.local);
+      addresses.erase(a);
+      for (uint32_t l : locals) localAddressMayBeGone(l);
     }
+    wirelessStates.erase(index);
+    routes.linkRemoved(index);
+    markDirty(index, kAll);
+    listDirty = true;
+    markGlobal();
+  }
+
+  void handleLink(const nlmsghdr* nlh, bool removed) {
+    if (removed) {
+      if (mnl_nlmsg_get_payload_len(nlh) < sizeof(ifinfomsg)) return;
+      auto* ifi = static_cast<const ifinfomsg*>(mnl_nlmsg_get_payload(nlh));
+      if (ifi->ifi_family != AF_UNSPEC || ifi->ifi_index <= 0) return;
+      if (links.count(ifi->ifi_index)) linkGone(ifi->ifi_index);
+      return;
+    }
+    int index;
+    LinkInfo info;
+    bool hasLinkInfo;
+    if (!parseLink(nlh, index, info, hasLinkInfo)) return;
     auto it = links.find(index);
     if (it != links.end()) {
       LinkInfo& old = it->second;
       if (info.name.empty()) info.name = old.name;
-      info.key = escapedName(info.name);
-      if (info.kind.empty() && !tb[IFLA_LINKINFO]) info.kind = old.kind;
-      bool same = old.name == info.name && old.flags == info.flags && old.carrier == info.carrier &&
-                  old.type == info.type && old.kind == info.kind;
+      if (info.kind.empty() && !hasLinkInfo) info.kind = old.kind;
+      uint8_t parts = partsChanged(old, info);
       // What the kernel does to routes and nexthop objects on the way, without a message of its own.
       bool wasUp = old.flags & IFF_UP, isUp = info.flags & IFF_UP;
       bool changed = false;
@@ -456,20 +511,22 @@ struct LinuxNetworkStore::Impl {
       if (!wasUp && isUp) changed |= routes.linkUp(index);
       if (lowerUp(old.flags) && !lowerUp(info.flags)) changed |= routes.carrierLost(index);
       if (changed) markGlobal();
+      if (parts == 0) return;
+      info.key = old.name == info.name ? old.key : String(escapedName(info.name));
       if (old.name != info.name) listDirty = true;
       old = std::move(info);
-      if (same) return;
+      markDirty(index, parts);
     } else {
       if (info.name.empty()) return;
-      info.key = escapedName(info.name);
+      info.key = String(escapedName(info.name));
       links[index] = std::move(info);
       listDirty = true;
       if (wireless && !inDump) {
         WirelessSource::State state;
         if (wireless->read(index, state)) wirelessStates[index] = state;
       }
+      markDirty(index, kAll);
     }
-    markDirty(index);
     markGlobal();
   }
 
@@ -484,28 +541,40 @@ struct LinuxNetworkStore::Impl {
     if (routes.localAddressGone(local)) markGlobal();
   }
 
-  void handleAddress(const nlmsghdr* nlh, bool removed, bool fromDump) {
-    if (mnl_nlmsg_get_payload_len(nlh) < sizeof(ifaddrmsg)) return;
+  static bool parseAddress(const nlmsghdr* nlh, int& index, store::Address& a) {
+    if (mnl_nlmsg_get_payload_len(nlh) < sizeof(ifaddrmsg)) return false;
     auto* ifa = static_cast<const ifaddrmsg*>(mnl_nlmsg_get_payload(nlh));
-    if (ifa->ifa_family != AF_INET) return;
-    int index = static_cast<int>(ifa->ifa_index);
-    Attrs<IFA_MAX + 1> tb;
-    if (mnl_attr_parse(nlh, sizeof(ifaddrmsg), collect<IFA_MAX + 1>, &tb) < 0) return;
-    const nlattr* local = tb[IFA_LOCAL] ? tb[IFA_LOCAL] : tb[IFA_ADDRESS];
-    if (!local || mnl_attr_get_payload_len(local) != 4) return;
-    store::Address a;
+    if (ifa->ifa_family != AF_INET) return false;
+    index = static_cast<int>(ifa->ifa_index);
+    const nlattr* local = nullptr;
+    const nlattr* peer = nullptr;
+    const nlattr* broadcast = nullptr;
+    uint32_t flags = ifa->ifa_flags;
+    forEachAttribute(nlh, sizeof(ifaddrmsg), [&](const nlattr* attr, uint16_t type) {
+      if (type == IFA_LOCAL) local = attr;
+      else if (type == IFA_ADDRESS) peer = attr;
+      else if (type == IFA_BROADCAST) broadcast = attr;
+      else if (type == IFA_FLAGS && payloadLength(attr) >= 4) flags = mnl_attr_get_u32(attr);
+    });
+    if (!local) local = peer;
+    if (!local || payloadLength(local) != 4) return false;
     a.local = mnl_attr_get_u32(local);
-    a.address = a.local;
-    if (tb[IFA_ADDRESS] && mnl_attr_get_payload_len(tb[IFA_ADDRESS]) == 4) a.address = mnl_attr_get_u32(tb[IFA_ADDRESS]);
+    a.address = peer && payloadLength(peer) == 4 ? mnl_attr_get_u32(peer) : a.local;
     a.prefix = ifa->ifa_prefixlen;
     a.scope = ifa->ifa_scope;
-    uint32_t flags = ifa->ifa_flags;
-    getU32(tb[IFA_FLAGS], flags);
     a.secondary = (flags & IFA_F_SECONDARY) != 0;
-    if (tb[IFA_BROADCAST] && mnl_attr_get_payload_len(tb[IFA_BROADCAST]) == 4) {
+    if (broadcast && payloadLength(broadcast) == 4) {
       a.hasBroadcast = true;
-      a.broadcast = mnl_attr_get_u32(tb[IFA_BROADCAST]);
+      a.broadcast = mnl_attr_get_u32(broadcast);
     }
+    return true;
+  }
+
+  void handleAddress(const nlmsghdr* nlh, bool removed) {
+    int index;
+    store::Address a;
+    if (!parseAddress(nlh, index, a)) return;
+    keepIPv4Before(index);
     if (removed) {
       auto it = addresses.find(index);
       if (it == addresses.end() || !it->second.remove(a)) return;
@@ -515,29 +584,36 @@ struct LinuxNetworkStore::Impl {
       // when it is nowhere local any more, and every route through the link when it was its last.
       localAddressMayBeGone(a.local);
       if (last && routes.lastAddressGone(index)) markGlobal();
-    } else if (!addresses[index].add(std::move(a), fromDump)) {
+    } else if (!addresses[index].add(a, false)) {
       return;
     }
-    markDirty(index);
+    markDirty(index, kIPv4);
     markGlobal();
+  }
+
+  // Takes the wireless state of every link, marking the links whose state differs.
+  void replaceWirelessStates(std::map<int, WirelessSource::State> all) {
+    auto a = all.begin();
+    auto b = wirelessStates.begin();
+    while (a != all.end() || b != wirelessStates.end()) {
+      if (b == wirelessStates.end() || (a != all.end() && a->first < b->first)) {
+        markDirty((a++)->first, kSetup | kAirPort);
+      } else if (a == all.end() || b->first < a->first) {
+        markDirty((b++)->first, kSetup | kAirPort);
+      } else {
+        if (!(a->second == b->second)) markDirty(a->first, kAirPort);
+        ++a;
+        ++b;
+      }
+    }
+    wirelessStates = std::move(all);
   }
 
   void readWireless() {
     if (!wireless || wireless->eventDescriptor() < 0) return;
     WirelessSource::Changes changes = wireless->readEvents();
     if (changes.all) {
-      auto all = wireless->readAll();
-      std::set<int> indexes;
-      for (auto& [i, s] : all) indexes.insert(i);
-      for (auto& [i, s] : wirelessStates) indexes.insert(i);
-      for (int i : indexes) {
-        auto now = all.find(i);
-        auto old = wirelessStates.find(i);
-        bool same = (now == all.end()) == (old == wirelessStates.end()) &&
-                    (now == all.end() || now->second == old->second);
-        if (!same) markDirty(i);
-      }
-      wirelessStates = std::move(all);
+      replaceWirelessStates(wireless->readAll());
       return;
     }
     for (int index : changes.interfaces) {
@@ -547,11 +623,14 @@ struct LinuxNetworkStore::Impl {
       if (!isWireless) {
         if (old != wirelessStates.end()) {
           wirelessStates.erase(old);
-          markDirty(index);
+          markDirty(index, kSetup | kAirPort);
         }
-      } else if (old == wirelessStates.end() || !(old->second == state)) {
+      } else if (old == wirelessStates.end()) {
         wirelessStates[index] = state;
-        markDirty(index);
+        markDirty(index, kSetup | kAirPort);
+      } else if (!(old->second == state)) {
+        old->second = state;
+        markDirty(index, kAirPort);
       }
     }
   }
@@ -559,7 +638,7 @@ struct LinuxNetworkStore::Impl {
   // Sends one dump request and handles its answers until the dump ends; events that come in
   // between are kept for later. False when the dump failed or was interrupted.
   bool dump(uint16_t type) {
-    std::vector<uint8_t> req(MNL_SOCKET_BUFFER_SIZE);
+    std::array<uint8_t, 128> req{};
     nlmsghdr* nlh = mnl_nlmsg_put_header(req.data());
     nlh->nlmsg_type = type;
     nlh->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
@@ -608,149 +687,197 @@ struct LinuxNetworkStore::Impl {
     return done && !dumpInterrupted && dumpError == 0;
   }
 
+  // Reads the whole state again. What the dumps show is compared with what is known, link by link,
+  // so that only what differs is made again (and reported): a read that finds nothing new costs the
+  // dumps and the comparison, and the texts of unchanged addresses are kept.
   void fullRead() {
     for (int attempt = 0; attempt < 8; ++attempt) {
       needFullRead = false;
       overrunDuringDump = false;
       ++stats.fullReads;
-      for (auto& [i, l] : links) markDirty(i);
-      for (auto& [i, n] : publishedNames) markDirty(i);
-      links.clear();
-      addresses.clear();
-      routes.clear();
+      dumpLinks.clear();
+      dumpAddresses.clear();
+      dumpRoutes.clear();
       deferred.clear();
       bool ok = dump(RTM_GETLINK) && dump(RTM_GETADDR) && dump(RTM_GETNEXTHOP) && dump(RTM_GETROUTE);
       if (!ok || overrunDuringDump || needFullRead) {
         needFullRead = true;
         continue;
       }
-      needFullRead = false;
-      if (wireless) {
-        auto all = wireless->readAll();
-        for (auto& [i, s] : wirelessStates) markDirty(i);
-        wirelessStates = std::move(all);
-        for (auto& [i, s] : wirelessStates) markDirty(i);
-      }
+      takeDumpedLinks();
+      takeDumpedAddresses();
+      routes = std::move(dumpRoutes);
+      dumpRoutes = store::DefaultRouteTable();
+      // What the dumps gave is not kept between reads.
+      std::vector<std::pair<int, LinkInfo>>().swap(dumpLinks);
+      std::vector<std::pair<int, store::Address>>().swap(dumpAddresses);
+      if (wireless) replaceWirelessStates(wireless->readAll());
       std::vector<std::vector<uint8_t>> later;
       later.swap(deferred);
       for (auto& m : later) {
         ++stats.messages;
-        handleMessage(reinterpret_cast<const nlmsghdr*>(m.data()), false);
+        handleMessage(reinterpret_cast<const nlmsghdr*>(m.data()));
       }
-      for (auto& [i, l] : links) markDirty(i);
-      listDirty = true;
       markGlobal();
       return;
     }
     needFullRead = true;  // still failing: try again on the next wake-up
   }
 
+  template <class T>
+  static void sortByIndex(std::vector<std::pair<int, T>>& v) {
+    auto byIndex = [](const auto& a, const auto& b) { return a.first < b.first; };
+    if (!std::is_sorted(v.begin(), v.end(), byIndex)) std::stable_sort(v.begin(), v.end(), byIndex);
+  }
+
+  void takeDumpedLinks() {
+    sortByIndex(dumpLinks);
+    table.reserve(dumpLinks.size());
+    auto old = links.begin();
+    for (std::size_t i = 0; i < dumpLinks.size(); ++i) {
+      auto& [index, info] = dumpLinks[i];
+      if (i + 1 < dumpLinks.size() && dumpLinks[i + 1].first == index) continue;  // the later one holds
+      while (old != links.end() && old->first < index) {
+        int gone = old->first;
+        ++old;
+        links.erase(gone);
+        markDirty(gone, kAll);
+        listDirty = true;
+      }
+      if (old != links.end() && old->first == index) {
+        uint8_t parts = partsChanged(old->second, info);
+        if (parts) {
+          info.key = old->second.name == info.name ? old->second.key : String(escapedName(info.name));
+          if (parts == kAll) listDirty = true;
+          old->second = std::move(info);
+          markDirty(index, parts);
+        }
+        ++old;
+      } else {
+        info.key = String(escapedName(info.name));
+        old = std::next(links.emplace_hint(old, index, std::move(info)));
+        markDirty(index, kAll);
+        listDirty = true;
+      }
+    }
+    while (old != links.end()) {
+      int gone = old->first;
+      ++old;
+      links.erase(gone);
+      markDirty(gone, kAll);
+      listDirty = true;
+    }
+  }
+
+  void takeDumpedAddresses() {
+    sortByIndex(dumpAddresses);
+    std::vector<store::Address> run;
+    auto old = addresses.begin();
+    auto dropUpTo = [&](int index) {
+      while (old != addresses.end() && old->first < index) {
+        keepIPv4Before(old->first);
+        markDirty(old->first, kIPv4);
+        old = addresses.erase(old);
+      }
+    };
+    for (std::size_t i = 0; i < dumpAddresses.size();) {
+      int index = dumpAddresses[i].first;
+      std::size_t end = i;
+      while (end < dumpAddresses.size() && dumpAddresses[end].first == index) ++end;
+      run.clear();
+      for (std::size_t k = i; k < end; ++k) run.push_back(dumpAddresses[k].second);
+      i = end;
+      dropUpTo(index);
+      if (old != addresses.end() && old->first == index && old->second.sameAs(run.data(), run.size())) {
+        old->second.forgetPendingPromotion();
+        ++old;
+        continue;
+      }
+      keepIPv4Before(index);
+      if (old == addresses.end() || old->first != index) old = addresses.try_emplace(old, index);
+      old->second.assign(run.data(), run.size());
+      markDirty(index, kIPv4);
+      ++old;
+    }
+    while (old != addresses.end()) {
+      keepIPv4Before(old->first);
+      markDirty(old->first, kIPv4);
+      old = addresses.erase(old);
+    }
+  }
+
   // --- values ---------------------------------------------------------------------------------------
 
-  static std::u16string key(const char* a, const std::u16string& name, const char* b) {
-    std::u16string k;
-    for (const char* p = a; *p; ++p) k.push_back(static_cast<char16_t>(*p));
-    k += name;
-    for (const char* p = b; *p; ++p) k.push_back(static_cast<char16_t>(*p));
-    return k;
-  }
-
-  static const char* typeOf(const LinkInfo& link, bool isWireless) {
-    if (isWireless) return "IEEE80211";
-    if (link.kind == "bridge") return "Bridge";
-    if (link.kind == "bond") return "Bond";
-    if (link.kind == "vlan") return "VLAN";
+  static const String& typeOf(const LinkInfo& link, bool isWireless) {
+    static const String ieee80211(u"IEEE80211"), bridge(u"Bridge"), bond(u"Bond"), vlan(u"VLAN"),
+        ethernet(u"Ethernet"), loopback(u"Loopback"), ppp(u"PPP"), firewire(u"FireWire"), ipip(u"IPIP"),
+        sixToFour(u"6to4"), tunnel(u"Tunnel"), other(u"Other");
+    if (isWireless) return ieee80211;
+    if (link.kind == "bridge") return bridge;
+    if (link.kind == "bond") return bond;
+    if (link.kind == "vlan") return vlan;
     switch (link.type) {
-      case ARPHRD_ETHER: return "Ethernet";
-      case ARPHRD_LOOPBACK: return "Loopback";
-      case ARPHRD_PPP: return "PPP";
-      case ARPHRD_IEEE1394: return "FireWire";
-      case ARPHRD_TUNNEL: return "IPIP";
-      case ARPHRD_SIT: return "6to4";
+      case ARPHRD_ETHER: return ethernet;
+      case ARPHRD_LOOPBACK: return loopback;
+      case ARPHRD_PPP: return ppp;
+      case ARPHRD_IEEE1394: return firewire;
+      case ARPHRD_TUNNEL: return ipip;
+      case ARPHRD_SIT: return sixToFour;
       case ARPHRD_NONE:
       case ARPHRD_IPGRE:
-      case ARPHRD_TUNNEL6: return "Tunnel";
-      default: return "Other";
+      case ARPHRD_TUNNEL6: return tunnel;
+      default: return other;
     }
-  }
-
-  // Records that a key is about to be made again: the first time since the last batch, its value
-  // as of that batch is kept to compare with when the next one goes out.
-  void touch(const std::u16string& k) { touch(k, values.find(k)); }
-  void touch(const std::u16string& k, std::unordered_map<std::u16string, Value>::iterator it) {
-    if (before.try_emplace(k, it == values.end() ? Value() : it->second).second) owed.push_back(k);
-  }
-
-  // Makes a value left to be made when asked for.
-  void materialize(const std::u16string& k) {
-    auto it = lazy.find(k);
-    if (it == lazy.end()) return;
-    int index = it->second;
-    lazy.erase(it);
-    if (Value v = ipv4Value(index); !v.isNil()) values[k] = std::move(v);
-  }
-
-  void put(const std::u16string& k, Value v) {
-    auto it = values.find(k);
-    touch(k, it);
-    if (!lazy.empty()) lazy.erase(k);
-    if (v.isNil()) {
-      if (it != values.end()) values.erase(it);
-    } else if (it != values.end()) {
-      it->second = std::move(v);
-    } else {
-      values.emplace(k, std::move(v));
-    }
-  }
-
-  static std::array<std::u16string, 4> keysFor(const std::u16string& name) {
-    return {key("Setup:/Network/Service/", name, "/Interface"), key("State:/Network/Interface/", name, "/Link"),
-            key("State:/Network/Interface/", name, "/IPv4"), key("State:/Network/Interface/", name, "/AirPort")};
   }
 
   Value ipv4Value(int index) const {
     auto it = addresses.find(index);
     if (it == addresses.end() || it->second.empty()) return Value();
-    std::vector<String> addrs, masks, broadcasts;
+    const Words& w = words();
+    std::vector<Value> addrs, masks, broadcasts;
     std::size_t n = it->second.size();
     addrs.reserve(n);
     masks.reserve(n);
     bool allBroadcast = true;
-    for (const store::Address& a : it->second.addresses()) {
-      addrs.push_back(a.localText());
-      masks.push_back(a.maskText());
+    for (const store::ListedAddress& a : it->second.addresses()) {
+      addrs.emplace_back(a.localText());
+      masks.emplace_back(a.maskText());
+      if (!allBroadcast) continue;
       if (a.hasBroadcast)
-        broadcasts.push_back(a.broadcastText());
+        broadcasts.emplace_back(a.broadcastText());
       else
         allBroadcast = false;
     }
-    MutableDictionary d;
-    d.setObject(Array::withStrings(addrs), u"Addresses");
-    d.setObject(Array::withStrings(masks), u"SubnetMasks");
-    if (allBroadcast) d.setObject(Array::withStrings(broadcasts), u"BroadcastAddresses");
-    return d.copy();
+    std::vector<Dictionary::Entry> entries;
+    entries.reserve(3);
+    entries.emplace_back(w.addresses, Array(std::move(addrs)));
+    entries.emplace_back(w.subnetMasks, Array(std::move(masks)));
+    if (allBroadcast) entries.emplace_back(w.broadcastAddresses, Array(std::move(broadcasts)));
+    return Dictionary(std::move(entries));
   }
 
   static Value airportValue(const WirelessSource::State& s) {
-    MutableDictionary d;
+    const Words& w = words();
+    std::vector<Dictionary::Entry> entries;
     if (!s.joined) {
-      d.setObject(Value(1), u"Link Status");
-      return d.copy();
+      entries.emplace_back(w.linkStatus, Value(1));
+      return Dictionary(std::move(entries));
     }
-    d.setObject(Value(4), u"Link Status");
-    if (s.bssid) d.setObject(s.bssid, u"BSSID");
+    entries.emplace_back(w.linkStatus, Value(4));
+    if (s.bssid) entries.emplace_back(w.bssid, s.bssid);
     if (s.ssid) {
       if (validUTF8(s.ssid.bytes(), s.ssid.length()))
-        d.setObject(str(std::string(s.ssid.stringView())), u"SSID");
+        entries.emplace_back(w.ssid, String::fromUTF8(s.ssid.stringView()));
       else
-        d.setObject(s.ssid, u"SSID");
+        entries.emplace_back(w.ssid, s.ssid);
     }
-    return d.copy();
+    return Dictionary(std::move(entries));
   }
 
   static bool linkActive(const LinkInfo& l) { return (l.flags & IFF_UP) && l.carrier; }
 
-  Value globalValue() const {
+  // The global value, and the index of the primary interface (0 when none).
+  Value globalValue(int& primary) const {
     bool found = false;
     uint32_t bestMetric = 0;
     int bestOif = 0;
@@ -766,91 +893,110 @@ struct LinuxNetworkStore::Impl {
       bestOif = oif;
       bestGateway = gateway;
     });
+    primary = found ? bestOif : 0;
     if (!found) return Value();
-    String name(links.at(bestOif).key);
-    MutableDictionary d;
-    d.setObject(name, u"PrimaryInterface");
-    if (bestGateway) d.setObject(str(dotted(bestGateway)), u"Router");
-    d.setObject(name, u"PrimaryService");
-    return d.copy();
+    const Words& w = words();
+    const String& name = links.at(bestOif).key;
+    std::vector<Dictionary::Entry> entries;
+    entries.emplace_back(w.primaryInterface, name);
+    if (bestGateway) entries.emplace_back(w.router, store::dottedQuad(bestGateway));
+    entries.emplace_back(w.primaryService, name);
+    return Dictionary(std::move(entries));
   }
 
-  // Makes the values touched since the last time again.
+  // Makes a value left to be made when asked for. The value does not change by being made.
+  void materialize(store::Slot& slot) {
+    if (slot.lazyLink == 0) return;
+    int index = slot.lazyLink;
+    slot.lazyLink = 0;
+    slot.value = ipv4Value(index);
+  }
+
+  // A link's addresses are about to change. A watched IPv4 value not made yet is made now, from
+  // the addresses as they were at the last batch, so that the next batch compares the new value
+  // with the right one. (A watched value is otherwise made only when asked for or when its
+  // addresses change, so a store that starts watching every key makes no IPv4 value up front.)
+  void keepIPv4Before(int index) {
+    auto p = published.find(index);
+    if (p == published.end()) return;
+    store::Slot& s = (*p->second)[store::Part::IPv4];
+    if (s.lazyLink != 0 && !s.owed && table.watched(s)) materialize(s);
+  }
+
+  void remakeLink(int index, uint8_t parts) {
+    const LinkInfo& l = links.at(index);
+    auto [it, fresh] = published.try_emplace(index);
+    if (fresh) {
+      it->second = &table.attach(l.key.view());
+      parts = kAll;
+    }
+    store::Group& g = *it->second;
+    auto ws = wirelessStates.find(index);
+    bool isWireless = ws != wirelessStates.end();
+    if (parts & kSetup) {
+      const Words& w = words();
+      table.set(g[store::Part::Setup], Dictionary{{w.deviceName, l.key}, {w.type, typeOf(l, isWireless)}});
+    }
+    if (parts & kActive) table.set(g[store::Part::Link], linkActive(l) ? words().activeTrue : words().activeFalse);
+    if (parts & kIPv4) {
+      store::Slot& ipv4 = g[store::Part::IPv4];
+      if (index == primaryIndex || table.watched(ipv4)) {
+        table.set(ipv4, ipv4Value(index));
+      } else {
+        // Owed like any key (unwatched keys are not reported), made when asked for.
+        auto a = addresses.find(index);
+        table.setLazy(ipv4, a != addresses.end() && !a->second.empty() ? index : 0);
+      }
+    }
+    if (parts & kAirPort) table.set(g[store::Part::AirPort], isWireless ? airportValue(ws->second) : Value());
+  }
+
+  // Makes the values touched since the last time again: first the keys of links that went or
+  // changed their name let go (so that another link may take the name in the same round), then the
+  // parts of each link that changed, the interface list and the global key.
   void remake() {
     if (!pending) return;
     pending = false;
     for (int index : dirtyOrder) {
-      auto old = publishedNames.find(index);
+      auto p = published.find(index);
+      if (p == published.end()) continue;
       auto link = links.find(index);
-      if (old != publishedNames.end() && (link == links.end() || link->second.key != old->second)) {
-        for (auto& k : keysFor(old->second)) put(k, Value());
-        publishedNames.erase(old);
-      }
+      if (link != links.end() && link->second.key.view() == p->second->name) continue;
+      materialize((*p->second)[store::Part::IPv4]);  // what the watchers compare the removal with
+      table.detach(*p->second);
+      published.erase(p);
     }
-    for (int index : dirtyOrder) {
-      auto link = links.find(index);
-      if (link == links.end()) continue;
-      const LinkInfo& l = link->second;
-      auto keys = keysFor(l.key);
-      auto ws = wirelessStates.find(index);
-      bool isWireless = ws != wirelessStates.end();
-      put(keys[0], Dictionary{{u"DeviceName", String(l.key)}, {u"Type", str(typeOf(l, isWireless))}});
-      put(keys[1], Dictionary{{u"Active", Value(linkActive(l))}});
-      if (watched(keys[2]) || keys[2] == primaryIPv4Key) {
-        put(keys[2], ipv4Value(index));
-      } else {
-        // Owed like any key (unwatched keys are not reported), made when asked for.
-        touch(keys[2]);
-        values.erase(keys[2]);
-        auto a = addresses.find(index);
-        if (a != addresses.end() && !a->second.empty())
-          lazy[keys[2]] = index;
-        else
-          lazy.erase(keys[2]);
-      }
-      put(keys[3], isWireless ? airportValue(ws->second) : Value());
-      publishedNames[index] = l.key;
-    }
+    for (int index : dirtyOrder)
+      if (links.count(index)) remakeLink(index, dirty[index]);
     dirtyOrder.clear();
     dirty.clear();
     if (listDirty) {
       listDirty = false;
-      std::vector<String> names;
-      for (auto& [i, l] : links) names.push_back(String(l.key));
-      put(kInterfaceList, Dictionary{{u"Interfaces", Array::withStrings(names)}});
+      std::vector<Value> names;
+      names.reserve(links.size());
+      for (auto& [i, l] : links) names.emplace_back(l.key);
+      table.set(*listSlot, Dictionary{{words().interfaces, Array(std::move(names))}});
     }
     if (globalDirty) {
       globalDirty = false;
-      put(kGlobalIPv4, globalValue());
-      auto p = primaryOf(current(kGlobalIPv4));
-      primaryIPv4Key = p.empty() ? std::u16string() : key("State:/Network/Interface/", p, "/IPv4");
-      materialize(primaryIPv4Key);
+      int primary = 0;
+      table.set(*globalSlot, globalValue(primary));
+      primaryIndex = primary;
+      if (auto p = published.find(primary); p != published.end()) materialize((*p->second)[store::Part::IPv4]);
     }
   }
 
-  // Whether a key is watched; pattern matches are remembered until the watched set changes.
-  bool watched(const std::u16string& k) {
-    if (watchedKeys.count(k)) return true;
-    if (watchedPatterns.empty()) return false;
-    auto known = matched.find(k);
-    if (known != matched.end()) return known->second;
-    std::string utf8 = String(k).UTF8String();
-    bool any = false;
-    for (auto& re : watchedPatterns) any = any || matchesWhole(re->re, utf8);
-    if (matched.size() > 100000) matched.clear();  // names come and go; keep it bounded
-    matched.emplace(k, any);
-    return any;
+  Value current(std::u16string_view key) {
+    store::Slot* s = table.find(key);
+    if (!s) return Value();
+    materialize(*s);
+    return s->value;
   }
 
-  Value current(const std::u16string& k) {
-    materialize(k);
-    auto it = values.find(k);
-    return it == values.end() ? Value() : it->second;
-  }
-
-  static std::u16string primaryOf(const Value& global) {
-    String name = global.dictionaryValue().objectForKey(u"PrimaryInterface").stringValue();
-    return name.isNil() ? std::u16string() : std::u16string(name.view());
+  static std::u16string primaryIPv4Key(const Value& global) {
+    String name = global.dictionaryValue().objectForKey(words().primaryInterface).stringValue();
+    if (name.isNil()) return {};
+    return u"State:/Network/Interface/" + std::u16string(name.view()) + u"/IPv4";
   }
 
   // Hands the watched keys whose values differ from those of the last batch to the callout. The
@@ -858,29 +1004,29 @@ struct LinuxNetworkStore::Impl {
   // stays the same: its watchers learn of the primary address that way.
   void deliver() {
     remake();
-    std::vector<std::u16string> keys;
-    keys.swap(owed);
-    std::unordered_map<std::u16string, Value> was;
-    was.swap(before);
     std::vector<String> out;
     bool globalOut = false;
-    for (auto& k : keys) {
-      if (!watched(k) || current(k) == was[k]) continue;
-      out.push_back(String(k));
-      globalOut |= k == kGlobalIPv4;
+    for (store::Slot* s : table.owed()) {
+      if (!table.watched(*s)) continue;
+      materialize(*s);
+      if (s->value == s->before) continue;
+      out.push_back(table.keyOf(*s));
+      globalOut |= s == globalSlot;
     }
-    if (!globalOut && watched(kGlobalIPv4)) {
-      std::set<std::u16string> primaries;
-      Value now = current(kGlobalIPv4);
-      auto old = was.find(kGlobalIPv4);
-      for (const Value* g : {&now, old == was.end() ? &now : &old->second})
-        if (auto p = primaryOf(*g); !p.empty()) primaries.insert(key("State:/Network/Interface/", p, "/IPv4"));
-      for (auto& k : keys)
-        if (primaries.count(k) && current(k) != was[k]) {
-          out.push_back(String(kGlobalIPv4));
+    if (!globalOut && table.watched(*globalSlot)) {
+      const Value& now = globalSlot->value;
+      const Value& was = globalSlot->owed ? globalSlot->before : now;
+      for (const Value* g : {&now, &was}) {
+        store::Slot* s = table.find(primaryIPv4Key(*g));
+        if (!s || !s->owed) continue;
+        materialize(*s);
+        if (s->value != s->before) {
+          out.push_back(globalSlot->key);
           break;
         }
+      }
     }
+    table.endRound();
     if (out.empty() || !callout) return;
     lastBatch = Clock::now();  // the window spaces the callouts, not the reading
     ++stats.batches;
@@ -888,6 +1034,7 @@ struct LinuxNetworkStore::Impl {
     callout(*owner, Array::withStrings(out));
   }
 };
+
 LinuxNetworkStore::LinuxNetworkStore(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) { impl_->owner = this; }
 
 LinuxNetworkStore::~LinuxNetworkStore() = default;
@@ -903,8 +1050,7 @@ std::shared_ptr<LinuxNetworkStore> LinuxNetworkStore::create(const String&, Call
   if (!impl->open()) return nullptr;
   impl->fullRead();
   impl->remake();
-  impl->owed.clear();
-  impl->before.clear();
+  impl->table.endRound();
   impl->makeSource();
   return std::shared_ptr<LinuxNetworkStore>(new LinuxNetworkStore(std::move(impl)));
 }
@@ -920,45 +1066,40 @@ StoreConnectionFactory LinuxNetworkStore::factory(Options options) {
 Value LinuxNetworkStore::copyValue(const String& key) {
   if (key.isNil()) return Value();
   impl_->remake();
-  return impl_->current(std::u16string(key.view()));
+  return impl_->current(key.view());
 }
 
 Array LinuxNetworkStore::copyKeyList(const String& pattern) {
-  if (pattern.isNil()) return Array();
-  Regex re(pattern.UTF8String());
-  if (!re.ok) return Array();
+  auto compiled = KeyPattern::compile(pattern);
+  if (!compiled) return Array();
   impl_->remake();
   std::vector<String> keys;
-  auto consider = [&](const std::u16string& k) {
-    String s(k);
-    if (matchesWhole(re.re, s.UTF8String())) keys.push_back(s);
-  };
-  for (auto& [k, v] : impl_->values) consider(k);
-  for (auto& [k, i] : impl_->lazy) consider(k);
+  impl_->table.forEachHeld([&](store::Slot& s) {
+    std::u16string_view key = impl_->table.text(s);
+    if (compiled->matches(key)) keys.emplace_back(key);
+  });
   std::sort(keys.begin(), keys.end(), [](const String& a, const String& b) { return a.view() < b.view(); });
   return Array::withStrings(keys);
 }
 
 bool LinuxNetworkStore::setNotificationKeys(const Array& keys, const Array& patterns) {
-  std::vector<std::unique_ptr<Regex>> compiled;
+  std::vector<std::unique_ptr<KeyPattern>> compiled;
   for (const String& p : patterns.strings()) {
-    auto re = std::make_unique<Regex>(p.UTF8String());
-    if (!re->ok) return false;
-    compiled.push_back(std::move(re));
+    auto c = KeyPattern::compile(p);
+    if (!c) return false;
+    compiled.push_back(std::move(c));
   }
-  impl_->watchedKeys.clear();
-  impl_->matched.clear();
-  for (const String& k : keys.strings()) impl_->watchedKeys.insert(std::u16string(k.view()));
-  impl_->watchedPatterns = std::move(compiled);
-  // Values left to be made for keys watched from now on are made now; reports start from them.
+  std::vector<std::u16string> exact;
+  for (const String& k : keys.strings()) exact.emplace_back(k.view());
   impl_->remake();
-  std::vector<std::u16string> nowWatched;
-  for (auto& [k, i] : impl_->lazy)
-    if (impl_->watched(k)) nowWatched.push_back(k);
-  for (auto& k : nowWatched) {
-    impl_->materialize(k);
-    if (auto b = impl_->before.find(k); b != impl_->before.end()) b->second = impl_->current(k);
-  }
+  impl_->table.watch(std::move(exact), std::move(compiled));
+  // Reports start from the values as they are now: a value changed since the last batch but left to
+  // be made is made now, for keys watched from now on.
+  impl_->table.forEachHeld([&](store::Slot& s) {
+    if (s.lazyLink == 0 || !s.owed || !impl_->table.watched(s)) return;
+    impl_->materialize(s);
+    s.before = s.value;
+  });
   return true;
 }
 
@@ -979,7 +1120,7 @@ LinuxNetworkStore::Statistics LinuxNetworkStore::statistics() const { return imp
 
 std::size_t LinuxNetworkStore::keyCount() const {
   impl_->remake();
-  return impl_->values.size() + impl_->lazy.size();
+  return impl_->table.heldCount();
 }
 
 }  // namespace tq

@@ -65,6 +65,8 @@ ColorRef Color::headerColor() { return whiteColor(); }
 ColorRef Color::headerTextColor() { return blackColor(); }
 ColorRef Color::controlShadowColor() { return grayColor(); }
 TQ_NAMED_COLOR(controlHighlightColor, 0.85, 0.85, 0.85, 1)
+ColorRef Color::highlightColor() { return whiteColor(); }
+ColorRef Color::shadowColor() { return blackColor(); }
 TQ_NAMED_COLOR(keyboardFocusIndicatorColor, 0.3, 0.55, 0.85, 0.8)
 
 ColorRef Color::colorWithAlphaComponent(double alpha) const {
@@ -146,6 +148,8 @@ ColorRef Color::colorWithDescriptor(const ColorDescriptor& descriptor) {
       {u"headerTextColor", &Color::headerTextColor},
       {u"controlShadowColor", &Color::controlShadowColor},
       {u"controlHighlightColor", &Color::controlHighlightColor},
+      {u"highlightColor", &Color::highlightColor},
+      {u"shadowColor", &Color::shadowColor},
       {u"keyboardFocusIndicatorColor", &Color::keyboardFocusIndicatorColor},
   };
   for (const auto& [name, make] : table) {

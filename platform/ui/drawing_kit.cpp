@@ -108,7 +108,11 @@ ColorRef colorOf(const std::optional<ColorDescriptor>& d, const ColorRef& fallba
 
 void imagePlaceholder(const String& name, Rect r) {
   const double side = std::min({r.w, r.h, 32.0});
-  if (side < 4) return;
+  if (side < 4) {
+    // Too thin for a box: the area itself in the placeholder grey (such images are mostly rules).
+    fill(r, gray(0.6));
+    return;
+  }
   const Rect box{r.x + (r.w - side) / 2, r.y + (r.h - side) / 2, side, side};
   rounded(box, side / 5, gray(0.8), gray(0.6));
   if (name.length() > 0 && side >= 10) {

@@ -17,6 +17,8 @@ namespace tq {
 
 class ButtonCell;
 class View;
+class Window;
+struct ViewDrawingOptions;
 
 namespace drawing {
 
@@ -73,8 +75,8 @@ void text(const String& s, Rect r, const FontDescriptor& font, const ColorRef& c
 ColorRef colorOf(const std::optional<ColorDescriptor>& d, const ColorRef& fallback);
 
 // A named image in r: the settings' image (scaled down to fit, centred, upright), else a stand-in
-// for a known template image, else a placeholder box with the name's first letter. `tint` colours
-// template stand-ins (nil: labelColor()).
+// for a known template image, else a placeholder box with the name's first letter (a grey fill
+// where r is too thin for a box). `tint` colours template stand-ins (nil: labelColor()).
 void namedImage(const String& name, Rect r, const ColorRef& tint = nullptr);
 // Draws the stand-in of a platform template image ("NSAddTemplate", ...); false when the name has
 // none (nothing drawn).
@@ -87,6 +89,8 @@ void drawSegmentedCell(const Cell& cell, Rect r);
 // Sliders, steppers, level indicators, date pickers, colour wells, by class name (any model
 // form); false when the class is not one of them.
 bool drawValueControl(const String& className, const Cell* cell, const View* view, Rect r);
+// The toolbar strip of a window, in a y-up context (see toolbarItemPlacements).
+void drawToolbar(const Window& window, Rect strip, const ViewDrawingOptions& options);
 
 }  // namespace drawing
 }  // namespace tq

@@ -122,4 +122,26 @@ std::size_t KeyedArchive::memoryUsed() const {
          namesBytes_;
 }
 
+std::string decodeBase64(std::string_view text) {
+  std::string out;
+  unsigned buffer = 0;
+  int bits = 0;
+  for (char ch : text) {
+    int v;
+    if (ch >= 'A' && ch <= 'Z') v = ch - 'A';
+    else if (ch >= 'a' && ch <= 'z') v = ch - 'a' + 26;
+    else if (ch >= '0' && ch <= '9') v = ch - '0' + 52;
+    else if (ch == '+') v = 62;
+    else if (ch == '/') v = 63;
+    else continue;
+    buffer = (buffer << 6) | static_cast<unsigned>(v);
+    bits += 6;
+    if (bits >= 8) {
+      bits -= 8;
+      out.push_back(static_cast<char>((buffer >> bits) & 0xFF));
+    }
+  }
+  return out;
+}
+
 }  // namespace tq::archive

@@ -171,4 +171,8 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
 // `root` is the XML root element "archive"; the caller has parsed the XML.
 bool readXMLArchive(const pugi::xml_node& root, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
 
+// Base64 as the XML forms write it, decoded leniently: white space and other foreign characters are
+// skipped, padding is optional.
+std::string decodeBase64(std::string_view text);
+
 }  // namespace tq::archive

@@ -36,6 +36,7 @@
 #include "tq/platform/ui/tab_view.h"
 #include "tq/platform/ui/table_view.h"
 #include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/text_view.h"
 #include "tq/platform/ui/toolbar.h"
 #include "tq/platform/ui/window.h"
 
@@ -457,6 +458,8 @@ class KeyedNibDecoder {
       named([] { return std::make_shared<ImageView>(); });
     } else if (cls == "NSStackView") {
       named([] { return std::make_shared<StackView>(); });
+    } else if (cls == "NSTextView") {
+      named([] { return std::make_shared<TextView>(); });
     } else if (cls == "NSProgressIndicator") {
       named([] { return std::make_shared<ProgressIndicator>(); });
     } else if (cls == "NSView" || cls == "NSCustomView") {
@@ -547,6 +550,7 @@ class KeyedNibDecoder {
       ownSubviews = false;
     }
     if (auto* stack = dynamic_cast<StackView*>(&view)) decodeStackView(o, *stack, depth), ownSubviews = false;
+    if (auto* text = dynamic_cast<TextView*>(&view)) decodeTextView(o, *text);
     if (auto* progress = dynamic_cast<ProgressIndicator*>(&view)) {
       progress->setMinValue(number(o, "NSMinValue", progress->minValue()));
       progress->setMaxValue(number(o, "NSMaxValue", progress->maxValue()));
@@ -569,6 +573,32 @@ class KeyedNibDecoder {
     }
   }
 
+  // A text view's text is in its text storage, reached through its container and layout manager;
+  // its background in the data its text views share. The storage's first attributes give the font
+  // and colour.
+  void decodeTextView(uint32_t o, TextView& text) {
+    const int64_t shared = ref(o, "NSSharedData");
+    if (shared >= 0) text.setBackgroundColor(color(get(static_cast<uint32_t>(shared), "NSBackgroundColor")));
+    const int64_t container = ref(o, "NSTextContainer");
+    const int64_t manager = container >= 0 ? ref(static_cast<uint32_t>(container), "NSLayoutManager") : -1;
+    const int64_t storage = manager >= 0 ? ref(static_cast<uint32_t>(manager), "NSTextStorage") : -1;
+    if (storage < 0) return;
+    const auto s = static_cast<uint32_t>(storage);
+    if (String value = string(s, "NSString"); !value.isNil()) text.setString(value);
+    int64_t attributes = ref(s, "NSAttributes");
+    // Several runs: an array of dictionaries, the first run's first.
+    if (attributes >= 0 && a_.className(static_cast<uint32_t>(attributes)).find("Array") != std::string::npos) {
+      const auto runs = memberObjects(attributes);
+      attributes = runs.empty() ? -1 : static_cast<int64_t>(runs.front());
+    }
+    if (attributes < 0) return;
+    for (const auto& [k, v] : dictionary(attributes)) {
+      const String name = stringValue(k);
+      if (name == String(u"NSFont")) text.setFont(font(v));
+      if (name == String(u"NSColor")) text.setTextColor(color(v));
+    }
+  }
+
   void decodeBox(uint32_t o, Box& box, int depth) {
     const int64_t titleCell = ref(o, "NSTitleCell");
     if (titleCell >= 0) {
@@ -578,6 +608,7 @@ class KeyedNibDecoder {
     box.setTitlePosition(static_cast<TitlePosition>(std::clamp(integer(o, "NSTitlePosition", 2), 0L, 6L)));
     box.setBoxType(static_cast<BoxType>(std::clamp(integer(o, "NSBoxType", 0), 0L, 4L)));
     box.setBorderType(static_cast<BorderType>(std::clamp(integer(o, "NSBorderType", 2), 0L, 3L)));
+    box.setTransparent(boolean(o, "NSTransparent", false));
     box.setContentView(child<View>(o, "NSContentView", depth));
   }
 
@@ -728,7 +759,10 @@ class KeyedNibDecoder {
     if (auto s = size(o, "NSWindowContentMaxSize")) window->setMaxSize(*s);
     if (String name = string(o, "NSFrameAutosaveName"); !name.isNil()) window->setFrameAutosaveName(name);
     window->setVisibleAtLaunch(!layout_.visibleWindowsKnown || visibleWindows_.count(o) != 0);
-    if (auto content = child<View>(o, "NSWindowView", depth)) window->setContentView(content);
+    if (auto content = child<View>(o, "NSWindowView", depth)) {
+      window->setContentView(content);
+      fitContentToPinnedSubview(static_cast<uint32_t>(ref(o, "NSWindowView")), *window);
+    }
     // The toolbar: whichever key of the template holds one.
     for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
       if (e->key != 0 && e->value.isObject() && a_.className(e->value.index) == "NSToolbar") {
@@ -737,6 +771,56 @@ class KeyedNibDecoder {
       }
     }
     return window;
+  }
+
+  // A subview pinned to the four edges of the content view by required equalities gets the content's
+  // size less the margins on the platform, and the window grows when that subview needs more. The
+  // archive's frames are the editor's last layout (constraints are not solved here), so when the
+  // pinned subview's archived frame is larger than the window's content rectangle the window grows
+  // to hold it, its top left corner kept; it never shrinks.
+  void fitContentToPinnedSubview(uint32_t contentObject, Window& window) {
+    const auto& content = window.contentView();
+    if (!content) return;
+    struct Pins {
+      double margin[4] = {0, 0, 0, 0};  // left, right, top, bottom
+      unsigned pinned = 0;
+    };
+    std::unordered_map<const View*, Pins> pins;
+    for (uint32_t c : memberObjects(ref(contentObject, "NSViewConstraints"))) {
+      if (a_.className(c) != "NSLayoutConstraint") continue;
+      if (integer(c, "NSRelation", 0) != 0 || number(c, "NSPriority", 1000) < 1000) continue;
+      const long first = integer(c, "NSFirstAttribute", 0), second = integer(c, "NSSecondAttribute", 0);
+      const int64_t a = ref(c, "NSFirstItem"), b = ref(c, "NSSecondItem");
+      if (a < 0 || b < 0 || first != second) continue;
+      // Leading/trailing (5, 6) count as left/right (1, 2); top 3, bottom 4.
+      const int edge = first == 1 || first == 5 ? 0 : first == 2 || first == 6 ? 1 : first == 3 ? 2 : first == 4 ? 3 : -1;
+      if (edge < 0) continue;
+      const bool contentFirst = static_cast<uint32_t>(a) == contentObject;
+      const int64_t other = contentFirst ? b : a;
+      if (!contentFirst && static_cast<uint32_t>(b) != contentObject) continue;
+      auto sub = std::dynamic_pointer_cast<View>(memo_[static_cast<std::size_t>(other)]);
+      if (!sub || sub->superview() != content.get()) continue;
+      // Positive constants point right and down: the margin is the distance inwards from the edge.
+      const double constant = number(c, "NSConstant", 0);
+      const bool farEdge = edge == 1 || edge == 3;
+      Pins& p = pins[sub.get()];
+      p.margin[edge] = (farEdge == contentFirst) ? constant : -constant;
+      p.pinned |= 1u << edge;
+    }
+    Rect rect = window.contentRect();
+    for (const auto& [view, p] : pins) {
+      if (p.pinned != 0xF) continue;
+      const Rect f = view->frame();
+      const double w = p.margin[0] + f.w + p.margin[1], h = p.margin[2] + f.h + p.margin[3];
+      if (!(w > rect.w) && !(h > rect.h)) continue;
+      const double top = rect.maxY();
+      rect.w = std::max(rect.w, w);
+      rect.h = std::max(rect.h, h);
+      rect.y = top - rect.h;
+      window.setContentRect(rect);
+      content->setFrame({content->frame().x, content->frame().y, rect.w, rect.h});
+      const_cast<View*>(view)->setFrame({p.margin[0], p.margin[3], f.w, f.h});
+    }
   }
 
   // --- toolbars ------------------------------------------------------------------------------------

@@ -39,6 +39,7 @@
 #include "tq/platform/ui/tab_view.h"
 #include "tq/platform/ui/table_view.h"
 #include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/text_view.h"
 #include "tq/platform/ui/toolbar.h"
 #include "tq/platform/ui/window.h"
 
@@ -109,29 +110,6 @@ pugi::xml_node keyed(pugi::xml_node n, const char* key) {
   return {};
 }
 
-// Decodes base64 leniently: white space and other foreign characters are skipped, padding optional.
-std::string decodeBase64(std::string_view text) {
-  std::string out;
-  unsigned buffer = 0;
-  int bits = 0;
-  for (char ch : text) {
-    int v;
-    if (ch >= 'A' && ch <= 'Z') v = ch - 'A';
-    else if (ch >= 'a' && ch <= 'z') v = ch - 'a' + 26;
-    else if (ch >= '0' && ch <= '9') v = ch - '0' + 52;
-    else if (ch == '+') v = 62;
-    else if (ch == '/') v = 63;
-    else continue;
-    buffer = (buffer << 6) | static_cast<unsigned>(v);
-    bits += 6;
-    if (bits >= 8) {
-      bits -= 8;
-      out.push_back(static_cast<char>((buffer >> bits) & 0xFF));
-    }
-  }
-  return out;
-}
-
 bool startsLikeImageFile(std::string_view b) {
   return b.substr(0, 4) == std::string_view("MM\0*", 4) || b.substr(0, 4) == std::string_view("II*\0", 4) ||
          b.substr(0, 8) == "\x89PNG\r\n\x1a\n";
@@ -163,7 +141,7 @@ std::string_view imageFileInArchive(std::string_view b) {
 // The text of a <string> element, base64-UTF8 decoded when marked so.
 String stringElementText(pugi::xml_node n) {
   const char* text = n.child_value();
-  if (boolAttr(n, "base64-UTF8", false)) return String::fromUTF8(decodeBase64(text));
+  if (boolAttr(n, "base64-UTF8", false)) return String::fromUTF8(archive::decodeBase64(text));
   return str(text);
 }
 
@@ -351,7 +329,7 @@ class NibBuilder {
     for (pugi::xml_node image = resources.child("image"); image; image = image.next_sibling("image")) {
       pugi::xml_node data = keyed(image, "keyedArchiveRepresentation");
       if (!data || !hasAttr(image, "name")) continue;
-      const std::string bytes = decodeBase64(data.child_value());
+      const std::string bytes = archive::decodeBase64(data.child_value());
       const std::string_view file = imageFileInArchive(bytes);
       if (file.empty()) {
         warn(std::string("image ") + image.attribute("name").value() + ": no TIFF or PNG in its archive");
@@ -474,6 +452,8 @@ class NibBuilder {
       view = make<View>(n, [] { return std::make_shared<ImageView>(); });
     } else if (is(n, "stackView")) {
       view = make<View>(n, [] { return std::make_shared<StackView>(); });
+    } else if (is(n, "textView")) {
+      view = make<View>(n, [] { return std::make_shared<TextView>(); });
     } else if (is(n, "view") || is(n, "customView")) {
       view = make<View>(n, [] { return std::make_shared<View>(); });
     } else if (keyed(n, "cell")) {
@@ -545,6 +525,7 @@ class NibBuilder {
                                                                                    : ProgressIndicator::Style::Bar);
     }
     if (auto* stack = dynamic_cast<StackView*>(&view)) decodeStackView(n, *stack, depth);
+    if (auto* text = dynamic_cast<TextView*>(&view)) decodeTextView(n, *text);
 
     for (pugi::xml_node c = n.child("constraints").first_child(); c; c = c.next_sibling()) {
       if (c.type() == pugi::node_element) view.addConstraint(decode(c, depth + 1));
@@ -563,11 +544,34 @@ class NibBuilder {
     }
   }
 
+  // The text a text view holds: a <string key="string">, or the fragments of its text storage.
+  void decodeTextView(pugi::xml_node n, TextView& text) {
+    if (String s = stringProp(n, "string"); !s.isNil()) {
+      text.setString(s);
+    } else if (pugi::xml_node storage = keyed(n, "textStorage")) {
+      std::string joined;
+      for (pugi::xml_node f : storage.children("fragment")) {
+        if (pugi::xml_attribute content = f.attribute("content")) {
+          joined += content.value();
+        } else if (pugi::xml_node c = keyed(f, "content")) {
+          joined += stringElementText(c).UTF8String();
+        }
+      }
+      text.setString(String::fromUTF8(joined));
+    }
+    text.setFont(fontChild(n, "font"));
+    text.setTextColor(colorChild(n, "textColor"));
+    text.setBackgroundColor(colorChild(n, "backgroundColor"));
+    text.setDrawsBackground(boolAttr(n, "drawsBackground", true));
+    text.setEditable(boolAttr(n, "editable", true));
+  }
+
   void decodeBox(pugi::xml_node n, Box& box, int depth) {
     if (String title = stringProp(n, "title"); !title.isNil()) box.setTitle(title);
     box.setTitlePosition(enumAttr(n, "titlePosition", kTitlePositions, TitlePosition::AtTop));
     box.setBoxType(enumAttr(n, "boxType", kBoxTypes, BoxType::Primary));
     box.setBorderType(enumAttr(n, "borderType", kBorderTypes, BorderType::BezelBorder));
+    box.setTransparent(boolAttr(n, "transparent", false));
     if (auto font = fontChild(n, "titleFont")) box.setTitleFont(*font);
     if (pugi::xml_node c = keyed(n, "contentView")) {
       box.setContentView(std::dynamic_pointer_cast<View>(decode(c, depth + 1)));

@@ -20,6 +20,7 @@
 #include "tq/platform/ui/tab_view.h"
 #include "tq/platform/ui/table_view.h"
 #include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/text_view.h"
 
 namespace tq {
 
@@ -164,7 +165,17 @@ void drawTable(const TableView& table, Rect bounds) {
   }
 }
 
+// Text from the top left, inside the line padding, wrapped to the width; the view is flipped.
+void drawTextView(const TextView& view, Rect bounds) {
+  const bool dark = settings().dark;
+  if (view.drawsBackground()) fill(bounds, colorOf(view.backgroundColor(), dark ? gray(0.18) : Color::whiteColor()));
+  const ColorRef color = dark && !view.textColor() ? labelColor() : colorOf(view.textColor(), Color::textColor());
+  text(view.string(), inset(bounds, 5, 0), view.font().value_or(FontDescriptor::systemFont(12)), color,
+       TextAlignment::Natural, LineBreakMode::ByWordWrapping, false);
+}
+
 void drawBox(const Box& box, Rect bounds) {
+  if (box.isTransparent()) return;
   if (box.boxType() == BoxType::Separator) {
     if (bounds.w >= bounds.h) {
       line({bounds.x, bounds.y + bounds.h / 2}, {bounds.maxX(), bounds.y + bounds.h / 2}, gray(0.75));
@@ -192,10 +203,13 @@ void drawBox(const Box& box, Rect bounds) {
 void drawTabView(const TabView& tabs, Rect bounds) {
   const bool flipped = ctx().userSpaceIsFlipped();
   const bool hasTabs = tabs.tabViewType() == TabViewType::TopTabsBezelBorder;
+  // Tabs are as tall as their font needs (small and mini tab views have smaller fonts), and
+  // straddle the border's top edge.
+  const double h = std::round(Font::fontWithDescriptor(tabs.font())->defaultLineHeight() + 6);
   Rect border = bounds;
   if (hasTabs) {
-    border.h -= 12;
-    if (flipped) border.y += 12;
+    border.h -= std::floor(h / 2) + 1;
+    if (flipped) border.y += std::floor(h / 2) + 1;
   }
   if (tabs.tabViewType() != TabViewType::NoTabsNoBorder) rounded(border, 5, gray(0, 0.045), gray(0, 0.16));
   if (!hasTabs || tabs.tabViewItems().empty()) return;
@@ -208,7 +222,6 @@ void drawTabView(const TabView& tabs, Rect bounds) {
     widths.push_back(sizeOfText(item->label(), a, {0, 0}).width + 20);
     total += widths.back();
   }
-  const double h = 22;
   const double top = flipped ? border.y : border.maxY();
   Rect strip{bounds.x + (bounds.w - total) / 2, top - h / 2, total, h};
   rounded(strip, 5, faceColor(), edgeColor());
@@ -276,6 +289,7 @@ void drawViewContent(const View& view, Rect b) {
     if (!image->imageName().isNil()) namedImage(image->imageName(), b);
     return;
   }
+  if (auto textView = dynamic_cast<const TextView*>(&view)) return drawTextView(*textView, b);
   if (auto control = dynamic_cast<const Control*>(&view)) {
     if (control->cell()) {
       drawCell(*control->cell(), b, &view);
@@ -293,9 +307,9 @@ bool flippedForDrawing(const View& view) {
   return name == String(u"NSSplitView") || name == String(u"NSTableHeaderView");
 }
 
-void drawTree(const View& view, bool inFlippedSpace) {
+void drawTree(const View& view, bool inFlippedSpace, bool evenIfHidden = false) {
   auto context = GraphicsContext::currentContext();
-  if (!context || view.isHidden()) return;
+  if (!context || (view.isHidden() && !evenIfHidden)) return;
   const Rect frame = view.frame();
   if (!(frame.w > 0) || !(frame.h > 0)) return;
   GraphicsContext::saveGraphicsState();
@@ -359,9 +373,14 @@ GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions&
   // Heads-up panels are dark, their labels light.
   const bool hud = window.styleMask() & NSWindowStyleMaskHUDWindow;
   const ColorRef background = hud ? gray(0.16) : Color::windowBackgroundColor();
-  return renderInto({content.w, content.h + barHeight}, options.scale, background, options.recorder, [&] {
+  const double toolbar = toolbarHeight(window);
+  return renderInto({content.w, content.h + toolbar + barHeight}, options.scale, background, options.recorder, [&] {
+    if (toolbar > 0) {
+      const Session session({options.images.get(), hud, nullptr});
+      drawToolbar(window, {0, content.h, content.w, toolbar}, {options.images, hud, options.drawnView});
+    }
     if (titleBar) {
-      const Rect bar{0, content.h, content.w, barHeight};
+      const Rect bar{0, content.h + toolbar, content.w, barHeight};
       cairo_t* cr = ctx().cairo();
       cairo_pattern_t* gradient = cairo_pattern_create_linear(0, bar.maxY(), 0, bar.y);
       const double top = hud ? 0.25 : 0.93, bottom = hud ? 0.2 : 0.84;
@@ -395,13 +414,16 @@ GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions&
 }
 
 GraphicsContextRef renderView(const View& view, double scale, std::shared_ptr<DrawingRecorder> recorder,
-                              std::shared_ptr<const NamedImageSource> images) {
+                              std::shared_ptr<const NamedImageSource> images,
+                              std::function<void(const View&, Rect)> drawnView) {
   const Rect f = view.frame();
   return renderInto({f.w, f.h}, scale, Color::windowBackgroundColor(), std::move(recorder), [&] {
     AffineTransform t;
     t.translateXBy(-f.x, -f.y);
     t.concat();
-    drawViewHierarchy(view, false, {std::move(images), false, {}});
+    // A view archived hidden is one the application shows later: the picture asked for is the view.
+    const Session session({images.get(), false, drawnView ? &drawnView : nullptr});
+    drawTree(view, false, true);
   });
 }
 

@@ -8,7 +8,8 @@
 //   IBDocument.Objects              connectionRecords (outlets, actions, bindings),
 //                                   objectRecords (the designer's object IDs), and
 //                                   flattenedProperties ("N.CustomClassName", attribute
-//                                   placeholders such as tool tips).
+//                                   placeholders such as tool tips,
+//                                   "N.NSWindowTemplate.visibleAtLaunch").
 // References are resolved after the whole walk, so they may point forward.
 #include <pugixml.hpp>
 
@@ -16,6 +17,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <unordered_set>
 
 #include "keyed_archive.h"
 
@@ -24,28 +26,6 @@ namespace tq::archive {
 namespace {
 
 constexpr int kMaxDepth = 256;
-
-std::string decodeBase64(std::string_view text) {
-  std::string out;
-  unsigned buffer = 0;
-  int bits = 0;
-  for (char ch : text) {
-    int v;
-    if (ch >= 'A' && ch <= 'Z') v = ch - 'A';
-    else if (ch >= 'a' && ch <= 'z') v = ch - 'a' + 26;
-    else if (ch >= '0' && ch <= '9') v = ch - '0' + 52;
-    else if (ch == '+') v = 62;
-    else if (ch == '/') v = 63;
-    else continue;
-    buffer = (buffer << 6) | static_cast<unsigned>(v);
-    bits += 6;
-    if (bits >= 8) {
-      bits -= 8;
-      out.push_back(static_cast<char>((buffer >> bits) & 0xFF));
-    }
-  }
-  return out;
-}
 
 bool is(pugi::xml_node n, const char* name) { return std::strcmp(n.name(), name) == 0; }
 
@@ -223,6 +203,13 @@ class XMLArchiveReader {
     // Flattened properties: "ID.CustomClassName" and attribute placeholders (tool tips...).
     const ArchiveValue flattened = keyed(container.index, "flattenedProperties");
     if (flattened.isObject()) dictionaryProperties(flattened.index, byObjectID);
+    // Windows are visible at launch unless their properties say otherwise.
+    if (!hiddenAtLaunch_.empty()) {
+      layout.visibleWindowsKnown = true;
+      for (uint32_t object : layout.topLevel) {
+        if (out_.className(object) == "NSWindowTemplate" && !hiddenAtLaunch_.count(object)) layout.visibleWindows.push_back(object);
+      }
+    }
     return true;
   }
 
@@ -250,6 +237,10 @@ class XMLArchiveReader {
         auto it = byObjectID.find(key.substr(0, dot));
         std::string name;
         if (it != byObjectID.end() && out_.stringOf(values[i], name) && !name.empty()) layout.customClasses[it->second] = name;
+      } else if (property == "NSWindowTemplate.visibleAtLaunch") {
+        auto it = byObjectID.find(key.substr(0, dot));
+        double visible = 1;
+        if (it != byObjectID.end() && out_.numberOf(values[i], visible) && visible == 0) hiddenAtLaunch_.insert(it->second);
       } else if (property == "IBAttributePlaceholdersKey" && values[i].isObject()) {
         // Attribute objects (tool tips, initial tab items) become connectors of their own kind.
         for (const ArchiveEntry* e = out_.begin(values[i].index); e != out_.end(values[i].index); ++e) {
@@ -266,6 +257,7 @@ class XMLArchiveReader {
   ArchiveError& error_;
   std::unordered_map<std::string, ArchiveValue> ids_;
   std::vector<std::pair<std::size_t, std::string>> pending_;
+  std::unordered_set<uint32_t> hiddenAtLaunch_;
 };
 
 }  // namespace

@@ -23,6 +23,8 @@
 #include "tq/platform/ui/button.h"
 #include "tq/platform/ui/text_field.h"
 #include "tq/platform/ui/text_field_cell.h"
+#include "tq/platform/ui/text_view.h"
+#include "tq/platform/ui/window.h"
 #include "tq/platform/ui/bindings.h"
 #include "tq/platform/ui/table_view.h"
 #include "tq/platform/ui/generic_object.h"
@@ -271,6 +273,75 @@ TEST(CompiledNib, BuildsWindowsControlsMenusAndConnections) {
   EXPECT_EQ(owner->outlet(u"applyButton"), apply);
   ASSERT_EQ(r.nib().connections().size(), 2u);
   EXPECT_EQ(r.nib().connections()[0].destinationIdentifier, String(u"-2"));
+}
+
+// A text view's text sits in its storage behind its container and layout manager.
+TEST(CompiledNib, TextViewsCarryTheTextOfTheirStorage) {
+  KeyedArchiveWriter w;
+  const uint64_t text = w.object("NSTextView");
+  w.ref(text, "NSFrameSize", w.string("{200, 80}"));
+  const uint64_t container = w.object("NSTextContainer");
+  const uint64_t manager = w.object("NSLayoutManager");
+  const uint64_t storage = w.object("NSTextStorage");
+  const uint64_t contents = w.object("NSMutableString");
+  w.ref(contents, "NS.string", w.string("Release notes\nsecond line"));
+  w.ref(storage, "NSString", contents);
+  w.ref(manager, "NSTextStorage", storage);
+  w.ref(container, "NSLayoutManager", manager);
+  w.ref(container, "NSTextView", text);  // the container points back at its view
+  w.ref(text, "NSTextContainer", container);
+  NibReadResult r = readNibData(w.finish({text}));
+  ASSERT_TRUE(r) << r.error().reason;
+  auto view = std::dynamic_pointer_cast<TextView>(r.nib().topLevelObjects().at(0));
+  ASSERT_TRUE(view);
+  EXPECT_EQ(view->string(), String(u"Release notes\nsecond line"));
+  EXPECT_TRUE(view->isFlipped());
+}
+
+// A subview pinned to the four edges of a window's content view: the window grows to hold it when
+// its frame is larger, with the margins the constraints give; constraints that are not required
+// equalities pin nothing.
+TEST(CompiledNib, AWindowGrowsToHoldASubviewPinnedToItsEdges) {
+  for (const bool required : {true, false}) {
+    KeyedArchiveWriter w;
+    const uint64_t window = w.object("NSWindowTemplate");
+    w.ref(window, "NSWindowRect", w.string("{{100, 200}, {200, 100}}"));
+    const uint64_t content = w.object("NSView");
+    w.ref(content, "NSFrameSize", w.string("{200, 100}"));
+    w.ref(window, "NSWindowView", content);
+    const uint64_t stack = w.object("NSStackView");
+    w.ref(stack, "NSFrame", w.string("{{0, 0}, {260, 120}}"));
+    w.ref(content, "NSSubviews", w.array({stack}));
+    // (first item, attribute, second item, constant): leading 20, trailing 20, top 10, bottom 10.
+    const struct { uint64_t first; int attribute; uint64_t second; double constant; } pins[] = {
+        {stack, 5, content, 20}, {content, 6, stack, 20}, {stack, 3, content, 10}, {content, 4, stack, 10}};
+    std::vector<uint64_t> constraints;
+    for (const auto& p : pins) {
+      const uint64_t c = w.object("NSLayoutConstraint");
+      w.ref(c, "NSFirstItem", p.first);
+      w.set(c, "NSFirstAttribute", plist_new_uint(p.attribute));
+      w.ref(c, "NSSecondItem", p.second);
+      w.set(c, "NSSecondAttribute", plist_new_uint(p.attribute));
+      w.set(c, "NSConstant", plist_new_real(p.constant));
+      if (!required) w.set(c, "NSPriority", plist_new_uint(750));
+      constraints.push_back(c);
+    }
+    w.ref(content, "NSViewConstraints", w.array(constraints));
+    NibReadResult r = readNibData(w.finish({window}));
+    ASSERT_TRUE(r) << r.error().reason;
+    auto win = std::dynamic_pointer_cast<Window>(r.nib().topLevelObjects().at(0));
+    ASSERT_TRUE(win);
+    const Rect rect = win->contentRect();
+    const Rect sub = win->contentView()->subviews().at(0)->frame();
+    if (required) {
+      EXPECT_EQ(rect, (Rect{100, 160, 300, 140})) << "top left corner kept (y runs up)";
+      EXPECT_EQ(win->contentView()->frame().w, 300);
+      EXPECT_EQ(sub, (Rect{20, 10, 260, 120}));
+    } else {
+      EXPECT_EQ(rect, (Rect{100, 200, 200, 100}));
+      EXPECT_EQ(sub, (Rect{0, 0, 260, 120}));
+    }
+  }
 }
 
 TEST(CompiledNib, ObjectsThatContainThemselvesAreRefused) {
@@ -603,6 +674,31 @@ TEST(XMLArchiveForm, ResolvesReferencesAndTheDocumentsParts) {
   // A reference resolves to the one shared object, also a top-level one.
   auto field = std::dynamic_pointer_cast<Control>(view->subviews().at(1));
   EXPECT_EQ(field->cell(), r.nib().topLevelObjects()[1]);
+}
+
+// Windows are visible at launch unless their flattened properties say 0.
+TEST(XMLArchiveForm, WindowsHiddenAtLaunchByTheirProperties) {
+  const std::string doc = xmlArchive(R"(
+  <object class="NSWindowTemplate" id="20"><string key="NSWindowTitle">Shown</string></object>
+  <object class="NSWindowTemplate" id="21"><string key="NSWindowTitle">Hidden</string></object>)",
+                                     R"(
+  <object class="IBMutableOrderedSet" key="objectRecords"><object class="NSArray" key="orderedObjects">
+    <object class="IBObjectRecord"><int key="objectID">5</int><reference key="object" ref="20"/></object>
+    <object class="IBObjectRecord"><int key="objectID">6</int><reference key="object" ref="21"/></object>
+  </object></object>
+  <object class="NSMutableDictionary" key="flattenedProperties">
+    <object class="NSMutableArray" key="dict.sortedKeys"><string>6.NSWindowTemplate.visibleAtLaunch</string></object>
+    <object class="NSMutableArray" key="dict.values"><integer value="0"/></object>
+  </object>)");
+  NibReadResult r = readNibData(doc);
+  ASSERT_TRUE(r) << r.error().reason;
+  ASSERT_EQ(r.nib().topLevelObjects().size(), 2u);
+  auto shown = std::dynamic_pointer_cast<Window>(r.nib().topLevelObjects()[0]);
+  auto hidden = std::dynamic_pointer_cast<Window>(r.nib().topLevelObjects()[1]);
+  ASSERT_TRUE(shown && hidden);
+  EXPECT_EQ(hidden->title(), String(u"Hidden"));
+  EXPECT_TRUE(shown->isVisibleAtLaunch());
+  EXPECT_FALSE(hidden->isVisibleAtLaunch());
 }
 
 TEST(XMLArchiveForm, DanglingReferencesAndCyclesAreRefused) {

@@ -176,4 +176,84 @@ TEST(LocalizeCommand, AllWritesOneSummaryAndAPageWithPicturesOrNothing) {
   EXPECT_EQ(sh("$T localize '" + bundle + "' Audio --html x 2>/dev/null").status, 2);
 }
 
+// Symlinks in `to` to every entry of `from` (folders linked whole).
+void linkEntries(const fs::path& from, const fs::path& to) {
+  fs::create_directories(to);
+  for (const auto& e : fs::directory_iterator(from)) fs::create_symlink(e.path(), to / e.path().filename());
+}
+
+// The entry of a --json summary for one interface and language: the text from its "interface" key
+// to the next interface's.
+std::string entryOf(const std::string& json, const std::string& interface, const std::string& language) {
+  const std::string head = "\"interface\":\"" + interface + "\"";
+  for (auto at = json.find(head); at != std::string::npos; at = json.find(head, at + 1)) {
+    const auto next = json.find("\"interface\":", at + 1);
+    std::string entry = json.substr(at, next == std::string::npos ? std::string::npos : next - at);
+    if (entry.find("\"localization\":\"" + language + "\"") != std::string::npos) return entry;
+  }
+  return {};
+}
+
+// A framework as a current toolchain builds it: compiled nibs in its resources (the development
+// language) and one binary strings table per language, named after the framework, which its code
+// and its nibs share. Each nib is translated by the localizer from that table.
+TEST(LocalizeCommand, AllOnABuiltFrameworkTranslatesItsNibsFromTheTableItsLanguagesHold) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  const fs::path built = tq::test::corpusDir() / "transmission-sparkle/macosx/Sparkle.framework/Versions/B/Resources";
+  if (!fs::exists(built)) GTEST_SKIP() << "no built framework in the corpus";
+  tq::test::TempDir dir;
+  const fs::path framework = dir.path() / "Sparkle.framework";
+  linkEntries(built, framework / "Versions/B/Resources");
+  fs::create_directory_symlink("B", framework / "Versions/Current");
+  fs::create_directory_symlink("Versions/Current/Resources", framework / "Resources");
+  auto r = sh("$T localize '" + framework.string() + "' --all --json");
+  ASSERT_EQ(r.status, 0) << r.out;
+  // Three nibs in each of de, fr and ja; Base holds no interface and is no language of its own.
+  EXPECT_EQ(count(r.out, "\"mode\":\"localizer\",\"table\":\"Sparkle\""), 9u) << r.out.substr(0, 600);
+  EXPECT_EQ(count(r.out, "\"localization\":\"Base\""), 0u);
+  // Texts as the tables hold them (fr: "Install Update" = "Installer"; de: "Installieren").
+  const std::string alert = entryOf(r.out, "SUUpdateAlert", "fr");
+  EXPECT_NE(alert.find("\"key\":\"Install Update\",\"before\":\"Install Update\",\"after\":\"Installer\",\"status\":\"translated\""),
+            std::string::npos) << alert.substr(0, 800);
+  EXPECT_NE(alert.find("\"key\":\"Remind Me Later\",\"before\":\"Remind Me Later\",\"after\":\"Pas maintenant\""),
+            std::string::npos);
+  EXPECT_NE(entryOf(r.out, "SUUpdateAlert", "de").find("\"after\":\"Installieren\""), std::string::npos);
+  // Texts the code sets are in no table; the table shared with the code has no unused keys here.
+  EXPECT_NE(alert.find("\"missing\":[\"Question\",\"Version title\",\"Box\"]"), std::string::npos) << alert;
+  EXPECT_NE(alert.find("\"unusedCount\":0"), std::string::npos);
+  for (const char* language : {"de", "fr", "ja"}) {
+    const std::string prompt = entryOf(r.out, "SUUpdatePermissionPrompt", language);
+    EXPECT_NE(prompt.find("\"missing\":[\"DO NOT LOCALIZE\"]"), std::string::npos) << language << prompt.substr(0, 400);
+    EXPECT_NE(prompt.find("\"key\":\"Check Automatically\",\"before\":\"Check Automatically\",\"after\":\""),
+              std::string::npos);
+    EXPECT_EQ(prompt.find("\"key\":\"Check Automatically\",\"before\":\"Check Automatically\",\"after\":\"Check Automatically\""),
+              std::string::npos) << language;
+  }
+}
+
+// Interfaces of the older XML archive, one translated copy per language: each copy is compared
+// with the development language's copy object by object, and an object the copy lacks is missing.
+TEST(LocalizeCommand, AllComparesEachLanguagesCopyWithTheDevelopmentCopy) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  const fs::path corpus = tq::test::corpusDir() / "transmission-2008/macosx";
+  if (!fs::exists(corpus)) GTEST_SKIP() << "no per-language copies in the corpus";
+  tq::test::TempDir dir;
+  const fs::path resources = dir.path() / "Transmission.app/Contents/Resources";
+  linkEntries(corpus, resources);
+  auto r = sh("$T localize '" + (dir.path() / "Transmission.app").string() + "' --all --json");
+  ASSERT_EQ(r.status, 0) << r.out;
+  EXPECT_EQ(count(r.out, "\"interface\":\"PrefsWindow\""), 1u) << "French only; English is the original";
+  const std::string fr = entryOf(r.out, "PrefsWindow", "fr");
+  EXPECT_NE(fr.find("\"mode\":\"copy\""), std::string::npos);
+  EXPECT_NE(fr.find("\"before\":\"Preferences\",\"after\":\"Préférences\",\"status\":\"translated\""), std::string::npos);
+  // The English copy has a check box the French one never got: its text, read from the files.
+  const std::string english = readAll(corpus / "English.lproj/PrefsWindow.xib");
+  const std::string french = readAll(corpus / "fr.lproj/PrefsWindow.xib");
+  ASSERT_NE(english.find("Only when adding manually"), std::string::npos);
+  ASSERT_EQ(french.find("Only when adding manually"), std::string::npos);
+  EXPECT_NE(fr.find("\"before\":\"Only when adding manually\",\"after\":null,\"status\":\"untranslated\""),
+            std::string::npos) << fr.substr(0, 400);
+  EXPECT_NE(fr.find("\"missingCount\":1,"), std::string::npos);
+}
+
 }  // namespace

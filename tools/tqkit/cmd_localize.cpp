@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -189,7 +190,20 @@ struct Job {
   std::string localization; // the language reported
   loc::Mode mode;
   std::string developmentCopy;
+  std::string table;  // for the localizer: a table the program shares, when not the default one
 };
+
+// The names of the strings tables the bundle's localizations hold ("Localizable", "Sparkle"...).
+std::set<std::string> tablesOf(const fs::path& resources, const std::vector<std::string>& languages) {
+  std::set<std::string> names;
+  for (const auto& l : languages) {
+    std::error_code ec;
+    for (const auto& e : fs::directory_iterator(resources / (l + ".lproj"), ec)) {
+      if (e.path().extension() == ".strings") names.insert(e.path().stem().string());
+    }
+  }
+  return names;
+}
 
 bool isInterface(const fs::path& p) { return p.extension() == ".xib" || p.extension() == ".nib"; }
 
@@ -209,6 +223,19 @@ std::vector<Job> jobsOf(const tq::Bundle& bundle) {
       if (std::find(languages.begin(), languages.end(), english) != languages.end()) development = english;
     }
   }
+  // Interfaces outside the language folders are in the development language and translated by the
+  // localizer from the default table; a bundle without one (a framework that names its table after
+  // itself) is translated from the one table its languages hold, or the one named for the bundle.
+  std::string sharedTable;
+  const std::set<std::string> tables = tablesOf(resources, languages);
+  if (!tables.count("Localizable")) {
+    const std::string own = fs::path(u8(bundle.bundlePath())).stem().string();
+    if (tables.size() == 1) {
+      sharedTable = *tables.begin();
+    } else if (tables.count(own)) {
+      sharedTable = own;
+    }
+  }
   std::map<std::string, std::vector<std::string>> copies;  // interface name -> languages holding a copy
   std::vector<Job> jobs;
   std::vector<fs::path> entries;
@@ -217,7 +244,7 @@ std::vector<Job> jobsOf(const tq::Bundle& bundle) {
   for (const auto& p : entries) {
     if (isInterface(p)) {
       for (const auto& l : languages) {
-        if (l != development) jobs.push_back({p.string(), l, loc::Mode::Localizer, {}});
+        if (l != development) jobs.push_back({p.string(), l, loc::Mode::Localizer, {}, sharedTable});
       }
     }
   }
@@ -232,7 +259,7 @@ std::vector<Job> jobsOf(const tq::Bundle& bundle) {
       if (u8(l) == "Base") {
         // The Base interface is in the development language, which needs no table.
         for (const auto& other : languages) {
-          if (other != development) jobs.push_back({p.string(), other, loc::Mode::ById, {}});
+          if (other != development) jobs.push_back({p.string(), other, loc::Mode::ById, {}, {}});
         }
       } else {
         copies[p.filename().string()].push_back(u8(l));
@@ -245,7 +272,7 @@ std::vector<Job> jobsOf(const tq::Bundle& bundle) {
     const std::string original = (resources / ((held ? development : holders.front()) + ".lproj") / name).string();
     for (const auto& l : holders) {
       if (l == (held ? development : holders.front())) continue;
-      jobs.push_back({(resources / (l + ".lproj") / name).string(), l, loc::Mode::Copy, original});
+      jobs.push_back({(resources / (l + ".lproj") / name).string(), l, loc::Mode::Copy, original, {}});
     }
   }
   return jobs;
@@ -353,7 +380,19 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
   const bool json = args.has("json");
   std::vector<loc::Report> reports;
   const auto jobs = jobsOf(*bundle);
-  if (jobs.empty()) throw tq::cli::Failure(bundlePath + ": no interfaces in any localization");
+  if (jobs.empty()) {
+    // Interfaces in one language only leave nothing to compare; say which.
+    std::size_t interfaces = 0;
+    std::error_code ec;
+    for (const auto& e : fs::directory_iterator(u8(bundle->resourcePath()), ec)) {
+      if (isInterface(e.path())) ++interfaces;
+      if (e.path().extension() != ".lproj") continue;
+      for (const auto& inside : fs::directory_iterator(e.path(), ec)) interfaces += isInterface(inside.path());
+    }
+    if (interfaces == 0) throw tq::cli::Failure(bundlePath + ": no interfaces in any localization");
+    throw tq::cli::Failure(bundlePath + ": " + std::to_string(interfaces) +
+                           " interfaces, all in one language and with no other language's table to compare");
+  }
   std::size_t done = 0;
   for (const Job& job : jobs) {
     // A bundle of its own per language: the preferred localization is read on first use.
@@ -364,7 +403,12 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
     options.localization = job.localization;
     options.developmentCopy = job.developmentCopy;
     options.pictures = htmlDir.has_value();
-    if (auto t = args.value("table")) options.table = String::fromUTF8(*t);
+    if (auto t = args.value("table")) {
+      options.table = String::fromUTF8(*t);
+    } else if (!job.table.empty()) {
+      options.table = String::fromUTF8(job.table);
+      options.sharedTable = true;
+    }
     reports.push_back(loc::localizeInterface(localized, job.file, options));
     if (!json && ::isatty(2)) {
       std::fprintf(stderr, "\r%zu/%zu %s %s\033[K", ++done, jobs.size(), fs::path(job.file).filename().c_str(),
@@ -468,10 +512,13 @@ tq::cli::Registration localize(
      "                defaults to the NIB's name\n"
      "  --png DIR     draw each window before and after into DIR (overflowing controls outlined)\n"
      "  --all         every interface of the bundle in every localization it holds: Base interfaces\n"
-     "                with each language's identifier-keyed table, unlocalized ones with the\n"
-     "                localizer and each language's table, a language's own copy against the\n"
-     "                development language's copy; one summary (translated, missing, unused,\n"
-     "                overflowing per interface and language)\n"
+     "                with each language's identifier-keyed table, unlocalized ones (compiled\n"
+     "                nibs of a built framework too) with the localizer and each language's\n"
+     "                table (Localizable, else the one table the languages hold, else the one\n"
+     "                named for the bundle; such a shared table reports no unused keys), a\n"
+     "                language's own copy against the development language's copy object by\n"
+     "                object (an object the copy lacks is missing); one summary (translated,\n"
+     "                missing, unused, overflowing per interface and language)\n"
      "  --html DIR    with --all: a page DIR/index.html with the summary and, per interface and\n"
      "                language, the pictures before and after side by side (PNG files beside it)\n"
      "  --json        one JSON object: strings (status translated, untranslated or empty),\n"

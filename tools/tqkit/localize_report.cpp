@@ -350,23 +350,7 @@ GraphicsContextRef picture(const std::shared_ptr<Object>& o, const std::shared_p
   if (auto* window = dynamic_cast<Window*>(o.get())) {
     image = renderWindow(*window, options);
   } else if (auto* view = dynamic_cast<View*>(o.get())) {
-    ViewDrawingOptions viewOptions;
-    viewOptions.images = images;
-    viewOptions.drawnView = options.drawnView;
-    const Rect f = view->frame();
-    image = GraphicsContext::imageContext({f.w, f.h}, false, 1.0);
-    if (image) {
-      auto previous = GraphicsContext::currentContext();
-      GraphicsContext::setCurrentContext(image);
-      image->setFillColor(Color::windowBackgroundColor());
-      image->fillRect({0, 0, f.w, f.h}, NSCompositeCopy);
-      AffineTransform t;
-      t.translateXBy(-f.x, -f.y);
-      t.concat();
-      drawViewHierarchy(*view, false, viewOptions);
-      image->setCurrentTransform(AffineTransform());
-      GraphicsContext::setCurrentContext(previous);
-    }
+    image = renderView(*view, 1.0, nullptr, images, options.drawnView);
   }
   if (!image) return nullptr;
   // Each overflowing control outlined in red.
@@ -437,12 +421,17 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
 
   // The development copy's strings, by object and property, for a localized copy.
   std::unordered_map<std::string, String> development;
+  std::vector<std::pair<std::string, std::string>> developmentOrder;  // key, class
   if (options.mode == Mode::Copy) {
     NibReadResult dev = readNibFile(documentIn(options.developmentCopy));
     if (dev) {
       Collector other;
       other.objects(dev.nib());
-      for (auto& p : other.probes) development[p.id + "." + p.property] = p.get();
+      for (auto& p : other.probes) {
+        if (p.id.empty()) continue;
+        const std::string key = p.id + "." + p.property;
+        if (development.emplace(key, p.get()).second) developmentOrder.emplace_back(key, p.cls);
+      }
     }
   }
 
@@ -500,9 +489,33 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
     }
   }
 
+  // A string of the development copy whose object or property the translated copy lacks is missing
+  // too: the copy shows nothing in its place.
+  if (options.mode == Mode::Copy) {
+    std::set<std::string> inCopy;
+    for (const auto& p : probes) {
+      if (!p.id.empty()) inCopy.insert(p.id + "." + p.property);
+    }
+    for (const auto& [key, cls] : developmentOrder) {
+      const String& text = development[key];
+      if (text.length() == 0 || inCopy.count(key)) continue;
+      StringEntry e;
+      e.cls = cls;
+      e.key = key;
+      e.id = key.substr(0, key.find('.'));
+      e.property = key.substr(key.find('.') + 1);
+      e.before = u8(text);
+      e.afterIsNil = true;
+      e.status = "untranslated";
+      report.missing.push_back(key);
+      report.strings.push_back(std::move(e));
+    }
+  }
+
   // Unused keys tell of a table that belongs to the interface: one keyed by identifier, or one named
   // for it. The default table is shared with the program's own code, whose keys no object uses.
-  const bool ownTable = options.mode == Mode::ById || (options.mode == Mode::Localizer && !options.table.isNil());
+  const bool ownTable = options.mode == Mode::ById ||
+                        (options.mode == Mode::Localizer && !options.table.isNil() && !options.sharedTable);
   if (strings && ownTable) {
     for (const String& key : strings.allKeys()) {
       if (!used.count(u8(key))) report.unused.push_back(u8(key));

@@ -57,7 +57,7 @@ struct Report {
   std::vector<StringEntry> strings;
   std::vector<std::string> missing;  // keys (or texts of objects without identifier)
   // Keys of the table that matched nothing, sorted; for tables of the interface's own (keyed by
-  // identifier, or named with Options::table), not for the default table the program shares.
+  // identifier, or named with Options::table), not for a table the program's code shares.
   std::vector<std::string> unused;
   std::vector<Overflow> overflows;
   std::vector<Resized> resized;
@@ -76,6 +76,9 @@ struct Options {
   std::string localization;
   // For Mode::Copy: the development language's copy of the interface.
   std::string developmentCopy;
+  // The table (named above) is the one the program's code shares with every interface, so keys
+  // no object of this interface uses are not reported unused.
+  bool sharedTable = false;
   bool pictures = false;
 };
 

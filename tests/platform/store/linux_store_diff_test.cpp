@@ -72,7 +72,10 @@ class StoreDiff : public ::testing::Test {
     for (auto& w : watchers) loop.removeSource(w->store->runLoopSource());
   }
 
-  Watcher& watch(const std::string& label, LinuxNetworkStore::Options options = {}, const std::string& pattern = ".*") {
+  // A store watching `pattern`, its replay starting from its own values; with readFirst false, from
+  // another store's values, so that the watched store is asked for nothing before it reports.
+  Watcher& watch(const std::string& label, LinuxNetworkStore::Options options = {}, const std::string& pattern = ".*",
+                 bool readFirst = true) {
     options.useSystemWireless = false;
     auto w = std::make_unique<Watcher>();
     Watcher* raw = w.get();
@@ -91,7 +94,12 @@ class StoreDiff : public ::testing::Test {
     }, options);
     EXPECT_TRUE(raw->store);
     raw->pattern = pattern;
-    raw->replay = only(dumpOf(*raw->store), pattern);
+    if (readFirst) {
+      raw->replay = only(dumpOf(*raw->store), pattern);
+    } else {
+      auto other = LinuxNetworkStore::create(u"other", nullptr, options);
+      raw->replay = only(dumpOf(*other), pattern);
+    }
     loop.addSource(raw->store->runLoopSource());
     raw->store->setNotificationKeys(Array(), Array{Value(S(pattern))});
     watchers.push_back(std::move(w));
@@ -322,6 +330,29 @@ TEST_F(StoreDiff, GlobalKeyReportedWhenThePrimarysAddressIsReplaced) {
             Array::withStrings({u"10.1.0.4"}));
 }
 
+// A watcher that reads no value before it starts is told of every change all the same, the values
+// it never read included: a value that changes, one that goes, keys under a new name, keys of a link
+// that goes.
+TEST_F(StoreDiff, AWatcherThatReadsNothingFirstIsToldOfEveryChange) {
+  for (const char* n : {"va", "vb", "vc", "vd"}) pair(n, std::string("p") + n);
+  for (auto [link, address] : {std::pair{"va", "10.1.0.2"}, {"va", "10.1.0.3"}, {"vb", "10.2.0.2"}, {"vc", "10.3.0.2"},
+                               {"vd", "10.4.0.2"}})
+    ASSERT_EQ(nl.addAddress(link, address, 24), 0);
+  Watcher& w = watch("store that read nothing first", {}, ".*", false);
+  ASSERT_EQ(converge(), "");
+  std::size_t mark = w.batches.size();
+  ASSERT_EQ(nl.deleteAddress("va", "10.1.0.3", 24), 0);
+  ASSERT_EQ(nl.deleteAddress("vb", "10.2.0.2", 24), 0);
+  ASSERT_EQ(nl.setUp("vc", false), 0);
+  ASSERT_EQ(nl.rename("vc", "ve"), 0);
+  ASSERT_EQ(nl.deleteLink("vd"), 0);
+  ASSERT_EQ(converge(), "");
+  auto keys = reported(w, mark);
+  for (const char* name : {"va", "vb", "vc", "ve", "vd"})
+    EXPECT_EQ(count(keys, "State:/Network/Interface/" + std::string(name) + "/IPv4"), 1) << name;
+  EXPECT_EQ(w.replay.count("State:/Network/Interface/vb/IPv4"), 0u);
+}
+
 TEST_F(StoreDiff, NamesThatAreNotUTF8GetKeysOfTheirOwn) {
   pair("n\xff", "pa");
   pair("n\xfe", "pb");
@@ -403,7 +434,7 @@ TEST_F(StoreDiff, RandomizedSequencesMatchTheKernel) {
     world.near[s] = world.freeName();
     pair(world.near[s], world.peer(s));
   }
-  watch("store");
+  watch("store", {}, ".*", false);
   LinuxNetworkStore::Options tiny;
   tiny.receiveBufferBytes = 2048;  // overruns at the first burst, and reads everything again
   Watcher& small = watch("store with a tiny buffer", tiny);

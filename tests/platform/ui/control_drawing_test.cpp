@@ -275,6 +275,34 @@ TEST(ControlDrawing, ADarkPanelDrawsLightTitles) {
   EXPECT_LT(titleWhite(NSWindowStyleMaskTitled), 0.3);
 }
 
+// A label in the system's highlight colour is light, as on the platform: in a heads-up panel it
+// reads light on dark (HandBrake's picture settings panel, "Nothing to inspect").
+TEST(ControlDrawing, HighlightColorLabelsAreLightInADarkPanel) {
+  EXPECT_GT(Color::colorWithDescriptor(ColorDescriptor::named(u"highlightColor"))->whiteComponent(), 0.95);
+  TQ_SKIP_WITHOUT_CORPUS();
+  const auto path = test::corpusDir() / "handbrake/macosx/Base.lproj/PictureSettings.xib";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no picture settings panel in the corpus";
+  NibReadResult result = readNibFile(path.string());
+  ASSERT_TRUE(result);
+  std::shared_ptr<Window> panel;
+  for (const auto& o : result.nib().topLevelObjects()) {
+    if (!panel) panel = std::dynamic_pointer_cast<Window>(o);
+  }
+  ASSERT_TRUE(panel);
+  ASSERT_TRUE(panel->styleMask() & NSWindowStyleMaskHUDWindow);
+  WindowRenderOptions options;
+  options.recorder = std::make_shared<DrawingRecorder>();
+  ASSERT_TRUE(renderWindow(*panel, options));
+  int found = 0;
+  for (const auto& r : options.recorder->recordsOfKind(Kind::DrawText)) {
+    if (r.text == String(u"Nothing to inspect")) {
+      EXPECT_GT(r.color->whiteComponent(), 0.8);
+      ++found;
+    }
+  }
+  EXPECT_EQ(found, 1);
+}
+
 TEST(ControlDrawing, TablesDrawTheirRowsFromTheTop) {
   TableView table;
   table.setFrame({0, 0, 200, 80});

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "platform/ui/pixels.h"
@@ -162,8 +163,10 @@ TEST(PangoTextMeasurer, TheModelMeasuresWithTheTextSystem) {
       << "with nothing registered the model measures with the text system";
 }
 
-// Whether a control has anything to show: an empty borderless label or a bare button shows nothing
-// on the platform either.
+// Whether a control has anything to show, decided by the model's own state: a text field with no
+// text, placeholder, border, bezel or background, a button with no border, bezel, title or image
+// that is not a check box or radio, and an image view with no image show nothing on the platform
+// either. Every other control must draw.
 bool showsSomething(const Control& control) {
   const auto& cell = control.cell();
   if (auto field = std::dynamic_pointer_cast<TextFieldCell>(cell)) {
@@ -207,6 +210,31 @@ std::vector<unsigned char> pixelsOf(const GraphicsContext& image) {
   return {data, data + static_cast<std::size_t>(cairo_image_surface_get_stride(s)) * cairo_image_surface_get_height(s)};
 }
 
+// Each shown toolbar item with a label, an image or a view has ink of its own in its area: pixels
+// that differ from the strip's background, sampled just under the title bar at the strip's right
+// end (past the last item). Returns the number of items checked.
+int expectToolbarItemsDrawn(const Window& window, const GraphicsContext& picture, const std::string& name) {
+  const auto placements = toolbarItemPlacements(window);
+  if (placements.empty()) return 0;
+  const int right = int(window.contentRect().w) - 2, top = 24;
+  const test::Pixel background = test::pixelAt(picture, right, top);
+  int checked = 0;
+  for (const auto& [item, f] : placements) {
+    if (item->label().length() == 0 && item->imageName().isNil() && !item->view()) continue;
+    int differing = 0;
+    for (int y = int(f.y) + 1; y < int(f.maxY()) - 1; ++y) {
+      for (int x = int(f.x) + 1; x < int(f.maxX()) - 1; ++x) {
+        const test::Pixel p = test::pixelAt(picture, x, y);
+        differing += p.r != background.r || p.g != background.g || p.b != background.b;
+      }
+    }
+    EXPECT_GT(differing, 20) << name << ": toolbar item " << item->itemIdentifier().UTF8String() << " ("
+                             << f.x << ", " << f.y << ", " << f.w << ", " << f.h << ") draws nothing";
+    ++checked;
+  }
+  return checked;
+}
+
 // Every control a corpus window or view holds draws something of its own: drawn without it, the
 // picture differs. An interface whose form the reader does not read is skipped and named.
 TEST(ViewDrawing, EveryControlOfEveryCorpusWindowDraws) {
@@ -240,11 +268,13 @@ TEST(ViewDrawing, EveryControlOfEveryCorpusWindowDraws) {
         control->setHidden(true);
         const auto without = draw();
         control->setHidden(false);
-        EXPECT_NE(pixelsOf(*without), reference)
-            << name << ": " << control->className().UTF8String() << " #"
-            << control->archiveIdentifier().UTF8String() << " draws nothing";
+        const Rect f = control->frame();
+        EXPECT_TRUE(pixelsOf(*without) != reference)
+            << name << ": " << control->className().UTF8String() << " #" << control->archiveIdentifier().UTF8String()
+            << " (" << f.x << ", " << f.y << ", " << f.w << ", " << f.h << ") draws nothing";
         ++controls;
       }
+      if (window) controls += expectToolbarItemsDrawn(*window, *whole, name);
       ++windows;
     }
   }
@@ -297,4 +327,144 @@ TEST(ViewDrawing, TableHeadersSitAtTheTopOfTheirScrollViews) {
   // The scroll view spans y 20 to 142 of the view (origin bottom left); its header is its top 23.
   EXPECT_GT(header->contextRect().y, 142 - 23 - 1);
   EXPECT_LE(header->contextRect().maxY(), 142 + 1e-9);
+}
+
+// A window with a toolbar: an image item, a view item, a flexible space and a labelled item at the
+// right end, above a content label.
+constexpr const char* kToolbarWindow = R"(<?xml version="1.0" encoding="UTF-8"?>
+<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
+<window title="Transfers" id="w1">
+  <windowStyleMask key="styleMask" titled="YES" closable="YES"/>
+  <rect key="contentRect" x="0" y="0" width="420" height="120"/>
+  <view key="contentView" id="v1">
+    <rect key="frame" x="0" y="0" width="420" height="120"/>
+    <subviews>
+      <textField id="t1"><rect key="frame" x="20" y="80" width="200" height="17"/><textFieldCell key="cell" title="Content label" id="tc1"/></textField>
+    </subviews>
+  </view>
+  <toolbar key="toolbar" implicitIdentifier="T-1" displayMode="iconAndLabel" sizeMode="regular" %VISIBLE% id="tb">
+    <allowedToolbarItems>
+      <toolbarItem implicitItemIdentifier="I-1" label="Add" paletteLabel="Add" image="NSAddTemplate" id="i1"/>
+      <toolbarItem implicitItemIdentifier="I-2" label="Search" paletteLabel="Search" id="i2">
+        <searchField key="view" id="s1">
+          <rect key="frame" x="0" y="0" width="150" height="22"/>
+          <searchFieldCell key="cell" placeholderString="Filter" id="sc1"/>
+        </searchField>
+      </toolbarItem>
+      <toolbarItem implicitItemIdentifier="NSToolbarFlexibleSpaceItem" id="fs"/>
+      <toolbarItem implicitItemIdentifier="I-3" label="Inspector" paletteLabel="Inspector" image="Info" id="i3"/>
+    </allowedToolbarItems>
+    <defaultToolbarItems>
+      <toolbarItem reference="i1"/>
+      <toolbarItem reference="i2"/>
+      <toolbarItem reference="fs"/>
+      <toolbarItem reference="i3"/>
+    </defaultToolbarItems>
+  </toolbar>
+</window>
+</objects></document>)";
+
+// The window of the document; `objects` keeps the nib's objects alive.
+std::shared_ptr<Window> toolbarWindow(const char* visible, std::vector<std::shared_ptr<Object>>& objects) {
+  std::string doc = kToolbarWindow;
+  doc.replace(doc.find("%VISIBLE%"), 9, visible);
+  NibReadResult r = readNibData(doc);
+  EXPECT_TRUE(r) << r.error().reason;
+  if (!r) return nullptr;
+  for (const auto& o : r.nib().topLevelObjects()) objects.push_back(o);
+  return std::dynamic_pointer_cast<Window>(objects.at(0));
+}
+
+TEST(ViewDrawing, ToolbarStripUnderTheTitleBarShowsEachItemInItsArea) {
+  PangoTextMeasurer::install();
+  std::vector<std::shared_ptr<Object>> keep;
+  auto window = toolbarWindow("", keep);
+  ASSERT_NE(window, nullptr);
+  WindowRenderOptions options;
+  options.recorder = std::make_shared<DrawingRecorder>();
+  std::vector<std::pair<String, Rect>> views;
+  options.drawnView = [&](const View& v, Rect r) { views.emplace_back(v.className(), r); };
+  auto picture = renderWindow(*window, options);
+  ASSERT_NE(picture, nullptr);
+  const double strip = toolbarHeight(*window);
+  EXPECT_GT(strip, 40) << "icons and labels";
+  const double height = 120 + 22 + strip;
+  EXPECT_EQ(cairo_image_surface_get_height(picture->surface()), int(height));
+
+  const auto placed = toolbarItemPlacements(*window);
+  ASSERT_EQ(placed.size(), 4u);
+  std::vector<std::u16string> order;
+  for (const auto& p : placed) order.push_back(p.item->itemIdentifier().u16string());
+  EXPECT_EQ(order, (std::vector<std::u16string>{u"I-1", u"I-2", u"NSToolbarFlexibleSpaceItem", u"I-3"}));
+  for (const auto& p : placed) {
+    EXPECT_NEAR(p.frame.y, 22, 1e-9) << "under the title bar";
+    EXPECT_NEAR(p.frame.h, strip, 1e-9);
+  }
+  EXPECT_LT(placed[1].frame.maxX(), 250) << "items from the left";
+  EXPECT_GT(placed[3].frame.x, 330) << "the flexible space pushes the last item to the right end";
+  EXPECT_LE(placed[3].frame.maxX(), 420);
+
+  // Labels and the search field land in their items' areas (the recorder's rectangles are y-up).
+  const auto inArea = [&](Rect drawn, Rect area) {
+    return within({drawn.x, height - drawn.maxY(), drawn.w, drawn.h}, area);
+  };
+  for (std::size_t i : {0u, 1u, 3u}) {
+    const DrawingRecord* label = textRecord(*options.recorder, placed[i].item->label());
+    ASSERT_NE(label, nullptr) << placed[i].item->label().UTF8String();
+    EXPECT_TRUE(inArea(label->contextRect(), placed[i].frame)) << placed[i].item->label().UTF8String();
+  }
+  const auto search = std::find_if(views.begin(), views.end(), [](auto& v) { return v.first == String(u"NSSearchField"); });
+  ASSERT_NE(search, views.end());
+  EXPECT_TRUE(inArea(search->second, placed[1].frame));
+  EXPECT_NEAR(search->second.w, 150, 1e-9);
+  EXPECT_EQ(expectToolbarItemsDrawn(*window, *picture, "toolbar window"), 3);
+
+  // The content keeps its place: the label is 80 + 17 from the bottom of the picture as before.
+  const DrawingRecord* content = textRecord(*options.recorder, u"Content label");
+  ASSERT_NE(content, nullptr);
+  EXPECT_TRUE(within(content->contextRect(), {20, 80, 200, 17}));
+}
+
+TEST(ViewDrawing, HiddenToolbarTakesNoRoom) {
+  std::vector<std::shared_ptr<Object>> keep;
+  auto window = toolbarWindow("visible=\"NO\"", keep);
+  ASSERT_NE(window, nullptr);
+  EXPECT_EQ(toolbarHeight(*window), 0);
+  EXPECT_TRUE(toolbarItemPlacements(*window).empty());
+  auto picture = renderWindow(*window);
+  ASSERT_NE(picture, nullptr);
+  EXPECT_EQ(cairo_image_surface_get_height(picture->surface()), 120 + 22);
+}
+
+// A text view in a scroll view draws the text it holds from its top left, wrapped to its width.
+TEST(ViewDrawing, TextViewsDrawTheirTextFromTheTop) {
+  PangoTextMeasurer::install();
+  const char* doc = R"(<?xml version="1.0" encoding="UTF-8"?>
+<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
+<customView id="root"><rect key="frame" x="0" y="0" width="240" height="160"/><subviews>
+  <scrollView id="sv"><rect key="frame" x="20" y="20" width="200" height="120"/>
+    <clipView key="contentView" id="cv"><rect key="frame" x="1" y="1" width="198" height="118"/><subviews>
+      <textView id="tv"><rect key="frame" x="0" y="0" width="198" height="118"/>
+        <attributedString key="textStorage">
+          <fragment content="Version 1.2 fixes the crash on launch and makes every transfer faster than before."/>
+        </attributedString>
+      </textView>
+    </subviews></clipView>
+  </scrollView>
+</subviews></customView>
+</objects></document>)";
+  NibReadResult r = readNibData(doc);
+  ASSERT_TRUE(r) << r.error().reason;
+  auto view = std::dynamic_pointer_cast<View>(r.nib().topLevelObjects().at(0));
+  auto recorder = std::make_shared<DrawingRecorder>();
+  ASSERT_NE(renderView(*view, 1.0, recorder), nullptr);
+  const String text = u"Version 1.2 fixes the crash on launch and makes every transfer faster than before.";
+  const DrawingRecord* drawn = textRecord(*recorder, text);
+  ASSERT_NE(drawn, nullptr);
+  // The text view spans x 21 to 219 and y 21 to 139 (y up); its text wraps, starts at its top.
+  const Rect t = drawn->contextRect();
+  EXPECT_TRUE(within(t, {21, 21, 198, 118})) << t.x << " " << t.y << " " << t.w << " " << t.h;
+  EXPECT_NEAR(t.maxY(), 139, 1.0) << "from the top";
+  EXPECT_LE(t.w, 198 - 10 + 1e-9) << "inside the line padding";
+  EXPECT_GT(sizeOfText(text, Font::systemFontOfSize(12)).width, 198) << "so it wraps";
 }

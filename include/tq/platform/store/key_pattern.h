@@ -8,6 +8,11 @@
 // times, so "a{1000}{1000}{10}" would take gigabytes. A pattern whose written-out size exceeds
 // kKeyPatternMaxSize atoms is refused before it is compiled.
 //
+// Matching is cheap for the common shapes: ".*" accepts every key without running the expression
+// (a key holding U+0000 excepted, as the C library sees such a key end there), a pattern with no
+// special character compares the key with its text, and any other pattern first checks the literal
+// text the whole match must begin with. The answers are those of the expression itself.
+//
 // Threads: a KeyPattern may be used from several threads at once once compiled.
 #pragma once
 
@@ -42,12 +47,17 @@ class KeyPattern {
 
   // True when the pattern matches the whole key.
   bool matches(const String& key) const;
+  bool matches(std::u16string_view key) const;
   bool matches(const std::string& utf8Key) const;
 
  private:
   KeyPattern() = default;
+  bool regexMatches(const std::string& utf8Key) const;
   regex_t re_{};
   bool compiled_ = false;
+  bool everything_ = false;  // ".*"
+  bool literal_ = false;     // no special character: the key must equal prefix_
+  std::string prefix_;       // ASCII text every matching key begins with
 };
 
 }  // namespace tq

@@ -66,15 +66,18 @@
 // Change delivery. Kernel messages are read when the run loop finds a socket readable (the
 // connection's RunLoopSource watches its descriptors; nothing polls and no thread is started). Each
 // message updates the state it is about; values are made again only when a batch goes out or a
-// value is asked for, and the IPv4 value of a link that no watched key needs is made only when it
-// is asked for, so that an address flood on one link delays nothing else. A batch goes out as soon
+// value is asked for, and only the parts of a link that changed. An IPv4 value is made when it is
+// asked for, when it is watched and its addresses change, or when its link is the primary
+// interface: so an address flood on an unwatched link delays nothing else, and a store that starts
+// by watching every key makes no IPv4 value until one is needed. A batch goes out as soon
 // as the socket has been read dry, unless the previous batch went out less than the coalescing
 // window ago: then the changes gather until that window ends (a timer in the loop), so a burst of
 // kernel events costs at most one batch per window while a lone event is reported at once.
 //
 // Consistency. When the kernel drops messages for this socket (ENOBUFS on a full receive buffer),
-// or a dump is interrupted, the whole state is read again and only what differs is reported, so the
-// store never drifts from the kernel.
+// or a dump is interrupted, the whole state is read again and compared with what the store holds,
+// link by link: only what differs is made again and reported, so the store never drifts from the
+// kernel and a read that finds little changed costs little more than the kernel's dumps.
 //
 // Threads: create, use and destroy a store on one thread; its source is to be added to that thread's
 // loop. The callout runs on that loop.

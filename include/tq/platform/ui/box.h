@@ -28,6 +28,9 @@ class Box : public View {
   void setBoxType(BoxType type) { boxType_ = type; }
   BorderType borderType() const { return borderType_; }
   void setBorderType(BorderType type) { borderType_ = type; }
+  // A transparent box draws neither border nor title; only its content view shows.
+  bool isTransparent() const { return transparent_; }
+  void setTransparent(bool transparent) { transparent_ = transparent; }
 
   // The content view: the box's subview that holds what the box frames (owned through subviews()).
   std::shared_ptr<View> contentView() const { return contentView_.lock(); }
@@ -40,6 +43,7 @@ class Box : public View {
   FontDescriptor titleFont_ = FontDescriptor::fromMetaFont(u"smallSystem");
   BoxType boxType_ = BoxType::Primary;
   BorderType borderType_ = BorderType::BezelBorder;
+  bool transparent_ = false;
   std::weak_ptr<View> contentView_;
 };
 

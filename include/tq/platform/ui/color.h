@@ -63,7 +63,9 @@ class Color : public Object {
   // textColor, controlTextColor, selectedTextColor, selectedControlTextColor: black;
   // alternateSelectedControlTextColor: white; disabledControlTextColor: grey 0.5;
   // gridColor: grey 0.8; headerColor: white; headerTextColor: black; controlShadowColor: grey 0.5;
-  // controlHighlightColor: grey 0.85; keyboardFocusIndicatorColor: (0.3, 0.55, 0.85, 0.8).
+  // controlHighlightColor: grey 0.85; keyboardFocusIndicatorColor: (0.3, 0.55, 0.85, 0.8);
+  // highlightColor: white (the light edge of a raised surface, light in every appearance);
+  // shadowColor: black.
   static ColorRef selectedControlColor();
   static ColorRef alternateSelectedControlColor();
   static ColorRef selectedTextBackgroundColor();
@@ -81,6 +83,8 @@ class Color : public Object {
   static ColorRef headerTextColor();
   static ColorRef controlShadowColor();
   static ColorRef controlHighlightColor();
+  static ColorRef highlightColor();
+  static ColorRef shadowColor();
   static ColorRef keyboardFocusIndicatorColor();
 
   double redComponent() const { return red_; }

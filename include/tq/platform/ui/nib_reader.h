@@ -43,8 +43,13 @@
 // order; archive identifiers are the designer's object IDs where the archive keeps them ("25"),
 // else "obj-N" with N the object's index in the archive. Connections come from the archive's
 // connectors (outlets, actions, bindings with their options, tool tips). Windows are visible at
-// launch when the archive lists them so. Toolbars (Toolbar, ToolbarItem) and stack views
-// (StackView) are read from every form.
+// launch when the archive lists them so (in the older XML archive, unless a window's properties
+// say "visibleAtLaunch" 0). Toolbars (Toolbar, ToolbarItem), stack views (StackView) and text
+// views with their text (TextView) are read from every form. Layout constraints are kept,
+// not solved; one case is applied: when a subview of a compiled window's content view is pinned to
+// its four edges by required equalities and its archived frame (the editor's last layout) is
+// larger than the window's content rectangle, the window grows to hold it with the constraints'
+// margins, its top left corner kept.
 //
 // Failures: a document that is not well-formed XML, is not an interface document, or has no
 // objects element is reported with the reason and no objects (nothing half-built is handed out).

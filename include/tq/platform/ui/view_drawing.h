@@ -14,18 +14,20 @@
 // TQImageAndTextCell, a host's subclass) draw with their own drawWithFrame, which may change their
 // line breaking as drawing on screen does; the platform's cell classes draw in the look above.
 // Tables show their header, columns and rows but no data (nor the prototype rows of view-based
-// tables); text views show their area without text; custom views show their class name in a
-// dashed outline.
+// tables); text views show the text they hold from their top left; custom views show their class
+// name in a dashed outline.
 //
 // Threads: the thread that owns the model; drawing goes to that thread's current context.
 #pragma once
 
 #include <functional>
 #include <memory>
+#include <vector>
 
 #include "tq/platform/ui/drawing_recorder.h"
 #include "tq/platform/ui/graphics_context.h"
 #include "tq/platform/ui/named_images.h"
+#include "tq/platform/ui/toolbar.h"
 #include "tq/platform/ui/view.h"
 #include "tq/platform/ui/window.h"
 
@@ -59,13 +61,31 @@ struct WindowRenderOptions {
   std::function<void(const View&, Rect)> drawnView;
 };
 
-// A new image of the window: its title bar (when titled) above its content view drawn at the
-// content rectangle's size. Heads-up windows draw dark. Nil when the window's content is empty or
+// A new image of the window: its title bar (when titled) and its toolbar (when it has a visible
+// one) above its content view drawn at the content rectangle's size. Heads-up windows draw dark. Nil when the window's content is empty or
 // too large for an image.
 GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions& options = {});
-// A new image of a view tree on a window-coloured background, the size of the view's frame.
+// The toolbar renderWindow draws for a window whose toolbar is visible: a strip under the title bar
+// with the toolbar's default items (its allowed items when it lists no defaults) from the left, each
+// an image or its view above its label as the display and size modes say; flexible spaces share
+// the width left over. toolbarHeight is the strip's height (0 without a visible toolbar); the
+// picture is that much taller than the content. Each placement is an item with its area in points
+// from the picture's top left corner at scale 1, below the title bar when `titleBar` is set (as
+// WindowRenderOptions::titleBar).
+struct ToolbarItemPlacement {
+  std::shared_ptr<ToolbarItem> item;
+  Rect frame;
+};
+double toolbarHeight(const Window& window);
+std::vector<ToolbarItemPlacement> toolbarItemPlacements(const Window& window, bool titleBar = true);
+
+// A new image of a view tree on a window-coloured background, the size of the view's frame. The view
+// itself is drawn even when it is hidden (a top-level view that its application shows later); its
+// hidden subviews are not.
+// `drawnView` as ViewDrawingOptions::drawnView.
 GraphicsContextRef renderView(const View& view, double scale = 1.0,
                               std::shared_ptr<DrawingRecorder> recorder = nullptr,
-                              std::shared_ptr<const NamedImageSource> images = nullptr);
+                              std::shared_ptr<const NamedImageSource> images = nullptr,
+                              std::function<void(const View&, Rect)> drawnView = {});
 
 }  // namespace tq
