@@ -165,7 +165,16 @@ String String::decodeUTF8(std::string_view in, InvalidUTF8 invalid) {
   UInteger n = 0;
   const auto* s = reinterpret_cast<const unsigned char*>(in.data());
   const UInteger size = in.size();
+  // Most text handed over is ASCII (identifiers, keys, titles): its run is found eight bytes at a
+  // time and widened by a loop the compiler vectorizes.
   UInteger i = 0;
+  for (uint64_t word; i + 8 <= size; i += 8) {
+    std::memcpy(&word, s + i, 8);
+    if (word & 0x8080808080808080ull) break;
+  }
+  while (i < size && s[i] < 0x80) ++i;
+  for (UInteger k = 0; k < i; ++k) out[k] = s[k];
+  n = i;
   while (i < size) {
     unsigned char c = s[i];
     if (c < 0x80) {

@@ -26,6 +26,11 @@
 #include <string_view>
 #include <vector>
 
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#define TQ_STRING_KNOWS_SINGLE_THREADED 1
+#endif
+
 #include "tq/platform/base/range.h"
 
 namespace tq {
@@ -184,13 +189,32 @@ class String {
   friend class MutableString;
   // Adopts a block whose count already includes this reference.
   explicit String(const Storage* adopted) noexcept : storage_(adopted) {}
+  // While the process has one thread (as the C library tells), counts change without locked
+  // instructions, as std::shared_ptr's do.
+  static bool singleThreaded() noexcept {
+#ifdef TQ_STRING_KNOWS_SINGLE_THREADED
+    return __libc_single_threaded;
+#else
+    return false;
+#endif
+  }
   static void retain(const Storage* s) noexcept {
-    if (s) s->refs.fetch_add(1, std::memory_order_relaxed);
+    if (!s) return;
+    if (singleThreaded()) {
+      s->refs.store(s->refs.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    } else {
+      s->refs.fetch_add(1, std::memory_order_relaxed);
+    }
   }
   static void release(const Storage* s) noexcept {
+    if (!s) return;
     // A count of one is this handle's own: nobody else can add to it, so no atomic write is needed.
-    if (s && (s->refs.load(std::memory_order_acquire) == 1 ||
-              s->refs.fetch_sub(1, std::memory_order_acq_rel) == 1)) {
+    const std::size_t n = s->refs.load(std::memory_order_acquire);
+    if (n == 1) {
+      detail::destroyStringStorage(s);
+    } else if (singleThreaded()) {
+      s->refs.store(n - 1, std::memory_order_relaxed);
+    } else if (s->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
       detail::destroyStringStorage(s);
     }
   }
