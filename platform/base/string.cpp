@@ -129,6 +129,26 @@ const Block* makeStorage(const unichar* units, UInteger length) {
   return b;
 }
 
+// Seals a block that was filled with `length` of its `capacity` units. Much unused room (a UTF-8
+// decode of wide text reserves a unit per byte) is given back: a shrinking realloc splits the block
+// where it stands, so no unit is copied.
+const Block* finishBlock(Block* b, UInteger length, UInteger capacity) noexcept {
+  if (length == 0) {
+    freeBlock(b);
+    gEmpty.refs.fetch_add(1, std::memory_order_relaxed);
+    return &gEmpty;
+  }
+  b->length = length;
+  const UInteger slack = capacity - length;
+  if (!b->largeBytes && slack >= 32 && slack > capacity / 4) {
+    if (void* p = std::realloc(b, sizeof(Block) + length * sizeof(unichar))) {
+      b = static_cast<Block*>(p);
+      b->units = tail(b);
+    }
+  }
+  return b;
+}
+
 }  // namespace
 
 void detail::destroyStringStorage(const StringStorage* storage) noexcept {
@@ -149,9 +169,15 @@ String String::withCharacters(const unichar* units, UInteger length) {
 String String::empty() { return String(makeStorage(nullptr, 0)); }
 
 String String::fromASCII(std::string_view ascii) {
-  MutableString m;
-  m.appendASCII(ascii);
-  return std::move(m).take();
+  if (ascii.empty()) return empty();
+  Block* b = allocateBlock(ascii.size());
+  auto* u = const_cast<unichar*>(b->units);
+  for (UInteger i = 0; i < ascii.size(); ++i) {
+    const auto c = static_cast<unsigned char>(ascii[i]);
+    u[i] = c < 0x80 ? c : 0xFFFD;
+  }
+  b->length = ascii.size();
+  return String(static_cast<const Block*>(b));
 }
 
 String String::fromUTF8(std::string_view in) { return decodeUTF8(in, false); }
@@ -159,12 +185,19 @@ String String::fromUTF8(std::string_view in) { return decodeUTF8(in, false); }
 String String::decodeUTF8(std::string_view in, InvalidUTF8 invalid) {
   const bool strict = invalid == InvalidUTF8::Fail;
   const bool escape = invalid == InvalidUTF8::EscapeBytes;
-  MutableString m;
-  m.reserve(in.size());
-  unichar* out = m.mutableData();
+  const UInteger size = in.size();
+  if (size == 0) return empty();
+  // Never more units than bytes: the block is made once at that size and decoded into in place.
+  Block* block = allocateBlock(size);
+  struct Owner {
+    Block* b;
+    ~Owner() {
+      if (b) freeBlock(b);
+    }
+  } owner{block};
+  unichar* out = const_cast<unichar*>(block->units);
   UInteger n = 0;
   const auto* s = reinterpret_cast<const unsigned char*>(in.data());
-  const UInteger size = in.size();
   // Most text handed over is ASCII (identifiers, keys, titles): its run is found eight bytes at a
   // time and widened by a loop the compiler vectorizes.
   UInteger i = 0;
@@ -240,8 +273,8 @@ String String::decodeUTF8(std::string_view in, InvalidUTF8 invalid) {
     }
     i = j;
   }
-  m.setLength(n);
-  return std::move(m).take();
+  owner.b = nullptr;
+  return String(finishBlock(block, n, size));
 }
 
 unichar String::characterAtIndex(UInteger index) const {
@@ -711,18 +744,9 @@ String MutableString::take() && {
     return String::empty();
   }
   Block* b = std::exchange(block_, nullptr);
-  b->length = length_;
-  // Much unused room (a UTF-8 decode of wide text reserves a unit per byte) is given back: a
-  // shrinking realloc splits the block where it stands, so no unit is copied.
-  const UInteger slack = capacity_ - length_;
-  if (!b->largeBytes && slack >= 32 && slack > capacity_ / 4) {
-    if (void* p = std::realloc(b, sizeof(Block) + length_ * sizeof(unichar))) {
-      b = static_cast<Block*>(p);
-      b->units = tail(b);
-    }
-  }
+  const Block* sealed = finishBlock(b, length_, capacity_);
   length_ = capacity_ = 0;
-  return String(static_cast<const Block*>(b));
+  return String(sealed);
 }
 
 }  // namespace tq
