@@ -9,6 +9,7 @@
 #include <mutex>
 #include <new>
 #include <ostream>
+#include <utility>
 
 #include "tq/platform/base/character_set.h"
 #include "tq/platform/base/exception.h"
@@ -33,12 +34,10 @@ SpareBuffer& spare() {
   return *s;
 }
 
-}  // namespace
-
-void detail::UnitsDeleter::operator()(unichar* units) const noexcept {
+// Gives a large buffer back: it becomes the spare, and the previous spare is released.
+void releaseLarge(void* units, std::size_t bytes) noexcept {
   void* release = units;
   if (bytes >= kLargeBuffer && bytes <= kMostKept) {
-    // This buffer becomes the spare; the previous spare is released.
     SpareBuffer& s = spare();
     std::lock_guard<std::mutex> hold(s.lock);
     release = s.units;
@@ -48,34 +47,19 @@ void detail::UnitsDeleter::operator()(unichar* units) const noexcept {
   std::free(release);
 }
 
-struct String::Storage {
-  std::unique_ptr<unichar[], detail::UnitsDeleter> units;
-  UInteger length = 0;
-};
-
-namespace {
-
-using Units = std::unique_ptr<unichar[], detail::UnitsDeleter>;
-
-// A buffer for `count` code units (at least one). Large buffers are rounded to 2 MiB, so that the
-// spare (the last large buffer released) fits the next string of about the same size. They are not
-// offered for transparent huge pages: where the kernel compacts memory to find a huge page on the
-// first touch, or the memory is new to a virtual machine's host, a new buffer stalls for hundreds
-// of milliseconds, far more than the 4 KiB faults it would save.
-Units allocateUnits(UInteger count) {
-  if (count > std::numeric_limits<UInteger>::max() / (2 * sizeof(unichar))) throw std::bad_alloc();
-  UInteger bytes = std::max<UInteger>(count, 1) * sizeof(unichar);
-  if (bytes < kLargeBuffer) {
-    void* p = std::malloc(bytes);
-    if (!p) throw std::bad_alloc();
-    return Units(static_cast<unichar*>(p));
-  }
-  UInteger rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
+// A large buffer of at least `bytes`, rounded to 2 MiB, so that the spare (the last large buffer
+// released) fits the next string of about the same size. They are not offered for transparent huge
+// pages: where the kernel compacts memory to find a huge page on the first touch, or the memory is
+// new to a virtual machine's host, a new buffer stalls for hundreds of milliseconds, far more than
+// the 4 KiB faults it would save.
+void* allocateLarge(std::size_t bytes, std::size_t& got) {
+  const std::size_t rounded = (bytes + kHugePage - 1) / kHugePage * kHugePage;
   {
     SpareBuffer& s = spare();
     std::lock_guard<std::mutex> hold(s.lock);
     if (s.units && s.bytes >= rounded && s.bytes / 2 <= rounded) {
-      Units reused(static_cast<unichar*>(s.units), detail::UnitsDeleter{s.bytes});
+      void* reused = s.units;
+      got = s.bytes;
       s.units = nullptr;
       s.bytes = 0;
       return reused;
@@ -83,8 +67,46 @@ Units allocateUnits(UInteger count) {
   }
   void* p = nullptr;
   if (posix_memalign(&p, kHugePage, rounded) != 0) throw std::bad_alloc();
-  return Units(static_cast<unichar*>(p), detail::UnitsDeleter{rounded});
+  got = rounded;
+  return p;
 }
+
+using Block = detail::StringStorage;
+
+unichar* tail(Block* b) noexcept { return reinterpret_cast<unichar*>(b + 1); }
+
+// A block with room for `count` code units and a count of one: the units follow the header, or
+// for large sizes live in a buffer of their own.
+Block* allocateBlock(UInteger count) {
+  if (count > std::numeric_limits<UInteger>::max() / (2 * sizeof(unichar)) - sizeof(Block)) throw std::bad_alloc();
+  const UInteger bytes = count * sizeof(unichar);
+  if (bytes < kLargeBuffer) {
+    auto* b = static_cast<Block*>(std::malloc(sizeof(Block) + bytes));
+    if (!b) throw std::bad_alloc();
+    return new (b) Block{{1}, 0, tail(b), 0};
+  }
+  auto* b = static_cast<Block*>(std::malloc(sizeof(Block)));
+  if (!b) throw std::bad_alloc();
+  std::size_t got = 0;
+  void* units;
+  try {
+    units = allocateLarge(bytes, got);
+  } catch (...) {
+    std::free(b);
+    throw;
+  }
+  return new (b) Block{{1}, 0, static_cast<unichar*>(units), got};
+}
+
+void freeBlock(const Block* b) noexcept {
+  if (b->largeBytes) releaseLarge(const_cast<unichar*>(b->units), b->largeBytes);
+  b->~Block();
+  std::free(const_cast<Block*>(b));
+}
+
+// The empty string: one block for the whole process, never freed (its count starts far above
+// anything the references could take it down by).
+constinit Block gEmpty{{std::size_t{1} << 62}, 0, u"", 0};
 
 [[noreturn]] void raiseRange(const char* what, UInteger location, UInteger length, UInteger size) {
   std::string reason = std::string(what) + ": range {" + std::to_string(location) + ", " +
@@ -96,20 +118,42 @@ void checkRange(const char* what, Range r, UInteger size) {
   if (r.location > size || r.length > size - r.location) raiseRange(what, r.location, r.length, size);
 }
 
-std::shared_ptr<String::Storage> makeStorage(const unichar* units, UInteger length) {
-  auto s = std::make_shared<String::Storage>();
-  s->units = allocateUnits(length);
-  if (length) std::memcpy(s->units.get(), units, length * sizeof(unichar));
-  s->length = length;
-  return s;
+const Block* makeStorage(const unichar* units, UInteger length) {
+  if (length == 0) {
+    gEmpty.refs.fetch_add(1, std::memory_order_relaxed);
+    return &gEmpty;
+  }
+  Block* b = allocateBlock(length);
+  std::memcpy(const_cast<unichar*>(b->units), units, length * sizeof(unichar));
+  b->length = length;
+  return b;
 }
 
-const std::shared_ptr<const String::Storage>& emptyStorage() {
-  static const std::shared_ptr<const String::Storage> empty = makeStorage(nullptr, 0);
-  return empty;
+// Seals a block that was filled with `length` of its `capacity` units. Much unused room (a UTF-8
+// decode of wide text reserves a unit per byte) is given back: a shrinking realloc splits the block
+// where it stands, so no unit is copied.
+const Block* finishBlock(Block* b, UInteger length, UInteger capacity) noexcept {
+  if (length == 0) {
+    freeBlock(b);
+    gEmpty.refs.fetch_add(1, std::memory_order_relaxed);
+    return &gEmpty;
+  }
+  b->length = length;
+  const UInteger slack = capacity - length;
+  if (!b->largeBytes && slack >= 32 && slack > capacity / 4) {
+    if (void* p = std::realloc(b, sizeof(Block) + length * sizeof(unichar))) {
+      b = static_cast<Block*>(p);
+      b->units = tail(b);
+    }
+  }
+  return b;
 }
 
 }  // namespace
+
+void detail::destroyStringStorage(const StringStorage* storage) noexcept {
+  if (storage != &gEmpty) freeBlock(storage);
+}
 
 String::String(const char16_t* literal) {
   if (!literal) return;
@@ -122,12 +166,18 @@ String String::withCharacters(const unichar* units, UInteger length) {
   return String(std::u16string_view(units, length));
 }
 
-String String::empty() { return String(emptyStorage()); }
+String String::empty() { return String(makeStorage(nullptr, 0)); }
 
 String String::fromASCII(std::string_view ascii) {
-  MutableString m;
-  m.appendASCII(ascii);
-  return std::move(m).take();
+  if (ascii.empty()) return empty();
+  Block* b = allocateBlock(ascii.size());
+  auto* u = const_cast<unichar*>(b->units);
+  for (UInteger i = 0; i < ascii.size(); ++i) {
+    const auto c = static_cast<unsigned char>(ascii[i]);
+    u[i] = c < 0x80 ? c : 0xFFFD;
+  }
+  b->length = ascii.size();
+  return String(static_cast<const Block*>(b));
 }
 
 String String::fromUTF8(std::string_view in) { return decodeUTF8(in, false); }
@@ -135,13 +185,29 @@ String String::fromUTF8(std::string_view in) { return decodeUTF8(in, false); }
 String String::decodeUTF8(std::string_view in, InvalidUTF8 invalid) {
   const bool strict = invalid == InvalidUTF8::Fail;
   const bool escape = invalid == InvalidUTF8::EscapeBytes;
-  MutableString m;
-  m.reserve(in.size());
-  unichar* out = m.mutableData();
+  const UInteger size = in.size();
+  if (size == 0) return empty();
+  // Never more units than bytes: the block is made once at that size and decoded into in place.
+  Block* block = allocateBlock(size);
+  struct Owner {
+    Block* b;
+    ~Owner() {
+      if (b) freeBlock(b);
+    }
+  } owner{block};
+  unichar* out = const_cast<unichar*>(block->units);
   UInteger n = 0;
   const auto* s = reinterpret_cast<const unsigned char*>(in.data());
-  const UInteger size = in.size();
+  // Most text handed over is ASCII (identifiers, keys, titles): its run is found eight bytes at a
+  // time and widened by a loop the compiler vectorizes.
   UInteger i = 0;
+  for (uint64_t word; i + 8 <= size; i += 8) {
+    std::memcpy(&word, s + i, 8);
+    if (word & 0x8080808080808080ull) break;
+  }
+  while (i < size && s[i] < 0x80) ++i;
+  for (UInteger k = 0; k < i; ++k) out[k] = s[k];
+  n = i;
   while (i < size) {
     unsigned char c = s[i];
     if (c < 0x80) {
@@ -207,15 +273,8 @@ String String::decodeUTF8(std::string_view in, InvalidUTF8 invalid) {
     }
     i = j;
   }
-  m.setLength(n);
-  return std::move(m).take();
-}
-
-UInteger String::length() const noexcept { return storage_ ? storage_->length : 0; }
-
-std::u16string_view String::view() const noexcept {
-  if (!storage_) return {};
-  return {storage_->units.get(), storage_->length};
+  owner.b = nullptr;
+  return String(finishBlock(block, n, size));
 }
 
 unichar String::characterAtIndex(UInteger index) const {
@@ -337,7 +396,7 @@ Range String::rangeOfCharacterFromSet(const CharacterSet& set, unsigned options)
 Range String::rangeOfCharacterFromSet(const CharacterSet& set, unsigned options, Range range) const {
   if (!storage_) return Range::notFound();
   checkRange("rangeOfCharacterFromSet:options:range:", range, length());
-  const unichar* u = storage_->units.get();
+  const unichar* u = storage_->units;
   // By characters: a surrogate pair inside the range is one character of two units.
   if (options & BackwardsSearch) {
     for (UInteger i = range.max(); i > range.location;) {
@@ -550,30 +609,56 @@ std::size_t String::hash() const noexcept { return std::hash<std::u16string_view
 
 MutableString::MutableString(const String& initial) { appendString(initial); }
 
-MutableString::MutableString(const MutableString& other) {
-  appendCharacters(other.units_.get(), other.length_);
-}
+MutableString::MutableString(const MutableString& other) { appendCharacters(other.mutableUnits(), other.length_); }
 
 MutableString& MutableString::operator=(const MutableString& other) {
   if (this != &other) {
     length_ = 0;
-    appendCharacters(other.units_.get(), other.length_);
+    appendCharacters(other.mutableUnits(), other.length_);
   }
   return *this;
 }
 
+MutableString::MutableString(MutableString&& other) noexcept
+    : block_(std::exchange(other.block_, nullptr)),
+      length_(std::exchange(other.length_, 0)),
+      capacity_(std::exchange(other.capacity_, 0)) {}
+
+MutableString& MutableString::operator=(MutableString&& other) noexcept {
+  if (this != &other) {
+    if (block_) freeBlock(block_);
+    block_ = std::exchange(other.block_, nullptr);
+    length_ = std::exchange(other.length_, 0);
+    capacity_ = std::exchange(other.capacity_, 0);
+  }
+  return *this;
+}
+
+MutableString::~MutableString() {
+  if (block_) freeBlock(block_);
+}
+
 unichar MutableString::characterAtIndex(UInteger index) const {
   if (index >= length_) raiseRange("characterAtIndex:", index, 0, length_);
-  return units_[index];
+  return block_->units[index];
 }
 
 void MutableString::grow(UInteger needed) {
   if (needed <= capacity_) return;
-  UInteger cap = std::max<UInteger>(needed, capacity_ + capacity_ / 2 + 16);
-  Units fresh = allocateUnits(cap);
-  if (length_) std::memcpy(fresh.get(), units_.get(), length_ * sizeof(unichar));
-  units_ = std::move(fresh);
-  capacity_ = cap;
+  const UInteger cap = std::max<UInteger>(needed, capacity_ + capacity_ / 2 + 16);
+  if (block_ && !block_->largeBytes && cap < kLargeBuffer / sizeof(unichar)) {
+    // Both sizes are one block: the allocator extends it in place when it can.
+    void* p = std::realloc(block_, sizeof(Block) + cap * sizeof(unichar));
+    if (!p) throw std::bad_alloc();
+    block_ = static_cast<Block*>(p);
+    block_->units = tail(block_);
+  } else {
+    Block* fresh = allocateBlock(cap);
+    if (length_) std::memcpy(const_cast<unichar*>(fresh->units), block_->units, length_ * sizeof(unichar));
+    if (block_) freeBlock(block_);
+    block_ = fresh;
+  }
+  capacity_ = block_->largeBytes ? block_->largeBytes / sizeof(unichar) : cap;
 }
 
 void MutableString::reserve(UInteger capacity) { grow(capacity); }
@@ -586,7 +671,7 @@ void MutableString::setLength(UInteger length) {
 void MutableString::appendCharacters(const unichar* units, UInteger count) {
   if (!count) return;
   grow(length_ + count);
-  std::memcpy(units_.get() + length_, units, count * sizeof(unichar));
+  std::memcpy(mutableUnits() + length_, units, count * sizeof(unichar));
   length_ += count;
 }
 
@@ -594,14 +679,15 @@ void MutableString::appendString(const String& s) { appendCharacters(s.data(), s
 
 void MutableString::appendCharacter(unichar c) {
   grow(length_ + 1);
-  units_[length_++] = c;
+  mutableUnits()[length_++] = c;
 }
 
 void MutableString::appendASCII(std::string_view ascii) {
   grow(length_ + ascii.size());
+  unichar* u = mutableUnits();
   for (char ch : ascii) {
     auto b = static_cast<unsigned char>(ch);
-    units_[length_++] = b < 0x80 ? b : 0xFFFD;
+    u[length_++] = b < 0x80 ? b : 0xFFFD;
   }
 }
 
@@ -610,7 +696,8 @@ void MutableString::replaceCharactersInRange(Range range, const String& replacem
   UInteger rl = replacement.length();
   UInteger newLength = length_ - range.length + rl;
   if (rl > range.length) grow(newLength);
-  unichar* u = units_.get();
+  if (!block_) return;  // nothing replaced by nothing in an empty builder
+  unichar* u = mutableUnits();
   std::memmove(u + range.location + rl, u + range.max(), (length_ - range.max()) * sizeof(unichar));
   if (rl) std::memcpy(u + range.location, replacement.data(), rl * sizeof(unichar));
   length_ = newLength;
@@ -632,13 +719,14 @@ UInteger MutableString::replaceOccurrencesOfString(const String& target, const S
   std::u16string_view rep = replacement.view();
   MutableString out;
   out.reserve(length_ - hits.size() * pat.size() + hits.size() * rep.size());
+  const unichar* u = mutableUnits();
   UInteger from = 0;
   for (UInteger h : hits) {
-    out.appendCharacters(units_.get() + from, h - from);
+    out.appendCharacters(u + from, h - from);
     out.appendCharacters(rep.data(), rep.size());
     from = h + pat.size();
   }
-  out.appendCharacters(units_.get() + from, length_ - from);
+  out.appendCharacters(u + from, length_ - from);
   *this = std::move(out);
   return hits.size();
 }
@@ -648,17 +736,17 @@ void MutableString::setString(const String& s) {
   appendString(s);
 }
 
-String MutableString::copy() const {
-  return String(std::u16string_view(units_.get(), length_));
-}
+String MutableString::copy() const { return String(std::u16string_view(mutableUnits(), length_)); }
 
 String MutableString::take() && {
-  auto s = std::make_shared<String::Storage>();
-  if (!units_) units_ = allocateUnits(1);
-  s->units = std::move(units_);
-  s->length = length_;
+  if (!block_ || length_ == 0) {
+    *this = MutableString();
+    return String::empty();
+  }
+  Block* b = std::exchange(block_, nullptr);
+  const Block* sealed = finishBlock(b, length_, capacity_);
   length_ = capacity_ = 0;
-  return String(std::shared_ptr<const String::Storage>(std::move(s)));
+  return String(sealed);
 }
 
 }  // namespace tq

@@ -93,27 +93,50 @@ bool operator==(const Array& a, const Array& b) noexcept {
 // --- Dictionary ----------------------------------------------------------------------------------
 
 struct Dictionary::Storage {
-  std::vector<Entry> entries;
-  std::unordered_map<String, UInteger> index;
+  // Most dictionaries hold a handful of entries (binding options, placeholders): those are found
+  // by a scan, and the hash index is built only once a dictionary reaches this size.
+  static constexpr UInteger kIndexedFrom = 9;
+  static constexpr UInteger kAbsent = ~UInteger{0};
 
-  void set(const String& key, const Value& value) {
+  std::vector<Entry> entries;
+  std::unordered_map<String, UInteger> index;  // empty below kIndexedFrom entries
+
+  UInteger find(const String& key) const noexcept {
+    if (entries.size() < kIndexedFrom) {
+      for (UInteger i = 0; i < entries.size(); ++i) {
+        if (entries[i].first == key) return i;
+      }
+      return kAbsent;
+    }
     auto it = index.find(key);
-    if (it != index.end()) {
-      entries[it->second].second = value;
-    } else {
-      index.emplace(key, entries.size());
-      entries.emplace_back(key, value);
+    return it == index.end() ? kAbsent : it->second;
+  }
+
+  void reindex() {
+    index.clear();
+    if (entries.size() < kIndexedFrom) return;
+    index.reserve(entries.size());
+    for (UInteger i = 0; i < entries.size(); ++i) index.emplace(entries[i].first, i);
+  }
+
+  void set(String key, Value value) {
+    if (const UInteger at = find(key); at != kAbsent) {
+      entries[at].second = std::move(value);
+      return;
+    }
+    entries.emplace_back(std::move(key), std::move(value));
+    if (entries.size() == kIndexedFrom) {
+      reindex();
+    } else if (entries.size() > kIndexedFrom) {
+      index.emplace(entries.back().first, entries.size() - 1);
     }
   }
+
   void remove(const String& key) {
-    auto it = index.find(key);
-    if (it == index.end()) return;
-    UInteger at = it->second;
+    const UInteger at = find(key);
+    if (at == kAbsent) return;
     entries.erase(entries.begin() + static_cast<std::ptrdiff_t>(at));
-    index.erase(it);
-    for (auto& [k, i] : index) {
-      if (i > at) --i;
-    }
+    if (!index.empty()) reindex();
   }
 };
 
@@ -129,7 +152,7 @@ Dictionary::Dictionary(std::initializer_list<Entry> entries) : Dictionary(std::v
 Dictionary::Dictionary(std::vector<Entry> entries) {
   auto s = std::make_shared<Storage>();
   s->entries.reserve(entries.size());
-  for (auto& [k, v] : entries) s->set(k, v);
+  for (auto& [k, v] : entries) s->set(std::move(k), std::move(v));
   storage_ = std::move(s);
 }
 
@@ -139,8 +162,8 @@ UInteger Dictionary::count() const noexcept { return storage_ ? storage_->entrie
 
 const Value& Dictionary::objectForKey(const String& key) const noexcept {
   if (!storage_) return nilValue();
-  auto it = storage_->index.find(key);
-  return it == storage_->index.end() ? nilValue() : storage_->entries[it->second].second;
+  const UInteger at = storage_->find(key);
+  return at == Storage::kAbsent ? nilValue() : storage_->entries[at].second;
 }
 
 std::vector<String> Dictionary::allKeys() const {
@@ -164,8 +187,8 @@ bool operator==(const Dictionary& a, const Dictionary& b) noexcept {
   if (!a.storage_ || !b.storage_) return false;
   if (a.count() != b.count()) return false;
   for (const auto& [k, v] : a.storage_->entries) {
-    auto it = b.storage_->index.find(k);
-    if (it == b.storage_->index.end() || !(b.storage_->entries[it->second].second == v)) return false;
+    const UInteger at = b.storage_->find(k);
+    if (at == Dictionary::Storage::kAbsent || !(b.storage_->entries[at].second == v)) return false;
   }
   return true;
 }
@@ -394,8 +417,8 @@ UInteger MutableDictionary::count() const noexcept { return storage_ ? storage_-
 
 const Value& MutableDictionary::objectForKey(const String& key) const noexcept {
   if (!storage_) return nilValue();
-  auto it = storage_->index.find(key);
-  return it == storage_->index.end() ? nilValue() : storage_->entries[it->second].second;
+  const UInteger at = storage_->find(key);
+  return at == Dictionary::Storage::kAbsent ? nilValue() : storage_->entries[at].second;
 }
 
 void MutableDictionary::setObject(const Value& value, const String& key) {

@@ -100,7 +100,11 @@ double numberAttr(pugi::xml_node n, const char* name, double fallback) {
   return end == a.value() ? fallback : v;
 }
 
-bool is(pugi::xml_node n, const char* name) { return std::strcmp(n.name(), name) == 0; }
+// Element names are told apart by their first byte before the whole name is compared.
+bool is(pugi::xml_node n, const char* name) {
+  const char* own = n.name();
+  return own[0] == name[0] && std::strcmp(own, name) == 0;
+}
 
 // The first child element with key="KEY".
 pugi::xml_node keyed(pugi::xml_node n, const char* key) {

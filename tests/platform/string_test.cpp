@@ -1,6 +1,8 @@
 #include <gtest/gtest.h>
 
+#include <cstdint>
 #include <set>
+#include <thread>
 #include <string>
 #include <vector>
 
@@ -336,6 +338,83 @@ TEST(StringLargeBuffers, ReusedBuffersNeverShowOldOrLiveText) {
   String grown = live.stringByAppendingString(u"!");
   EXPECT_EQ(grown.length(), units + 1);
   EXPECT_EQ(grown.characterAtIndex(units), u'!');
+}
+
+TEST(StringStorage, TakeHandsTheBuilderBufferOverAndEveryEmptyStringIsOne) {
+  // A builder filled to its capacity: the string takes the very buffer the builder wrote.
+  MutableString m;
+  m.reserve(40);
+  const UInteger room = m.capacity();
+  std::char_traits<char16_t>::assign(m.mutableData(), room, u'x');
+  m.setLength(room);
+  const unichar* written = m.mutableData();
+  String taken = std::move(m).take();
+  EXPECT_EQ(taken.data(), written) << "take() must not copy the units";
+  EXPECT_EQ(taken.length(), room);
+  EXPECT_EQ(taken.view().find_first_not_of(u'x'), std::u16string_view::npos);
+  EXPECT_EQ(m.length(), 0u);
+  EXPECT_EQ(std::move(m).take(), String::empty()) << "a taken builder starts again empty";
+
+  // Whatever makes an empty string makes the one shared empty string, never nil.
+  const String empty = String::empty();
+  for (const String& e : {String(u""), String(std::u16string_view()), MutableString().take(),
+                          String(u"abc").substringWithRange({1, 0}), String::fromUTF8(""), String::fromASCII("")}) {
+    EXPECT_FALSE(e.isNil());
+    EXPECT_TRUE(e.isIdenticalTo(empty));
+  }
+  EXPECT_FALSE(String().isIdenticalTo(empty));
+
+  // Text left over after a wide decode keeps its units and its identity across copies.
+  String wide = String::fromUTF8("\xe6\x97\xa5\xe6\x9c\xac\xe8\xaa\x9e\xe3\x81\xae\xe6\x96\x87\xe6\x9b\xb8 text");
+  EXPECT_EQ(wide.view(), std::u16string_view(u"\u65e5\u672c\u8a9e\u306e\u6587\u66f8 text"));
+  String again = wide;
+  EXPECT_TRUE(again.isIdenticalTo(wide));
+}
+
+TEST(StringStorage, LargeBuffersAreHugePageAlignedAndTheLastReleasedOneIsReused) {
+  const UInteger units = 5u << 20;  // 10 MiB
+  auto build = [&](unichar fill, const unichar** written) {
+    MutableString m;
+    m.reserve(units);
+    std::char_traits<char16_t>::assign(m.mutableData(), units, fill);
+    m.setLength(units);
+    if (written) *written = m.mutableData();
+    return std::move(m).take();
+  };
+  const unichar* first = nullptr;
+  const unichar* second = nullptr;
+  {
+    String s = build(u'a', &first);
+    EXPECT_EQ(s.data(), first);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(s.data()) % (2u << 20), 0u);
+  }
+  String t = build(u'b', &second);
+  EXPECT_EQ(second, first) << "the buffer just released is the one reused";
+  EXPECT_EQ(t.view().find_first_not_of(u'b'), std::u16string_view::npos);
+}
+
+TEST(StringStorage, CopiesMadeAndDroppedOnManyThreadsLeaveTheTextIntact) {
+  // Under the sanitizer build a lost or doubled count shows as a leak or a use after free.
+  const String shared = String::fromUTF8("shared text that every thread copies");
+  const String empty = String::empty();
+  std::vector<std::thread> threads;
+  for (int t = 0; t < 4; ++t) {
+    threads.emplace_back([&, t] {
+      std::vector<String> kept;
+      for (int i = 0; i < 20000; ++i) {
+        String a = shared;
+        String b = empty;
+        String mine = String::fromASCII(std::to_string(t * 100000 + i));
+        if (i % 97 == 0) kept.push_back(a);
+        a = mine;
+        b = std::move(a);
+      }
+      for (const String& k : kept) ASSERT_TRUE(k.isIdenticalTo(shared));
+    });
+  }
+  for (auto& th : threads) th.join();
+  EXPECT_EQ(shared.UTF8String(), "shared text that every thread copies");
+  EXPECT_TRUE(String::empty().isIdenticalTo(empty));
 }
 
 TEST(DataBuffers, NilEmptyIdentityAndRanges) {

@@ -17,6 +17,7 @@
 // strings over and over does not pay for fresh pages every time.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <functional>
 #include <iosfwd>
@@ -24,6 +25,11 @@
 #include <string>
 #include <string_view>
 #include <vector>
+
+#if __has_include(<sys/single_threaded.h>)
+#include <sys/single_threaded.h>
+#define TQ_STRING_KNOWS_SINGLE_THREADED 1
+#endif
 
 #include "tq/platform/base/range.h"
 
@@ -34,12 +40,17 @@ class CharacterSet;
 class MutableString;
 
 namespace detail {
-// Code-unit buffers come from allocateUnits() (string.cpp) and go back through this; `bytes` is set
-// for large buffers only, which may be kept for reuse.
-struct UnitsDeleter {
-  std::size_t bytes = 0;
-  void operator()(unichar* units) const noexcept;
+// The shared code units of a String: one heap block, this header followed by the units. Buffers of
+// 8 MiB or more live in a huge-page-aligned allocation of their own, and `units` points there.
+// Opaque outside the library; laid out here only so that copying a String stays inline.
+struct StringStorage {
+  mutable std::atomic<std::size_t> refs;  // Strings sharing this block; the empty string's never reaches 0
+  UInteger length;
+  const unichar* units;     // the block's own tail, or the large buffer
+  std::size_t largeBytes;   // size of the large buffer; 0 when the units follow the header
 };
+// Frees a block whose last reference went away.
+void destroyStringStorage(const StringStorage* storage) noexcept;
 }  // namespace detail
 
 class String {
@@ -47,6 +58,23 @@ class String {
   // nil.
   String() noexcept = default;
   String(std::nullptr_t) noexcept {}
+  String(const String& other) noexcept : storage_(other.storage_) { retain(storage_); }
+  String(String&& other) noexcept : storage_(other.storage_) { other.storage_ = nullptr; }
+  String& operator=(const String& other) noexcept {
+    retain(other.storage_);
+    release(storage_);
+    storage_ = other.storage_;
+    return *this;
+  }
+  String& operator=(String&& other) noexcept {
+    if (this != &other) {
+      release(storage_);
+      storage_ = other.storage_;
+      other.storage_ = nullptr;
+    }
+    return *this;
+  }
+  ~String() { release(storage_); }
   // A copy of a NUL-terminated UTF-16 literal; a null pointer gives nil.
   String(const char16_t* literal);
   // A copy of the code units (never nil, possibly empty).
@@ -80,13 +108,15 @@ class String {
 
   bool isNil() const noexcept { return !storage_; }
   // True for any non-nil string, the empty one included.
-  explicit operator bool() const noexcept { return static_cast<bool>(storage_); }
+  explicit operator bool() const noexcept { return storage_ != nullptr; }
 
-  UInteger length() const noexcept;
+  UInteger length() const noexcept { return storage_ ? storage_->length : 0; }
   // The code unit at index; raises NSRangeException when index >= length (also for nil).
   unichar characterAtIndex(UInteger index) const;
   // The code units; empty for nil. Valid as long as this String (or a copy) lives.
-  std::u16string_view view() const noexcept;
+  std::u16string_view view() const noexcept {
+    return storage_ ? std::u16string_view(storage_->units, storage_->length) : std::u16string_view();
+  }
   const unichar* data() const noexcept { return view().data(); }
   std::u16string u16string() const { return std::u16string(view()); }
 
@@ -150,13 +180,45 @@ class String {
 
   std::size_t hash() const noexcept;
 
-  // The shared code units (an implementation detail, opaque outside the library).
-  struct Storage;
+  // Memory: a string below 8 MiB is one heap block (the count, the length and the code units
+  // together); the empty string is one shared block that is never freed. Counting is atomic, so
+  // copies may be made and dropped on any thread.
+  using Storage = detail::StringStorage;
 
  private:
   friend class MutableString;
-  explicit String(std::shared_ptr<const Storage> storage) noexcept : storage_(std::move(storage)) {}
-  std::shared_ptr<const Storage> storage_;
+  // Adopts a block whose count already includes this reference.
+  explicit String(const Storage* adopted) noexcept : storage_(adopted) {}
+  // While the process has one thread (as the C library tells), counts change without locked
+  // instructions, as std::shared_ptr's do.
+  static bool singleThreaded() noexcept {
+#ifdef TQ_STRING_KNOWS_SINGLE_THREADED
+    return __libc_single_threaded;
+#else
+    return false;
+#endif
+  }
+  static void retain(const Storage* s) noexcept {
+    if (!s) return;
+    if (singleThreaded()) {
+      s->refs.store(s->refs.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
+    } else {
+      s->refs.fetch_add(1, std::memory_order_relaxed);
+    }
+  }
+  static void release(const Storage* s) noexcept {
+    if (!s) return;
+    // A count of one is this handle's own: nobody else can add to it, so no atomic write is needed.
+    const std::size_t n = s->refs.load(std::memory_order_acquire);
+    if (n == 1) {
+      detail::destroyStringStorage(s);
+    } else if (singleThreaded()) {
+      s->refs.store(n - 1, std::memory_order_relaxed);
+    } else if (s->refs.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+      detail::destroyStringStorage(s);
+    }
+  }
+  const Storage* storage_ = nullptr;
 };
 
 // A growable string for building text. Not shared: copying a MutableString copies its contents.
@@ -168,12 +230,12 @@ class MutableString {
   explicit MutableString(const String& initial);
   MutableString(const MutableString& other);
   MutableString& operator=(const MutableString& other);
-  MutableString(MutableString&&) noexcept = default;
-  MutableString& operator=(MutableString&&) noexcept = default;
-  ~MutableString() = default;
+  MutableString(MutableString&& other) noexcept;
+  MutableString& operator=(MutableString&& other) noexcept;
+  ~MutableString();
 
   UInteger length() const noexcept { return length_; }
-  std::u16string_view view() const noexcept { return {units_.get(), length_}; }
+  std::u16string_view view() const noexcept { return {mutableUnits(), length_}; }
   unichar characterAtIndex(UInteger index) const;
 
   void appendString(const String& s);
@@ -192,7 +254,7 @@ class MutableString {
   // mutableData() exposes it, setLength() declares how much of it is now text (<= capacity).
   void reserve(UInteger capacity);
   UInteger capacity() const noexcept { return capacity_; }
-  unichar* mutableData() noexcept { return units_.get(); }
+  unichar* mutableData() noexcept { return mutableUnits(); }
   void setLength(UInteger length);
 
   // The contents as an immutable String (a copy; the builder keeps its text).
@@ -203,7 +265,9 @@ class MutableString {
 
  private:
   void grow(UInteger needed);
-  std::unique_ptr<unichar[], detail::UnitsDeleter> units_;
+  unichar* mutableUnits() const noexcept { return block_ ? const_cast<unichar*>(block_->units) : nullptr; }
+  // The block the String will adopt (its count is one), or null before the first character.
+  detail::StringStorage* block_ = nullptr;
   UInteger length_ = 0;
   UInteger capacity_ = 0;
 };
