@@ -13,8 +13,8 @@
 #include <plist/plist.h>
 #include <stdlib.h>
 
+#include <cstdio>
 #include <cstdlib>
-
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -87,9 +87,9 @@ tq::Array directTranscription(tq::FileManager& fm, const tq::Array& names, const
     String candidate = name;
     int number = 2;
     while (fm.fileExistsAtPath(dir.stringByAppendingPathComponent(candidate)) || result.containsObject(candidate)) {
-      std::string digits = std::to_string(number++);
-      if (digits.size() < 2) digits.insert(0, "0");
-      candidate = base.stringByAppendingString(String::fromUTF8(" " + digits));
+      char label[24];
+      std::snprintf(label, sizeof label, " %02d", number++);  // at least two digits
+      candidate = base.stringByAppendingString(String::fromUTF8(label));
       if (extension.length() > 0) candidate = candidate.stringByAppendingPathExtension(extension);
     }
     result.addObject(candidate);
