@@ -1,4 +1,5 @@
 // The portable code path, one code unit at a time, and the choice of path at run time.
+#include <algorithm>
 #include <atomic>
 
 #include "string_kernels.h"
@@ -93,7 +94,27 @@ std::size_t plainEndOfNonWhitespace(const char16_t* in, std::size_t n) {
   return n;
 }
 
+// Is the pair high, low one of the few members above U+FFFF the matcher lists?
+bool isListedPair(const SetMatcher& set, char16_t high, char16_t low) {
+  for (int p = 0; p < set.pairs; ++p) {
+    if (set.pairHigh[p] == high && set.pairLow[p] == low) return true;
+  }
+  return false;
+}
+
 std::size_t plainFindMember(const char16_t* in, std::size_t n, const SetMatcher& set) {
+  if (!set.surrogates && set.pairs) {
+    for (std::size_t i = 0; i < n; ++i) {
+      const char16_t c = in[i];
+      if (c < 0xD800 || c > 0xDFFF) {
+        if (set.isMember(c)) return i;
+      } else if (isHighSurrogate(c) && i + 1 < n && isLowSurrogate(in[i + 1])) {
+        if (isListedPair(set, c, in[i + 1])) return i;
+        ++i;
+      }
+    }
+    return n;
+  }
   if (set.surrogates || set.pairs) {
     for (std::size_t i = 0; i < n; ++i) {
       if (set.isMemberAt(in, i, n)) return i;
@@ -110,6 +131,49 @@ std::size_t plainFindMembers(const char16_t* in, std::size_t from, std::size_t n
                              std::size_t* at, std::size_t cap, std::size_t* next) {
   std::size_t count = 0;
   std::size_t i = from;
+  if (!set.surrogates) {
+    // No surrogate is a member on its own, and the members above U+FFFF are listed as pairs: each
+    // unit is settled here, without asking the set. The tables are read into locals, since the
+    // stores to `at` could otherwise alias them.
+    const uint64_t* const bitmap = set.bitmap;
+    const SetMatcher pairsOnly = set;
+    auto memberBit = [bitmap](char16_t c) -> unsigned { return (bitmap[c >> 6] >> (c & 63)) & 1u; };
+    auto surrogateBit = [](char16_t c) -> unsigned { return static_cast<char16_t>(c - 0xD800) < 0x800; };
+    for (;;) {
+      // Four units at a time without a branch each, while none is a member or a surrogate (most
+      // text); the four that hold one are settled one by one below.
+      while (i + 4 <= n && !(memberBit(in[i]) | memberBit(in[i + 1]) | memberBit(in[i + 2]) | memberBit(in[i + 3]) |
+                             surrogateBit(in[i]) | surrogateBit(in[i + 1]) | surrogateBit(in[i + 2]) |
+                             surrogateBit(in[i + 3]))) {
+        i += 4;
+      }
+      const std::size_t stop = std::min(n, i + 4);
+      if (i >= stop || count + 4 > cap) break;
+      for (; i < stop; ++i) {
+        const char16_t c = in[i];
+        if (!surrogateBit(c)) {
+          at[count] = i;
+          count += memberBit(c);
+        } else if (isHighSurrogate(c) && i + 1 < n && isLowSurrogate(in[i + 1])) {
+          if (isListedPair(pairsOnly, c, in[i + 1])) at[count++] = i;
+          ++i;  // a pair is one character, member or not
+        }
+      }
+    }
+    // What is left when the room in `at` runs short: one unit at a time.
+    for (; i < n && count < cap; ++i) {
+      const char16_t c = in[i];
+      if (static_cast<char16_t>(c - 0xD800) >= 0x800) {
+        at[count] = i;
+        count += (bitmap[c >> 6] >> (c & 63)) & 1u;
+      } else if (isHighSurrogate(c) && i + 1 < n && isLowSurrogate(in[i + 1])) {
+        if (isListedPair(pairsOnly, c, in[i + 1])) at[count++] = i;
+        ++i;  // a pair is one character, member or not
+      }
+    }
+    *next = i;
+    return count;
+  }
   for (; i < n && count < cap; ++i) {
     if (set.isMemberAt(in, i, n)) {
       at[count++] = i;
@@ -125,7 +189,8 @@ void plainReplaceMembers(const char16_t* in, std::size_t n, char16_t* out, const
     for (std::size_t i = 0; i < n; ++i) out[i] = set.isMemberAt(in, i, n) ? unit : in[i];
     return;
   }
-  for (std::size_t i = 0; i < n; ++i) out[i] = set.isMember(in[i]) ? unit : in[i];
+  const uint64_t* const bitmap = set.bitmap;  // in a local: the stores to `out` could alias it
+  for (std::size_t i = 0; i < n; ++i) out[i] = (bitmap[in[i] >> 6] >> (in[i] & 63)) & 1u ? unit : in[i];
 }
 
 bool cpuHasAVX2() { return __builtin_cpu_supports("avx2"); }
