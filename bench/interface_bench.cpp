@@ -33,54 +33,8 @@
 #include "tq/platform/ui/table_view.h"
 #include "tq/platform/ui/text_field.h"
 #include "tq/platform/ui/window.h"
+#include "allocation_counter.h"
 
-// Every allocation of the program is counted: C++ allocations through operator new, and every
-// heap block any library takes (Cairo, Pango, HarfBuzz, GLib) through the C allocator, which this
-// program replaces with counting forwarders to the C library's own.
-namespace {
-std::atomic<long long> allocations{0};
-std::atomic<long long> heapBlocks{0};
-}
-extern "C" {
-void* __libc_malloc(std::size_t);
-void* __libc_calloc(std::size_t, std::size_t);
-void* __libc_realloc(void*, std::size_t);
-void* __libc_memalign(std::size_t, std::size_t);
-void __libc_free(void*);
-
-void* malloc(std::size_t size) {
-  heapBlocks.fetch_add(1, std::memory_order_relaxed);
-  return __libc_malloc(size);
-}
-void* calloc(std::size_t n, std::size_t size) {
-  heapBlocks.fetch_add(1, std::memory_order_relaxed);
-  return __libc_calloc(n, size);
-}
-void* realloc(void* p, std::size_t size) {
-  heapBlocks.fetch_add(1, std::memory_order_relaxed);
-  return __libc_realloc(p, size);
-}
-void* memalign(std::size_t alignment, std::size_t size) {
-  heapBlocks.fetch_add(1, std::memory_order_relaxed);
-  return __libc_memalign(alignment, size);
-}
-void* aligned_alloc(std::size_t alignment, std::size_t size) { return memalign(alignment, size); }
-int posix_memalign(void** out, std::size_t alignment, std::size_t size) {
-  void* p = memalign(alignment, size);
-  if (!p) return ENOMEM;
-  *out = p;
-  return 0;
-}
-void free(void* p) { __libc_free(p); }
-}
-// Kept out of line, so the compiler does not pair the inlined malloc and free across call sites.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  allocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = std::malloc(size ? size : 1)) return p;
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* p) noexcept { std::free(p); }
-[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -316,13 +270,13 @@ void drawCells(benchmark::State& state, bool withImage) {
   const int draws = static_cast<int>(state.range(0));
   long long allocs = 0, blocks = 0;
   for (auto _ : state) {
-    const long long start = allocations.load(), startBlocks = heapBlocks.load();
+    const long long start = tqbench::newCalls.load(), startBlocks = tqbench::heapBlocks.load();
     for (int i = 0; i < draws; ++i) {
       cell->setStringValue(texts[i % texts.size()]);
       cell->drawWithFrame({0, (i % 20) * kRow, 200, kRow}, nullptr);
     }
-    allocs = allocations.load() - start;
-    blocks = heapBlocks.load() - startBlocks;
+    allocs = tqbench::newCalls.load() - start;
+    blocks = tqbench::heapBlocks.load() - startBlocks;
   }
   tq::GraphicsContext::setCurrentContext(nullptr);
   state.SetItemsProcessed(static_cast<int64_t>(state.iterations()) * draws);
@@ -350,14 +304,14 @@ void BM_DrawCells_plainPango(benchmark::State& state) {
   const int draws = static_cast<int>(state.range(0));
   long long blocks = 0;
   for (auto _ : state) {
-    const long long startBlocks = heapBlocks.load();
+    const long long startBlocks = tqbench::heapBlocks.load();
     for (int i = 0; i < draws; ++i) {
       const std::string& s = texts[i % texts.size()];
       pango_layout_set_text(layout, s.data(), static_cast<int>(s.size()));
       cairo_move_to(cr, 2, (i % 20) * kRow);
       pango_cairo_show_layout(cr, layout);
     }
-    blocks = heapBlocks.load() - startBlocks;
+    blocks = tqbench::heapBlocks.load() - startBlocks;
   }
   pango_font_description_free(font);
   g_object_unref(layout);

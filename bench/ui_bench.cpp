@@ -15,7 +15,6 @@
 
 #include <pugixml.hpp>
 
-#include <atomic>
 #include <chrono>
 #include <cstdint>
 #include <cstdlib>
@@ -30,34 +29,7 @@
 
 #include "../platform/ui/keyed_archive.h"
 #include "tq/platform/ui/nib_reader.h"
-
-// Every allocation of the program is counted (the C allocator, which operator new reaches), and
-// while `gRecording` is set the sizes asked for are kept, so that a read's own allocations can be
-// replayed alone as a floor of the read as it is built today.
-std::atomic<long long> gAllocations{0};
-bool gRecording = false;
-std::vector<std::size_t>* gRecordedSizes = nullptr;  // reserved before recording: never grows inside malloc
-
-extern "C" {
-void* __libc_malloc(std::size_t);
-void* __libc_calloc(std::size_t, std::size_t);
-void* __libc_realloc(void*, std::size_t);
-void* malloc(std::size_t size) {
-  gAllocations.fetch_add(1, std::memory_order_relaxed);
-  if (gRecording && gRecordedSizes->size() < gRecordedSizes->capacity()) gRecordedSizes->push_back(size);
-  return __libc_malloc(size);
-}
-void* calloc(std::size_t n, std::size_t size) {
-  gAllocations.fetch_add(1, std::memory_order_relaxed);
-  if (gRecording && gRecordedSizes->size() < gRecordedSizes->capacity()) gRecordedSizes->push_back(n * size);
-  return __libc_calloc(n, size);
-}
-void* realloc(void* p, std::size_t size) {
-  gAllocations.fetch_add(1, std::memory_order_relaxed);
-  if (gRecording && gRecordedSizes->size() < gRecordedSizes->capacity()) gRecordedSizes->push_back(size);
-  return __libc_realloc(p, size);
-}
-}
+#include "allocation_counter.h"
 
 namespace {
 
@@ -123,13 +95,13 @@ void parseXML(benchmark::State& state, const std::string& doc) {
     benchmark::DoNotOptimize(d.load_buffer(doc.data(), doc.size(), pugi::parse_default));
   });
   state.counters["first_call_us"] = first;
-  const long long before = gAllocations.load();
+  const long long before = tqbench::heapBlocks.load();
   for (auto _ : state) {
     pugi::xml_document d;
     benchmark::DoNotOptimize(d.load_buffer(doc.data(), doc.size(), pugi::parse_default));
   }
   state.counters["allocs_per_read"] =
-      static_cast<double>(gAllocations.load() - before) / static_cast<double>(state.iterations());
+      static_cast<double>(tqbench::heapBlocks.load() - before) / static_cast<double>(state.iterations());
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * doc.size()));
 }
 
@@ -138,7 +110,7 @@ void readNib(benchmark::State& state, const std::string& doc) {
   const double first = firstCallMicros(doc, 1, [&] { benchmark::DoNotOptimize(tq::readNibData(doc)); });
   state.counters["first_call_us"] = first;
   std::size_t objects = 0;
-  const long long before = gAllocations.load();
+  const long long before = tqbench::heapBlocks.load();
   for (auto _ : state) {
     tq::NibReadResult r = tq::readNibData(doc);
     if (!r) return state.SkipWithError(r.error().reason.c_str());
@@ -146,7 +118,7 @@ void readNib(benchmark::State& state, const std::string& doc) {
     benchmark::DoNotOptimize(r);
   }
   state.counters["allocs_per_read"] =
-      static_cast<double>(gAllocations.load() - before) / static_cast<double>(state.iterations());
+      static_cast<double>(tqbench::heapBlocks.load() - before) / static_cast<double>(state.iterations());
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * doc.size()));
   state.counters["objects"] = static_cast<double>(objects);
 }
@@ -158,10 +130,9 @@ void replayReadAllocations(benchmark::State& state, const std::string& doc) {
   if (doc.empty()) return state.SkipWithError("no such corpus file");
   std::vector<std::size_t> sizes;
   sizes.reserve(1 << 20);
-  gRecordedSizes = &sizes;
-  gRecording = true;
+  tqbench::recordedSizes = &sizes;
   { benchmark::DoNotOptimize(tq::readNibData(doc)); }
-  gRecording = false;
+  tqbench::recordedSizes = nullptr;
   std::vector<void*> blocks(sizes.size());
   for (auto _ : state) {
     for (std::size_t i = 0; i < sizes.size(); ++i) {

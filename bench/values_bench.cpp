@@ -22,34 +22,8 @@
 
 #include "tq/platform/base/string.h"
 #include "tq/platform/base/value.h"
+#include "allocation_counter.h"
 
-std::atomic<long long> allocations{0};
-
-extern "C" {
-void* __libc_malloc(std::size_t);
-void* __libc_calloc(std::size_t, std::size_t);
-void* __libc_realloc(void*, std::size_t);
-void* malloc(std::size_t size) {
-  allocations.fetch_add(1, std::memory_order_relaxed);
-  return __libc_malloc(size);
-}
-void* calloc(std::size_t n, std::size_t size) {
-  allocations.fetch_add(1, std::memory_order_relaxed);
-  return __libc_calloc(n, size);
-}
-void* realloc(void* p, std::size_t size) {
-  allocations.fetch_add(1, std::memory_order_relaxed);
-  return __libc_realloc(p, size);
-}
-}
-
-// Kept out of line, so the compiler does not pair an inlined malloc and free away.
-[[gnu::noinline]] void* operator new(std::size_t size) {
-  if (void* p = std::malloc(size ? size : 1)) return p;
-  throw std::bad_alloc();
-}
-[[gnu::noinline]] void operator delete(void* p) noexcept { std::free(p); }
-[[gnu::noinline]] void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
@@ -79,20 +53,20 @@ void report(benchmark::State& state, long long allocs, int perIteration) {
 void BM_ShortStrings_tqkit(benchmark::State& state) {
   const auto& in = texts();
   std::vector<tq::String> kept(kItems);
-  const long long before = allocations.load();
+  const long long before = tqbench::heapBlocks.load();
   for (auto _ : state) {
     for (int i = 0; i < kItems; ++i) kept[i] = tq::String::fromUTF8(in[i]);
     benchmark::DoNotOptimize(kept.data());
     for (auto& s : kept) s = tq::String();
   }
-  report(state, allocations.load() - before, kItems);
+  report(state, tqbench::heapBlocks.load() - before, kItems);
 }
 BENCHMARK(BM_ShortStrings_tqkit)->Unit(benchmark::kMicrosecond);
 
 void BM_ShortStrings_floor(benchmark::State& state) {
   const auto& in = texts();
   std::vector<char16_t*> kept(kItems);
-  const long long before = allocations.load();
+  const long long before = tqbench::heapBlocks.load();
   for (auto _ : state) {
     for (int i = 0; i < kItems; ++i) {
       const std::string& s = in[i];
@@ -103,7 +77,7 @@ void BM_ShortStrings_floor(benchmark::State& state) {
     benchmark::DoNotOptimize(kept.data());
     for (auto* p : kept) std::free(p);
   }
-  report(state, allocations.load() - before, kItems);
+  report(state, tqbench::heapBlocks.load() - before, kItems);
 }
 BENCHMARK(BM_ShortStrings_floor)->Unit(benchmark::kMicrosecond);
 
@@ -136,7 +110,7 @@ const char* const kKeys[] = {"NSAllowsEditingMultipleValuesSelection", "NSNullPl
 const char* const kValues[] = {"YES", "No Selection", "NO", "NSNegateBoolean"};
 
 void BM_Dictionary_tqkit(benchmark::State& state) {
-  const long long before = allocations.load();
+  const long long before = tqbench::heapBlocks.load();
   for (auto _ : state) {
     std::vector<std::pair<tq::String, tq::Value>> entries;
     entries.reserve(4);
@@ -144,7 +118,7 @@ void BM_Dictionary_tqkit(benchmark::State& state) {
     tq::Dictionary d(std::move(entries));
     for (int i = 0; i < 4; ++i) benchmark::DoNotOptimize(d.objectForKey(tq::String::fromASCII(kKeys[i])));
   }
-  report(state, allocations.load() - before, 1);
+  report(state, tqbench::heapBlocks.load() - before, 1);
 }
 BENCHMARK(BM_Dictionary_tqkit)->Unit(benchmark::kNanosecond);
 
@@ -154,13 +128,13 @@ void BM_Dictionary_unorderedMap(benchmark::State& state) {
     for (; *s; ++s) out.push_back(static_cast<unsigned char>(*s));
     return out;
   };
-  const long long before = allocations.load();
+  const long long before = tqbench::heapBlocks.load();
   for (auto _ : state) {
     std::unordered_map<std::u16string, std::u16string> d;
     for (int i = 0; i < 4; ++i) d.emplace(widen(kKeys[i]), widen(kValues[i]));
     for (int i = 0; i < 4; ++i) benchmark::DoNotOptimize(d.find(widen(kKeys[i])));
   }
-  report(state, allocations.load() - before, 1);
+  report(state, tqbench::heapBlocks.load() - before, 1);
 }
 BENCHMARK(BM_Dictionary_unorderedMap)->Unit(benchmark::kNanosecond);
 

@@ -215,13 +215,18 @@ bool DefaultRouteTable::dropDeadRoutes() {
          }) > 0;
 }
 
-bool DefaultRouteTable::linkDown(int index) {
+bool DefaultRouteTable::markHopsDead(int index) {
   bool changed = false;
   for (DefaultRoute& r : routes_) {
     if (r.nhid) continue;
     for (RouteHop& h : r.hops)
       if (h.oif == index && !h.dead) h.dead = changed = true;
   }
+  return changed;
+}
+
+bool DefaultRouteTable::linkDown(int index) {
+  bool changed = markHopsDead(index);
   changed |= dropDeadRoutes();
   changed |= flushNexthopsOn(index, true);
   return changed;
@@ -250,12 +255,7 @@ bool DefaultRouteTable::linkRemoved(int index) {
 }
 
 bool DefaultRouteTable::lastAddressGone(int index) {
-  bool changed = false;
-  for (DefaultRoute& r : routes_) {
-    if (r.nhid) continue;
-    for (RouteHop& h : r.hops)
-      if (h.oif == index && !h.dead) h.dead = changed = true;
-  }
+  bool changed = markHopsDead(index);
   changed |= dropDeadRoutes();
   return changed;
 }

@@ -103,6 +103,8 @@ class DefaultRouteTable {
   bool removeNexthop(uint32_t id);
   bool flushNexthopsOn(int index, bool keepBlackholes);
   bool dropRoutesUsing(uint32_t nhid);
+  // Marks the hops of routes (not those by nexthop object) through link `index` dead.
+  bool markHopsDead(int index);
   bool dropDeadRoutes();
 
   std::vector<DefaultRoute> routes_;

@@ -1,12 +1,31 @@
 #include "tq/platform/store/key_pattern.h"
 
 #include <algorithm>
+#include <string>
 #include <vector>
 
 namespace tq {
 
 namespace {
 constexpr std::size_t kOver = kKeyPatternMaxSize + 1;
+
+// The index of the ']' that closes the bracket expression opening at p[open] (or p.size() when it
+// is not closed): a ']' first in the list is a member, and [:class:], [=equivalence=] and
+// [.collating.] elements are skipped whole.
+std::size_t closingBracket(std::string_view p, std::size_t open) {
+  std::size_t j = open + 1;
+  if (j < p.size() && p[j] == '^') ++j;
+  if (j < p.size() && p[j] == ']') ++j;
+  while (j < p.size() && p[j] != ']') {
+    if (p[j] == '[' && j + 1 < p.size() && (p[j + 1] == ':' || p[j + 1] == '=' || p[j + 1] == '.')) {
+      std::size_t close = p.find(std::string{p[j + 1], ']'}, j + 2);
+      j = close == std::string_view::npos ? p.size() : close + 2;
+    } else {
+      ++j;
+    }
+  }
+  return j;
+}
 
 // Whether an alternation stands at the top level of the pattern (then no text is common to all
 // matches), skipping escapes, bracket expressions and groups.
@@ -17,18 +36,7 @@ bool alternationAtTop(std::string_view p) {
     if (c == '\\') {
       ++i;
     } else if (c == '[') {
-      std::size_t j = i + 1;
-      if (j < p.size() && p[j] == '^') ++j;
-      if (j < p.size() && p[j] == ']') ++j;
-      while (j < p.size() && p[j] != ']') {
-        if (p[j] == '[' && j + 1 < p.size() && (p[j + 1] == ':' || p[j + 1] == '=' || p[j + 1] == '.')) {
-          std::size_t close = p.find(std::string{p[j + 1], ']'}, j + 2);
-          j = close == std::string_view::npos ? p.size() : close + 2;
-        } else {
-          ++j;
-        }
-      }
-      i = j;
+      i = closingBracket(p, i);
     } else if (c == '(') {
       ++depth;
     } else if (c == ')' && depth > 0) {
@@ -87,18 +95,7 @@ std::size_t keyPatternExpandedSize(std::string_view p) {
       ++i;
       atom(1);
     } else if (c == '[') {
-      std::size_t j = i + 1;
-      if (j < p.size() && p[j] == '^') ++j;
-      if (j < p.size() && p[j] == ']') ++j;
-      while (j < p.size() && p[j] != ']') {
-        if (p[j] == '[' && j + 1 < p.size() && (p[j + 1] == ':' || p[j + 1] == '=' || p[j + 1] == '.')) {
-          std::size_t close = p.find(std::string{p[j + 1], ']'}, j + 2);
-          j = close == std::string_view::npos ? p.size() : close + 2;
-        } else {
-          ++j;
-        }
-      }
-      i = j;
+      i = closingBracket(p, i);
       atom(1);
     } else if (c == '(') {
       stack.emplace_back();
