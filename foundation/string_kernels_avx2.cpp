@@ -168,15 +168,23 @@ TQ_AVX2 inline __m256i pairMembers(__m256i a, __m256i b, __m256i a1, __m256i b1,
   return _mm256_packs_epi16(ma, mb);
 }
 
+// The sure members among the 32 units at `in` (a listed surrogate pair seen through the unit after
+// them, which must be readable when the set has pairs), one 16-bit lane each; units the tables
+// cannot settle are set in `candidates`.
+TQ_AVX2 inline __m256i blockMembers(const char16_t* in, const SetMatcher& set, __m256i& candidates) {
+  const __m256i a = load(in), b = load(in + 16);
+  __m256i found = tableMembers(pack(a, b), set, candidates);
+  if (set.pairs) found = _mm256_or_si256(found, pairMembers(a, b, load(in + 1), load(in + 17), set));
+  return found;
+}
+
 TQ_AVX2 std::size_t avx2FindMember(const char16_t* in, std::size_t n, const SetMatcher& set) {
   std::size_t i = 0;
   // With pairs to compare, each block also reads the unit after it.
   const std::size_t reach = set.pairs ? 33 : 32;
   for (; i + reach <= n; i += 32) {
-    __m256i a = load(in + i), b = load(in + i + 16);
     __m256i candidates;
-    __m256i found = tableMembers(pack(a, b), set, candidates);
-    if (set.pairs) found = _mm256_or_si256(found, pairMembers(a, b, load(in + i + 1), load(in + i + 17), set));
+    const __m256i found = blockMembers(in + i, set, candidates);
     uint32_t hits = unitBits(found);
     if (!_mm256_testz_si256(candidates, candidates)) {
       uint32_t c = unitBits(candidates);
@@ -200,10 +208,8 @@ TQ_AVX2 std::size_t avx2FindMembers(const char16_t* in, std::size_t from, std::s
   std::size_t i = from;
   const std::size_t reach = set.pairs ? 33 : 32;
   for (; i + reach <= n && count + 32 <= cap; i += 32) {
-    __m256i a = load(in + i), b = load(in + i + 16);
     __m256i candidates;
-    __m256i found = tableMembers(pack(a, b), set, candidates);
-    if (set.pairs) found = _mm256_or_si256(found, pairMembers(a, b, load(in + i + 1), load(in + i + 17), set));
+    const __m256i found = blockMembers(in + i, set, candidates);
     uint32_t hits = unitBits(found);
     if (!_mm256_testz_si256(candidates, candidates)) {
       for (uint32_t c = unitBits(candidates); c; c &= c - 1) {

@@ -165,18 +165,23 @@ TQ_AVX512 inline uint64_t loadTail(const char16_t* in, std::size_t count, __m512
   return valid;
 }
 
+// The 64 units at in + i into a and b: whole when the text has them, else its tail (see loadTail).
+// Returns the valid units as bits.
+TQ_AVX512 inline uint64_t loadBlock(const char16_t* in, std::size_t i, std::size_t n, __m512i& a, __m512i& b) {
+  if (i + 64 <= n) {
+    a = load(in + i);
+    b = load(in + i + 32);
+    return ~uint64_t{0};
+  }
+  return loadTail(in + i, n - i, a, b);
+}
+
 // The member characters starting in the 64 units at in + i (fewer at the end of the text), as
 // bits. Candidates are settled one by one; with `firstOnly`, only up to the first member.
 TQ_AVX512 inline uint64_t blockMembers(const char16_t* in, std::size_t i, std::size_t n, const SetMatcher& set,
                                        bool firstOnly) {
   __m512i a, b;
-  uint64_t valid = ~uint64_t{0};
-  if (i + 64 <= n) {
-    a = load(in + i);
-    b = load(in + i + 32);
-  } else {
-    valid = loadTail(in + i, n - i, a, b);
-  }
+  const uint64_t valid = loadBlock(in, i, n, a, b);
   __mmask64 candidates;
   uint64_t hits = tableMembers(pack(a, b), set, candidates);
   if (set.pairs) {
@@ -235,13 +240,7 @@ TQ_AVX512 void avx512ReplaceMembers(const char16_t* in, std::size_t n, char16_t*
   const __m512i with = _mm512_set1_epi16(static_cast<short>(unit));
   for (std::size_t i = 0; i < n; i += 64) {
     __m512i a, b;
-    uint64_t valid = ~uint64_t{0};
-    if (i + 64 <= n) {
-      a = load(in + i);
-      b = load(in + i + 32);
-    } else {
-      valid = loadTail(in + i, n - i, a, b);
-    }
+    const uint64_t valid = loadBlock(in, i, n, a, b);
     __mmask64 candidates;
     uint64_t hits = tableMembers(pack(a, b), set, candidates);
     __m512i outA = _mm512_mask_blend_epi16(static_cast<__mmask32>(hits), a, with);
