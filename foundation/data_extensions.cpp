@@ -3,12 +3,16 @@
 #define OPENSSL_SUPPRESS_DEPRECATED
 #include <openssl/sha.h>
 
+#include <sched.h>
 #include <sys/mman.h>
 
 #include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <string>
+#include <optional>
+#include <system_error>
+#include <thread>
 
 #include "tq/foundation/byte_search.h"
 #include "tq/foundation/hex_codec.h"
@@ -18,6 +22,7 @@ namespace tq {
 
 namespace {
 
+constexpr UInteger kParallelEncodeBytes = UInteger{16} << 20;
 constexpr UInteger kByteCountLimit = UInteger{1} << 32;
 
 // Byte counts are 32-bit in this interface; larger inputs are refused rather than truncated.
@@ -41,12 +46,20 @@ void populateForWriting(void* area, UInteger bytes) noexcept {
 }
 
 // True when the page holding `p` is already in memory: a reused buffer, whose pages need no
-// faulting in.
-bool firstPageResident(const void* p) noexcept {
+// faulting in. Ask about the last page of a buffer: the allocator writes its own header on the
+// first page of even a brand-new mapping.
+bool pageResident(const void* p) noexcept {
   constexpr uintptr_t kPage = 4096;
   unsigned char resident = 0;
   void* page = reinterpret_cast<void*>(reinterpret_cast<uintptr_t>(p) & ~(kPage - 1));
   return ::mincore(page, 1, &resident) == 0 && (resident & 1);
+}
+
+// How many CPUs this process may run on.
+int usableCPUs() noexcept {
+  cpu_set_t set;
+  CPU_ZERO(&set);
+  return ::sched_getaffinity(0, sizeof set, &set) == 0 ? CPU_COUNT(&set) : 1;
 }
 
 [[noreturn]] void raiseParseFailure() {
@@ -68,11 +81,33 @@ String hexadecimalRepresentation(const Data& data) {
   // results, and reused buffers, are mostly in memory already: no system calls for them.
   char16_t* o = out.mutableData();
   constexpr UInteger kStep = UInteger{256} << 10;  // input bytes: 1 MiB of result
-  const bool populate = n >= 8 * kStep && !firstPageResident(o);
-  for (UInteger at = 0; at < n; at += kStep) {
-    const UInteger len = std::min(kStep, n - at);
-    if (populate) populateForWriting(o + 2 * at, 2 * len * sizeof(char16_t));
-    hexEncodeUTF16(data.bytes() + at, len, o + 2 * at);
+  const bool populate = n >= 8 * kStep && !pageResident(o + 2 * n - 1);
+  auto encodeRange = [&](UInteger from, UInteger to) {
+    for (UInteger at = from; at < to; at += kStep) {
+      const UInteger len = std::min(kStep, to - at);
+      if (populate) populateForWriting(o + 2 * at, 2 * len * sizeof(char16_t));
+      hexEncodeUTF16(data.bytes() + at, len, o + 2 * at);
+    }
+  };
+  // A new result of tens of megabytes: the second half is faulted in and filled by a second
+  // thread while this one does the first, when the process may run on more than one CPU. The
+  // kernel hands out pages to both at once; the encoding itself is a small part of the time.
+  if (populate && n >= kParallelEncodeBytes && usableCPUs() > 1) {
+    const UInteger half = (n / 2) / kStep * kStep;
+    std::optional<std::thread> second;
+    try {
+      second.emplace([&] { encodeRange(half, n); });
+    } catch (const std::system_error&) {
+      // No thread to be had: this one does both halves.
+    }
+    encodeRange(0, half);
+    if (second) {
+      second->join();
+    } else {
+      encodeRange(half, n);
+    }
+  } else {
+    encodeRange(0, n);
   }
   out.setLength(2 * n);
   return std::move(out).take();

@@ -27,6 +27,11 @@ inline constexpr const char16_t* HexadecimalParseFailureReason =
 
 // Two lower-case hexadecimal digits per byte, high nibble first, with no separators:
 // {0x00, 0xAB, 0xFF} gives "00abff"; the empty buffer gives the empty string.
+// Cost: a result of many megabytes in new memory is faulted in a megabyte at a time ahead of the
+// writes; from 16 MiB of input, when the process may run on more than one CPU, a second thread
+// faults in and fills the second half of the result while the calling thread does the first. The
+// call returns only when both are done, and starts no thread for smaller or already resident
+// results.
 String hexadecimalRepresentation(const Data& data);
 
 // Parses hexadecimal text back into bytes. Digits of either case; white space (space, tab, line
