@@ -119,9 +119,10 @@ void registerEncode(std::size_t n) {
   });
 }
 
-// The first call of a fresh process: the result is new memory, faulted in as it is written. The
-// floor is what the new memory alone costs: one byte written to each 4 KiB page of a new buffer of
-// the result's size, which no way of filling that buffer can undercut.
+// The first call of a fresh process: the result is new memory. fault_floor is what the new memory
+// costs when it is faulted in as it is written, one trap per page: one byte written to each 4 KiB
+// page of a new buffer of the result's size, on one thread. Asking the kernel for the pages ahead,
+// from two threads, undercuts it.
 void registerFirstCallEncode(std::size_t n) {
   // Each result is released after the clock stops: the call is what is timed, not the release.
   const std::string base = "encode/" + sizeName(n) + "/first_call/";

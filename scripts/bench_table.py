@@ -47,7 +47,7 @@ def rows():
     r += [
         ("hex encode 64 MiB, first call in a fresh process vs plain loop", "data_bench",
          "encode/64MiB/first_call/tqkit", "encode/64MiB/first_call/plain", "speedup", ">= 1.5"),
-        ("  the new 256 MiB's page faults alone (a write per page), vs the plain loop", "data_bench",
+        ("  the new 256 MiB's page faults alone (a write per page, one thread), vs the plain loop", "data_bench",
          "encode/64MiB/first_call/fault_floor", "encode/64MiB/first_call/plain", "speedup", ""),
         ("hex encode 64 MiB, steady vs plain loop", "data_bench", "encode/64MiB/tqkit", "encode/64MiB/plain",
          "speedup", ""),
