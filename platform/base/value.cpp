@@ -150,6 +150,13 @@ const std::vector<Dictionary::Entry>& noEntries() {
 Dictionary::Dictionary(std::initializer_list<Entry> entries) : Dictionary(std::vector<Entry>(entries)) {}
 
 Dictionary::Dictionary(std::vector<Entry> entries) {
+  if (entries.empty()) {
+    // Every empty dictionary shares one storage: it is never written, and most bindings and
+    // archives hold empty ones.
+    static const std::shared_ptr<const Storage> none = std::make_shared<const Storage>();
+    storage_ = none;
+    return;
+  }
   auto s = std::make_shared<Storage>();
   s->entries.reserve(entries.size());
   for (auto& [k, v] : entries) s->set(std::move(k), std::move(v));

@@ -30,12 +30,12 @@ std::shared_ptr<BindingInfo> Binder::bindingInfoForBinding(const String& binding
 }
 
 Value Binder::valueForKey(const String& key) const {
-  if (key == String(u"displayPattern") && !displayPattern_.isNil()) return Value(displayPattern_);
+  if (key.view() == u"displayPattern" && !displayPattern_.isNil()) return Value(displayPattern_);
   return Value();
 }
 
 void Binder::setValue(const Value& value, const String& key) {
-  if (key == String(u"displayPattern")) displayPattern_ = value.stringValue();
+  if (key.view() == u"displayPattern") displayPattern_ = value.stringValue();
 }
 
 String bindingGroupName(const String& binding) {
@@ -48,8 +48,8 @@ String bindingGroupName(const String& binding) {
 
 String binderClassNameForBinding(const String& binding) {
   const String group = bindingGroupName(binding);
-  if (group == String(u"displayPatternValue")) return u"NSDisplayPatternBinder";
-  if (group == String(u"displayPatternTitle")) return u"NSDisplayPatternTitleBinder";
+  if (group.view() == u"displayPatternValue") return u"NSDisplayPatternBinder";
+  if (group.view() == u"displayPatternTitle") return u"NSDisplayPatternTitleBinder";
   std::u16string name = u"NS";
   std::u16string_view g = group.view();
   if (!g.empty()) {
@@ -99,13 +99,13 @@ std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::sh
   for (const auto& [key, value] : options.entries()) {
     bool placeholder = false;
     for (int m = 0; m < 4; ++m) {
-      if (key == String(kPlaceholderKeys[m])) {
+      if (key.view() == kPlaceholderKeys[m]) {
         info->setPlaceholder(value, static_cast<BindingMarker>(m), false);
         placeholder = true;
       }
     }
     if (placeholder) continue;
-    if (key == String(u"NSDisplayPattern")) {
+    if (key.view() == u"NSDisplayPattern") {
       binder->setDisplayPattern(value.stringValue());
       continue;
     }

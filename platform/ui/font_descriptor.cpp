@@ -5,6 +5,16 @@
 
 namespace tq {
 
+String FontDescriptor::systemFamilyName() {
+  static const String name = u"System";
+  return name;
+}
+
+FontDescriptor FontDescriptor::systemFont(double size) {
+  static const String system = u"system";
+  return FontDescriptor{systemFamilyName(), size, false, system};
+}
+
 FontDescriptor FontDescriptor::fromMetaFont(const String& metaFont, double size) {
   struct Entry {
     std::u16string_view name;

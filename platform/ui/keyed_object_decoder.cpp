@@ -113,12 +113,14 @@ class KeyedNibDecoder {
     if (auto owner = std::dynamic_pointer_cast<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
     nib_.objectCount_ = made_.size();
-    nib_.objects_.reserve(made_.size() + 2);
+    std::vector<Nib::IdentifiedObject> identified;
+    identified.reserve(made_.size() + 2);
     for (uint32_t i = 0; i < memo_.size(); ++i) {
-      if (memo_[i]) nib_.objects_[identifiers_[i]] = memo_[i];
+      if (memo_[i]) identified.emplace_back(identifiers_[i], memo_[i]);
     }
-    if (options_.owner) nib_.objects_[u"-2"] = options_.owner;
-    if (options_.application) nib_.objects_[u"-3"] = options_.application;
+    if (options_.owner) identified.emplace_back(u"-2", options_.owner);
+    if (options_.application) identified.emplace_back(u"-3", options_.application);
+    nib_.indexObjects(std::move(identified));
     return std::move(nib_);
   }
 

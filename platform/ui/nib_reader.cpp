@@ -17,6 +17,8 @@
 #include <functional>
 #include <iterator>
 #include <optional>
+#include <string_view>
+#include <unordered_map>
 #include <dirent.h>
 #include <sys/stat.h>
 
@@ -46,8 +48,27 @@
 namespace tq {
 
 std::shared_ptr<Object> Nib::objectWithIdentifier(const String& identifier) const {
-  auto it = objects_.find(identifier);
-  return it == objects_.end() ? nullptr : it->second.lock();
+  const std::u16string_view wanted = identifier.view();
+  auto it = std::lower_bound(objects_.begin(), objects_.end(), wanted,
+                             [](const IdentifiedObject& e, std::u16string_view id) { return e.first.view() < id; });
+  return it == objects_.end() || it->first.view() != wanted ? nullptr : it->second.lock();
+}
+
+void Nib::indexObjects(std::vector<IdentifiedObject> objects) {
+  // Stable, so that among equal identifiers the last made stays last and is the one kept.
+  std::stable_sort(objects.begin(), objects.end(),
+                   [](const IdentifiedObject& a, const IdentifiedObject& b) { return a.first.view() < b.first.view(); });
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < objects.size(); ++i) {
+    if (kept > 0 && objects[kept - 1].first.view() == objects[i].first.view()) {
+      objects[kept - 1] = std::move(objects[i]);
+    } else {
+      if (kept != i) objects[kept] = std::move(objects[i]);
+      ++kept;
+    }
+  }
+  objects.resize(kept);
+  objects_ = std::move(objects);
 }
 
 const Nib& NibReadResult::nib() const {
@@ -169,30 +190,51 @@ std::optional<Size> sizeChild(pugi::xml_node n, const char* key) {
   return Size{numberAttr(s, "width", 0), numberAttr(s, "height", 0)};
 }
 
-std::optional<FontDescriptor> fontChild(pugi::xml_node n, const char* key) {
+// Texts that recur through a document (font and colour names, catalogs, colour spaces), made once
+// per read and shared by every object that names them. Keys point into the parsed document, which
+// outlives the read.
+class RecurringStrings {
+ public:
+  String operator()(pugi::xml_attribute a) {
+    if (!a) return String();
+    const std::string_view key = a.value();
+    auto it = made_.find(key);
+    if (it != made_.end()) return it->second;
+    String s = String::fromUTF8(key);
+    made_.emplace(key, s);
+    return s;
+  }
+
+ private:
+  std::unordered_map<std::string_view, String> made_;
+};
+
+std::optional<FontDescriptor> fontChild(pugi::xml_node n, const char* key, RecurringStrings& recurring) {
   pugi::xml_node f = keyed(n, key);
   if (!f || !is(f, "font")) return std::nullopt;
   const double size = numberAttr(f, "size", 0);
-  if (hasAttr(f, "metaFont")) return FontDescriptor::fromMetaFont(attr(f, "metaFont"), size);
+  if (pugi::xml_attribute meta = f.attribute("metaFont")) return FontDescriptor::fromMetaFont(recurring(meta), size);
   FontDescriptor font;
-  font.name = hasAttr(f, "name") ? attr(f, "name") : String(u"System");
+  const pugi::xml_attribute name = f.attribute("name");
+  if (name) font.name = recurring(name);
   font.size = size > 0 ? size : 13;
-  const std::string name = f.attribute("name").value();
-  font.bold = name.find("Bold") != std::string::npos;
+  font.bold = std::strstr(name.value(), "Bold") != nullptr;
   return font;
 }
 
-std::optional<ColorDescriptor> colorChild(pugi::xml_node n, const char* key) {
+std::optional<ColorDescriptor> colorChild(pugi::xml_node n, const char* key, RecurringStrings& recurring) {
+  static const String system = u"System";
   pugi::xml_node c = keyed(n, key);
   if (!c || !is(c, "color")) return std::nullopt;
   ColorDescriptor color;
-  color.colorSpace = attr(c, "colorSpace");
-  if (hasAttr(c, "name")) {
-    color.name = attr(c, "name");
-    color.catalog = hasAttr(c, "catalog") ? attr(c, "catalog") : String(u"System");
-  } else if (hasAttr(c, "systemColor")) {
-    color.name = attr(c, "systemColor");
-    color.catalog = u"System";
+  color.colorSpace = recurring(c.attribute("colorSpace"));
+  if (pugi::xml_attribute name = c.attribute("name")) {
+    color.name = recurring(name);
+    const pugi::xml_attribute catalog = c.attribute("catalog");
+    color.catalog = catalog ? recurring(catalog) : system;
+  } else if (pugi::xml_attribute systemColor = c.attribute("systemColor")) {
+    color.name = recurring(systemColor);
+    color.catalog = system;
   } else if (hasAttr(c, "white")) {
     color.red = color.green = color.blue = numberAttr(c, "white", 0);
   } else {
@@ -299,9 +341,12 @@ class NibBuilder {
     if (auto owner = std::dynamic_pointer_cast<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
     nib_.objectCount_ = made_.size();
-    for (const auto& [id, object] : byId_) nib_.objects_[id] = object;
-    if (options_.owner) nib_.objects_[u"-2"] = options_.owner;
-    if (options_.application) nib_.objects_[u"-3"] = options_.application;
+    std::vector<Nib::IdentifiedObject> identified;
+    identified.reserve(byId_.size() + 2);
+    for (const auto& [id, object] : byId_) identified.emplace_back(id, object);
+    if (options_.owner) identified.emplace_back(u"-2", options_.owner);
+    if (options_.application) identified.emplace_back(u"-3", options_.application);
+    nib_.indexObjects(std::move(identified));
     return std::move(nib_);
   }
 
@@ -345,15 +390,15 @@ class NibBuilder {
 
   // Makes the object for an element of base class Base: the registered custom class when it is a
   // Base, else `fallback`.
-  template <class Base>
-  std::shared_ptr<Base> make(pugi::xml_node n, const std::function<std::shared_ptr<Base>()>& fallback) {
+  template <class Base, class Fallback>
+  std::shared_ptr<Base> make(pugi::xml_node n, const Fallback& fallback) {
     std::shared_ptr<Base> object;
     const String custom = attr(n, "customClass");
     if (!custom.isNil()) {
       object = std::dynamic_pointer_cast<Base>(registry_.makeObject(custom));
       if (!object) {
         if constexpr (std::is_base_of_v<Window, Base>) {
-          if (custom == String(u"NSPanel")) object = std::make_shared<Panel>();
+          if (custom.view() == u"NSPanel") object = std::make_shared<Panel>();
         }
       }
     }
@@ -378,7 +423,8 @@ class NibBuilder {
     const String id = attr(n, "id");
     if (!id.isNil()) {
       object->setArchiveIdentifier(id);
-      byId_[id] = object;
+      byId_.emplace_back(id, object);
+      byIdSorted_ = false;
     }
     if (hasAttr(n, "userLabel")) object->setUserLabel(attr(n, "userLabel"));
     if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, object, id});
@@ -406,6 +452,11 @@ class NibBuilder {
                                                                      : platformName(e));
       // Kept as archived until asked for: most are constraints nobody reads.
       std::string packed;
+      std::size_t length = 0;
+      for (pugi::xml_attribute a = n.first_attribute(); a; a = a.next_attribute()) {
+        length += std::strlen(a.name()) + std::strlen(a.value()) + 2;
+      }
+      packed.reserve(length);
       for (pugi::xml_attribute a = n.first_attribute(); a; a = a.next_attribute()) {
         packed.append(a.name()).push_back('\0');
         packed.append(a.value()).push_back('\0');
@@ -563,9 +614,9 @@ class NibBuilder {
       }
       text.setString(String::fromUTF8(joined));
     }
-    text.setFont(fontChild(n, "font"));
-    text.setTextColor(colorChild(n, "textColor"));
-    text.setBackgroundColor(colorChild(n, "backgroundColor"));
+    text.setFont(fontChild(n, "font", recurring_));
+    text.setTextColor(colorChild(n, "textColor", recurring_));
+    text.setBackgroundColor(colorChild(n, "backgroundColor", recurring_));
     text.setDrawsBackground(boolAttr(n, "drawsBackground", true));
     text.setEditable(boolAttr(n, "editable", true));
   }
@@ -576,7 +627,7 @@ class NibBuilder {
     box.setBoxType(enumAttr(n, "boxType", kBoxTypes, BoxType::Primary));
     box.setBorderType(enumAttr(n, "borderType", kBorderTypes, BorderType::BezelBorder));
     box.setTransparent(boolAttr(n, "transparent", false));
-    if (auto font = fontChild(n, "titleFont")) box.setTitleFont(*font);
+    if (auto font = fontChild(n, "titleFont", recurring_)) box.setTitleFont(*font);
     if (pugi::xml_node c = keyed(n, "contentView")) {
       box.setContentView(std::dynamic_pointer_cast<View>(decode(c, depth + 1)));
     } else {
@@ -622,7 +673,7 @@ class NibBuilder {
 
   void decodeTabView(pugi::xml_node n, TabView& tabs, int depth) {
     tabs.setTabViewType(enumAttr(n, "type", kTabTypes, TabViewType::TopTabsBezelBorder));
-    if (auto font = fontChild(n, "font")) tabs.setFont(*font);
+    if (auto font = fontChild(n, "font", recurring_)) tabs.setFont(*font);
     for (pugi::xml_node i = n.child("tabViewItems").first_child(); i; i = i.next_sibling()) {
       if (i.type() != pugi::node_element) continue;
       if (auto item = std::dynamic_pointer_cast<TabViewItem>(decode(i, depth + 1))) tabs.addTabViewItem(item);
@@ -900,7 +951,7 @@ class NibBuilder {
     }
     remember(n, cell);
 
-    if (auto font = fontChild(n, "font")) cell->setFont(*font);
+    if (auto font = fontChild(n, "font", recurring_)) cell->setFont(*font);
     cell->setAlignment(enumAttr(n, "alignment", kAlignments, TextAlignment::Natural));
     cell->setControlSize(enumAttr(n, "controlSize", kControlSizes, ControlSize::Regular));
     const LineBreakMode mode = enumAttr(n, "lineBreakMode", kLineBreaks, LineBreakMode::ByWordWrapping);
@@ -920,14 +971,14 @@ class NibBuilder {
     cell->setBordered(std::strncmp(border, "border", 6) == 0 || boolAttr(n, "bordered", false));
     cell->setBezeled(std::strcmp(border, "bezel") == 0 || std::strcmp(border, "borderAndBezel") == 0 ||
                      boolAttr(n, "bezeled", false));
-    if (hasAttr(n, "image")) cell->setImageName(attr(n, "image"));
+    if (hasAttr(n, "image")) cell->setImageName(recurring_(n.attribute("image")));
     // Values of sliders, steppers, level indicators and date pickers.
     cell->setMinValue(numberAttr(n, "minValue", cell->minValue()));
     cell->setMaxValue(numberAttr(n, "maxValue", cell->maxValue()));
     cell->setDoubleValue(numberAttr(n, "doubleValue", cell->doubleValue()));
     cell->setNumberOfTickMarks(static_cast<long>(numberAttr(n, "numberOfTickMarks", 0)));
     for (const char* style : {"sliderType", "levelIndicatorStyle", "datePickerStyle"}) {
-      if (hasAttr(n, style)) cell->setControlStyle(attr(n, style));
+      if (hasAttr(n, style)) cell->setControlStyle(recurring_(n.attribute(style)));
     }
     // A path control's URL is its value.
     if (pugi::xml_node url = keyed(n, "url"); url && hasAttr(url, "string")) cell->setStringValue(attr(url, "string"));
@@ -954,11 +1005,11 @@ class NibBuilder {
     if (auto* field = dynamic_cast<TextFieldCell*>(cell.get())) {
       if (String p = stringProp(n, "placeholderString"); !p.isNil()) field->setPlaceholderString(p);
       field->setDrawsBackground(boolAttr(n, "drawsBackground", false));
-      field->setBackgroundColor(colorChild(n, "backgroundColor"));
-      field->setTextColor(colorChild(n, "textColor"));
+      field->setBackgroundColor(colorChild(n, "backgroundColor", recurring_));
+      field->setTextColor(colorChild(n, "textColor", recurring_));
     }
     if (auto* image = dynamic_cast<ImageCell*>(cell.get())) {
-      if (hasAttr(n, "imageScaling")) image->setImageScaling(attr(n, "imageScaling"));
+      if (hasAttr(n, "imageScaling")) image->setImageScaling(recurring_(n.attribute("imageScaling")));
     }
     if (auto* segmented = dynamic_cast<SegmentedCell*>(cell.get())) {
       if (hasAttr(n, "trackingMode")) segmented->setTrackingMode(attr(n, "trackingMode"));
@@ -989,7 +1040,7 @@ class NibBuilder {
     cell.setImagePosition(enumAttr(n, "imagePosition", kImagePositions,
                                    toggle ? CellImagePosition::ImageLeft : CellImagePosition::NoImage));
     if (String t = stringProp(n, "alternateTitle"); !t.isNil()) cell.setAlternateTitle(t);
-    if (hasAttr(n, "bezelStyle")) cell.setBezelStyle(attr(n, "bezelStyle"));
+    if (hasAttr(n, "bezelStyle")) cell.setBezelStyle(recurring_(n.attribute("bezelStyle")));
     if (hasAttr(n, "alternateImage")) cell.setAlternateImageName(attr(n, "alternateImage"));
     if (String k = stringProp(n, "keyEquivalent"); !k.isNil()) cell.setKeyEquivalent(k);
   }
@@ -1011,9 +1062,18 @@ class NibBuilder {
 
   // --- cross references and connections ------------------------------------------------------------
 
+  // The object made with the identifier; where the archive gives one twice, the later.
   std::shared_ptr<Object> lookUp(const String& id) const {
-    auto it = byId_.find(id);
-    return it == byId_.end() ? nullptr : it->second;
+    auto before = [](const Identified& a, const Identified& b) { return a.first.view() < b.first.view(); };
+    if (!byIdSorted_) {
+      std::stable_sort(byId_.begin(), byId_.end(), before);
+      byIdSorted_ = true;
+    }
+    const std::u16string_view wanted = id.view();
+    auto it = std::upper_bound(byId_.begin(), byId_.end(), wanted,
+                               [](std::u16string_view w, const Identified& e) { return w < e.first.view(); });
+    if (it == byId_.begin() || (it - 1)->first.view() != wanted) return nullptr;
+    return (it - 1)->second;
   }
 
   void resolveReferences() {
@@ -1047,16 +1107,17 @@ class NibBuilder {
   // unknown identifier; First Responder resolves to nullptr with found true.
   std::shared_ptr<Object> resolve(const String& id, bool& found) const {
     found = true;
-    if (id == String(u"-1")) return nullptr;
-    if (id == String(u"-2")) return options_.owner;
-    if (id == String(u"-3")) return options_.application;
+    const std::u16string_view v = id.view();
+    if (v == u"-1") return nullptr;
+    if (v == u"-2") return options_.owner;
+    if (v == u"-3") return options_.application;
     auto object = lookUp(id);
     found = object != nullptr;
     return object;
   }
 
   static bool involvesMissingPlaceholder(const String& id, const std::shared_ptr<Object>& resolved) {
-    return !resolved && (id == String(u"-2") || id == String(u"-3"));
+    return !resolved && (id.view() == u"-2" || id.view() == u"-3");
   }
 
   void connect() {
@@ -1075,7 +1136,7 @@ class NibBuilder {
   }
 
   void connectOutlet(const Pending& p, pugi::xml_node c) {
-    const String property = attr(c, "property");
+    const String property = recurring_(c.attribute("property"));
     const String destId = attr(c, "destination");
     bool found = false;
     auto destination = resolve(destId, found);
@@ -1087,7 +1148,7 @@ class NibBuilder {
   }
 
   void connectAction(const Pending& p, pugi::xml_node c) {
-    const String selector = attr(c, "selector");
+    const String selector = recurring_(c.attribute("selector"));
     const String targetId = attr(c, "target");
     bool found = false;
     auto target = resolve(targetId, found);
@@ -1113,9 +1174,9 @@ class NibBuilder {
   }
 
   void connectBinding(const Pending& p, pugi::xml_node c) {
-    const String name = attr(c, "name");
+    const String name = recurring_(c.attribute("name"));
     const String destId = attr(c, "destination");
-    const String keyPath = attr(c, "keyPath");
+    const String keyPath = recurring_(c.attribute("keyPath"));
     bool found = false;
     auto destination = resolve(destId, found);
     if (!found) warn("binding " + name.UTF8String() + ": no object " + destId.UTF8String());
@@ -1131,7 +1192,7 @@ class NibBuilder {
              "> skipped");
         continue;
       }
-      if (!v.isNil()) options.emplace_back(attr(o, "key"), std::move(v));
+      if (!v.isNil()) options.emplace_back(recurring_(o.attribute("key")), std::move(v));
     }
     bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
     nib_.connections_.push_back(
@@ -1143,8 +1204,12 @@ class NibBuilder {
   std::size_t budget_;
   std::size_t used_ = 0;
   Nib nib_;
+  RecurringStrings recurring_;
   std::vector<std::shared_ptr<InterfaceObject>> made_;
-  std::unordered_map<String, std::shared_ptr<Object>> byId_;
+  // Every identified object in the order made, sorted by identifier when first looked up.
+  using Identified = std::pair<String, std::shared_ptr<Object>>;
+  mutable std::vector<Identified> byId_;
+  mutable bool byIdSorted_ = true;
   std::vector<Pending> pending_;
   std::vector<std::pair<TableView*, String>> headerViews_;
   std::vector<std::pair<OutlineView*, String>> outlineColumns_;

@@ -10,7 +10,7 @@ namespace tq {
 struct FontDescriptor {
   // Family or PostScript name as archived ("Helvetica", "Menlo-Regular"); "System" for the
   // system font families.
-  String name = u"System";
+  String name = systemFamilyName();
   double size = 13.0;
   bool bold = false;
   // The archived meta font ("system", "smallSystem", "miniSystem", "menu", ...); nil when the
@@ -18,7 +18,9 @@ struct FontDescriptor {
   String metaFont;
 
   // The regular system font of the given size.
-  static FontDescriptor systemFont(double size) { return FontDescriptor{u"System", size, false, u"system"}; }
+  static FontDescriptor systemFont(double size);
+  // "System", shared (every descriptor made without a name holds the same string).
+  static String systemFamilyName();
   // The font for a meta font name, with the platform's sizes (system 13, smallSystem 11,
   // miniSystem 9, label 10, menu 14, toolTip 11, message 13, titleBar 13 bold, palette 11, user 12,
   // userFixedPitch 10; "...Bold" variants bold). A size above 0 overrides the standard one. Unknown

@@ -145,9 +145,13 @@ class Nib {
  private:
   friend class NibBuilder;
   friend class KeyedNibDecoder;
+  using IdentifiedObject = std::pair<String, std::weak_ptr<Object>>;
+  // Takes the identified objects in the order they were made, with the placeholders; where an
+  // identifier is given twice the later object holds it. Sorted once, looked up by halving.
+  void indexObjects(std::vector<IdentifiedObject> objects);
   String resourceFolder_;
   std::vector<std::shared_ptr<Object>> topLevelObjects_;
-  std::unordered_map<String, std::weak_ptr<Object>> objects_;
+  std::vector<IdentifiedObject> objects_;
   std::vector<NibConnection> connections_;
   std::vector<std::string> warnings_;
   std::size_t objectCount_ = 0;
