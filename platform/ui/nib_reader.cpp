@@ -100,20 +100,85 @@ constexpr std::size_t kParsedXMLFactor = 6;
 
 String str(const char* utf8) { return String::fromUTF8(utf8); }
 
-bool hasAttr(pugi::xml_node n, const char* name) { return static_cast<bool>(n.attribute(name)); }
+// An element as the reader asks about it. Made from a node, it looks attributes up through the
+// parser's own walk (a full name comparison per attribute). Made with gather(), for the elements
+// asked about dozens of attributes (cells, views, menu items), it first lists the attributes in one
+// walk, each with its first two bytes, so that a lookup compares two bytes per attribute and whole
+// names only where those agree. Attributes past the first kGathered are looked up the parser's way.
+class Element {
+ public:
+  Element(pugi::xml_node node) : node_(node) {}  // NOLINT: a node is an element not gathered
+  static Element gather(pugi::xml_node node) {
+    Element e(node);
+    e.gathered_ = true;
+    for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+      if (e.count_ == kGathered) {
+        e.complete_ = false;
+        break;
+      }
+      const char* name = a.name();
+      e.names_[e.count_] = name;
+      e.heads_[e.count_] = head(name);
+      e.attributes_[e.count_++] = a.internal_object();
+    }
+    return e;
+  }
 
-String attr(pugi::xml_node n, const char* name) {
+  pugi::xml_attribute attribute(const char* name) const {
+    if (!gathered_) return node_.attribute(name);
+    const uint16_t h = head(name);
+    for (unsigned i = 0; i < count_; ++i) {
+      if (heads_[i] == h && std::strcmp(names_[i], name) == 0) return pugi::xml_attribute(attributes_[i]);
+    }
+    return complete_ ? pugi::xml_attribute() : node_.attribute(name);
+  }
+  // The attributes in document order.
+  template <class Visit>
+  void eachAttribute(Visit visit) const {
+    if (!gathered_ || !complete_) {
+      for (pugi::xml_attribute a = node_.first_attribute(); a; a = a.next_attribute()) visit(a);
+      return;
+    }
+    for (unsigned i = 0; i < count_; ++i) visit(pugi::xml_attribute(attributes_[i]));
+  }
+
+  operator pugi::xml_node() const { return node_; }  // NOLINT
+  const char* name() const { return node_.name(); }
+  pugi::xml_node child(const char* name) const { return node_.child(name); }
+  pugi::xml_node first_child() const { return node_.first_child(); }
+
+ private:
+  static constexpr unsigned kGathered = 40;
+  // The first byte, and the second when there is one.
+  static uint16_t head(const char* name) {
+    const auto first = static_cast<unsigned char>(name[0]);
+    return static_cast<uint16_t>(first | (first ? static_cast<unsigned char>(name[1]) << 8 : 0));
+  }
+
+  pugi::xml_node node_;
+  bool gathered_ = false;
+  bool complete_ = true;
+  unsigned count_ = 0;
+  // Left unset past count_: an element made from a node writes none of them.
+  uint16_t heads_[kGathered];
+  const char* names_[kGathered];
+  pugi::xml_attribute_struct* attributes_[kGathered];
+};
+
+bool hasAttr(const Element& n, const char* name) { return static_cast<bool>(n.attribute(name)); }
+
+String attr(const Element& n, const char* name) {
   pugi::xml_attribute a = n.attribute(name);
   return a ? str(a.value()) : String();
 }
 
-bool boolAttr(pugi::xml_node n, const char* name, bool fallback) {
+bool boolAttr(const Element& n, const char* name, bool fallback) {
   pugi::xml_attribute a = n.attribute(name);
   if (!a) return fallback;
   return std::strcmp(a.value(), "YES") == 0;
 }
 
-double numberAttr(pugi::xml_node n, const char* name, double fallback) {
+double numberAttr(const Element& n, const char* name, double fallback) {
   pugi::xml_attribute a = n.attribute(name);
   if (!a) return fallback;
   char* end = nullptr;
@@ -171,7 +236,7 @@ String stringElementText(pugi::xml_node n) {
 }
 
 // A string property: the attribute NAME, else a <string key="NAME"> child; nil when neither.
-String stringProp(pugi::xml_node n, const char* name) {
+String stringProp(const Element& n, const char* name) {
   if (pugi::xml_attribute a = n.attribute(name)) return str(a.value());
   pugi::xml_node c = keyed(n, name);
   if (c && is(c, "string")) return stringElementText(c);
@@ -259,7 +324,7 @@ Value optionValue(pugi::xml_node n, bool& understood) {
 }
 
 template <class E, std::size_t N>
-E enumAttr(pugi::xml_node n, const char* name, const char* const (&names)[N], E fallback) {
+E enumAttr(const Element& n, const char* name, const char* const (&names)[N], E fallback) {
   pugi::xml_attribute a = n.attribute(name);
   if (!a) return fallback;
   for (std::size_t i = 0; i < N; ++i) {
@@ -283,7 +348,7 @@ constexpr const char* kTabTypes[] = {"topTabsBezelBorder", "leftTabsBezelBorder"
                                      "rightTabsBezelBorder", "noTabsBezelBorder", "noTabsLineBorder",
                                      "noTabsNoBorder"};
 
-int stateAttr(pugi::xml_node n) {
+int stateAttr(const Element& n) {
   const char* s = n.attribute("state").value();
   if (std::strcmp(s, "on") == 0) return 1;
   if (std::strcmp(s, "mixed") == 0) return -1;
@@ -391,7 +456,7 @@ class NibBuilder {
   // Makes the object for an element of base class Base: the registered custom class when it is a
   // Base, else `fallback`.
   template <class Base, class Fallback>
-  std::shared_ptr<Base> make(pugi::xml_node n, const Fallback& fallback) {
+  std::shared_ptr<Base> make(const Element& n, const Fallback& fallback) {
     std::shared_ptr<Base> object;
     const String custom = attr(n, "customClass");
     if (!custom.isNil()) {
@@ -417,14 +482,13 @@ class NibBuilder {
     }
   }
 
-  void remember(pugi::xml_node n, const std::shared_ptr<InterfaceObject>& object) {
+  void remember(const Element& n, const std::shared_ptr<InterfaceObject>& object) {
     charge(kObjectCost);
     made_.push_back(object);
     const String id = attr(n, "id");
     if (!id.isNil()) {
       object->setArchiveIdentifier(id);
       byId_.emplace_back(id, object);
-      byIdSorted_ = false;
     }
     if (hasAttr(n, "userLabel")) object->setUserLabel(attr(n, "userLabel"));
     if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, object, id});
@@ -432,8 +496,9 @@ class NibBuilder {
 
   // --- dispatch ----------------------------------------------------------------------------------
 
-  std::shared_ptr<InterfaceObject> decode(pugi::xml_node n, int depth) {
+  std::shared_ptr<InterfaceObject> decode(pugi::xml_node node, int depth) {
     if (depth > kMaxDepth) throw ReadFailure{"the objects are nested too deeply"};
+    const Element n = Element::gather(node);
     const char* e = n.name();
     if (is(n, "window") || is(n, "panel")) return decodeWindow(n, depth);
     if (is(n, "menu")) return decodeMenu(n, depth);
@@ -453,14 +518,12 @@ class NibBuilder {
       // Kept as archived until asked for: most are constraints nobody reads.
       std::string packed;
       std::size_t length = 0;
-      for (pugi::xml_attribute a = n.first_attribute(); a; a = a.next_attribute()) {
-        length += std::strlen(a.name()) + std::strlen(a.value()) + 2;
-      }
+      n.eachAttribute([&](pugi::xml_attribute a) { length += std::strlen(a.name()) + std::strlen(a.value()) + 2; });
       packed.reserve(length);
-      for (pugi::xml_attribute a = n.first_attribute(); a; a = a.next_attribute()) {
+      n.eachAttribute([&](pugi::xml_attribute a) {
         packed.append(a.name()).push_back('\0');
         packed.append(a.value()).push_back('\0');
-      }
+      });
       g->setArchivedAttributes(std::move(packed));
       return std::static_pointer_cast<InterfaceObject>(g);
     });
@@ -470,7 +533,7 @@ class NibBuilder {
 
   // --- views ---------------------------------------------------------------------------------------
 
-  std::shared_ptr<View> decodeViewElement(pugi::xml_node n, int depth) {
+  std::shared_ptr<View> decodeViewElement(const Element& n, int depth) {
     const char* e = n.name();
     std::shared_ptr<View> view;
     if (is(n, "button")) {
@@ -533,7 +596,7 @@ class NibBuilder {
     return view;
   }
 
-  void decodeView(pugi::xml_node n, View& view, int depth) {
+  void decodeView(const Element& n, View& view, int depth) {
     if (auto frame = rectChild(n, "frame")) view.setFrame(*frame);
     view.setHidden(boolAttr(n, "hidden", false));
     if (String tip = stringProp(n, "toolTip"); !tip.isNil()) view.setToolTip(tip);
@@ -600,7 +663,7 @@ class NibBuilder {
   }
 
   // The text a text view holds: a <string key="string">, or the fragments of its text storage.
-  void decodeTextView(pugi::xml_node n, TextView& text) {
+  void decodeTextView(const Element& n, TextView& text) {
     if (String s = stringProp(n, "string"); !s.isNil()) {
       text.setString(s);
     } else if (pugi::xml_node storage = keyed(n, "textStorage")) {
@@ -621,7 +684,7 @@ class NibBuilder {
     text.setEditable(boolAttr(n, "editable", true));
   }
 
-  void decodeBox(pugi::xml_node n, Box& box, int depth) {
+  void decodeBox(const Element& n, Box& box, int depth) {
     if (String title = stringProp(n, "title"); !title.isNil()) box.setTitle(title);
     box.setTitlePosition(enumAttr(n, "titlePosition", kTitlePositions, TitlePosition::AtTop));
     box.setBoxType(enumAttr(n, "boxType", kBoxTypes, BoxType::Primary));
@@ -635,7 +698,7 @@ class NibBuilder {
     }
   }
 
-  void decodeMatrix(pugi::xml_node n, Matrix& matrix, int depth) {
+  void decodeMatrix(const Element& n, Matrix& matrix, int depth) {
     if (auto s = sizeChild(n, "cellSize")) matrix.setCellSize(*s);
     if (auto s = sizeChild(n, "intercellSpacing")) matrix.setIntercellSpacing(*s);
     matrix.setMode(enumAttr(n, "mode", kMatrixModes, MatrixMode::Radio));
@@ -671,7 +734,7 @@ class NibBuilder {
     matrix.setCells(std::move(cells), static_cast<long>(rows), static_cast<long>(rows ? columns.size() : 0));
   }
 
-  void decodeTabView(pugi::xml_node n, TabView& tabs, int depth) {
+  void decodeTabView(const Element& n, TabView& tabs, int depth) {
     tabs.setTabViewType(enumAttr(n, "type", kTabTypes, TabViewType::TopTabsBezelBorder));
     if (auto font = fontChild(n, "font", recurring_)) tabs.setFont(*font);
     for (pugi::xml_node i = n.child("tabViewItems").first_child(); i; i = i.next_sibling()) {
@@ -681,7 +744,7 @@ class NibBuilder {
     if (hasAttr(n, "initialItem")) initialItems_.push_back({&tabs, attr(n, "initialItem")});
   }
 
-  std::shared_ptr<InterfaceObject> decodeTabViewItem(pugi::xml_node n, int depth) {
+  std::shared_ptr<InterfaceObject> decodeTabViewItem(const Element& n, int depth) {
     auto item = make<TabViewItem>(n, [] { return std::make_shared<TabViewItem>(); });
     remember(n, item);
     if (String label = stringProp(n, "label"); !label.isNil()) item->setLabel(label);
@@ -691,7 +754,7 @@ class NibBuilder {
     return item;
   }
 
-  void decodeTableView(pugi::xml_node n, TableView& table, int depth) {
+  void decodeTableView(const Element& n, TableView& table, int depth) {
     table.setRowHeight(numberAttr(n, "rowHeight", table.rowHeight()));
     table.setViewBased(boolAttr(n, "viewBased", false));
     table.setUsesAlternatingRowBackgroundColors(boolAttr(n, "alternatingRowBackgroundColors", false));
@@ -707,7 +770,7 @@ class NibBuilder {
     }
   }
 
-  std::shared_ptr<InterfaceObject> decodeTableColumn(pugi::xml_node n, int depth) {
+  std::shared_ptr<InterfaceObject> decodeTableColumn(const Element& n, int depth) {
     auto column = make<TableColumn>(n, [] { return std::make_shared<TableColumn>(); });
     remember(n, column);
     if (hasAttr(n, "identifier")) column->setIdentifier(attr(n, "identifier"));
@@ -726,7 +789,7 @@ class NibBuilder {
     return column;
   }
 
-  void decodeScrollView(pugi::xml_node n, ScrollView& scroll, int depth) {
+  void decodeScrollView(const Element& n, ScrollView& scroll, int depth) {
     scroll.setHasVerticalScroller(boolAttr(n, "hasVerticalScroller", true));
     scroll.setHasHorizontalScroller(boolAttr(n, "hasHorizontalScroller", true));
     scroll.setAutohidesScrollers(boolAttr(n, "autohidesScrollers", false));
@@ -747,7 +810,7 @@ class NibBuilder {
 
   // --- windows -------------------------------------------------------------------------------------
 
-  std::shared_ptr<InterfaceObject> decodeWindow(pugi::xml_node n, int depth) {
+  std::shared_ptr<InterfaceObject> decodeWindow(const Element& n, int depth) {
     auto window = make<Window>(n, [&]() -> std::shared_ptr<Window> {
       if (is(n, "panel")) return std::make_shared<Panel>();
       return std::make_shared<Window>();
@@ -795,7 +858,7 @@ class NibBuilder {
 
   // --- toolbars and stack views ------------------------------------------------------------------
 
-  std::shared_ptr<InterfaceObject> decodeToolbar(pugi::xml_node n, int depth) {
+  std::shared_ptr<InterfaceObject> decodeToolbar(const Element& n, int depth) {
     auto toolbar = make<Toolbar>(n, [] { return std::make_shared<Toolbar>(); });
     remember(n, toolbar);
     toolbar->setIdentifier(hasAttr(n, "identifier") ? attr(n, "identifier") : attr(n, "implicitIdentifier"));
@@ -824,7 +887,7 @@ class NibBuilder {
     return toolbar;
   }
 
-  std::shared_ptr<InterfaceObject> decodeToolbarItem(pugi::xml_node n, int depth) {
+  std::shared_ptr<InterfaceObject> decodeToolbarItem(const Element& n, int depth) {
     auto item = make<ToolbarItem>(n, [&] {
       auto i = std::make_shared<ToolbarItem>();
       if (!is(n, "toolbarItem")) i->setClassName(platformName(n.name()));
@@ -848,7 +911,7 @@ class NibBuilder {
   }
 
   // Stack views list their views in <subviews> (current documents) or per gravity area.
-  void decodeStackView(pugi::xml_node n, StackView& stack, int depth) {
+  void decodeStackView(const Element& n, StackView& stack, int depth) {
     stack.setOrientation(std::strcmp(n.attribute("orientation").value(), "vertical") == 0
                              ? UserInterfaceLayoutOrientation::Vertical
                              : UserInterfaceLayoutOrientation::Horizontal);
@@ -878,7 +941,7 @@ class NibBuilder {
 
   // --- menus ---------------------------------------------------------------------------------------
 
-  std::shared_ptr<Menu> decodeMenu(pugi::xml_node n, int depth) {
+  std::shared_ptr<Menu> decodeMenu(const Element& n, int depth) {
     if (depth > kMaxDepth) throw ReadFailure{"the objects are nested too deeply"};
     auto menu = make<Menu>(n, [] { return std::make_shared<Menu>(); });
     remember(n, menu);
@@ -892,7 +955,7 @@ class NibBuilder {
     return menu;
   }
 
-  std::shared_ptr<InterfaceObject> decodeMenuItem(pugi::xml_node n, int depth) {
+  std::shared_ptr<InterfaceObject> decodeMenuItem(const Element& n, int depth) {
     auto item = make<MenuItem>(n, [] { return std::make_shared<MenuItem>(); });
     remember(n, item);
     item->setSeparatorItem(boolAttr(n, "isSeparatorItem", false));
@@ -920,7 +983,7 @@ class NibBuilder {
 
   // --- cells ---------------------------------------------------------------------------------------
 
-  std::shared_ptr<InterfaceObject> decodeCell(pugi::xml_node n, int depth) {
+  std::shared_ptr<InterfaceObject> decodeCell(const Element& n, int depth) {
     const char* e = n.name();
     std::shared_ptr<Cell> cell;
     if (is(n, "buttonCell")) {
@@ -1032,7 +1095,7 @@ class NibBuilder {
     return cell;
   }
 
-  void decodeButtonCell(pugi::xml_node n, ButtonCell& cell) {
+  void decodeButtonCell(const Element& n, ButtonCell& cell) {
     const char* type = n.attribute("type").value();
     cell.setButtonType(buttonType(type, keyed(n, "behavior")));
     // Check boxes and radio buttons show their indicator at the left unless the archive says else.
@@ -1064,16 +1127,18 @@ class NibBuilder {
 
   // The object made with the identifier; where the archive gives one twice, the later.
   std::shared_ptr<Object> lookUp(const String& id) const {
-    auto before = [](const Identified& a, const Identified& b) { return a.first.view() < b.first.view(); };
-    if (!byIdSorted_) {
-      std::stable_sort(byId_.begin(), byId_.end(), before);
-      byIdSorted_ = true;
+    if (byIdOrder_.size() != byId_.size()) {
+      // Identifiers with their positions: sorting these moves no strings or pointers.
+      for (std::size_t i = byIdOrder_.size(); i < byId_.size(); ++i) {
+        byIdOrder_.emplace_back(byId_[i].first.view(), static_cast<uint32_t>(i));
+      }
+      std::sort(byIdOrder_.begin(), byIdOrder_.end());
     }
     const std::u16string_view wanted = id.view();
-    auto it = std::upper_bound(byId_.begin(), byId_.end(), wanted,
-                               [](std::u16string_view w, const Identified& e) { return w < e.first.view(); });
-    if (it == byId_.begin() || (it - 1)->first.view() != wanted) return nullptr;
-    return (it - 1)->second;
+    auto it = std::upper_bound(byIdOrder_.begin(), byIdOrder_.end(), wanted,
+                               [](std::u16string_view w, const auto& e) { return w < e.first; });
+    if (it == byIdOrder_.begin() || (it - 1)->first != wanted) return nullptr;
+    return byId_[(it - 1)->second].second;
   }
 
   void resolveReferences() {
@@ -1206,10 +1271,10 @@ class NibBuilder {
   Nib nib_;
   RecurringStrings recurring_;
   std::vector<std::shared_ptr<InterfaceObject>> made_;
-  // Every identified object in the order made, sorted by identifier when first looked up.
-  using Identified = std::pair<String, std::shared_ptr<Object>>;
-  mutable std::vector<Identified> byId_;
-  mutable bool byIdSorted_ = true;
+  // Every identified object in the order made, and its identifiers in order with their
+  // positions (brought up to date when looked up; among equal identifiers the later sorts last).
+  std::vector<std::pair<String, std::shared_ptr<Object>>> byId_;
+  mutable std::vector<std::pair<std::u16string_view, uint32_t>> byIdOrder_;
   std::vector<Pending> pending_;
   std::vector<std::pair<TableView*, String>> headerViews_;
   std::vector<std::pair<OutlineView*, String>> outlineColumns_;

@@ -421,6 +421,47 @@ TEST(NibReader, BindingsWithoutAnOwnerAndUnreadableOptions) {
   EXPECT_NE(r.nib().warnings()[0].find("NSNullPlaceholder"), std::string::npos);
 }
 
+// An element may carry any number of attributes, an identifier may be given twice (the later
+// object holds it for connections, references and lookups alike), and empty option dictionaries
+// stay empty but present.
+TEST(NibReader, ManyAttributesAndRepeatedIdentifiers) {
+  std::string filler;
+  for (int i = 0; i < 45; ++i) {
+    filler += " x" + std::to_string(i) + "=\"" + std::to_string(i) + "\"";
+  }
+  NibReadResult r = readNibData(document(R"(
+    <button id="b"><rect key="frame" x="0" y="0" width="9" height="9"/>
+      <buttonCell key="cell" type="push" id="bc")" + filler + R"( title="Last" bezelStyle="rounded" state="on"/>
+      <connections><binding destination="dup" name="enabled" keyPath="self.on" id="k"/></connections></button>
+    <customObject id="dup" customClass="First"/>
+    <customObject id="dup" customClass="Second")" + filler + R"( tail="end"/>)"));
+  ASSERT_TRUE(r) << r.error().reason;
+  auto button = std::dynamic_pointer_cast<Button>(r.nib().objectWithIdentifier(u"b"));
+  ASSERT_TRUE(button);
+  auto cell = std::dynamic_pointer_cast<ButtonCell>(button->cell());
+  ASSERT_TRUE(cell);
+  EXPECT_EQ(cell->title(), String(u"Last")) << "an attribute after 45 others";
+  EXPECT_EQ(cell->bezelStyle(), String(u"rounded"));
+  EXPECT_EQ(cell->state(), 1);
+
+  auto dup = std::dynamic_pointer_cast<InterfaceObject>(r.nib().objectWithIdentifier(u"dup"));
+  ASSERT_TRUE(dup);
+  EXPECT_EQ(dup->customClassName(), String(u"Second"));
+  auto second = std::dynamic_pointer_cast<GenericObject>(dup);
+  ASSERT_TRUE(second);
+  EXPECT_EQ(second->attributes().objectForKey(u"tail").stringValue(), String(u"end"))
+      << "packed past the gathered attributes";
+  EXPECT_EQ(second->attributes().objectForKey(u"x44").stringValue(), String(u"44"));
+  EXPECT_EQ(second->attributes().count(), 48u) << "id, customClass, 45 fillers and tail";
+
+  auto binder = button->binderForBinding(u"enabled");
+  ASSERT_TRUE(binder);
+  EXPECT_EQ(binder->bindingInfos()[0]->observedObject(), dup) << "the binding reaches the later object";
+  const Dictionary options = binder->bindingInfos()[0]->options();
+  EXPECT_FALSE(options.isNil());
+  EXPECT_EQ(options.count(), 0u);
+}
+
 // --- the shared corpus -----------------------------------------------------------------------------
 
 std::filesystem::path corpusFile(const char* relative) { return test::corpusDir() / relative; }
