@@ -12,12 +12,14 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstdint>
 #include <cstring>
 #include <fstream>
 #include <functional>
 #include <iterator>
 #include <optional>
 #include <string_view>
+#include <typeinfo>
 #include <unordered_map>
 #include <dirent.h>
 #include <sys/stat.h>
@@ -55,9 +57,10 @@ std::shared_ptr<Object> Nib::objectWithIdentifier(const String& identifier) cons
 }
 
 void Nib::indexObjects(std::vector<IdentifiedObject> objects) {
-  // Stable, so that among equal identifiers the last made stays last and is the one kept.
-  std::stable_sort(objects.begin(), objects.end(),
-                   [](const IdentifiedObject& a, const IdentifiedObject& b) { return a.first.view() < b.first.view(); });
+  // Stable, so that among equal identifiers the last made stays last and is the one kept. Readers
+  // that keep their identifiers sorted already hand them over in order.
+  const auto before = [](const IdentifiedObject& a, const IdentifiedObject& b) { return a.first.view() < b.first.view(); };
+  if (!std::is_sorted(objects.begin(), objects.end(), before)) std::stable_sort(objects.begin(), objects.end(), before);
   std::size_t kept = 0;
   for (std::size_t i = 0; i < objects.size(); ++i) {
     if (kept > 0 && objects[kept - 1].first.view() == objects[i].first.view()) {
@@ -100,105 +103,202 @@ constexpr std::size_t kParsedXMLFactor = 6;
 
 String str(const char* utf8) { return String::fromUTF8(utf8); }
 
-// An element as the reader asks about it. Made from a node, it looks attributes up through the
-// parser's own walk (a full name comparison per attribute). Made with gather(), for the elements
-// asked about dozens of attributes (cells, views, menu items), it first lists the attributes in one
-// walk, each with its first two bytes, so that a lookup compares two bytes per attribute and whole
-// names only where those agree. Attributes past the first kGathered are looked up the parser's way.
+// An element as the reader asks about it. Made from a node, it looks attributes and children up
+// through the parser's own walks (a full name comparison for each). Made with gather(), for the
+// elements asked about dozens of things (cells, views, menu items), it first lists its attributes
+// and its child elements in one walk each, with the first two bytes of each attribute name and of
+// each child's key, so that a lookup compares two bytes per entry and whole names only where those
+// agree. Past the first kAttributes attributes or kChildren children, lookups go the parser's way.
 class Element {
  public:
-  Element(pugi::xml_node node) : node_(node) {}  // NOLINT: a node is an element not gathered
+  Element(pugi::xml_node node) : node_(node), name_(node.name()) {}  // NOLINT: an element not gathered
   static Element gather(pugi::xml_node node) {
     Element e(node);
     e.gathered_ = true;
     for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
-      if (e.count_ == kGathered) {
-        e.complete_ = false;
+      if (e.attributeCount_ == kAttributes) {
+        e.allAttributes_ = false;
         break;
       }
-      const char* name = a.name();
-      e.names_[e.count_] = name;
-      e.heads_[e.count_] = head(name);
-      e.attributes_[e.count_++] = a.internal_object();
+      Attribute& entry = e.attributes_[e.attributeCount_++];
+      entry.name = a.name();
+      entry.value = a.value();
+      entry.head = head(entry.name);
+      entry.attribute = a.internal_object();
+    }
+    for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling()) {
+      if (c.type() != pugi::node_element) continue;
+      if (e.childCount_ == kChildren) {
+        e.allChildren_ = false;
+        break;
+      }
+      Child& entry = e.children_[e.childCount_++];
+      entry.name = c.name();
+      entry.key = c.attribute("key").value();
+      entry.keyHead = head(entry.key);
+      entry.node = c.internal_object();
     }
     return e;
   }
 
   pugi::xml_attribute attribute(const char* name) const {
-    if (!gathered_) return node_.attribute(name);
-    const uint16_t h = head(name);
-    for (unsigned i = 0; i < count_; ++i) {
-      if (heads_[i] == h && std::strcmp(names_[i], name) == 0) return pugi::xml_attribute(attributes_[i]);
-    }
-    return complete_ ? pugi::xml_attribute() : node_.attribute(name);
+    if (const Attribute* a = find(name)) return pugi::xml_attribute(a->attribute);
+    return gathered_ && allAttributes_ ? pugi::xml_attribute() : node_.attribute(name);
   }
-  // The attributes in document order.
+  // The attribute's value; nullptr when the element has no such attribute.
+  const char* value(const char* name) const {
+    if (const Attribute* a = find(name)) return a->value;
+    if (gathered_ && allAttributes_) return nullptr;
+    pugi::xml_attribute a = node_.attribute(name);
+    return a ? a.value() : nullptr;
+  }
+  // The attribute's value, "" when there is none.
+  const char* text(const char* name) const {
+    const char* v = value(name);
+    return v ? v : "";
+  }
+  // The attributes in document order, as (name, value).
   template <class Visit>
   void eachAttribute(Visit visit) const {
-    if (!gathered_ || !complete_) {
-      for (pugi::xml_attribute a = node_.first_attribute(); a; a = a.next_attribute()) visit(a);
+    if (!gathered_ || !allAttributes_) {
+      for (pugi::xml_attribute a = node_.first_attribute(); a; a = a.next_attribute()) visit(a.name(), a.value());
       return;
     }
-    for (unsigned i = 0; i < count_; ++i) visit(pugi::xml_attribute(attributes_[i]));
+    for (unsigned i = 0; i < attributeCount_; ++i) visit(attributes_[i].name, attributes_[i].value);
+  }
+
+  // The first child element with key="KEY".
+  pugi::xml_node keyed(const char* key) const {
+    if (!gathered_ || !allChildren_) {
+      for (pugi::xml_node c = node_.first_child(); c; c = c.next_sibling()) {
+        if (c.type() == pugi::node_element && std::strcmp(c.attribute("key").value(), key) == 0) return c;
+      }
+      return {};
+    }
+    const uint16_t h = head(key);
+    for (unsigned i = 0; i < childCount_; ++i) {
+      if (children_[i].keyHead == h && std::strcmp(children_[i].key, key) == 0) return pugi::xml_node(children_[i].node);
+    }
+    return {};
+  }
+  // The first child element named NAME.
+  pugi::xml_node child(const char* name) const {
+    if (!gathered_ || !allChildren_) return node_.child(name);
+    for (unsigned i = 0; i < childCount_; ++i) {
+      if (children_[i].name[0] == name[0] && std::strcmp(children_[i].name, name) == 0) {
+        return pugi::xml_node(children_[i].node);
+      }
+    }
+    return {};
   }
 
   operator pugi::xml_node() const { return node_; }  // NOLINT
-  const char* name() const { return node_.name(); }
-  pugi::xml_node child(const char* name) const { return node_.child(name); }
+  explicit operator bool() const { return static_cast<bool>(node_); }
+  const char* name() const { return name_; }
   pugi::xml_node first_child() const { return node_.first_child(); }
 
  private:
-  static constexpr unsigned kGathered = 40;
+  static constexpr unsigned kAttributes = 32;
+  static constexpr unsigned kChildren = 16;
+  struct Attribute {
+    const char* name;
+    const char* value;
+    pugi::xml_attribute_struct* attribute;
+    uint16_t head;
+  };
+  struct Child {
+    const char* name;
+    const char* key;
+    pugi::xml_node_struct* node;
+    uint16_t keyHead;
+  };
   // The first byte, and the second when there is one.
   static uint16_t head(const char* name) {
     const auto first = static_cast<unsigned char>(name[0]);
     return static_cast<uint16_t>(first | (first ? static_cast<unsigned char>(name[1]) << 8 : 0));
   }
+  const Attribute* find(const char* name) const {
+    if (!gathered_) return nullptr;
+    const uint16_t h = head(name);
+    for (unsigned i = 0; i < attributeCount_; ++i) {
+      if (attributes_[i].head == h && std::strcmp(attributes_[i].name, name) == 0) return &attributes_[i];
+    }
+    return nullptr;
+  }
 
   pugi::xml_node node_;
+  const char* name_;
   bool gathered_ = false;
-  bool complete_ = true;
-  unsigned count_ = 0;
-  // Left unset past count_: an element made from a node writes none of them.
-  uint16_t heads_[kGathered];
-  const char* names_[kGathered];
-  pugi::xml_attribute_struct* attributes_[kGathered];
+  bool allAttributes_ = true;
+  bool allChildren_ = true;
+  unsigned attributeCount_ = 0;
+  unsigned childCount_ = 0;
+  // Left unset past their counts: an element made from a node writes none of them.
+  Attribute attributes_[kAttributes];
+  Child children_[kChildren];
 };
 
-bool hasAttr(const Element& n, const char* name) { return static_cast<bool>(n.attribute(name)); }
+bool hasAttr(const Element& n, const char* name) { return n.value(name) != nullptr; }
 
 String attr(const Element& n, const char* name) {
-  pugi::xml_attribute a = n.attribute(name);
-  return a ? str(a.value()) : String();
+  const char* v = n.value(name);
+  return v ? str(v) : String();
 }
 
 bool boolAttr(const Element& n, const char* name, bool fallback) {
-  pugi::xml_attribute a = n.attribute(name);
-  if (!a) return fallback;
-  return std::strcmp(a.value(), "YES") == 0;
+  const char* v = n.value(name);
+  if (!v) return fallback;
+  return std::strcmp(v, "YES") == 0;
+}
+
+// Decimal text as strtod reads it. Plain numbers of up to 15 digits with at most 22 after the point
+// (nearly every number a document holds) are worked out directly: the digits and the power of ten
+// are both exact doubles, so one division rounds exactly as strtod does. Anything else (exponents,
+// more digits, a trailing text) goes to strtod.
+double parseNumber(const char* text, bool& parsed) {
+  const char* p = text;
+  const bool negative = *p == '-';
+  if (*p == '-' || *p == '+') ++p;
+  uint64_t digits = 0;
+  int count = 0, fraction = 0;
+  const char* start = p;
+  while (*p >= '0' && *p <= '9') digits = digits * 10 + static_cast<unsigned>(*p++ - '0'), ++count;
+  const bool hadInteger = p != start;
+  if (*p == '.') {
+    ++p;
+    const char* f = p;
+    while (*p >= '0' && *p <= '9') digits = digits * 10 + static_cast<unsigned>(*p++ - '0'), ++count, ++fraction;
+    if (!hadInteger && p == f) count = -1;
+  }
+  if (*p == '\0' && count > 0 && count <= 15 && fraction <= 22 && (hadInteger || fraction > 0)) {
+    static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                         1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    const double v = static_cast<double>(digits) / kPowers[fraction];
+    parsed = true;
+    return negative ? -v : v;
+  }
+  char* end = nullptr;
+  const double v = std::strtod(text, &end);
+  parsed = end != text;
+  return v;
 }
 
 double numberAttr(const Element& n, const char* name, double fallback) {
-  pugi::xml_attribute a = n.attribute(name);
-  if (!a) return fallback;
-  char* end = nullptr;
-  const double v = std::strtod(a.value(), &end);
-  return end == a.value() ? fallback : v;
+  const char* v = n.value(name);
+  if (!v) return fallback;
+  bool parsed = false;
+  const double number = parseNumber(v, parsed);
+  return parsed ? number : fallback;
 }
 
 // Element names are told apart by their first byte before the whole name is compared.
-bool is(pugi::xml_node n, const char* name) {
+bool is(const Element& n, const char* name) {
   const char* own = n.name();
   return own[0] == name[0] && std::strcmp(own, name) == 0;
 }
 
 // The first child element with key="KEY".
-pugi::xml_node keyed(pugi::xml_node n, const char* key) {
-  for (pugi::xml_node c = n.first_child(); c; c = c.next_sibling()) {
-    if (c.type() == pugi::node_element && std::strcmp(c.attribute("key").value(), key) == 0) return c;
-  }
-  return {};
-}
+pugi::xml_node keyed(const Element& n, const char* key) { return n.keyed(key); }
 
 bool startsLikeImageFile(std::string_view b) {
   return b.substr(0, 4) == std::string_view("MM\0*", 4) || b.substr(0, 4) == std::string_view("II*\0", 4) ||
@@ -237,20 +337,20 @@ String stringElementText(pugi::xml_node n) {
 
 // A string property: the attribute NAME, else a <string key="NAME"> child; nil when neither.
 String stringProp(const Element& n, const char* name) {
-  if (pugi::xml_attribute a = n.attribute(name)) return str(a.value());
-  pugi::xml_node c = keyed(n, name);
+  if (const char* v = n.value(name)) return str(v);
+  const Element c = keyed(n, name);
   if (c && is(c, "string")) return stringElementText(c);
   return String();
 }
 
-std::optional<Rect> rectChild(pugi::xml_node n, const char* key) {
-  pugi::xml_node r = keyed(n, key);
+std::optional<Rect> rectChild(const Element& n, const char* key) {
+  const Element r = keyed(n, key);
   if (!r || !is(r, "rect")) return std::nullopt;
   return Rect{numberAttr(r, "x", 0), numberAttr(r, "y", 0), numberAttr(r, "width", 0), numberAttr(r, "height", 0)};
 }
 
-std::optional<Size> sizeChild(pugi::xml_node n, const char* key) {
-  pugi::xml_node s = keyed(n, key);
+std::optional<Size> sizeChild(const Element& n, const char* key) {
+  const Element s = keyed(n, key);
   if (!s || !(is(s, "size") || is(s, "value"))) return std::nullopt;
   return Size{numberAttr(s, "width", 0), numberAttr(s, "height", 0)};
 }
@@ -260,9 +360,9 @@ std::optional<Size> sizeChild(pugi::xml_node n, const char* key) {
 // outlives the read.
 class RecurringStrings {
  public:
-  String operator()(pugi::xml_attribute a) {
-    if (!a) return String();
-    const std::string_view key = a.value();
+  String operator()(const char* value) {
+    if (!value) return String();
+    const std::string_view key = value;
     auto it = made_.find(key);
     if (it != made_.end()) return it->second;
     String s = String::fromUTF8(key);
@@ -274,30 +374,30 @@ class RecurringStrings {
   std::unordered_map<std::string_view, String> made_;
 };
 
-std::optional<FontDescriptor> fontChild(pugi::xml_node n, const char* key, RecurringStrings& recurring) {
-  pugi::xml_node f = keyed(n, key);
+std::optional<FontDescriptor> fontChild(const Element& n, const char* key, RecurringStrings& recurring) {
+  const Element f = keyed(n, key);
   if (!f || !is(f, "font")) return std::nullopt;
   const double size = numberAttr(f, "size", 0);
-  if (pugi::xml_attribute meta = f.attribute("metaFont")) return FontDescriptor::fromMetaFont(recurring(meta), size);
+  if (const char* meta = f.value("metaFont")) return FontDescriptor::fromMetaFont(recurring(meta), size);
   FontDescriptor font;
-  const pugi::xml_attribute name = f.attribute("name");
+  const char* name = f.value("name");
   if (name) font.name = recurring(name);
   font.size = size > 0 ? size : 13;
-  font.bold = std::strstr(name.value(), "Bold") != nullptr;
+  font.bold = name && std::strstr(name, "Bold") != nullptr;
   return font;
 }
 
-std::optional<ColorDescriptor> colorChild(pugi::xml_node n, const char* key, RecurringStrings& recurring) {
+std::optional<ColorDescriptor> colorChild(const Element& n, const char* key, RecurringStrings& recurring) {
   static const String system = u"System";
-  pugi::xml_node c = keyed(n, key);
+  const Element c = keyed(n, key);
   if (!c || !is(c, "color")) return std::nullopt;
   ColorDescriptor color;
-  color.colorSpace = recurring(c.attribute("colorSpace"));
-  if (pugi::xml_attribute name = c.attribute("name")) {
+  color.colorSpace = recurring(c.value("colorSpace"));
+  if (const char* name = c.value("name")) {
     color.name = recurring(name);
-    const pugi::xml_attribute catalog = c.attribute("catalog");
+    const char* catalog = c.value("catalog");
     color.catalog = catalog ? recurring(catalog) : system;
-  } else if (pugi::xml_attribute systemColor = c.attribute("systemColor")) {
+  } else if (const char* systemColor = c.value("systemColor")) {
     color.name = recurring(systemColor);
     color.catalog = system;
   } else if (hasAttr(c, "white")) {
@@ -312,10 +412,10 @@ std::optional<ColorDescriptor> colorChild(pugi::xml_node n, const char* key, Rec
 }
 
 // A value of an options dictionary; nil for what is not a property-list scalar.
-Value optionValue(pugi::xml_node n, bool& understood) {
+Value optionValue(const Element& n, bool& understood) {
   understood = true;
   if (is(n, "string")) return Value(stringElementText(n));
-  if (is(n, "integer")) return Value(static_cast<long long>(std::strtoll(n.attribute("value").value(), nullptr, 10)));
+  if (is(n, "integer")) return Value(static_cast<long long>(std::strtoll(n.text("value"), nullptr, 10)));
   if (is(n, "real")) return Value(numberAttr(n, "value", 0));
   if (is(n, "bool")) return Value(boolAttr(n, "value", false));
   if (is(n, "nil")) return Value();
@@ -325,10 +425,10 @@ Value optionValue(pugi::xml_node n, bool& understood) {
 
 template <class E, std::size_t N>
 E enumAttr(const Element& n, const char* name, const char* const (&names)[N], E fallback) {
-  pugi::xml_attribute a = n.attribute(name);
-  if (!a) return fallback;
+  const char* v = n.value(name);
+  if (!v) return fallback;
   for (std::size_t i = 0; i < N; ++i) {
-    if (std::strcmp(a.value(), names[i]) == 0) return static_cast<E>(i);
+    if (std::strcmp(v, names[i]) == 0) return static_cast<E>(i);
   }
   return fallback;
 }
@@ -349,7 +449,7 @@ constexpr const char* kTabTypes[] = {"topTabsBezelBorder", "leftTabsBezelBorder"
                                      "noTabsNoBorder"};
 
 int stateAttr(const Element& n) {
-  const char* s = n.attribute("state").value();
+  const char* s = n.text("state");
   if (std::strcmp(s, "on") == 0) return 1;
   if (std::strcmp(s, "mixed") == 0) return -1;
   return 0;
@@ -367,6 +467,57 @@ bool endsWith(const char* s, const char* suffix) {
   const std::size_t a = std::strlen(s), b = std::strlen(suffix);
   return a >= b && std::strcmp(s + a - b, suffix) == 0;
 }
+
+// dynamic_cast, remembered for the read. Where a base lies within an object depends only on the
+// object's most derived class, so each (class, base) pair is worked out once with dynamic_cast and
+// a later cast of an object of that class is a table look-up and an addition. dynamic_cast itself
+// walks the class tree on every call, comparing type names as strings across shared libraries.
+class Casts {
+ public:
+  template <class To, class From>
+  To* as(From* p) {
+    if (!p) return nullptr;
+    const std::type_info* type = &typeid(*p);
+    const std::type_info* target = &typeid(To);
+    const auto whole = reinterpret_cast<std::uintptr_t>(dynamic_cast<const volatile void*>(p));
+    std::size_t slot = (reinterpret_cast<std::uintptr_t>(type) * 31 + reinterpret_cast<std::uintptr_t>(target)) *
+                           0x9E3779B97F4A7C15ull >> (64 - kSlotBits);
+    for (unsigned probe = 0; probe < kProbes; ++probe, slot = (slot + 1) & (kSlots - 1)) {
+      Entry& e = entries_[slot];
+      if (e.type == type && e.target == target) {
+        return e.offset == kNotOne ? nullptr : reinterpret_cast<To*>(whole + static_cast<std::uintptr_t>(e.offset));
+      }
+      if (!e.type) {
+        To* cast = dynamic_cast<To*>(p);
+        e = {type, target, cast ? static_cast<std::ptrdiff_t>(reinterpret_cast<std::uintptr_t>(cast) - whole) : kNotOne};
+        return cast;
+      }
+    }
+    return dynamic_cast<To*>(p);
+  }
+  template <class To, class From>
+  std::shared_ptr<To> as(std::shared_ptr<From>&& p) {
+    To* cast = as<To>(p.get());
+    return cast ? std::shared_ptr<To>(std::move(p), cast) : nullptr;
+  }
+  template <class To, class From>
+  std::shared_ptr<To> as(const std::shared_ptr<From>& p) {
+    To* cast = as<To>(p.get());
+    return cast ? std::shared_ptr<To>(p, cast) : nullptr;
+  }
+
+ private:
+  static constexpr unsigned kSlotBits = 8;
+  static constexpr std::size_t kSlots = std::size_t{1} << kSlotBits;
+  static constexpr unsigned kProbes = 8;
+  static constexpr std::ptrdiff_t kNotOne = PTRDIFF_MIN;
+  struct Entry {
+    const std::type_info* type = nullptr;
+    const std::type_info* target = nullptr;
+    std::ptrdiff_t offset = 0;
+  };
+  Entry entries_[kSlots];
+};
 
 }  // namespace
 
@@ -403,19 +554,39 @@ class NibBuilder {
     resolveReferences();
     connect();
     for (const auto& object : made_) object->awakeFromNib();
-    if (auto owner = std::dynamic_pointer_cast<InterfaceObject>(options_.owner)) owner->awakeFromNib();
+    if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
     nib_.objectCount_ = made_.size();
     std::vector<Nib::IdentifiedObject> identified;
     identified.reserve(byId_.size() + 2);
-    for (const auto& [id, object] : byId_) identified.emplace_back(id, object);
-    if (options_.owner) identified.emplace_back(u"-2", options_.owner);
-    if (options_.application) identified.emplace_back(u"-3", options_.application);
+    // In the order already sorted for lookUp, the placeholders after any object of the same
+    // identifier, so that the index need not sort again.
+    sortIdentifiers();
+    for (const auto& [view, position] : byIdOrder_) identified.emplace_back(std::move(byId_[position].first), byId_[position].second);
+    for (const auto& [id, object] : {std::pair{u"-2", options_.owner}, std::pair{u"-3", options_.application}}) {
+      if (!object) continue;
+      auto at = std::upper_bound(identified.begin(), identified.end(), std::u16string_view(id),
+                                 [](std::u16string_view w, const Nib::IdentifiedObject& e) { return w < e.first.view(); });
+      identified.emplace(at, String(id), object);
+    }
     nib_.indexObjects(std::move(identified));
     return std::move(nib_);
   }
 
  private:
+  template <class To, class From>
+  To* as(From* p) const {
+    return casts_.as<To>(p);
+  }
+  template <class To, class From>
+  std::shared_ptr<To> as(std::shared_ptr<From>&& p) const {
+    return casts_.as<To>(std::move(p));
+  }
+  template <class To, class From>
+  std::shared_ptr<To> as(const std::shared_ptr<From>& p) const {
+    return casts_.as<To>(p);
+  }
+
   struct Pending {
     pugi::xml_node connections;
     std::shared_ptr<Object> source;
@@ -460,7 +631,7 @@ class NibBuilder {
     std::shared_ptr<Base> object;
     const String custom = attr(n, "customClass");
     if (!custom.isNil()) {
-      object = std::dynamic_pointer_cast<Base>(registry_.makeObject(custom));
+      object = as<Base>(registry_.makeObject(custom));
       if (!object) {
         if constexpr (std::is_base_of_v<Window, Base>) {
           if (custom.view() == u"NSPanel") object = std::make_shared<Panel>();
@@ -516,13 +687,16 @@ class NibBuilder {
                                                : is(n, "constraint") ? constraint
                                                                      : platformName(e));
       // Kept as archived until asked for: most are constraints nobody reads.
-      std::string packed;
+      // Each name and value with its terminating zero, copied into a string of the right size.
       std::size_t length = 0;
-      n.eachAttribute([&](pugi::xml_attribute a) { length += std::strlen(a.name()) + std::strlen(a.value()) + 2; });
-      packed.reserve(length);
-      n.eachAttribute([&](pugi::xml_attribute a) {
-        packed.append(a.name()).push_back('\0');
-        packed.append(a.value()).push_back('\0');
+      n.eachAttribute([&](const char* name, const char* value) { length += std::strlen(name) + std::strlen(value) + 2; });
+      std::string packed(length, '\0');
+      char* out = packed.data();
+      n.eachAttribute([&](const char* name, const char* value) {
+        for (const char* t : {name, value}) {
+          const std::size_t size = std::strlen(t) + 1;
+          out = static_cast<char*>(std::memcpy(out, t, size)) + size;
+        }
       });
       g->setArchivedAttributes(std::move(packed));
       return std::static_pointer_cast<InterfaceObject>(g);
@@ -611,13 +785,13 @@ class NibBuilder {
       }
       view.setAutoresizingMask(bits);
     }
-    if (pugi::xml_node menu = keyed(n, "menu"); menu && is(menu, "menu") && !dynamic_cast<PopUpButton*>(&view)) {
+    if (pugi::xml_node menu = keyed(n, "menu"); menu && is(menu, "menu") && !as<PopUpButton>(&view)) {
       view.setContextMenu(decodeMenu(menu, depth + 1));
     }
 
-    if (auto* control = dynamic_cast<Control*>(&view)) {
+    if (auto* control = as<Control>(&view)) {
       if (pugi::xml_node c = keyed(n, "cell")) {
-        if (auto cell = std::dynamic_pointer_cast<Cell>(decode(c, depth + 1))) {
+        if (auto cell = as<Cell>(decode(c, depth + 1))) {
           control->setCell(cell);
         } else {
           warn(std::string("the cell of ") + n.name() + " is not a cell");
@@ -627,13 +801,13 @@ class NibBuilder {
     }
 
     // Class-specific parts before the generic subviews, so that e.g. a box's content view exists.
-    if (auto* box = dynamic_cast<Box*>(&view)) decodeBox(n, *box, depth);
-    if (auto* matrix = dynamic_cast<Matrix*>(&view)) decodeMatrix(n, *matrix, depth);
-    if (auto* tabs = dynamic_cast<TabView*>(&view)) decodeTabView(n, *tabs, depth);
-    if (auto* table = dynamic_cast<TableView*>(&view)) decodeTableView(n, *table, depth);
-    if (auto* scroll = dynamic_cast<ScrollView*>(&view)) decodeScrollView(n, *scroll, depth);
-    if (auto* clip = dynamic_cast<ClipView*>(&view)) clip->setDrawsBackground(boolAttr(n, "drawsBackground", true));
-    if (auto* progress = dynamic_cast<ProgressIndicator*>(&view)) {
+    if (auto* box = as<Box>(&view)) decodeBox(n, *box, depth);
+    if (auto* matrix = as<Matrix>(&view)) decodeMatrix(n, *matrix, depth);
+    if (auto* tabs = as<TabView>(&view)) decodeTabView(n, *tabs, depth);
+    if (auto* table = as<TableView>(&view)) decodeTableView(n, *table, depth);
+    if (auto* scroll = as<ScrollView>(&view)) decodeScrollView(n, *scroll, depth);
+    if (auto* clip = as<ClipView>(&view)) clip->setDrawsBackground(boolAttr(n, "drawsBackground", true));
+    if (auto* progress = as<ProgressIndicator>(&view)) {
       progress->setMinValue(numberAttr(n, "minValue", progress->minValue()));
       progress->setMaxValue(numberAttr(n, "maxValue", progress->maxValue()));
       progress->setDoubleValue(numberAttr(n, "doubleValue", progress->doubleValue()));
@@ -642,8 +816,8 @@ class NibBuilder {
       progress->setStyle(std::strcmp(n.attribute("style").value(), "spinning") == 0 ? ProgressIndicator::Style::Spinning
                                                                                    : ProgressIndicator::Style::Bar);
     }
-    if (auto* stack = dynamic_cast<StackView*>(&view)) decodeStackView(n, *stack, depth);
-    if (auto* text = dynamic_cast<TextView*>(&view)) decodeTextView(n, *text);
+    if (auto* stack = as<StackView>(&view)) decodeStackView(n, *stack, depth);
+    if (auto* text = as<TextView>(&view)) decodeTextView(n, *text);
 
     for (pugi::xml_node c = n.child("constraints").first_child(); c; c = c.next_sibling()) {
       if (c.type() == pugi::node_element) view.addConstraint(decode(c, depth + 1));
@@ -652,7 +826,7 @@ class NibBuilder {
     if (pugi::xml_node subviews = n.child("subviews")) {
       for (pugi::xml_node s = subviews.first_child(); s; s = s.next_sibling()) {
         if (s.type() != pugi::node_element) continue;
-        auto sub = std::dynamic_pointer_cast<View>(decode(s, depth + 1));
+        auto sub = as<View>(decode(s, depth + 1));
         if (sub) {
           view.addSubview(sub);
         } else {
@@ -692,7 +866,7 @@ class NibBuilder {
     box.setTransparent(boolAttr(n, "transparent", false));
     if (auto font = fontChild(n, "titleFont", recurring_)) box.setTitleFont(*font);
     if (pugi::xml_node c = keyed(n, "contentView")) {
-      box.setContentView(std::dynamic_pointer_cast<View>(decode(c, depth + 1)));
+      box.setContentView(as<View>(decode(c, depth + 1)));
     } else {
       box.setContentView(nullptr);
     }
@@ -702,7 +876,7 @@ class NibBuilder {
     if (auto s = sizeChild(n, "cellSize")) matrix.setCellSize(*s);
     if (auto s = sizeChild(n, "intercellSpacing")) matrix.setIntercellSpacing(*s);
     matrix.setMode(enumAttr(n, "mode", kMatrixModes, MatrixMode::Radio));
-    if (pugi::xml_node p = keyed(n, "prototype")) matrix.setPrototype(std::dynamic_pointer_cast<Cell>(decode(p, depth + 1)));
+    if (pugi::xml_node p = keyed(n, "prototype")) matrix.setPrototype(as<Cell>(decode(p, depth + 1)));
     // Archived column by column; the matrix keeps them row by row.
     std::vector<std::vector<std::shared_ptr<Cell>>> columns;
     std::size_t rows = 0;
@@ -710,7 +884,7 @@ class NibBuilder {
       std::vector<std::shared_ptr<Cell>> column;
       for (pugi::xml_node c = col.first_child(); c; c = c.next_sibling()) {
         if (c.type() != pugi::node_element) continue;
-        if (auto cell = std::dynamic_pointer_cast<Cell>(decode(c, depth + 1))) column.push_back(cell);
+        if (auto cell = as<Cell>(decode(c, depth + 1))) column.push_back(cell);
       }
       rows = std::max(rows, column.size());
       columns.push_back(std::move(column));
@@ -739,7 +913,7 @@ class NibBuilder {
     if (auto font = fontChild(n, "font", recurring_)) tabs.setFont(*font);
     for (pugi::xml_node i = n.child("tabViewItems").first_child(); i; i = i.next_sibling()) {
       if (i.type() != pugi::node_element) continue;
-      if (auto item = std::dynamic_pointer_cast<TabViewItem>(decode(i, depth + 1))) tabs.addTabViewItem(item);
+      if (auto item = as<TabViewItem>(decode(i, depth + 1))) tabs.addTabViewItem(item);
     }
     if (hasAttr(n, "initialItem")) initialItems_.push_back({&tabs, attr(n, "initialItem")});
   }
@@ -750,7 +924,7 @@ class NibBuilder {
     if (String label = stringProp(n, "label"); !label.isNil()) item->setLabel(label);
     if (hasAttr(n, "identifier")) item->setIdentifier(attr(n, "identifier"));
     if (String tip = stringProp(n, "toolTip"); !tip.isNil()) item->setToolTip(tip);
-    if (pugi::xml_node v = keyed(n, "view")) item->setView(std::dynamic_pointer_cast<View>(decode(v, depth + 1)));
+    if (pugi::xml_node v = keyed(n, "view")) item->setView(as<View>(decode(v, depth + 1)));
     return item;
   }
 
@@ -761,10 +935,10 @@ class NibBuilder {
     if (auto s = sizeChild(n, "intercellSpacing")) table.setIntercellSpacing(*s);
     for (pugi::xml_node c = n.child("tableColumns").first_child(); c; c = c.next_sibling()) {
       if (c.type() != pugi::node_element) continue;
-      if (auto column = std::dynamic_pointer_cast<TableColumn>(decode(c, depth + 1))) table.addTableColumn(column);
+      if (auto column = as<TableColumn>(decode(c, depth + 1))) table.addTableColumn(column);
     }
     if (hasAttr(n, "headerView")) headerViews_.push_back({&table, attr(n, "headerView")});
-    if (auto* outline = dynamic_cast<OutlineView*>(&table)) {
+    if (auto* outline = as<OutlineView>(&table)) {
       outline->setIndentationPerLevel(numberAttr(n, "indentationPerLevel", outline->indentationPerLevel()));
       if (hasAttr(n, "outlineTableColumn")) outlineColumns_.push_back({outline, attr(n, "outlineTableColumn")});
     }
@@ -780,11 +954,11 @@ class NibBuilder {
     column->setHidden(boolAttr(n, "hidden", false));
     column->setEditable(boolAttr(n, "editable", true));
     if (String tip = stringProp(n, "headerToolTip"); !tip.isNil()) column->setHeaderToolTip(tip);
-    if (pugi::xml_node h = keyed(n, "headerCell")) column->setHeaderCell(std::dynamic_pointer_cast<Cell>(decode(h, depth + 1)));
-    if (pugi::xml_node d = keyed(n, "dataCell")) column->setDataCell(std::dynamic_pointer_cast<Cell>(decode(d, depth + 1)));
+    if (pugi::xml_node h = keyed(n, "headerCell")) column->setHeaderCell(as<Cell>(decode(h, depth + 1)));
+    if (pugi::xml_node d = keyed(n, "dataCell")) column->setDataCell(as<Cell>(decode(d, depth + 1)));
     for (pugi::xml_node p = n.child("prototypeCellViews").first_child(); p; p = p.next_sibling()) {
       if (p.type() != pugi::node_element) continue;
-      if (auto v = std::dynamic_pointer_cast<View>(decode(p, depth + 1))) column->addPrototypeCellView(v);
+      if (auto v = as<View>(decode(p, depth + 1))) column->addPrototypeCellView(v);
     }
     return column;
   }
@@ -795,16 +969,16 @@ class NibBuilder {
     scroll.setAutohidesScrollers(boolAttr(n, "autohidesScrollers", false));
     if (hasAttr(n, "borderType")) scroll.setBorderType(attr(n, "borderType"));
     if (pugi::xml_node c = keyed(n, "contentView")) {
-      if (auto clip = std::dynamic_pointer_cast<ClipView>(decode(c, depth + 1))) scroll.setContentView(clip);
+      if (auto clip = as<ClipView>(decode(c, depth + 1))) scroll.setContentView(clip);
     }
     if (pugi::xml_node s = keyed(n, "verticalScroller")) {
-      scroll.setVerticalScroller(std::dynamic_pointer_cast<View>(decode(s, depth + 1)));
+      scroll.setVerticalScroller(as<View>(decode(s, depth + 1)));
     }
     if (pugi::xml_node s = keyed(n, "horizontalScroller")) {
-      scroll.setHorizontalScroller(std::dynamic_pointer_cast<View>(decode(s, depth + 1)));
+      scroll.setHorizontalScroller(as<View>(decode(s, depth + 1)));
     }
     if (pugi::xml_node h = keyed(n, "headerView")) {
-      if (auto header = std::dynamic_pointer_cast<View>(decode(h, depth + 1))) scroll.setHeaderView(header);
+      if (auto header = as<View>(decode(h, depth + 1))) scroll.setHeaderView(header);
     }
   }
 
@@ -845,12 +1019,12 @@ class NibBuilder {
     window->setVisibleAtLaunch(boolAttr(n, "visibleAtLaunch", true));
     window->setReleasedWhenClosed(boolAttr(n, "releasedWhenClosed", true));
     if (hasAttr(n, "frameAutosaveName")) window->setFrameAutosaveName(attr(n, "frameAutosaveName"));
-    if (auto* panel = dynamic_cast<Panel*>(window.get())) {
+    if (auto* panel = as<Panel>(window.get())) {
       panel->setFloatingPanel(boolAttr(n, "floatingPanel", false) || std::strcmp(n.attribute("level").value(), "floating") == 0);
       panel->setBecomesKeyOnlyIfNeeded(boolAttr(n, "becomesKeyOnlyIfNeeded", false));
     }
     if (pugi::xml_node c = keyed(n, "contentView")) {
-      window->setContentView(std::dynamic_pointer_cast<View>(decode(c, depth + 1)));
+      window->setContentView(as<View>(decode(c, depth + 1)));
     }
     if (pugi::xml_node t = n.child("toolbar")) window->setToolbar(decode(t, depth + 1));
     return window;
@@ -871,16 +1045,16 @@ class NibBuilder {
     toolbar->setVisible(boolAttr(n, "visible", true));
     for (pugi::xml_node i = n.child("allowedToolbarItems").first_child(); i; i = i.next_sibling()) {
       if (i.type() != pugi::node_element) continue;
-      if (auto item = std::dynamic_pointer_cast<ToolbarItem>(decode(i, depth + 1))) toolbar->addAllowedItem(item);
+      if (auto item = as<ToolbarItem>(decode(i, depth + 1))) toolbar->addAllowedItem(item);
     }
     // Default items refer to allowed ones, or are standard items written in place.
     for (pugi::xml_node i = n.child("defaultToolbarItems").first_child(); i; i = i.next_sibling()) {
       if (i.type() != pugi::node_element) continue;
       std::shared_ptr<ToolbarItem> item;
       if (hasAttr(i, "reference")) {
-        item = std::dynamic_pointer_cast<ToolbarItem>(lookUp(attr(i, "reference")));
+        item = as<ToolbarItem>(lookUp(attr(i, "reference")));
       } else {
-        item = std::dynamic_pointer_cast<ToolbarItem>(decode(i, depth + 1));
+        item = as<ToolbarItem>(decode(i, depth + 1));
       }
       if (item) toolbar->addDefaultItem(item);
     }
@@ -903,9 +1077,9 @@ class NibBuilder {
     item->setEnabled(boolAttr(n, "enabled", true));
     if (auto s = sizeChild(n, "minSize")) item->setMinSize(*s);
     if (auto s = sizeChild(n, "maxSize")) item->setMaxSize(*s);
-    if (pugi::xml_node v = keyed(n, "view")) item->setView(std::dynamic_pointer_cast<View>(decode(v, depth + 1)));
+    if (pugi::xml_node v = keyed(n, "view")) item->setView(as<View>(decode(v, depth + 1)));
     if (pugi::xml_node m = keyed(n, "menuFormRepresentation")) {
-      item->setMenuFormRepresentation(std::dynamic_pointer_cast<MenuItem>(decode(m, depth + 1)));
+      item->setMenuFormRepresentation(as<MenuItem>(decode(m, depth + 1)));
     }
     return item;
   }
@@ -929,7 +1103,7 @@ class NibBuilder {
     for (const Area& area : kAreas) {
       for (pugi::xml_node v = n.child(area.element).first_child(); v; v = v.next_sibling()) {
         if (v.type() != pugi::node_element) continue;
-        auto view = std::dynamic_pointer_cast<View>(decode(v, depth + 1));
+        auto view = as<View>(decode(v, depth + 1));
         if (view) {
           stack.addView(view, area.gravity);
         } else {
@@ -950,7 +1124,7 @@ class NibBuilder {
     menu->setAutoenablesItems(boolAttr(n, "autoenablesItems", true));
     for (pugi::xml_node i = n.child("items").first_child(); i; i = i.next_sibling()) {
       if (i.type() != pugi::node_element) continue;
-      if (auto item = std::dynamic_pointer_cast<MenuItem>(decode(i, depth + 1))) menu->addItem(item);
+      if (auto item = as<MenuItem>(decode(i, depth + 1))) menu->addItem(item);
     }
     return menu;
   }
@@ -1021,7 +1195,7 @@ class NibBuilder {
     cell->setLineBreakMode(mode);
     const bool scrollable = boolAttr(n, "scrollable", false);
     cell->setScrollable(scrollable);
-    if (!scrollable && dynamic_cast<TextFieldCell*>(cell.get())) {
+    if (!scrollable && as<TextFieldCell>(cell.get())) {
       cell->setWraps(mode == LineBreakMode::ByWordWrapping || mode == LineBreakMode::ByCharWrapping);
     }
     cell->setTruncatesLastVisibleLine(boolAttr(n, "truncatesLastVisibleLine", false));
@@ -1034,14 +1208,14 @@ class NibBuilder {
     cell->setBordered(std::strncmp(border, "border", 6) == 0 || boolAttr(n, "bordered", false));
     cell->setBezeled(std::strcmp(border, "bezel") == 0 || std::strcmp(border, "borderAndBezel") == 0 ||
                      boolAttr(n, "bezeled", false));
-    if (hasAttr(n, "image")) cell->setImageName(recurring_(n.attribute("image")));
+    if (hasAttr(n, "image")) cell->setImageName(recurring_(n.value("image")));
     // Values of sliders, steppers, level indicators and date pickers.
     cell->setMinValue(numberAttr(n, "minValue", cell->minValue()));
     cell->setMaxValue(numberAttr(n, "maxValue", cell->maxValue()));
     cell->setDoubleValue(numberAttr(n, "doubleValue", cell->doubleValue()));
     cell->setNumberOfTickMarks(static_cast<long>(numberAttr(n, "numberOfTickMarks", 0)));
     for (const char* style : {"sliderType", "levelIndicatorStyle", "datePickerStyle"}) {
-      if (hasAttr(n, style)) cell->setControlStyle(recurring_(n.attribute(style)));
+      if (hasAttr(n, style)) cell->setControlStyle(recurring_(n.value(style)));
     }
     // A path control's URL is its value.
     if (pugi::xml_node url = keyed(n, "url"); url && hasAttr(url, "string")) cell->setStringValue(attr(url, "string"));
@@ -1059,22 +1233,22 @@ class NibBuilder {
     }
     if (pugi::xml_node f = keyed(n, "formatter")) cell->setFormatter(decode(f, depth + 1));
 
-    if (auto* button = dynamic_cast<ButtonCell*>(cell.get())) decodeButtonCell(n, *button);
-    if (auto* popUp = dynamic_cast<PopUpButtonCell*>(cell.get())) {
+    if (auto* button = as<ButtonCell>(cell.get())) decodeButtonCell(n, *button);
+    if (auto* popUp = as<PopUpButtonCell>(cell.get())) {
       popUp->setPullsDown(boolAttr(n, "pullsDown", false));
       if (pugi::xml_node m = keyed(n, "menu")) popUp->setMenu(decodeMenu(m, depth + 1));
       if (hasAttr(n, "selectedItem")) selectedItems_.push_back({popUp, attr(n, "selectedItem")});
     }
-    if (auto* field = dynamic_cast<TextFieldCell*>(cell.get())) {
+    if (auto* field = as<TextFieldCell>(cell.get())) {
       if (String p = stringProp(n, "placeholderString"); !p.isNil()) field->setPlaceholderString(p);
       field->setDrawsBackground(boolAttr(n, "drawsBackground", false));
       field->setBackgroundColor(colorChild(n, "backgroundColor", recurring_));
       field->setTextColor(colorChild(n, "textColor", recurring_));
     }
-    if (auto* image = dynamic_cast<ImageCell*>(cell.get())) {
-      if (hasAttr(n, "imageScaling")) image->setImageScaling(recurring_(n.attribute("imageScaling")));
+    if (auto* image = as<ImageCell>(cell.get())) {
+      if (hasAttr(n, "imageScaling")) image->setImageScaling(recurring_(n.value("imageScaling")));
     }
-    if (auto* segmented = dynamic_cast<SegmentedCell*>(cell.get())) {
+    if (auto* segmented = as<SegmentedCell>(cell.get())) {
       if (hasAttr(n, "trackingMode")) segmented->setTrackingMode(attr(n, "trackingMode"));
       for (pugi::xml_node s = n.child("segments").child("segment"); s; s = s.next_sibling("segment")) {
         Segment segment;
@@ -1089,7 +1263,7 @@ class NibBuilder {
       }
     }
     // The title last: a pop-up cell's title selects among the items decoded above.
-    if (!dynamic_cast<PopUpButtonCell*>(cell.get())) {
+    if (!as<PopUpButtonCell>(cell.get())) {
       if (String title = stringProp(n, "title"); !title.isNil()) cell->setTitle(title);
     }
     return cell;
@@ -1103,7 +1277,7 @@ class NibBuilder {
     cell.setImagePosition(enumAttr(n, "imagePosition", kImagePositions,
                                    toggle ? CellImagePosition::ImageLeft : CellImagePosition::NoImage));
     if (String t = stringProp(n, "alternateTitle"); !t.isNil()) cell.setAlternateTitle(t);
-    if (hasAttr(n, "bezelStyle")) cell.setBezelStyle(recurring_(n.attribute("bezelStyle")));
+    if (hasAttr(n, "bezelStyle")) cell.setBezelStyle(recurring_(n.value("bezelStyle")));
     if (hasAttr(n, "alternateImage")) cell.setAlternateImageName(attr(n, "alternateImage"));
     if (String k = stringProp(n, "keyEquivalent"); !k.isNil()) cell.setKeyEquivalent(k);
   }
@@ -1126,14 +1300,18 @@ class NibBuilder {
   // --- cross references and connections ------------------------------------------------------------
 
   // The object made with the identifier; where the archive gives one twice, the later.
-  std::shared_ptr<Object> lookUp(const String& id) const {
-    if (byIdOrder_.size() != byId_.size()) {
-      // Identifiers with their positions: sorting these moves no strings or pointers.
-      for (std::size_t i = byIdOrder_.size(); i < byId_.size(); ++i) {
-        byIdOrder_.emplace_back(byId_[i].first.view(), static_cast<uint32_t>(i));
-      }
-      std::sort(byIdOrder_.begin(), byIdOrder_.end());
+  // Brings the identifiers in order up to date. Identifiers with their positions: sorting these
+  // moves no strings or pointers.
+  void sortIdentifiers() const {
+    if (byIdOrder_.size() == byId_.size()) return;
+    for (std::size_t i = byIdOrder_.size(); i < byId_.size(); ++i) {
+      byIdOrder_.emplace_back(byId_[i].first.view(), static_cast<uint32_t>(i));
     }
+    std::sort(byIdOrder_.begin(), byIdOrder_.end());
+  }
+
+  std::shared_ptr<Object> lookUp(const String& id) const {
+    sortIdentifiers();
     const std::u16string_view wanted = id.view();
     auto it = std::upper_bound(byIdOrder_.begin(), byIdOrder_.end(), wanted,
                                [](std::u16string_view w, const auto& e) { return w < e.first; });
@@ -1143,7 +1321,7 @@ class NibBuilder {
 
   void resolveReferences() {
     for (auto& [table, id] : headerViews_) {
-      auto header = std::dynamic_pointer_cast<View>(lookUp(id));
+      auto header = as<View>(lookUp(id));
       // A header view that contains the table would own its owner.
       if (header && !table->isDescendantOf(header.get())) {
         table->setHeaderView(header);
@@ -1152,7 +1330,7 @@ class NibBuilder {
       }
     }
     for (auto& [outline, id] : outlineColumns_) {
-      auto column = std::dynamic_pointer_cast<TableColumn>(lookUp(id));
+      auto column = as<TableColumn>(lookUp(id));
       if (column) outline->setOutlineTableColumn(column);
     }
     for (auto& [tabs, id] : initialItems_) {
@@ -1187,8 +1365,9 @@ class NibBuilder {
 
   void connect() {
     for (const Pending& p : pending_) {
-      for (pugi::xml_node c = p.connections.first_child(); c; c = c.next_sibling()) {
-        if (c.type() != pugi::node_element) continue;
+      for (pugi::xml_node node = p.connections.first_child(); node; node = node.next_sibling()) {
+        if (node.type() != pugi::node_element) continue;
+        const Element c = Element::gather(node);
         if (is(c, "outlet") || is(c, "outletCollection")) {
           connectOutlet(p, c);
         } else if (is(c, "action")) {
@@ -1200,64 +1379,65 @@ class NibBuilder {
     }
   }
 
-  void connectOutlet(const Pending& p, pugi::xml_node c) {
-    const String property = recurring_(c.attribute("property"));
+  void connectOutlet(const Pending& p, const Element& c) {
+    const String property = recurring_(c.value("property"));
     const String destId = attr(c, "destination");
     bool found = false;
     auto destination = resolve(destId, found);
     if (!found) return warn("outlet " + property.UTF8String() + ": no object " + destId.UTF8String());
     if (!p.source || involvesMissingPlaceholder(destId, destination)) return;
-    if (auto* receiver = dynamic_cast<NibConnectable*>(p.source.get())) receiver->setOutlet(property, destination);
+    if (auto* receiver = as<NibConnectable>(p.source.get())) receiver->setOutlet(property, destination);
     nib_.connections_.push_back(
         {NibConnection::Kind::Outlet, property, p.sourceId, destId, String(), p.source, destination, attr(c, "id")});
   }
 
-  void connectAction(const Pending& p, pugi::xml_node c) {
-    const String selector = recurring_(c.attribute("selector"));
+  void connectAction(const Pending& p, const Element& c) {
+    const String selector = recurring_(c.value("selector"));
     const String targetId = attr(c, "target");
     bool found = false;
     auto target = resolve(targetId, found);
     if (!found) return warn("action " + selector.UTF8String() + ": no object " + targetId.UTF8String());
     if (!p.source || involvesMissingPlaceholder(targetId, target)) return;
     Object* sender = p.source.get();
-    if (auto* control = dynamic_cast<Control*>(sender)) {
+    if (auto* control = as<Control>(sender)) {
       control->setTarget(target);
       control->setAction(selector);
-    } else if (auto* cell = dynamic_cast<ActionCell*>(sender)) {
+    } else if (auto* cell = as<ActionCell>(sender)) {
       cell->setTarget(target);
       cell->setAction(selector);
-    } else if (auto* item = dynamic_cast<MenuItem*>(sender)) {
+    } else if (auto* item = as<MenuItem>(sender)) {
       item->setTarget(target);
       item->setAction(selector);
-    } else if (auto* toolbarItem = dynamic_cast<ToolbarItem*>(sender)) {
+    } else if (auto* toolbarItem = as<ToolbarItem>(sender)) {
       toolbarItem->setTarget(target);
       toolbarItem->setAction(selector);
     }
-    if (auto* receiver = dynamic_cast<NibConnectable*>(target.get())) receiver->connectAction(selector, p.source);
+    if (auto* receiver = as<NibConnectable>(target.get())) receiver->connectAction(selector, p.source);
     nib_.connections_.push_back(
         {NibConnection::Kind::Action, selector, p.sourceId, targetId, String(), p.source, target, attr(c, "id")});
   }
 
-  void connectBinding(const Pending& p, pugi::xml_node c) {
-    const String name = recurring_(c.attribute("name"));
+  void connectBinding(const Pending& p, const Element& c) {
+    const String name = recurring_(c.value("name"));
     const String destId = attr(c, "destination");
-    const String keyPath = recurring_(c.attribute("keyPath"));
+    const String keyPath = recurring_(c.value("keyPath"));
     bool found = false;
     auto destination = resolve(destId, found);
     if (!found) warn("binding " + name.UTF8String() + ": no object " + destId.UTF8String());
-    auto* bindable = dynamic_cast<Bindable*>(p.source.get());
+    auto* bindable = as<Bindable>(p.source.get());
     if (!bindable) return;
     std::vector<Dictionary::Entry> options;
-    for (pugi::xml_node o = keyed(c, "options").first_child(); o; o = o.next_sibling()) {
-      if (o.type() != pugi::node_element) continue;
+    for (pugi::xml_node option = keyed(c, "options").first_child(); option; option = option.next_sibling()) {
+      if (option.type() != pugi::node_element) continue;
+      const Element o(option);
       bool understood = false;
       Value v = optionValue(o, understood);
       if (!understood) {
-        warn("binding " + name.UTF8String() + ": option " + o.attribute("key").value() + " of kind <" + o.name() +
+        warn("binding " + name.UTF8String() + ": option " + o.text("key") + " of kind <" + o.name() +
              "> skipped");
         continue;
       }
-      if (!v.isNil()) options.emplace_back(recurring_(o.attribute("key")), std::move(v));
+      if (!v.isNil()) options.emplace_back(recurring_(o.value("key")), std::move(v));
     }
     bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
     nib_.connections_.push_back(
@@ -1270,6 +1450,7 @@ class NibBuilder {
   std::size_t used_ = 0;
   Nib nib_;
   RecurringStrings recurring_;
+  mutable Casts casts_;
   std::vector<std::shared_ptr<InterfaceObject>> made_;
   // Every identified object in the order made, and its identifiers in order with their
   // positions (brought up to date when looked up; among equal identifiers the later sorts last).
