@@ -125,6 +125,7 @@ class Element {
       entry.value = a.value();
       entry.head = head(entry.name);
       entry.attribute = a.internal_object();
+      e.heads_ |= bit(entry.head);
     }
     for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling()) {
       if (c.type() != pugi::node_element) continue;
@@ -217,9 +218,13 @@ class Element {
     const auto first = static_cast<unsigned char>(name[0]);
     return static_cast<uint16_t>(first | (first ? static_cast<unsigned char>(name[1]) << 8 : 0));
   }
+  // One of 64 bits for a name's first two bytes: most names asked for are absent, and most of those
+  // find their bit clear.
+  static uint64_t bit(uint16_t head) { return uint64_t{1} << (uint64_t{head} * 0x9E3779B97F4A7C15ull >> 58); }
   const Attribute* find(const char* name) const {
     if (!gathered_) return nullptr;
     const uint16_t h = head(name);
+    if (!(heads_ & bit(h))) return nullptr;
     for (unsigned i = 0; i < attributeCount_; ++i) {
       if (attributes_[i].head == h && std::strcmp(attributes_[i].name, name) == 0) return &attributes_[i];
     }
@@ -233,6 +238,7 @@ class Element {
   bool allChildren_ = true;
   unsigned attributeCount_ = 0;
   unsigned childCount_ = 0;
+  uint64_t heads_ = 0;  // bit() of every listed attribute
   // Left unset past their counts: an element made from a node writes none of them.
   Attribute attributes_[kAttributes];
   Child children_[kChildren];
@@ -562,7 +568,7 @@ class NibBuilder {
     // In the order already sorted for lookUp, the placeholders after any object of the same
     // identifier, so that the index need not sort again.
     sortIdentifiers();
-    for (const auto& [view, position] : byIdOrder_) identified.emplace_back(std::move(byId_[position].first), byId_[position].second);
+    for (const OrderedId& e : byIdOrder_) identified.emplace_back(std::move(byId_[e.position].first), byId_[e.position].second);
     for (const auto& [id, object] : {std::pair{u"-2", options_.owner}, std::pair{u"-3", options_.application}}) {
       if (!object) continue;
       auto at = std::upper_bound(identified.begin(), identified.end(), std::u16string_view(id),
@@ -1299,24 +1305,43 @@ class NibBuilder {
 
   // --- cross references and connections ------------------------------------------------------------
 
-  // The object made with the identifier; where the archive gives one twice, the later.
-  // Brings the identifiers in order up to date. Identifiers with their positions: sorting these
-  // moves no strings or pointers.
+  // An identifier with its position in byId_, and its first four code units as one number, which
+  // orders most pairs of identifiers by itself (units past the end count as 0, below any other).
+  struct OrderedId {
+    uint64_t prefix;
+    std::u16string_view id;
+    uint32_t position;
+
+    static uint64_t prefixOf(std::u16string_view id) {
+      uint64_t prefix = 0;
+      for (std::size_t i = 0; i < 4; ++i) prefix = prefix << 16 | (i < id.size() ? id[i] : 0);
+      return prefix;
+    }
+    bool operator<(const OrderedId& o) const {
+      if (prefix != o.prefix) return prefix < o.prefix;
+      if (int c = id.compare(o.id)) return c < 0;
+      return position < o.position;
+    }
+  };
+
+  // Brings the identifiers in order up to date: sorting these moves no strings or pointers, and
+  // among equal identifiers the later made sorts last.
   void sortIdentifiers() const {
     if (byIdOrder_.size() == byId_.size()) return;
     for (std::size_t i = byIdOrder_.size(); i < byId_.size(); ++i) {
-      byIdOrder_.emplace_back(byId_[i].first.view(), static_cast<uint32_t>(i));
+      const std::u16string_view id = byId_[i].first.view();
+      byIdOrder_.push_back({OrderedId::prefixOf(id), id, static_cast<uint32_t>(i)});
     }
     std::sort(byIdOrder_.begin(), byIdOrder_.end());
   }
 
+  // The object made with the identifier; where the archive gives one twice, the later.
   std::shared_ptr<Object> lookUp(const String& id) const {
     sortIdentifiers();
-    const std::u16string_view wanted = id.view();
-    auto it = std::upper_bound(byIdOrder_.begin(), byIdOrder_.end(), wanted,
-                               [](std::u16string_view w, const auto& e) { return w < e.first; });
-    if (it == byIdOrder_.begin() || (it - 1)->first != wanted) return nullptr;
-    return byId_[(it - 1)->second].second;
+    const OrderedId wanted{OrderedId::prefixOf(id.view()), id.view(), UINT32_MAX};
+    auto it = std::upper_bound(byIdOrder_.begin(), byIdOrder_.end(), wanted);
+    if (it == byIdOrder_.begin() || (it - 1)->id != wanted.id) return nullptr;
+    return byId_[(it - 1)->position].second;
   }
 
   void resolveReferences() {
@@ -1455,7 +1480,7 @@ class NibBuilder {
   // Every identified object in the order made, and its identifiers in order with their
   // positions (brought up to date when looked up; among equal identifiers the later sorts last).
   std::vector<std::pair<String, std::shared_ptr<Object>>> byId_;
-  mutable std::vector<std::pair<std::u16string_view, uint32_t>> byIdOrder_;
+  mutable std::vector<OrderedId> byIdOrder_;
   std::vector<Pending> pending_;
   std::vector<std::pair<TableView*, String>> headerViews_;
   std::vector<std::pair<OutlineView*, String>> outlineColumns_;
