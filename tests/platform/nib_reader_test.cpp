@@ -1,6 +1,7 @@
 // The interface document reader: synthetic documents for the rules, the shared corpus for reality.
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <filesystem>
 #include <fstream>
 
@@ -460,6 +461,111 @@ TEST(NibReader, ManyAttributesAndRepeatedIdentifiers) {
   const Dictionary options = binder->bindingInfos()[0]->options();
   EXPECT_FALSE(options.isNil());
   EXPECT_EQ(options.count(), 0u);
+}
+
+// A button with another base in front of it: its view part does not start where the object does.
+struct Tally {
+  virtual ~Tally() = default;
+  long count = 7;
+};
+class TalliedButton : public Tally, public Button {
+ public:
+  String className() const override { return u"TalliedButton"; }
+};
+
+// Base64 as written in documents: the standard alphabet with padding, then white space put in.
+std::string base64(const std::string& bytes) {
+  static const char* kAlphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string out;
+  for (std::size_t i = 0; i < bytes.size(); i += 3) {
+    const std::size_t n = std::min<std::size_t>(3, bytes.size() - i);
+    unsigned v = 0;
+    for (std::size_t k = 0; k < 3; ++k) v = v << 8 | (k < n ? static_cast<unsigned char>(bytes[i + k]) : 0u);
+    for (std::size_t k = 0; k < 4; ++k) out += k <= n ? kAlphabet[(v >> (18 - 6 * k)) & 63] : '=';
+  }
+  return out;
+}
+
+TEST(NibReader, NumbersTextsAndClassesAsWritten) {
+  // Numbers, each against what the C library's strtod makes of the same text (0 where it reads none).
+  const std::vector<std::string> numbers = {"0.1", "-2.5", "007", "1e3", "12abc", " 5", "1.", ".5", "+4", "-0",
+                                            "123456789012345678", "0.30000000000000004", "999999999999999.9",
+                                            "12345.678901234", "1.7976931348623157e308", "0.000000000000000000001",
+                                            ".", "", "-", "abc", "311.5"};
+  // Texts of every length around the four-character groups, with white space at changing places.
+  std::vector<std::string> texts;
+  for (std::size_t n = 0; n < 14; ++n) texts.push_back(std::string("h\xC3\xA9llo w\xE2\x82\xAC" "rld 12345").substr(0, n));
+  std::string objects = "<customView id=\"top\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"1\" height=\"1\"/><subviews>";
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    objects += "<customView id=\"n" + std::to_string(i) + "\"><rect key=\"frame\" x=\"" + numbers[i] +
+               "\" y=\"0\" width=\"1\" height=\"1\"/></customView>";
+  }
+  // Two buttons of the class above: the second is set up from what the first taught the reader.
+  for (const char* id : {"tb1", "tb2"}) {
+    objects += std::string("<button id=\"") + id + R"(" customClass="TalliedButton"><rect key="frame" x="3" y="4" width="5" height="6"/>
+      <buttonCell key="cell" type="push" title=")" + id + R"(" id=")" + id + R"(c"/>
+      <connections><action selector="press:" target="-2" id=")" + id + R"(a"/></connections></button>)";
+  }
+  // A view with more child elements than the reader lists: its frame and connections come after them.
+  objects += R"(<customView id="many">)";
+  for (int i = 0; i < 20; ++i) objects += "<extra key=\"e" + std::to_string(i) + "\"/>";
+  objects += R"(<rect key="frame" x="9" y="8" width="7" height="6"/><connections><outlet property="helper" destination="tb1" id="o1"/></connections></customView>)";
+  objects += "</subviews></customView><menu title=\"T\" id=\"texts\"><items>";
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    std::string encoded = base64(texts[i]);
+    for (std::size_t at = i % 5; at < encoded.size(); at += 3 + i % 4) encoded.insert(at, i % 2 ? "\n " : " ");
+    objects += "<menuItem id=\"s" + std::to_string(i) + "\"><string key=\"title\" base64-UTF8=\"YES\">" + encoded +
+               "</string></menuItem>";
+  }
+  objects += "</items></menu>";
+
+  ClassRegistry registry;
+  registry.registerClass<TalliedButton>(u"TalliedButton");
+  NibLoadOptions options;
+  options.registry = &registry;
+  auto owner = std::make_shared<Owner>();
+  options.owner = owner;
+  NibReadResult r = readNibData(document(objects), options);
+  ASSERT_TRUE(r) << r.error().reason;
+  const Nib& nib = r.nib();
+
+  for (std::size_t i = 0; i < numbers.size(); ++i) {
+    auto view = std::dynamic_pointer_cast<View>(nib.objectWithIdentifier(String::fromUTF8("n" + std::to_string(i))));
+    ASSERT_TRUE(view);
+    char* end = nullptr;
+    const double parsed = std::strtod(numbers[i].c_str(), &end);
+    const double expected = end == numbers[i].c_str() ? 0 : parsed;
+    EXPECT_EQ(view->frame().x, expected) << "x=\"" << numbers[i] << "\"";
+    EXPECT_EQ(std::signbit(view->frame().x), std::signbit(expected)) << "x=\"" << numbers[i] << "\"";
+  }
+
+  for (const char* id : {"tb1", "tb2"}) {
+    auto button = std::dynamic_pointer_cast<TalliedButton>(nib.objectWithIdentifier(String::fromUTF8(id)));
+    ASSERT_TRUE(button) << id;
+    EXPECT_EQ(button->count, 7);
+    EXPECT_EQ(button->frame().x, 3);
+    EXPECT_EQ(button->frame().h, 6);
+    ASSERT_TRUE(button->cell()) << id;
+    EXPECT_EQ(button->cell()->title(), String::fromUTF8(id));
+    EXPECT_EQ(button->action(), String(u"press:"));
+    EXPECT_EQ(button->target(), owner);
+  }
+  ASSERT_EQ(owner->actions.size(), 2u);
+  EXPECT_EQ(owner->actions[1].second, nib.objectWithIdentifier(u"tb2"));
+
+  auto many = std::dynamic_pointer_cast<View>(nib.objectWithIdentifier(u"many"));
+  ASSERT_TRUE(many);
+  EXPECT_EQ(many->frame().x, 9);
+  EXPECT_EQ(many->frame().w, 7);
+  bool outlet = false;
+  for (const NibConnection& c : nib.connections()) outlet |= c.label == String(u"helper") && c.destinationIdentifier == String(u"tb1");
+  EXPECT_TRUE(outlet) << "the connections after twenty other children";
+
+  for (std::size_t i = 0; i < texts.size(); ++i) {
+    auto item = std::dynamic_pointer_cast<MenuItem>(nib.objectWithIdentifier(String::fromUTF8("s" + std::to_string(i))));
+    ASSERT_TRUE(item);
+    EXPECT_EQ(item->title(), String::fromUTF8(texts[i])) << "length " << texts[i].size();
+  }
 }
 
 // --- the shared corpus -----------------------------------------------------------------------------
