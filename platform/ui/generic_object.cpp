@@ -1,6 +1,7 @@
 // Generic archived objects: outlets kept by name.
 #include "tq/platform/ui/generic_object.h"
 
+#include <cstdint>
 #include <cstring>
 #include <vector>
 
@@ -24,27 +25,36 @@ Dictionary unpack(const std::string& packed) {
 
 }  // namespace
 
+// Unpacking is guarded by one of a few locks shared by all objects, taken only by the first
+// question after attributes were archived. A once-flag per object would cost the first question a
+// futex call, whether or not any other thread waits.
+std::mutex& GenericObject::unpackLock() const {
+  static std::mutex locks[16];
+  return locks[(reinterpret_cast<std::uintptr_t>(this) >> 6) & 15];
+}
+
 const Dictionary& GenericObject::attributes() const {
-  asked_.store(true, std::memory_order_release);
-  std::call_once(unpacked_, [this] {
-    if (packed_.empty()) return;
-    attributes_ = unpack(packed_);
-    std::string().swap(packed_);
-  });
+  if (!unpacked_.load(std::memory_order_acquire)) {
+    std::lock_guard<std::mutex> hold(unpackLock());
+    if (!unpacked_.load(std::memory_order_relaxed)) {
+      attributes_ = unpack(packed_);
+      std::string().swap(packed_);
+      unpacked_.store(true, std::memory_order_release);
+    }
+  }
   return attributes_;
 }
 
 void GenericObject::setAttributes(Dictionary attributes) {
-  this->attributes();  // settles archived attributes not yet unpacked
+  std::string().swap(packed_);
   attributes_ = std::move(attributes);
+  unpacked_.store(true, std::memory_order_release);
 }
 
 void GenericObject::setArchivedAttributes(std::string packed) {
-  if (!asked_.load(std::memory_order_acquire)) {
-    packed_ = std::move(packed);
-    return;
-  }
-  attributes_ = unpack(packed);
+  if (packed.empty()) return setAttributes(Dictionary::empty());
+  packed_ = std::move(packed);
+  unpacked_.store(false, std::memory_order_release);
 }
 
 void GenericObject::setOutlet(const String& property, const std::shared_ptr<Object>& destination) {

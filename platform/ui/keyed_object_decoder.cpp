@@ -12,6 +12,7 @@
 // they hold a cell, a View when they have a frame or subviews, an ActionCell for cells, else a
 // GenericObject; className() keeps the archived name ("NSStepper").
 #include "keyed_object_decoder.h"
+#include "remembered_casts.h"
 
 #include <cmath>
 #include <cstdio>
@@ -110,7 +111,7 @@ class KeyedNibDecoder {
     resolveReferences();
     for (uint32_t c : layout_.connectors) connect(c);
     for (const auto& object : made_) object->awakeFromNib();
-    if (auto owner = std::dynamic_pointer_cast<InterfaceObject>(options_.owner)) owner->awakeFromNib();
+    if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
     nib_.objectCount_ = made_.size();
     std::vector<Nib::IdentifiedObject> identified;
@@ -325,7 +326,7 @@ class KeyedNibDecoder {
   std::shared_ptr<Base> make(const String& custom, const Factory& fallback) {
     std::shared_ptr<Base> object;
     if (!custom.isNil() && custom.length() > 0) {
-      object = std::dynamic_pointer_cast<Base>(registry_.makeObject(custom));
+      object = as<Base>(registry_.makeObject(custom));
       if constexpr (std::is_base_of_v<Window, Base>) {
         if (!object && custom == String(u"NSPanel")) object = std::make_shared<Panel>();
       }
@@ -378,7 +379,7 @@ class KeyedNibDecoder {
     const int64_t r = ref(o, key);
     if (r < 0) return nullptr;
     auto object = decode(static_cast<uint32_t>(r), depth + 1, key);
-    auto typed = std::dynamic_pointer_cast<T>(object);
+    auto typed = as<T>(object);
     if (object && !typed) warn(describe(o) + ": " + key + " holds a " + a_.className(static_cast<uint32_t>(r)) + ", skipped");
     return typed;
   }
@@ -530,30 +531,30 @@ class KeyedNibDecoder {
     if (String tip = string(o, "NSToolTip"); !tip.isNil()) view.setToolTip(tip);
     if (has(o, "NSTag")) view.setTag(integer(o, "NSTag"));
     if (String id = string(o, "NSUserInterfaceItemIdentifier"); !id.isNil()) view.setIdentifier(id);
-    if (!dynamic_cast<PopUpButton*>(&view)) {
+    if (!as<PopUpButton>(&view)) {
       if (auto menu = child<Menu>(o, "NSMenu", depth)) view.setContextMenu(menu);
     }
 
-    if (auto* control = dynamic_cast<Control*>(&view)) {
+    if (auto* control = as<Control>(&view)) {
       if (has(o, "NSCell")) {
         if (auto cell = child<Cell>(o, "NSCell", depth)) control->setCell(cell);
       }
     }
 
     bool ownSubviews = true;
-    if (auto* box = dynamic_cast<Box*>(&view)) decodeBox(o, *box, depth), ownSubviews = false;
-    if (auto* matrix = dynamic_cast<Matrix*>(&view)) decodeMatrix(o, *matrix, depth);
-    if (auto* tabs = dynamic_cast<TabView*>(&view)) decodeTabView(o, *tabs, depth), ownSubviews = false;
-    if (auto* table = dynamic_cast<TableView*>(&view)) decodeTableView(o, *table, depth);
-    if (auto* scroll = dynamic_cast<ScrollView*>(&view)) decodeScrollView(o, *scroll, depth), ownSubviews = false;
-    if (auto* clip = dynamic_cast<ClipView*>(&view)) {
+    if (auto* box = as<Box>(&view)) decodeBox(o, *box, depth), ownSubviews = false;
+    if (auto* matrix = as<Matrix>(&view)) decodeMatrix(o, *matrix, depth);
+    if (auto* tabs = as<TabView>(&view)) decodeTabView(o, *tabs, depth), ownSubviews = false;
+    if (auto* table = as<TableView>(&view)) decodeTableView(o, *table, depth);
+    if (auto* scroll = as<ScrollView>(&view)) decodeScrollView(o, *scroll, depth), ownSubviews = false;
+    if (auto* clip = as<ClipView>(&view)) {
       clip->setDrawsBackground((integer(o, "NScvFlags", 4) & 4) != 0);
       if (auto doc = child<View>(o, "NSDocView", depth)) clip->setDocumentView(doc);
       ownSubviews = false;
     }
-    if (auto* stack = dynamic_cast<StackView*>(&view)) decodeStackView(o, *stack, depth), ownSubviews = false;
-    if (auto* text = dynamic_cast<TextView*>(&view)) decodeTextView(o, *text);
-    if (auto* progress = dynamic_cast<ProgressIndicator*>(&view)) {
+    if (auto* stack = as<StackView>(&view)) decodeStackView(o, *stack, depth), ownSubviews = false;
+    if (auto* text = as<TextView>(&view)) decodeTextView(o, *text);
+    if (auto* progress = as<ProgressIndicator>(&view)) {
       progress->setMinValue(number(o, "NSMinValue", progress->minValue()));
       progress->setMaxValue(number(o, "NSMaxValue", progress->maxValue()));
       progress->setDoubleValue(number(o, "NSValue", progress->doubleValue()));
@@ -564,7 +565,7 @@ class KeyedNibDecoder {
     }
     if (!ownSubviews) return;
     for (uint32_t s : memberObjects(ref(o, "NSSubviews"))) {
-      auto sub = std::dynamic_pointer_cast<View>(decode(s, depth + 1, "NSSubviews"));
+      auto sub = as<View>(decode(s, depth + 1, "NSSubviews"));
       if (sub && sub->superview() && sub->superview() != &view) {
         warn(describe(s) + " is a subview of two views; kept in the first");
       } else if (sub) {
@@ -625,7 +626,7 @@ class KeyedNibDecoder {
     if (auto p = child<Cell>(o, "NSCellPrototype", depth)) matrix.setPrototype(p);
     std::vector<std::shared_ptr<Cell>> cells;
     for (uint32_t c : memberObjects(ref(o, "NSCells"))) {
-      if (auto cell = std::dynamic_pointer_cast<Cell>(decode(c, depth + 1, "NSCells"))) cells.push_back(cell);
+      if (auto cell = as<Cell>(decode(c, depth + 1, "NSCells"))) cells.push_back(cell);
     }
     // Cells are stored row by row. A grid the cells do not fill is cut to the rows they reach, so
     // the grid never outgrows what the archive holds.
@@ -645,7 +646,7 @@ class KeyedNibDecoder {
     tabs.setTabViewType(static_cast<TabViewType>(std::min(type, 6L)));
     if (auto f = font(get(o, "NSFont"))) tabs.setFont(*f);
     for (uint32_t i : memberObjects(ref(o, "NSTabViewItems"))) {
-      if (auto item = std::dynamic_pointer_cast<TabViewItem>(decode(i, depth + 1, "NSTabViewItems"))) tabs.addTabViewItem(item);
+      if (auto item = as<TabViewItem>(decode(i, depth + 1, "NSTabViewItems"))) tabs.addTabViewItem(item);
     }
     const int64_t selected = ref(o, "NSSelectedTabViewItem");
     if (selected >= 0) selectedTabs_.push_back({&tabs, static_cast<uint32_t>(selected)});
@@ -668,11 +669,11 @@ class KeyedNibDecoder {
     }
     table.setViewBased(has(o, "NSTableViewArchivedReusableViewsKey"));
     for (uint32_t c : memberObjects(ref(o, "NSTableColumns"))) {
-      if (auto column = std::dynamic_pointer_cast<TableColumn>(decode(c, depth + 1, "NSTableColumns"))) table.addTableColumn(column);
+      if (auto column = as<TableColumn>(decode(c, depth + 1, "NSTableColumns"))) table.addTableColumn(column);
     }
     const int64_t header = ref(o, "NSHeaderView");
     if (header >= 0) headerViews_.push_back({&table, static_cast<uint32_t>(header)});
-    if (auto* outline = dynamic_cast<OutlineView*>(&table)) {
+    if (auto* outline = as<OutlineView>(&table)) {
       outline->setIndentationPerLevel(number(o, "NSOutlineViewIndentationPerLevelKey", outline->indentationPerLevel()));
       const int64_t column = ref(o, "NSOutlineViewOutlineTableColumnKey");
       if (column >= 0) outlineColumns_.push_back({outline, static_cast<uint32_t>(column)});
@@ -706,7 +707,7 @@ class KeyedNibDecoder {
     if (auto s = child<View>(o, "NSHScroller", depth)) scroll.setHorizontalScroller(s);
     // The header sits in a clip view of its own; the model keeps the header view itself.
     if (auto headerClip = child<View>(o, "NSHeaderClipView", depth)) {
-      auto* clip = dynamic_cast<ClipView*>(headerClip.get());
+      auto* clip = as<ClipView>(headerClip.get());
       auto header = clip ? clip->documentView() : headerClip;
       if (header) {
         header->removeFromSuperview();
@@ -735,12 +736,12 @@ class KeyedNibDecoder {
       int64_t views = ref(c, "NSStackViewContainerNonDroppedViews");
       if (views < 0) views = ref(c, "NSStackViewContainerViews");
       for (uint32_t v : memberObjects(views)) {
-        auto view = std::dynamic_pointer_cast<View>(decode(v, depth + 1, area.key));
+        auto view = as<View>(decode(v, depth + 1, area.key));
         if (view && placed.insert(view.get()).second) stack.addView(view, area.gravity);
       }
     }
     for (uint32_t s : memberObjects(ref(o, "NSSubviews"))) {
-      auto view = std::dynamic_pointer_cast<View>(decode(s, depth + 1, "NSSubviews"));
+      auto view = as<View>(decode(s, depth + 1, "NSSubviews"));
       if (view && placed.insert(view.get()).second) stack.addSubview(view);
     }
   }
@@ -800,7 +801,7 @@ class KeyedNibDecoder {
       const bool contentFirst = static_cast<uint32_t>(a) == contentObject;
       const int64_t other = contentFirst ? b : a;
       if (!contentFirst && static_cast<uint32_t>(b) != contentObject) continue;
-      auto sub = std::dynamic_pointer_cast<View>(memo_[static_cast<std::size_t>(other)]);
+      auto sub = as<View>(memo_[static_cast<std::size_t>(other)]);
       if (!sub || sub->superview() != content.get()) continue;
       // Positive constants point right and down: the margin is the distance inwards from the edge.
       const double constant = number(c, "NSConstant", 0);
@@ -838,7 +839,7 @@ class KeyedNibDecoder {
     toolbar->setVisible(boolean(o, "NSToolbarPrefersToBeShown", true));
     auto item = [&](const ArchiveValue& v, const char* key) -> std::shared_ptr<ToolbarItem> {
       if (!v.isObject()) return nullptr;
-      return std::dynamic_pointer_cast<ToolbarItem>(decode(v.index, depth + 1, key));
+      return as<ToolbarItem>(decode(v.index, depth + 1, key));
     };
     for (const char* key : {"NSToolbarIBAllowedItems", "NSToolbarIBIdentifiedItems"}) {
       for (const auto& [k, v] : dictionary(ref(o, key))) {
@@ -894,7 +895,7 @@ class KeyedNibDecoder {
     }
     menu->setAutoenablesItems(!boolean(o, "NSNoAutoenable", false));
     for (uint32_t i : memberObjects(ref(o, "NSMenuItems"))) {
-      if (auto item = std::dynamic_pointer_cast<MenuItem>(decode(i, depth + 1, "NSMenuItems"))) menu->addItem(item);
+      if (auto item = as<MenuItem>(decode(i, depth + 1, "NSMenuItems"))) menu->addItem(item);
     }
     return menu;
   }
@@ -959,7 +960,7 @@ class KeyedNibDecoder {
     cell->setLineBreakMode(mode);
     const bool scrollable = (flags & 0x100000ul) != 0;
     cell->setScrollable(scrollable);
-    if (!scrollable && dynamic_cast<TextFieldCell*>(cell.get())) {
+    if (!scrollable && as<TextFieldCell>(cell.get())) {
       // The wraps bit is stored inverted.
       cell->setWraps((flags & 0x40ul) == 0 &&
                      (mode == LineBreakMode::ByWordWrapping || mode == LineBreakMode::ByCharWrapping));
@@ -975,27 +976,27 @@ class KeyedNibDecoder {
     decodeValues(o, *cell);
 
     const ArchiveValue contents = get(o, "NSContents");
-    if (auto* image = dynamic_cast<ImageCell*>(cell.get())) {
+    if (auto* image = as<ImageCell>(cell.get())) {
       if (String name = imageName(contents); !name.isNil()) image->setImageName(name);
       static constexpr const char16_t* kScaling[] = {u"proportionallyDown", u"axesIndependently", u"none",
                                                      u"proportionallyUpOrDown"};
       const long scale = integer(o, "NSScale", 0);
       if (scale >= 0 && scale < 4) image->setImageScaling(kScaling[scale]);
     }
-    if (auto* button = dynamic_cast<ButtonCell*>(cell.get())) decodeButtonCell(o, *button);
-    if (auto* popUp = dynamic_cast<PopUpButtonCell*>(cell.get())) {
+    if (auto* button = as<ButtonCell>(cell.get())) decodeButtonCell(o, *button);
+    if (auto* popUp = as<PopUpButtonCell>(cell.get())) {
       popUp->setPullsDown(boolean(o, "NSPullDown", false));
       if (auto menu = child<Menu>(o, "NSMenu", depth)) popUp->setMenu(menu);
       const int64_t selected = ref(o, "NSMenuItem");
       if (selected >= 0) selectedItems_.push_back({popUp, static_cast<uint32_t>(selected)});
     }
-    if (auto* field = dynamic_cast<TextFieldCell*>(cell.get())) {
+    if (auto* field = as<TextFieldCell>(cell.get())) {
       if (String p = string(o, "NSPlaceholderString"); !p.isNil()) field->setPlaceholderString(p);
       field->setDrawsBackground(boolean(o, "NSDrawsBackground", false));
       field->setBackgroundColor(color(get(o, "NSBackgroundColor")));
       field->setTextColor(color(get(o, "NSTextColor")));
     }
-    if (auto* segmented = dynamic_cast<SegmentedCell*>(cell.get())) {
+    if (auto* segmented = as<SegmentedCell>(cell.get())) {
       static constexpr const char16_t* kTracking[] = {u"selectOne", u"selectAny", u"momentary"};
       const long tracking = integer(o, "NSTrackingMode", 0);
       if (tracking >= 0 && tracking < 3) segmented->setTrackingMode(kTracking[tracking]);
@@ -1015,7 +1016,7 @@ class KeyedNibDecoder {
       }
     }
     // The title last, as in the document reader: a pop-up takes its title from the selected item.
-    if (!dynamic_cast<PopUpButtonCell*>(cell.get()) && !dynamic_cast<ImageCell*>(cell.get())) {
+    if (!as<PopUpButtonCell>(cell.get()) && !as<ImageCell>(cell.get())) {
       std::string text;
       if (a_.stringOf(contents, text)) cell->setTitle(utf8(text));
     }
@@ -1064,11 +1065,11 @@ class KeyedNibDecoder {
 
   void resolveReferences() {
     for (auto& [table, o] : headerViews_) {
-      auto header = std::dynamic_pointer_cast<View>(made(o));
+      auto header = as<View>(made(o));
       if (header && !table->isDescendantOf(header.get())) table->setHeaderView(header);
     }
     for (auto& [outline, o] : outlineColumns_) {
-      if (auto column = std::dynamic_pointer_cast<TableColumn>(made(o))) outline->setOutlineTableColumn(column);
+      if (auto column = as<TableColumn>(made(o))) outline->setOutlineTableColumn(column);
     }
     for (auto& [tabs, o] : selectedTabs_) {
       for (long i = 0; i < tabs->numberOfTabViewItems(); ++i) {
@@ -1150,27 +1151,27 @@ class KeyedNibDecoder {
     if ((destinationId == String(u"-2") || destinationId == String(u"-3")) && !to) return;
     if (outlet) {
       if (!from) return;
-      if (auto* receiver = dynamic_cast<NibConnectable*>(from.get())) receiver->setOutlet(label, to);
+      if (auto* receiver = as<NibConnectable>(from.get())) receiver->setOutlet(label, to);
       nib_.connections_.push_back(
           {NibConnection::Kind::Outlet, label, sourceId, destinationId, String(), from, to, designerIdentifierOf(c)});
       return;
     }
     if (!from) return;
     Object* sender = from.get();
-    if (auto* control = dynamic_cast<Control*>(sender)) {
+    if (auto* control = as<Control>(sender)) {
       control->setTarget(to);
       control->setAction(label);
-    } else if (auto* cell = dynamic_cast<ActionCell*>(sender)) {
+    } else if (auto* cell = as<ActionCell>(sender)) {
       cell->setTarget(to);
       cell->setAction(label);
-    } else if (auto* item = dynamic_cast<MenuItem*>(sender)) {
+    } else if (auto* item = as<MenuItem>(sender)) {
       item->setTarget(to);
       item->setAction(label);
-    } else if (auto* toolbarItem = dynamic_cast<ToolbarItem*>(sender)) {
+    } else if (auto* toolbarItem = as<ToolbarItem>(sender)) {
       toolbarItem->setTarget(to);
       toolbarItem->setAction(label);
     }
-    if (auto* receiver = dynamic_cast<NibConnectable*>(to.get())) receiver->connectAction(label, from);
+    if (auto* receiver = as<NibConnectable>(to.get())) receiver->connectAction(label, from);
     nib_.connections_.push_back(
         {NibConnection::Kind::Action, label, sourceId, destinationId, String(), from, to, designerIdentifierOf(c)});
   }
@@ -1183,7 +1184,7 @@ class KeyedNibDecoder {
     auto source = resolve(ref(c, "NSSource"), sourceFound, sourceId);
     auto destination = resolve(ref(c, "NSDestination"), destinationFound, destinationId);
     if (!destinationFound) warn("binding " + name.UTF8String() + ": the destination is not part of the interface");
-    auto* bindable = dynamic_cast<Bindable*>(source.get());
+    auto* bindable = as<Bindable>(source.get());
     if (!bindable || name.isNil()) return;
     std::vector<Dictionary::Entry> options;
     for (const auto& [k, v] : dictionary(ref(c, "NSOptions"))) {
@@ -1225,13 +1226,27 @@ class KeyedNibDecoder {
     String id;
     auto object = resolve(target, found, id);
     if (!object || tip.isNil()) return;
-    if (auto* view = dynamic_cast<View*>(object.get())) view->setToolTip(tip);
-    else if (auto* item = dynamic_cast<MenuItem*>(object.get())) item->setToolTip(tip);
-    else if (auto* tab = dynamic_cast<TabViewItem*>(object.get())) tab->setToolTip(tip);
-    else if (auto* toolbarItem = dynamic_cast<ToolbarItem*>(object.get())) toolbarItem->setToolTip(tip);
-    else if (auto* column = dynamic_cast<TableColumn*>(object.get())) column->setHeaderToolTip(tip);
+    if (auto* view = as<View>(object.get())) view->setToolTip(tip);
+    else if (auto* item = as<MenuItem>(object.get())) item->setToolTip(tip);
+    else if (auto* tab = as<TabViewItem>(object.get())) tab->setToolTip(tip);
+    else if (auto* toolbarItem = as<ToolbarItem>(object.get())) toolbarItem->setToolTip(tip);
+    else if (auto* column = as<TableColumn>(object.get())) column->setHeaderToolTip(tip);
   }
 
+  template <class To, class From>
+  To* as(From* p) const {
+    return casts_.as<To>(p);
+  }
+  template <class To, class From>
+  std::shared_ptr<To> as(std::shared_ptr<From>&& p) const {
+    return casts_.as<To>(std::move(p));
+  }
+  template <class To, class From>
+  std::shared_ptr<To> as(const std::shared_ptr<From>& p) const {
+    return casts_.as<To>(p);
+  }
+
+  mutable RememberedCasts casts_;
   const KeyedArchive& a_;
   const archive::ArchiveLayout& layout_;
   const NibLoadOptions& options_;

@@ -17,6 +17,7 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
 #include <unordered_set>
 
 #include "support/test_paths.h"
@@ -571,6 +572,21 @@ TEST(GenericObject, AttributesSetAfterTheFirstQuestionStillArrive) {
   EXPECT_EQ(object.attributes().objectForKey(u"constant").stringValue(), String(u"8"));
   object.setAttributes(Dictionary({{u"a", Value(String(u"b"))}}));
   EXPECT_EQ(object.attributes().count(), 1u);
+}
+
+TEST(GenericObject, FirstQuestionsFromManyThreadsAllSeeTheAttributes) {
+  static const char packed[] = "firstItem\0abc\0constant\08\0";
+  std::vector<GenericObject> objects(256);
+  for (auto& o : objects) o.setArchivedAttributes(std::string(packed, sizeof packed - 1));
+  std::vector<std::vector<std::size_t>> seen(4);
+  std::vector<std::thread> threads;
+  for (auto& mine : seen) {
+    threads.emplace_back([&objects, &mine] {
+      for (const auto& o : objects) mine.push_back(o.attributes().objectForKey(u"firstItem").stringValue().length());
+    });
+  }
+  for (auto& t : threads) t.join();
+  for (const auto& mine : seen) EXPECT_EQ(mine, std::vector<std::size_t>(objects.size(), 3u));
 }
 
 }  // namespace

@@ -36,8 +36,8 @@ class GenericObject : public InterfaceObject, public NibConnectable {
  private:
   mutable Dictionary attributes_ = Dictionary::empty();
   mutable std::string packed_;
-  mutable std::once_flag unpacked_;
-  mutable std::atomic<bool> asked_{false};
+  mutable std::atomic<bool> unpacked_{true};  // false while packed_ holds attributes not yet made
+  std::mutex& unpackLock() const;
   std::vector<std::pair<String, std::weak_ptr<Object>>> outlets_;
 };
 
