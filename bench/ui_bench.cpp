@@ -9,7 +9,8 @@
 // forms are also measured up to the checked keyed-object graph alone (the container, before the
 // model is built). Every read reports allocs_per_read, and the .xib and NIBArchive reads' own
 // allocations (every size, in order) are replayed alone: what the allocator costs for the model as
-// it is built today, a floor under the read whatever its parsing does.
+// it is built today, a floor under the read whatever its parsing does; for the .xib, also together
+// with the parse in one loop.
 #include <benchmark/benchmark.h>
 #include <plist/plist.h>
 
@@ -123,16 +124,22 @@ void readNib(benchmark::State& state, const std::string& doc) {
   state.counters["objects"] = static_cast<double>(objects);
 }
 
-// The allocations one read makes (every size asked for, in order), replayed alone: each block
-// allocated and written once, then all freed. This is what the read costs in the allocator as the
-// model is built today, whatever the reading around it does.
-void replayReadAllocations(benchmark::State& state, const std::string& doc) {
-  if (doc.empty()) return state.SkipWithError("no such corpus file");
+// Every size one read of the document asks the allocator for, in order.
+std::vector<std::size_t> readAllocationSizes(const std::string& doc) {
   std::vector<std::size_t> sizes;
   sizes.reserve(1 << 20);
   tqbench::recordedSizes = &sizes;
   { benchmark::DoNotOptimize(tq::readNibData(doc)); }
   tqbench::recordedSizes = nullptr;
+  return sizes;
+}
+
+// The allocations one read makes (every size asked for, in order), replayed alone: each block
+// allocated and written once, then all freed. This is what the read costs in the allocator as the
+// model is built today, whatever the reading around it does.
+void replayReadAllocations(benchmark::State& state, const std::string& doc) {
+  if (doc.empty()) return state.SkipWithError("no such corpus file");
+  const std::vector<std::size_t> sizes = readAllocationSizes(doc);
   std::vector<void*> blocks(sizes.size());
   for (auto _ : state) {
     for (std::size_t i = 0; i < sizes.size(); ++i) {
@@ -152,6 +159,26 @@ BENCHMARK(BM_NibRead)->Unit(benchmark::kMicrosecond);
 
 void BM_NibReadAllocations(benchmark::State& state) { replayReadAllocations(state, currentDocument()); }
 BENCHMARK(BM_NibReadAllocations)->Unit(benchmark::kMicrosecond);
+
+// The parse and the read's allocations together, one after the other in each repetition: what a
+// reader of today's model costs that did nothing else, no lookups, no conversions, no setters.
+void BM_NibReadFloor(benchmark::State& state) {
+  const std::string& doc = currentDocument();
+  if (doc.empty()) return state.SkipWithError("no such corpus file");
+  const std::vector<std::size_t> sizes = readAllocationSizes(doc);
+  std::vector<void*> blocks(sizes.size());
+  for (auto _ : state) {
+    pugi::xml_document d;
+    benchmark::DoNotOptimize(d.load_buffer(doc.data(), doc.size(), pugi::parse_default));
+    for (std::size_t i = 0; i < sizes.size(); ++i) {
+      blocks[i] = __libc_malloc(sizes[i] ? sizes[i] : 1);
+      *static_cast<volatile char*>(blocks[i]) = 1;
+    }
+    benchmark::DoNotOptimize(blocks.data());
+    for (void* b : blocks) std::free(b);
+  }
+}
+BENCHMARK(BM_NibReadFloor)->Unit(benchmark::kMicrosecond);
 
 void BM_PugixmlParseXMLArchive(benchmark::State& state) { parseXML(state, xmlArchive()); }
 BENCHMARK(BM_PugixmlParseXMLArchive)->Unit(benchmark::kMicrosecond);

@@ -95,6 +95,8 @@ def rows():
          "<= 2"),
         ("  the read's own allocations replayed alone vs the same parse", "ui_bench", "BM_NibReadAllocations",
          "BM_PugixmlParse", "overhead", ""),
+        ("  the parse and those allocations together (a reader doing nothing else) vs the parse", "ui_bench",
+         "BM_NibReadFloor", "BM_PugixmlParse", "overhead", ""),
         ("interface read vs bare pugixml parse (older XML archive)", "ui_bench", "BM_XMLArchiveRead",
          "BM_PugixmlParseXMLArchive", "overhead", ""),
         ("compiled keyed archive read vs bare libplist parse", "ui_bench", "BM_KeyedArchiveRead", "BM_LibplistParse",
