@@ -20,6 +20,7 @@
 #include <map>
 #include <unordered_map>
 #include <unordered_set>
+#include <utility>
 
 #include "tq/platform/base/exception.h"
 #include "tq/platform/ui/box.h"
@@ -1233,17 +1234,10 @@ class KeyedNibDecoder {
     else if (auto* column = as<TableColumn>(object.get())) column->setHeaderToolTip(tip);
   }
 
-  template <class To, class From>
-  To* as(From* p) const {
-    return casts_.as<To>(p);
-  }
-  template <class To, class From>
-  std::shared_ptr<To> as(std::shared_ptr<From>&& p) const {
-    return casts_.as<To>(std::move(p));
-  }
-  template <class To, class From>
-  std::shared_ptr<To> as(const std::shared_ptr<From>& p) const {
-    return casts_.as<To>(p);
+  // dynamic_cast (of a pointer or a shared pointer), remembered for the read.
+  template <class To, class Pointer>
+  auto as(Pointer&& p) const -> decltype(std::declval<RememberedCasts&>().as<To>(std::forward<Pointer>(p))) {
+    return casts_.as<To>(std::forward<Pointer>(p));
   }
 
   mutable RememberedCasts casts_;

@@ -21,6 +21,7 @@
 #include <string_view>
 #include <typeinfo>
 #include <unordered_map>
+#include <utility>
 #include <dirent.h>
 #include <sys/stat.h>
 
@@ -530,17 +531,10 @@ class NibBuilder {
   }
 
  private:
-  template <class To, class From>
-  To* as(From* p) const {
-    return casts_.as<To>(p);
-  }
-  template <class To, class From>
-  std::shared_ptr<To> as(std::shared_ptr<From>&& p) const {
-    return casts_.as<To>(std::move(p));
-  }
-  template <class To, class From>
-  std::shared_ptr<To> as(const std::shared_ptr<From>& p) const {
-    return casts_.as<To>(p);
+  // dynamic_cast (of a pointer or a shared pointer), remembered for the read.
+  template <class To, class Pointer>
+  auto as(Pointer&& p) const -> decltype(std::declval<RememberedCasts&>().as<To>(std::forward<Pointer>(p))) {
+    return casts_.as<To>(std::forward<Pointer>(p));
   }
 
   struct Pending {
