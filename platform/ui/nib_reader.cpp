@@ -117,7 +117,9 @@ class Element {
   static Element gather(pugi::xml_node node) {
     Element e(node);
     e.gathered_ = true;
-    for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+    for (pugi::xml_attribute a = node.first_attribute();; a = a.next_attribute()) {
+      pugi::xml_attribute_struct* const record = a.internal_object();
+      if (!record) break;
       if (e.attributeCount_ == kAttributes) {
         e.allAttributes_ = false;
         break;
@@ -126,7 +128,7 @@ class Element {
       entry.name = a.name();
       entry.value = a.value();
       entry.head = head(entry.name);
-      entry.attribute = a.internal_object();
+      entry.attribute = record;
       e.heads_ |= bit(entry.head);
     }
     for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling()) {
@@ -636,19 +638,15 @@ class NibBuilder {
       auto g = std::make_shared<GenericObject>(is(n, "customObject") ? object
                                                : is(n, "constraint") ? constraint
                                                                      : platformName(e));
-      // Kept as archived until asked for: most are constraints nobody reads.
-      // Each name and value with its terminating zero, copied into a string of the right size.
-      std::size_t length = 0;
-      n.eachAttribute([&](const char* name, const char* value) { length += std::strlen(name) + std::strlen(value) + 2; });
-      std::string packed(length, '\0');
-      char* out = packed.data();
+      // Kept as archived until asked for: most are constraints nobody reads. Each name and value
+      // with its terminating zero, measured once into the read's scratch string, then copied into a
+      // string of the right size.
+      packing_.clear();
       n.eachAttribute([&](const char* name, const char* value) {
-        for (const char* t : {name, value}) {
-          const std::size_t size = std::strlen(t) + 1;
-          out = static_cast<char*>(std::memcpy(out, t, size)) + size;
-        }
+        packing_.append(name, std::strlen(name) + 1);
+        packing_.append(value, std::strlen(value) + 1);
       });
-      g->setArchivedAttributes(std::move(packed));
+      g->setArchivedAttributes(std::string(packing_));
       return std::static_pointer_cast<InterfaceObject>(g);
     });
     remember(n, object);
@@ -1426,6 +1424,8 @@ class NibBuilder {
   std::vector<std::pair<String, std::shared_ptr<Object>>> byId_;
   mutable std::vector<OrderedId> byIdOrder_;
   std::vector<Pending> pending_;
+  // Where a generic object's attributes are packed before they are copied out at their size.
+  std::string packing_;
   std::vector<std::pair<TableView*, String>> headerViews_;
   std::vector<std::pair<OutlineView*, String>> outlineColumns_;
   std::vector<std::pair<TabView*, String>> initialItems_;
