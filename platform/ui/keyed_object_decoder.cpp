@@ -54,9 +54,8 @@ constexpr int kMaxDepth = 200;
 // 800 bytes each with the archive's share, so 1 KiB keeps the bound on the safe side.
 constexpr std::size_t kObjectCost = 1024;
 
-bool endsWith(const std::string& s, const char* suffix) {
-  const std::size_t n = std::strlen(suffix);
-  return s.size() >= n && s.compare(s.size() - n, n, suffix) == 0;
+bool endsWith(std::string_view s, std::string_view suffix) {
+  return s.size() >= suffix.size() && s.substr(s.size() - suffix.size()) == suffix;
 }
 
 // "{{x, y}, {w, h}}", "{w, h}" and "{x, y}" as written by the archivers.
@@ -82,7 +81,7 @@ std::vector<double> numbersIn(std::string_view text) {
   return out;
 }
 
-String utf8(const std::string& s) { return String::fromUTF8(s); }
+String utf8(std::string_view s) { return String::fromUTF8(s); }
 
 }  // namespace
 
@@ -351,15 +350,17 @@ class KeyedNibDecoder {
     if (state_[o] == 1) failure(describe(o) + " contains itself (through " + via + ")");
     if (placeholders_.count(o) || static_cast<int64_t>(o) == layout_.owner) return nullptr;
     state_[o] = 1;
-    std::string cls = a_.className(o);
+    // Class names are compared as views: no copy per object, and each comparison with a name
+    // written here checks the length before any byte.
+    std::string_view cls = a_.className(o);
+    std::string original;
     String custom;
     auto swapped = layout_.customClasses.find(o);
     if (swapped != layout_.customClasses.end()) custom = utf8(swapped->second);
     if (cls == "NSClassSwapper") {
       custom = string(o, "NSClassName");
-      std::string original;
       a_.stringOf(get(o, "NSOriginalClassName"), original);
-      cls = original.empty() ? "NSObject" : original;
+      cls = original.empty() ? std::string_view("NSObject") : std::string_view(original);
     }
     std::shared_ptr<InterfaceObject> made = decodeAs(o, cls, custom, depth);
     state_[o] = 2;
@@ -385,7 +386,7 @@ class KeyedNibDecoder {
     return typed;
   }
 
-  std::shared_ptr<InterfaceObject> decodeAs(uint32_t o, const std::string& cls, const String& custom, int depth) {
+  std::shared_ptr<InterfaceObject> decodeAs(uint32_t o, std::string_view cls, const String& custom, int depth) {
     if (cls == "NSWindowTemplate") return decodeWindow(o, custom, depth);
     if (cls == "NSMenu" || (endsWith(cls, "Menu") && has(o, "NSMenuItems"))) return decodeMenu(o, custom, depth);
     if (cls == "NSMenuItem" || (endsWith(cls, "MenuItem") && has(o, "NSTitle"))) return decodeMenuItem(o, custom, depth);
@@ -427,7 +428,7 @@ class KeyedNibDecoder {
 
   // --- views ---------------------------------------------------------------------------------------
 
-  std::shared_ptr<View> decodeViewObject(uint32_t o, const std::string& cls, String custom, int depth) {
+  std::shared_ptr<View> decodeViewObject(uint32_t o, std::string_view cls, String custom, int depth) {
     std::shared_ptr<View> view;
     auto named = [&](auto factory) { view = make<View>(custom, factory); };
     if (cls == "NSButton") {
@@ -856,7 +857,7 @@ class KeyedNibDecoder {
     return toolbar;
   }
 
-  std::shared_ptr<InterfaceObject> decodeToolbarItem(uint32_t o, const std::string& cls, const String& custom, int depth) {
+  std::shared_ptr<InterfaceObject> decodeToolbarItem(uint32_t o, std::string_view cls, const String& custom, int depth) {
     auto item = make<ToolbarItem>(custom, [&] {
       auto i = std::make_shared<ToolbarItem>();
       if (cls != "NSToolbarItem") i->setClassName(utf8(cls));
@@ -920,7 +921,7 @@ class KeyedNibDecoder {
 
   // --- cells ---------------------------------------------------------------------------------------
 
-  std::shared_ptr<InterfaceObject> decodeCell(uint32_t o, const std::string& cls, const String& custom, int depth) {
+  std::shared_ptr<InterfaceObject> decodeCell(uint32_t o, std::string_view cls, const String& custom, int depth) {
     std::shared_ptr<Cell> cell;
     auto named = [&](auto factory) { cell = make<Cell>(custom, factory); };
     if (cls == "NSButtonCell") {
