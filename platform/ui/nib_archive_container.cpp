@@ -30,11 +30,25 @@ class Cursor {
  public:
   Cursor(std::string_view bytes, std::size_t pos, const char* table) : bytes_(bytes), pos_(pos), table_(table) {}
 
-  bool varint(uint32_t& out, std::string& reason) {
-    if (pos_ < bytes_.size() && (static_cast<unsigned char>(bytes_[pos_]) & 0x80)) {  // one byte, the usual case
+  // A number of one byte (the usual case) is read here; longer ones, and every fault, out of line,
+  // so that the usual case is inlined where the tables are walked.
+  [[gnu::always_inline]] bool varint(uint32_t& out, std::string& reason) {
+    if (pos_ < bytes_.size() && (static_cast<unsigned char>(bytes_[pos_]) & 0x80)) {
       out = static_cast<unsigned char>(bytes_[pos_++]) & 0x7F;
       return true;
     }
+    return longVarint(out, reason);
+  }
+  [[gnu::always_inline]] bool take(std::size_t n, std::string_view& out, std::string& reason) {
+    if (n > bytes_.size() - pos_) return truncated(reason);
+    out = bytes_.substr(pos_, n);
+    pos_ += n;
+    return true;
+  }
+  std::size_t position() const { return pos_; }
+
+ private:
+  [[gnu::noinline]] bool longVarint(uint32_t& out, std::string& reason) {
     uint64_t v = 0;
     for (int shift = 0; shift < 35; shift += 7) {
       if (pos_ >= bytes_.size()) return truncated(reason);
@@ -49,16 +63,7 @@ class Cursor {
     reason = std::string("the ") + table_ + " table holds a number too large at offset " + std::to_string(pos_);
     return false;
   }
-  bool take(std::size_t n, std::string_view& out, std::string& reason) {
-    if (n > bytes_.size() - pos_) return truncated(reason);
-    out = bytes_.substr(pos_, n);
-    pos_ += n;
-    return true;
-  }
-  std::size_t position() const { return pos_; }
-
- private:
-  bool truncated(std::string& reason) {
+  [[gnu::noinline, gnu::cold]] bool truncated(std::string& reason) {
     reason = std::string("the ") + table_ + " table runs past the end of the file";
     return false;
   }
