@@ -20,7 +20,6 @@
 #include <optional>
 #include <string_view>
 #include <typeinfo>
-#include <unordered_map>
 #include <utility>
 #include <dirent.h>
 #include <sys/stat.h>
@@ -365,23 +364,51 @@ std::optional<Size> sizeChild(const Element& n, const char* key) {
   return Size{numberAttr(s, "width", 0), numberAttr(s, "height", 0)};
 }
 
-// Texts that recur through a document (font and colour names, catalogs, colour spaces), made once
-// per read and shared by every object that names them. Keys point into the parsed document, which
-// outlives the read.
+// Texts that recur through a document (font and colour names, catalogs, colour spaces, outlet and
+// action names, key paths), made once per read and shared by every object that names them. Keys
+// point into the parsed document, which outlives the read. An open table hashed in the same walk
+// that measures the text: most texts looked up are a dozen bytes, and found.
 class RecurringStrings {
  public:
   String operator()(const char* value) {
     if (!value) return String();
-    const std::string_view key = value;
-    auto it = made_.find(key);
-    if (it != made_.end()) return it->second;
-    String s = String::fromUTF8(key);
-    made_.emplace(key, s);
-    return s;
+    uint64_t hash = 0xcbf29ce484222325ull;  // FNV-1a
+    const char* end = value;
+    for (; *end; ++end) hash = (hash ^ static_cast<unsigned char>(*end)) * 0x100000001b3ull;
+    const std::size_t length = static_cast<std::size_t>(end - value);
+    if ((count_ + 1) * 2 > slots_.size()) grow();
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+      Slot& slot = slots_[i];
+      if (!slot.text) {
+        slot = {value, length, hash, String::fromUTF8(std::string_view(value, length))};
+        ++count_;
+        return slot.string;
+      }
+      if (slot.hash == hash && slot.length == length && std::memcmp(slot.text, value, length) == 0) return slot.string;
+    }
   }
 
  private:
-  std::unordered_map<std::string_view, String> made_;
+  struct Slot {
+    const char* text = nullptr;
+    std::size_t length = 0;
+    uint64_t hash = 0;
+    String string;
+  };
+  void grow() {
+    std::vector<Slot> old(std::max<std::size_t>(64, slots_.size() * 2));
+    old.swap(slots_);
+    const std::size_t mask = slots_.size() - 1;
+    for (Slot& slot : old) {
+      if (!slot.text) continue;
+      std::size_t i = slot.hash & mask;
+      while (slots_[i].text) i = (i + 1) & mask;
+      slots_[i] = std::move(slot);
+    }
+  }
+  std::vector<Slot> slots_;
+  std::size_t count_ = 0;
 };
 
 std::optional<FontDescriptor> fontChild(const Element& n, const char* key, RecurringStrings& recurring) {
