@@ -5,12 +5,12 @@
 //   NIBArchive                   readNibData  vs  a bare walk of its tables   (largest such file)
 // The bare parses are the floors: any reader of the form has to do at least that much. Each also
 // shows its first call in the process (first_call_us: cold caches, one-time set-up) beside the
-// steady state. The compiled
-// forms are also measured up to the checked keyed-object graph alone (the container, before the
-// model is built). Every read reports allocs_per_read, and the .xib and NIBArchive reads' own
-// allocations (every size, in order) are replayed alone: what the allocator costs for the model as
-// it is built today, a floor under the read whatever its parsing does; for the .xib, also together
-// with the parse in one loop.
+// steady state. The compiled forms are also measured up to the checked keyed-object graph alone (the
+// container, before the model is built). Every read reports allocs_per_read, and the .xib and
+// NIBArchive reads' own allocations (every size, in order) are replayed alone: what the allocator
+// costs for the model as it is built today, a floor under the read whatever its parsing does. For
+// the .xib, floors of a reader on this parser are measured too: the parse, then one walk of the
+// parsed tree, the read's allocations, or both.
 #include <benchmark/benchmark.h>
 #include <plist/plist.h>
 
@@ -134,22 +134,63 @@ std::vector<std::size_t> readAllocationSizes(const std::string& doc) {
   return sizes;
 }
 
-// The allocations one read makes (every size asked for, in order), replayed alone: each block
-// allocated and written once, then all freed. This is what the read costs in the allocator as the
-// model is built today, whatever the reading around it does.
+// Every block of `sizes` allocated and written once, then all freed.
+void replay(const std::vector<std::size_t>& sizes, std::vector<void*>& blocks) {
+  for (std::size_t i = 0; i < sizes.size(); ++i) {
+    blocks[i] = __libc_malloc(sizes[i] ? sizes[i] : 1);
+    *static_cast<volatile char*>(blocks[i]) = 1;
+  }
+  benchmark::DoNotOptimize(blocks.data());
+  for (void* b : blocks) std::free(b);
+}
+
+// The allocations one read makes (every size asked for, in order), replayed alone. This is what the
+// read costs in the allocator as the model is built today, whatever the reading around it does.
 void replayReadAllocations(benchmark::State& state, const std::string& doc) {
   if (doc.empty()) return state.SkipWithError("no such corpus file");
   const std::vector<std::size_t> sizes = readAllocationSizes(doc);
   std::vector<void*> blocks(sizes.size());
-  for (auto _ : state) {
-    for (std::size_t i = 0; i < sizes.size(); ++i) {
-      blocks[i] = __libc_malloc(sizes[i] ? sizes[i] : 1);
-      *static_cast<volatile char*>(blocks[i]) = 1;
-    }
-    benchmark::DoNotOptimize(blocks.data());
-    for (void* b : blocks) std::free(b);
-  }
+  for (auto _ : state) replay(sizes, blocks);
   state.counters["allocs_per_read"] = static_cast<double>(sizes.size());
+}
+
+// One visit of every node of the parsed tree through the parser's interface, in document order,
+// reading the first byte of each element's name and of each attribute's name and value: the least
+// any reader of the tree does, since it must find out what each element holds.
+unsigned walkTree(pugi::xml_node root) {
+  unsigned seen = 0;
+  for (pugi::xml_node n = root.first_child(); n;) {
+    seen += static_cast<unsigned char>(n.name()[0]);
+    for (pugi::xml_attribute a = n.first_attribute(); a; a = a.next_attribute()) {
+      seen += static_cast<unsigned char>(a.name()[0]) + static_cast<unsigned char>(a.value()[0]);
+    }
+    if (pugi::xml_node child = n.first_child()) {
+      n = child;
+      continue;
+    }
+    while (!n.next_sibling()) {
+      n = n.parent();
+      if (n == root) return seen;
+    }
+    n = n.next_sibling();
+  }
+  return seen;
+}
+
+// Floors of the .xib read, each repetition doing the parse and then, as asked, one walk of the
+// parsed tree and the read's own allocations: what a reader of today's model on this parser costs
+// that did nothing else (no lookups, no conversions, no setters).
+void nibReadFloor(benchmark::State& state, bool walk, bool allocate) {
+  const std::string& doc = currentDocument();
+  if (doc.empty()) return state.SkipWithError("no such corpus file");
+  const std::vector<std::size_t> sizes = readAllocationSizes(doc);
+  std::vector<void*> blocks(sizes.size());
+  for (auto _ : state) {
+    pugi::xml_document d;
+    benchmark::DoNotOptimize(d.load_buffer(doc.data(), doc.size(), pugi::parse_default));
+    if (walk) benchmark::DoNotOptimize(walkTree(d));
+    if (allocate) replay(sizes, blocks);
+  }
 }
 
 void BM_PugixmlParse(benchmark::State& state) { parseXML(state, currentDocument()); }
@@ -160,25 +201,12 @@ BENCHMARK(BM_NibRead)->Unit(benchmark::kMicrosecond);
 void BM_NibReadAllocations(benchmark::State& state) { replayReadAllocations(state, currentDocument()); }
 BENCHMARK(BM_NibReadAllocations)->Unit(benchmark::kMicrosecond);
 
-// The parse and the read's allocations together, one after the other in each repetition: what a
-// reader of today's model costs that did nothing else, no lookups, no conversions, no setters.
-void BM_NibReadFloor(benchmark::State& state) {
-  const std::string& doc = currentDocument();
-  if (doc.empty()) return state.SkipWithError("no such corpus file");
-  const std::vector<std::size_t> sizes = readAllocationSizes(doc);
-  std::vector<void*> blocks(sizes.size());
-  for (auto _ : state) {
-    pugi::xml_document d;
-    benchmark::DoNotOptimize(d.load_buffer(doc.data(), doc.size(), pugi::parse_default));
-    for (std::size_t i = 0; i < sizes.size(); ++i) {
-      blocks[i] = __libc_malloc(sizes[i] ? sizes[i] : 1);
-      *static_cast<volatile char*>(blocks[i]) = 1;
-    }
-    benchmark::DoNotOptimize(blocks.data());
-    for (void* b : blocks) std::free(b);
-  }
-}
+void BM_NibReadFloor(benchmark::State& state) { nibReadFloor(state, false, true); }
 BENCHMARK(BM_NibReadFloor)->Unit(benchmark::kMicrosecond);
+void BM_NibReadWalkFloor(benchmark::State& state) { nibReadFloor(state, true, false); }
+BENCHMARK(BM_NibReadWalkFloor)->Unit(benchmark::kMicrosecond);
+void BM_NibReadWalkAndAllocationsFloor(benchmark::State& state) { nibReadFloor(state, true, true); }
+BENCHMARK(BM_NibReadWalkAndAllocationsFloor)->Unit(benchmark::kMicrosecond);
 
 void BM_PugixmlParseXMLArchive(benchmark::State& state) { parseXML(state, xmlArchive()); }
 BENCHMARK(BM_PugixmlParseXMLArchive)->Unit(benchmark::kMicrosecond);
