@@ -18,21 +18,21 @@
 #include <string>
 #include <vector>
 
-#include "../platform/ui/text_system.h"
+#include "../platform/ui/drawing/text_system.h"
 #include "tq/interface/button_extensions.h"
 #include "tq/interface/tq_image_and_text_cell.h"
 #include "tq/interface/tq_localizer.h"
 #include "tq/platform/base/character_set.h"
-#include "tq/platform/ui/box.h"
-#include "tq/platform/ui/font.h"
-#include "tq/platform/ui/button.h"
-#include "tq/platform/ui/matrix.h"
-#include "tq/platform/ui/nib_reader.h"
-#include "tq/platform/ui/segmented_control.h"
-#include "tq/platform/ui/tab_view.h"
-#include "tq/platform/ui/table_view.h"
-#include "tq/platform/ui/text_field.h"
-#include "tq/platform/ui/window.h"
+#include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/drawing/font.h"
+#include "tq/platform/ui/model/box.h"
+#include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/matrix.h"
+#include "tq/platform/ui/model/segmented_control.h"
+#include "tq/platform/ui/model/tab_view.h"
+#include "tq/platform/ui/model/table_view.h"
+#include "tq/platform/ui/model/text_field.h"
+#include "tq/platform/ui/model/window.h"
 #include "allocation_counter.h"
 
 

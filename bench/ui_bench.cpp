@@ -28,8 +28,8 @@
 #include <string>
 #include <vector>
 
-#include "../platform/ui/keyed_archive.h"
-#include "tq/platform/ui/nib_reader.h"
+#include "../platform/ui/archive/keyed_archive.h"
+#include "tq/platform/ui/archive/nib_reader.h"
 #include "allocation_counter.h"
 
 namespace {

@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "tq/platform/ui/font.h"
-#include "tq/platform/ui/graphics_context.h"
-#include "tq/platform/ui/string_drawing.h"
+#include "tq/platform/ui/drawing/font.h"
+#include "tq/platform/ui/drawing/graphics_context.h"
+#include "tq/platform/ui/drawing/string_drawing.h"
 
 namespace {
 

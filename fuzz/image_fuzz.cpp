@@ -5,9 +5,9 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "tq/platform/ui/graphics_context.h"
-#include "tq/platform/ui/image.h"
-#include "tq/platform/ui/image_header.h"
+#include "tq/platform/ui/drawing/graphics_context.h"
+#include "tq/platform/ui/drawing/image.h"
+#include "tq/platform/ui/drawing/image_header.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, std::size_t size) {
   const char* problem = tq::imageHeaderProblem(data, size);

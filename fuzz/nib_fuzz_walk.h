@@ -6,13 +6,13 @@
 #include <string>
 #include <string_view>
 
-#include "tq/platform/ui/control.h"
-#include "tq/platform/ui/generic_object.h"
-#include "tq/platform/ui/menu.h"
-#include "tq/platform/ui/nib_reader.h"
-#include "tq/platform/ui/toolbar.h"
-#include "tq/platform/ui/view.h"
-#include "tq/platform/ui/window.h"
+#include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/model/control.h"
+#include "tq/platform/ui/model/generic_object.h"
+#include "tq/platform/ui/model/menu.h"
+#include "tq/platform/ui/model/toolbar.h"
+#include "tq/platform/ui/model/view.h"
+#include "tq/platform/ui/model/window.h"
 
 namespace tq::fuzz {
 

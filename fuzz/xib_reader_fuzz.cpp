@@ -4,10 +4,10 @@
 #include <cstdint>
 #include <string_view>
 
-#include "tq/platform/ui/generic_object.h"
-#include "tq/platform/ui/nib_reader.h"
-#include "tq/platform/ui/view.h"
-#include "tq/platform/ui/window.h"
+#include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/model/generic_object.h"
+#include "tq/platform/ui/model/view.h"
+#include "tq/platform/ui/model/window.h"
 
 namespace {
 

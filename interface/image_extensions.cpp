@@ -3,7 +3,7 @@
 
 #include <array>
 
-#include "tq/platform/ui/affine_transform.h"
+#include "tq/platform/ui/drawing/affine_transform.h"
 
 namespace tq {
 

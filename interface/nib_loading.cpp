@@ -5,7 +5,7 @@
 
 #include "tq/platform/bundle/bundle.h"
 #include "tq/platform/fs/file_manager.h"
-#include "tq/platform/ui/nib_reader.h"
+#include "tq/platform/ui/archive/nib_reader.h"
 
 namespace tq {
 

@@ -4,8 +4,8 @@
 #include <cmath>
 
 #include "tq/interface/image_extensions.h"
-#include "tq/platform/ui/class_registry.h"
-#include "tq/platform/ui/graphics_context.h"
+#include "tq/platform/ui/drawing/graphics_context.h"
+#include "tq/platform/ui/model/class_registry.h"
 
 namespace tq {
 

@@ -7,13 +7,13 @@
 
 #include "tq/interface/button_extensions.h"
 #include "tq/platform/base/character_set.h"
-#include "tq/platform/ui/box.h"
-#include "tq/platform/ui/button.h"
-#include "tq/platform/ui/matrix.h"
-#include "tq/platform/ui/segmented_control.h"
-#include "tq/platform/ui/tab_view.h"
-#include "tq/platform/ui/table_view.h"
-#include "tq/platform/ui/text_field.h"
+#include "tq/platform/ui/model/box.h"
+#include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/matrix.h"
+#include "tq/platform/ui/model/segmented_control.h"
+#include "tq/platform/ui/model/tab_view.h"
+#include "tq/platform/ui/model/table_view.h"
+#include "tq/platform/ui/model/text_field.h"
 
 namespace tq {
 

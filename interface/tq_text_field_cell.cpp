@@ -3,10 +3,10 @@
 
 #include <cmath>
 
-#include "tq/platform/ui/class_registry.h"
-#include "tq/platform/ui/font.h"
-#include "tq/platform/ui/graphics_context.h"
-#include "tq/platform/ui/layout_manager.h"
+#include "tq/platform/ui/drawing/font.h"
+#include "tq/platform/ui/drawing/graphics_context.h"
+#include "tq/platform/ui/drawing/layout_manager.h"
+#include "tq/platform/ui/model/class_registry.h"
 
 namespace tq {
 

@@ -10,8 +10,8 @@
 #include "platform/ui/pixels.h"
 #include "support/test_paths.h"
 #include "tq/interface/button_extensions.h"
-#include "tq/platform/ui/color.h"
-#include "tq/platform/ui/text_field_cell.h"
+#include "tq/platform/ui/model/color.h"
+#include "tq/platform/ui/model/text_field_cell.h"
 
 using namespace tq;
 using tq::test::pixelAt;

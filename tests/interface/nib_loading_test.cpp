@@ -9,12 +9,12 @@
 
 #include "support/test_paths.h"
 #include "tq/interface/tq_localizer.h"
-#include "tq/platform/ui/class_registry.h"
 #include "tq/platform/bundle/bundle.h"
-#include "tq/platform/ui/generic_object.h"
-#include "tq/platform/ui/menu.h"
-#include "tq/platform/ui/text_field.h"
-#include "tq/platform/ui/window.h"
+#include "tq/platform/ui/model/class_registry.h"
+#include "tq/platform/ui/model/generic_object.h"
+#include "tq/platform/ui/model/menu.h"
+#include "tq/platform/ui/model/text_field.h"
+#include "tq/platform/ui/model/window.h"
 
 using namespace tq;
 

@@ -8,11 +8,11 @@
 #include "platform/ui/pixels.h"
 #include "tq/interface/tq_image_and_text_cell.h"
 #include "tq/interface/tq_text_field_cell.h"
-#include "tq/platform/ui/class_registry.h"
-#include "tq/platform/ui/drawing_recorder.h"
-#include "tq/platform/ui/field_editor.h"
-#include "tq/platform/ui/font.h"
-#include "tq/platform/ui/string_drawing.h"
+#include "tq/platform/ui/drawing/drawing_recorder.h"
+#include "tq/platform/ui/drawing/font.h"
+#include "tq/platform/ui/drawing/string_drawing.h"
+#include "tq/platform/ui/model/class_registry.h"
+#include "tq/platform/ui/model/field_editor.h"
 
 using namespace tq;
 using Kind = DrawingRecord::Kind;

@@ -17,7 +17,7 @@
 #include "cli.h"
 #include "output_file.h"
 #include "localize_report.h"
-#include "tq/platform/ui/pango_text_measurer.h"
+#include "tq/platform/ui/drawing/pango_text_measurer.h"
 
 namespace {
 

@@ -6,18 +6,18 @@
 #include <vector>
 
 #include "cli.h"
-#include "tq/platform/ui/box.h"
-#include "tq/platform/ui/button.h"
-#include "tq/platform/ui/generic_object.h"
-#include "tq/platform/ui/matrix.h"
-#include "tq/platform/ui/nib_reader.h"
-#include "tq/platform/ui/scroll_view.h"
-#include "tq/platform/ui/segmented_control.h"
-#include "tq/platform/ui/tab_view.h"
-#include "tq/platform/ui/table_view.h"
-#include "tq/platform/ui/text_field.h"
-#include "tq/platform/ui/toolbar.h"
-#include "tq/platform/ui/window.h"
+#include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/model/box.h"
+#include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/generic_object.h"
+#include "tq/platform/ui/model/matrix.h"
+#include "tq/platform/ui/model/scroll_view.h"
+#include "tq/platform/ui/model/segmented_control.h"
+#include "tq/platform/ui/model/tab_view.h"
+#include "tq/platform/ui/model/table_view.h"
+#include "tq/platform/ui/model/text_field.h"
+#include "tq/platform/ui/model/toolbar.h"
+#include "tq/platform/ui/model/window.h"
 
 namespace {
 

@@ -7,11 +7,11 @@
 
 #include "cli.h"
 #include "output_file.h"
-#include "tq/platform/ui/named_images.h"
-#include "tq/platform/ui/nib_reader.h"
-#include "tq/platform/ui/pango_text_measurer.h"
-#include "tq/platform/ui/view_drawing.h"
-#include "tq/platform/ui/window.h"
+#include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/drawing/named_images.h"
+#include "tq/platform/ui/drawing/pango_text_measurer.h"
+#include "tq/platform/ui/drawing/view_drawing.h"
+#include "tq/platform/ui/model/window.h"
 
 namespace {
 

@@ -2,12 +2,12 @@
 #include <cstdio>
 
 #include "cli.h"
-#include "tq/platform/ui/drawing_recorder.h"
-#include "tq/platform/ui/font.h"
-#include "tq/platform/ui/graphics_context.h"
-#include "tq/platform/ui/image.h"
-#include "tq/platform/ui/layout_manager.h"
-#include "tq/platform/ui/string_drawing.h"
+#include "tq/platform/ui/drawing/drawing_recorder.h"
+#include "tq/platform/ui/drawing/font.h"
+#include "tq/platform/ui/drawing/graphics_context.h"
+#include "tq/platform/ui/drawing/image.h"
+#include "tq/platform/ui/drawing/layout_manager.h"
+#include "tq/platform/ui/drawing/string_drawing.h"
 
 namespace {
 

@@ -15,10 +15,10 @@
 #include "tq/interface/image_extensions.h"
 #include "tq/interface/tq_image_and_text_cell.h"
 #include "tq/interface/tq_localizer.h"
-#include "tq/platform/ui/box.h"
-#include "tq/platform/ui/button.h"
-#include "tq/platform/ui/text_field.h"
-#include "tq/platform/ui/window.h"
+#include "tq/platform/ui/model/box.h"
+#include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/text_field.h"
+#include "tq/platform/ui/model/window.h"
 
 namespace {
 

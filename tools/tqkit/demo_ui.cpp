@@ -2,11 +2,11 @@
 #include <cstdio>
 
 #include "cli.h"
-#include "tq/platform/ui/button.h"
-#include "tq/platform/ui/generic_object.h"
-#include "tq/platform/ui/nib_reader.h"
-#include "tq/platform/ui/text_field.h"
-#include "tq/platform/ui/window.h"
+#include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/generic_object.h"
+#include "tq/platform/ui/model/text_field.h"
+#include "tq/platform/ui/model/window.h"
 
 namespace {
 

@@ -8,8 +8,8 @@
 #include <vector>
 
 #include "tq/platform/bundle/bundle.h"
-#include "tq/platform/ui/graphics_context.h"
-#include "tq/platform/ui/view.h"
+#include "tq/platform/ui/drawing/graphics_context.h"
+#include "tq/platform/ui/model/view.h"
 
 namespace tq::cli::localizing {
 

@@ -3,7 +3,7 @@
 // Threads: the interface (main) thread.
 #pragma once
 
-#include "tq/platform/ui/button.h"
+#include "tq/platform/ui/model/button.h"
 
 namespace tq {
 

@@ -11,9 +11,9 @@
 
 #include "tq/platform/base/string.h"
 #include "tq/platform/bundle/bundle.h"
-#include "tq/platform/ui/geometry.h"
-#include "tq/platform/ui/graphics_context.h"
-#include "tq/platform/ui/image.h"
+#include "tq/platform/ui/drawing/graphics_context.h"
+#include "tq/platform/ui/drawing/image.h"
+#include "tq/platform/ui/model/geometry.h"
 
 namespace tq {
 

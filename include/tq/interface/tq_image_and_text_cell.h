@@ -22,7 +22,7 @@
 #pragma once
 
 #include "tq/interface/tq_text_field_cell.h"
-#include "tq/platform/ui/image.h"
+#include "tq/platform/ui/drawing/image.h"
 
 namespace tq {
 

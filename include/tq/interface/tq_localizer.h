@@ -35,10 +35,10 @@
 #include "tq/platform/base/object.h"
 #include "tq/platform/base/string.h"
 #include "tq/platform/bundle/bundle.h"
-#include "tq/platform/ui/interface_object.h"
-#include "tq/platform/ui/menu.h"
-#include "tq/platform/ui/view.h"
-#include "tq/platform/ui/window.h"
+#include "tq/platform/ui/model/interface_object.h"
+#include "tq/platform/ui/model/menu.h"
+#include "tq/platform/ui/model/view.h"
+#include "tq/platform/ui/model/window.h"
 
 namespace tq {
 

@@ -21,8 +21,8 @@
 
 #include <memory>
 
-#include "tq/platform/ui/color.h"
-#include "tq/platform/ui/text_field_cell.h"
+#include "tq/platform/ui/model/color.h"
+#include "tq/platform/ui/model/text_field_cell.h"
 
 namespace tq {
 

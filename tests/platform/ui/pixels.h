@@ -5,7 +5,7 @@
 
 #include <cstdint>
 
-#include "tq/platform/ui/graphics_context.h"
+#include "tq/platform/ui/drawing/graphics_context.h"
 
 namespace tq::test {
 

@@ -1,0 +1,62 @@
+// Measuring and drawing text with the shared text system (Pango): sizes within bounds, with word
+// wrapping or on one truncated line, and drawing into a rectangle of the current graphics context.
+//
+// Lines. Every line of text is defaultLineHeight() of its font high (see Font), so a text of n
+// lines is n x that height, and one line measures exactly the font's default line height. Explicit
+// line breaks start new lines when the mode wraps.
+//
+// Modes (LineBreakMode):
+//   ByWordWrapping   lines break between words; a word longer than the width breaks between
+//                    characters.
+//   ByCharWrapping   lines break between any two characters.
+//   ByClipping       one line, cut off at the rectangle's edge.
+//   ByTruncatingHead, ByTruncatingTail, ByTruncatingMiddle
+//                    one line; when it is wider than the rectangle, the start, the end or the middle
+//                    is replaced by an ellipsis "…" so that it fits.
+// The one-line modes show the text's first line only (up to the first line break).
+//
+// Alignment (TextAlignment): Left and Natural align to the leading edge (left for left-to-right
+// text), Right to the trailing edge, Center centres each line, Justified stretches full lines.
+//
+// Performance: no text system is made per call. The font map and context are shared by the process,
+// each thread reuses one layout, and measuring then drawing the same text reuses its layout. The
+// widths of one-line texts already measured are remembered per font (up to 4,096 texts of at most 256
+// code units per font; then the memory starts again empty), so measuring a text again costs a lookup,
+// not a shaping.
+//
+// Threads: any thread; the work is serialised inside the text system.
+#pragma once
+
+#include "tq/platform/base/string.h"
+#include "tq/platform/ui/drawing/font.h"
+#include "tq/platform/ui/model/cell.h"
+#include "tq/platform/ui/model/color.h"
+#include "tq/platform/ui/model/geometry.h"
+
+namespace tq {
+
+struct TextAttributes {
+  FontRef font;  // nil: the system font
+  ColorRef color;  // nil: black
+  TextAlignment alignment = TextAlignment::Natural;
+  LineBreakMode lineBreakMode = LineBreakMode::ByWordWrapping;
+};
+
+// The size a text needs when laid out within `bounds` by the attributes' mode. Wrapping modes wrap
+// to bounds.width (a width of 0 or less, or not finite, does not wrap) and report every line, even
+// past bounds.height; one-line modes report one line, at most bounds.width wide (when that is above
+// 0). The width is that of the widest line, rounded up to whole points; the height is a whole number
+// of lines. A nil or empty text has width 0 and the height of one line.
+Size sizeOfText(const String& text, const TextAttributes& attributes, Size bounds);
+// The natural size: no wrapping, each explicit line break starting a new line.
+Size sizeOfText(const String& text, const FontRef& font);
+// How many lines the text takes within bounds (1 for the one-line modes and the empty text).
+UInteger numberOfLinesOfText(const String& text, const TextAttributes& attributes, Size bounds);
+
+// Draws a text into `rect` of the current graphics context, with the attributes' font, colour,
+// mode and alignment, in the SourceOver operation. The first line's top is at the rectangle's top
+// (its maximum y in an unflipped user space, its minimum y in a flipped one) and the text reads
+// upright either way. Lines are clipped to the rectangle. Does nothing without a current context.
+void drawText(const String& text, Rect rect, const TextAttributes& attributes);
+
+}  // namespace tq

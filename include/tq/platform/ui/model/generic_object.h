@@ -1,0 +1,44 @@
+// GenericObject: an archived object of a class the model does not describe in detail (controllers,
+// formatters, host classes without a registered factory). It keeps its class name and its archived
+// attributes.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <string>
+
+#include "tq/platform/base/value.h"
+#include "tq/platform/ui/model/capabilities.h"
+#include "tq/platform/ui/model/interface_object.h"
+
+namespace tq {
+
+class GenericObject : public InterfaceObject, public NibConnectable {
+ public:
+  explicit GenericObject(String className = u"NSObject") { setClassName(std::move(className)); }
+
+  // The element's XML attributes as archived (e.g. "objectClassName" of an array controller), names
+  // to string values. Archived attributes are made into the dictionary on the first call; it may come
+  // from any thread, as may concurrent calls.
+  const Dictionary& attributes() const;
+  void setAttributes(Dictionary attributes);
+  // Attributes as a reader keeps them until someone asks: UTF-8 names and values, each ended by a
+  // NUL ("name\0value\0name\0value\0"); invalid UTF-8 reads as U+FFFD. Replaces the attributes
+  // set before. Like the other setters, not to be called while another thread reads the object.
+  void setArchivedAttributes(std::string packed);
+  // Outlets connected from this object, by property name, in connection order (destinations not
+  // owned).
+  const std::vector<std::pair<String, std::weak_ptr<Object>>>& outlets() const { return outlets_; }
+  void setOutlet(const String& property, const std::shared_ptr<Object>& destination) override;
+  // The outlet's destination, or nullptr.
+  std::shared_ptr<Object> outlet(const String& property) const;
+
+ private:
+  mutable Dictionary attributes_ = Dictionary::empty();
+  mutable std::string packed_;
+  mutable std::atomic<bool> unpacked_{true};  // false while packed_ holds attributes not yet made
+  std::mutex& unpackLock() const;
+  std::vector<std::pair<String, std::weak_ptr<Object>>> outlets_;
+};
+
+}  // namespace tq

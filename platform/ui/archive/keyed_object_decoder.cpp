@@ -1,0 +1,1273 @@
+// The one decoder of keyed interface objects: from the graph of any container to the model.
+//
+// Objects are decoded by class and key, depth first from the top-level objects, each archive
+// object at most once: a second reference gets the object already made (shared references stay
+// shared), and a reference back to an object still being decoded through an owning key (a view
+// among its own subviews, a menu that is its own submenu) is an error, since the model would own
+// itself. Back references (superviews, next responders, control views, parent menus) are never
+// followed. Connections, cross references (selected items, header views) and awakeFromNib follow
+// once the whole tree exists, as in the XML document reader.
+//
+// Classes the model has no type for become the nearest base by what they hold: a Control when
+// they hold a cell, a View when they have a frame or subviews, an ActionCell for cells, else a
+// GenericObject; className() keeps the archived name ("NSStepper").
+#include "keyed_object_decoder.h"
+#include "remembered_casts.h"
+
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <map>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
+
+#include "tq/platform/base/exception.h"
+#include "tq/platform/ui/model/box.h"
+#include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/capabilities.h"
+#include "tq/platform/ui/model/class_registry.h"
+#include "tq/platform/ui/model/generic_object.h"
+#include "tq/platform/ui/model/image_view.h"
+#include "tq/platform/ui/model/matrix.h"
+#include "tq/platform/ui/model/menu.h"
+#include "tq/platform/ui/model/progress_indicator.h"
+#include "tq/platform/ui/model/scroll_view.h"
+#include "tq/platform/ui/model/segmented_control.h"
+#include "tq/platform/ui/model/stack_view.h"
+#include "tq/platform/ui/model/tab_view.h"
+#include "tq/platform/ui/model/table_view.h"
+#include "tq/platform/ui/model/text_field.h"
+#include "tq/platform/ui/model/text_view.h"
+#include "tq/platform/ui/model/toolbar.h"
+#include "tq/platform/ui/model/window.h"
+
+namespace tq {
+
+using archive::ArchiveValue;
+using archive::KeyedArchive;
+
+namespace {
+
+constexpr int kMaxDepth = 200;
+// What one model object may cost, for the memory bound: controls with their cells measure about
+// 800 bytes each with the archive's share, so 1 KiB keeps the bound on the safe side.
+constexpr std::size_t kObjectCost = 1024;
+
+bool endsWith(std::string_view s, std::string_view suffix) {
+  return s.size() >= suffix.size() && s.substr(s.size() - suffix.size()) == suffix;
+}
+
+// "{{x, y}, {w, h}}", "{w, h}" and "{x, y}" as written by the archivers.
+std::vector<double> numbersIn(std::string_view text) {
+  std::vector<double> out;
+  std::string buffer(text);
+  const char* p = buffer.c_str();
+  while (*p) {
+    if ((*p >= '0' && *p <= '9') || *p == '-' || *p == '+' || *p == '.') {
+      char* end = nullptr;
+      const double v = std::strtod(p, &end);
+      if (end == p) {
+        ++p;
+        continue;
+      }
+      out.push_back(std::isfinite(v) ? v : 0);
+      p = end;
+      if (out.size() == 4) break;
+    } else {
+      ++p;
+    }
+  }
+  return out;
+}
+
+String utf8(std::string_view s) { return String::fromUTF8(s); }
+
+}  // namespace
+
+class KeyedNibDecoder {
+ public:
+  KeyedNibDecoder(const KeyedArchive& archive, const NibLoadOptions& options, std::size_t budget)
+      : a_(archive),
+        layout_(archive.layout()),
+        options_(options),
+        registry_(options.registry ? *options.registry : ClassRegistry::shared()),
+        budget_(budget),
+        visitBudget_(4 * archive.objectCount() + (std::size_t{1} << 20)),
+        memo_(archive.objectCount()),
+        identifiers_(archive.objectCount()),
+        state_(archive.objectCount(), 0) {}
+
+  Nib build(const String& documentType) {
+    nib_.documentType_ = documentType;
+    std::unordered_set<uint32_t> placeholders(layout_.placeholders.begin(), layout_.placeholders.end());
+    placeholders_ = placeholders;
+    // Windows visible at launch are listed by the object data; without that list all are.
+    visibleWindows_.insert(layout_.visibleWindows.begin(), layout_.visibleWindows.end());
+    for (uint32_t object : layout_.topLevel) {
+      if (placeholders_.count(object) || static_cast<int64_t>(object) == layout_.owner) continue;
+      if (auto made = decode(object, 0, "the top level")) nib_.topLevelObjects_.push_back(made);
+    }
+    resolveReferences();
+    for (uint32_t c : layout_.connectors) connect(c);
+    for (const auto& object : made_) object->awakeFromNib();
+    if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
+
+    nib_.objectCount_ = made_.size();
+    std::vector<Nib::IdentifiedObject> identified;
+    identified.reserve(made_.size() + 2);
+    for (uint32_t i = 0; i < memo_.size(); ++i) {
+      if (memo_[i]) identified.emplace_back(identifiers_[i], memo_[i]);
+    }
+    if (options_.owner) identified.emplace_back(u"-2", options_.owner);
+    if (options_.application) identified.emplace_back(u"-3", options_.application);
+    nib_.indexObjects(std::move(identified));
+    return std::move(nib_);
+  }
+
+ private:
+  // --- reading values ------------------------------------------------------------------------------
+
+  // Key names are literals; their archive indexes are looked up once each.
+  uint32_t key(const char* name) const {
+    auto it = keys_.find(name);
+    if (it != keys_.end()) return it->second;
+    const uint32_t index = a_.nameIndex(name);
+    keys_.emplace(name, index);
+    return index;
+  }
+  ArchiveValue get(uint32_t o, const char* name) const { return a_.find(o, key(name)); }
+  bool has(uint32_t o, const char* name) const { return a_.has(o, key(name)); }
+
+  String string(uint32_t o, const char* key) const {
+    std::string s;
+    return a_.stringOf(get(o, key), s) ? utf8(s) : String();
+  }
+  String stringValue(const ArchiveValue& v) const {
+    std::string s;
+    return a_.stringOf(v, s) ? utf8(s) : String();
+  }
+  double number(uint32_t o, const char* key, double fallback) const {
+    double v = 0;
+    return a_.numberOf(get(o, key), v) && std::isfinite(v) ? v : fallback;
+  }
+  long integer(uint32_t o, const char* key, long fallback = 0) const {
+    const double v = number(o, key, static_cast<double>(fallback));
+    if (v > 9.2e18 || v < -9.2e18) return fallback;
+    return static_cast<long>(v);
+  }
+  bool boolean(uint32_t o, const char* key, bool fallback) const {
+    double v = 0;
+    return a_.numberOf(get(o, key), v) ? v != 0 : fallback;
+  }
+  // An object reference under key, or -1.
+  int64_t ref(uint32_t o, const char* key) const {
+    ArchiveValue v = get(o, key);
+    return v.isObject() ? static_cast<int64_t>(v.index) : -1;
+  }
+  // Collections may be shared by many objects; every member visited counts against a bound
+  // proportional to the archive, so that sharing cannot multiply the work without end.
+  std::vector<uint32_t> memberObjects(int64_t collection) {
+    std::vector<uint32_t> out;
+    if (collection < 0) return out;
+    const std::vector<ArchiveValue> members = a_.members(static_cast<uint32_t>(collection));
+    visits_ += members.size();
+    if (visits_ > visitBudget_) failure("the archive's objects share their collections more than its size allows");
+    for (const ArchiveValue& v : members) {
+      if (v.isObject()) out.push_back(v.index);
+    }
+    return out;
+  }
+  // Key-value pairs of a dictionary object: alternating members, or dict.sortedKeys/dict.values,
+  // or NS.key.N/NS.object.N entries.
+  std::vector<std::pair<ArchiveValue, ArchiveValue>> dictionary(int64_t dict) {
+    std::vector<std::pair<ArchiveValue, ArchiveValue>> out;
+    if (dict < 0) return out;
+    const auto d = static_cast<uint32_t>(dict);
+    visits_ += a_.end(d) - a_.begin(d);
+    if (visits_ > visitBudget_) failure("the archive's objects share their collections more than its size allows");
+    std::vector<ArchiveValue> members = a_.members(d);
+    if (!members.empty()) {
+      for (std::size_t i = 0; i + 1 < members.size(); i += 2) out.emplace_back(members[i], members[i + 1]);
+      return out;
+    }
+    const int64_t keys = ref(d, "dict.sortedKeys"), values = ref(d, "dict.values");
+    if (keys >= 0 && values >= 0) {
+      auto k = a_.members(static_cast<uint32_t>(keys)), v = a_.members(static_cast<uint32_t>(values));
+      for (std::size_t i = 0; i < k.size() && i < v.size(); ++i) out.emplace_back(k[i], v[i]);
+      return out;
+    }
+    // Keyed form: NS.key.N and NS.object.N, gathered in one pass over the entries.
+    std::map<unsigned long, std::pair<ArchiveValue, ArchiveValue>> numbered;
+    for (const archive::ArchiveEntry* e = a_.begin(d); e != a_.end(d); ++e) {
+      if (e->key == 0) continue;
+      const std::string& name = a_.name(e->key);
+      const bool isKey = name.rfind("NS.key.", 0) == 0, isObject = name.rfind("NS.object.", 0) == 0;
+      if (!isKey && !isObject) continue;
+      const std::string digits = name.substr(isKey ? 7 : 10);
+      if (digits.empty() || digits.size() > 9 || digits.find_first_not_of("0123456789") != std::string::npos) continue;
+      auto& slot = numbered[std::stoul(digits)];
+      (isKey ? slot.first : slot.second) = e->value;
+    }
+    for (const auto& [n, pair] : numbered) out.push_back(pair);
+    return out;
+  }
+
+  std::optional<Rect> rect(uint32_t o, const char* key) const {
+    std::string s;
+    if (!a_.stringOf(get(o, key), s)) return std::nullopt;
+    std::vector<double> n = numbersIn(s);
+    if (n.size() == 4) return Rect{n[0], n[1], n[2], n[3]};
+    if (n.size() == 2) return Rect{0, 0, n[0], n[1]};
+    return std::nullopt;
+  }
+  std::optional<Size> size(uint32_t o, const char* key) const {
+    std::string s;
+    if (!a_.stringOf(get(o, key), s)) return std::nullopt;
+    std::vector<double> n = numbersIn(s);
+    if (n.size() < 2) return std::nullopt;
+    return Size{n[0], n[1]};
+  }
+
+  // The name of an image value: a named resource, an image source, or an image with a name.
+  String imageName(const ArchiveValue& v) const {
+    if (!v.isObject()) return String();
+    const uint32_t o = v.index;
+    for (const char* key : {"NSResourceName", "NSImageName", "NSName"}) {
+      String name = string(o, key);
+      if (!name.isNil() && name.length() > 0) return name;
+    }
+    return String();
+  }
+
+  std::optional<FontDescriptor> font(const ArchiveValue& v) const {
+    if (!v.isObject() || a_.className(v.index) != "NSFont") return std::nullopt;
+    FontDescriptor font;
+    const String name = string(v.index, "NSName");
+    const double size = number(v.index, "NSSize", 13);
+    std::string n = name.UTF8String();
+    if (n.empty() || n[0] == '.' || n.rfind("LucidaGrande", 0) == 0 || n.rfind("Helvetica", 0) == 0) {
+      // The system font under its private or historical names.
+      font = FontDescriptor::systemFont(size > 0 ? size : 13);
+      font.bold = n.find("Bold") != std::string::npos;
+      if (font.bold) font.metaFont = u"systemBold";
+      return font;
+    }
+    font.name = name;
+    font.size = size > 0 ? size : 13;
+    font.bold = n.find("Bold") != std::string::npos;
+    return font;
+  }
+
+  std::optional<ColorDescriptor> color(const ArchiveValue& v, int hop = 0) const {
+    if (!v.isObject() || a_.className(v.index) != "NSColor" || hop > 4) return std::nullopt;
+    const uint32_t o = v.index;
+    ColorDescriptor c;
+    const long space = integer(o, "NSColorSpace", 0);
+    if (space == 6) {
+      c.name = string(o, "NSColorName");
+      c.catalog = string(o, "NSCatalogName");
+      if (c.catalog.isNil()) c.catalog = u"System";
+      return c;
+    }
+    std::string text;
+    if ((space == 1 || space == 2) && a_.stringOf(get(o, "NSRGB"), text)) {
+      auto n = numbersIn(text);
+      c.red = n.size() > 0 ? n[0] : 0;
+      c.green = n.size() > 1 ? n[1] : 0;
+      c.blue = n.size() > 2 ? n[2] : 0;
+      c.alpha = n.size() > 3 ? n[3] : 1;
+      c.colorSpace = space == 1 ? u"calibratedRGB" : u"deviceRGB";
+      return c;
+    }
+    if ((space == 3 || space == 4) && a_.stringOf(get(o, "NSWhite"), text)) {
+      auto n = numbersIn(text);
+      c.red = c.green = c.blue = n.empty() ? 0 : n[0];
+      c.alpha = n.size() > 1 ? n[1] : 1;
+      c.colorSpace = space == 3 ? u"calibratedWhite" : u"deviceWhite";
+      return c;
+    }
+    return std::nullopt;
+  }
+
+  // --- object bookkeeping --------------------------------------------------------------------------
+
+  String identifierOf(uint32_t o) const {
+    if (static_cast<int64_t>(o) == layout_.owner) return u"-2";
+    if (o < layout_.identifiers.size() && layout_.identifiers[o] != archive::ArchiveLayout::kNoIdentifier) {
+      return utf8(std::to_string(layout_.identifiers[o]));
+    }
+    return utf8("obj-" + std::to_string(o));
+  }
+
+  // The designer's identifier of an archived object, nil when the archive gives none.
+  String designerIdentifierOf(uint32_t o) const {
+    if (o < layout_.identifiers.size() && layout_.identifiers[o] != archive::ArchiveLayout::kNoIdentifier) {
+      return utf8(std::to_string(layout_.identifiers[o]));
+    }
+    return String();
+  }
+
+  void warn(std::string message) { nib_.warnings_.push_back(std::move(message)); }
+
+  [[noreturn]] void failure(const std::string& reason) const { throw NibDecodeFailure{reason}; }
+
+  std::string describe(uint32_t o) const { return "object " + std::to_string(o) + " (" + a_.className(o) + ")"; }
+
+  void charge(std::size_t bytes) {
+    used_ += bytes;
+    if (used_ > budget_) {
+      failure("the interface needs more than " + std::to_string(budget_ / (1024 * 1024)) +
+              " MB of memory, over what a document of this size may take");
+    }
+  }
+
+  template <class Base, class Factory>
+  std::shared_ptr<Base> make(const String& custom, const Factory& fallback) {
+    std::shared_ptr<Base> object;
+    if (!custom.isNil() && custom.length() > 0) {
+      object = as<Base>(registry_.makeObject(custom));
+      if constexpr (std::is_base_of_v<Window, Base>) {
+        if (!object && custom == String(u"NSPanel")) object = std::make_shared<Panel>();
+      }
+    }
+    if (!object) {
+      object = std::shared_ptr<Base>(fallback());
+      if (!custom.isNil() && custom.length() > 0 && !(custom == String(object->className()))) {
+        object->setCustomClassName(custom);
+      }
+    }
+    return object;
+  }
+
+  // --- dispatch ------------------------------------------------------------------------------------
+
+  // Decodes object o reached through `via` (for messages). Returns the object already made for a
+  // shared reference; fails on a reference to an object still being decoded.
+  std::shared_ptr<InterfaceObject> decode(uint32_t o, int depth, const char* via) {
+    if (depth > kMaxDepth) failure("the objects are nested more than " + std::to_string(kMaxDepth) + " deep");
+    if (state_[o] == 2) return memo_[o];
+    if (state_[o] == 1) failure(describe(o) + " contains itself (through " + via + ")");
+    if (placeholders_.count(o) || static_cast<int64_t>(o) == layout_.owner) return nullptr;
+    state_[o] = 1;
+    // Class names are compared as views: no copy per object, and each comparison with a name
+    // written here checks the length before any byte.
+    std::string_view cls = a_.className(o);
+    std::string original;
+    String custom;
+    auto swapped = layout_.customClasses.find(o);
+    if (swapped != layout_.customClasses.end()) custom = utf8(swapped->second);
+    if (cls == "NSClassSwapper") {
+      custom = string(o, "NSClassName");
+      a_.stringOf(get(o, "NSOriginalClassName"), original);
+      cls = original.empty() ? std::string_view("NSObject") : std::string_view(original);
+    }
+    std::shared_ptr<InterfaceObject> made = decodeAs(o, cls, custom, depth);
+    state_[o] = 2;
+    return made;
+  }
+
+  // Records an object before its parts are decoded, so that shared references resolve to it.
+  void remember(uint32_t o, const std::shared_ptr<InterfaceObject>& object) {
+    charge(kObjectCost);
+    memo_[o] = object;
+    made_.push_back(object);
+    object->setArchiveIdentifier(identifierOf(o));
+    identifiers_[o] = object->archiveIdentifier();
+  }
+
+  template <class T>
+  std::shared_ptr<T> child(uint32_t o, const char* key, int depth) {
+    const int64_t r = ref(o, key);
+    if (r < 0) return nullptr;
+    auto object = decode(static_cast<uint32_t>(r), depth + 1, key);
+    auto typed = as<T>(object);
+    if (object && !typed) warn(describe(o) + ": " + key + " holds a " + a_.className(static_cast<uint32_t>(r)) + ", skipped");
+    return typed;
+  }
+
+  std::shared_ptr<InterfaceObject> decodeAs(uint32_t o, std::string_view cls, const String& custom, int depth) {
+    if (cls == "NSWindowTemplate") return decodeWindow(o, custom, depth);
+    if (cls == "NSMenu" || (endsWith(cls, "Menu") && has(o, "NSMenuItems"))) return decodeMenu(o, custom, depth);
+    if (cls == "NSMenuItem" || (endsWith(cls, "MenuItem") && has(o, "NSTitle"))) return decodeMenuItem(o, custom, depth);
+    if (cls == "NSTabViewItem") return decodeTabViewItem(o, custom, depth);
+    if (cls == "NSTableColumn") return decodeTableColumn(o, custom, depth);
+    if (cls == "NSToolbar") return decodeToolbar(o, custom, depth);
+    if (endsWith(cls, "ToolbarItem") || has(o, "NSToolbarItemIdentifier")) return decodeToolbarItem(o, cls, custom, depth);
+    if (cls == "NSCustomObject") {
+      const String name = string(o, "NSClassName");
+      auto object = make<InterfaceObject>(name, [] { return std::make_shared<GenericObject>(u"NSObject"); });
+      remember(o, object);
+      return object;
+    }
+    if (endsWith(cls, "Cell") || has(o, "NSCellFlags")) return decodeCell(o, cls, custom, depth);
+    if (std::shared_ptr<View> view = decodeViewObject(o, cls, custom, depth)) return view;
+    // Controllers, formatters, constraints and other objects: kept with their class name and their
+    // scalar values as attributes.
+    auto object = make<InterfaceObject>(custom, [&] {
+      auto g = std::make_shared<GenericObject>(utf8(cls));
+      std::vector<Dictionary::Entry> attributes;
+      for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
+        if (e->key == 0) continue;
+        std::string s;
+        if (e->value.kind == ArchiveValue::Kind::String) {
+          attributes.emplace_back(utf8(a_.name(e->key)), Value(utf8(std::string(a_.text(e->value)))));
+        } else if (e->value.isNumber()) {
+          attributes.emplace_back(utf8(a_.name(e->key)), Value(e->value.number()));
+        } else if (e->value.isObject() && a_.className(e->value.index).find("String") != std::string::npos &&
+                   a_.stringOf(e->value, s)) {
+          attributes.emplace_back(utf8(a_.name(e->key)), Value(utf8(s)));
+        }
+      }
+      g->setAttributes(Dictionary(std::move(attributes)));
+      return std::static_pointer_cast<InterfaceObject>(g);
+    });
+    remember(o, object);
+    return object;
+  }
+
+  // --- views ---------------------------------------------------------------------------------------
+
+  std::shared_ptr<View> decodeViewObject(uint32_t o, std::string_view cls, String custom, int depth) {
+    std::shared_ptr<View> view;
+    auto named = [&](auto factory) { view = make<View>(custom, factory); };
+    if (cls == "NSButton") {
+      named([] { return std::make_shared<Button>(); });
+    } else if (cls == "NSPopUpButton") {
+      named([] { return std::make_shared<PopUpButton>(); });
+    } else if (cls == "NSTextField" || cls == "NSSecureTextField" || cls == "NSComboBox" || cls == "NSTokenField") {
+      named([&] {
+        auto f = std::make_shared<TextField>();
+        if (cls != "NSTextField") f->setClassName(utf8(cls));
+        return f;
+      });
+    } else if (cls == "NSSearchField") {
+      named([] { return std::make_shared<SearchField>(); });
+    } else if (cls == "NSBox") {
+      named([] { return std::make_shared<Box>(); });
+    } else if (cls == "NSMatrix") {
+      named([] { return std::make_shared<Matrix>(); });
+    } else if (cls == "NSTabView") {
+      named([] { return std::make_shared<TabView>(); });
+    } else if (cls == "NSTableView") {
+      named([] { return std::make_shared<TableView>(); });
+    } else if (cls == "NSOutlineView") {
+      named([] { return std::make_shared<OutlineView>(); });
+    } else if (cls == "NSScrollView") {
+      named([] { return std::make_shared<ScrollView>(); });
+    } else if (cls == "NSClipView") {
+      named([] { return std::make_shared<ClipView>(); });
+    } else if (cls == "NSSegmentedControl") {
+      named([] { return std::make_shared<SegmentedControl>(); });
+    } else if (cls == "NSImageView") {
+      named([] { return std::make_shared<ImageView>(); });
+    } else if (cls == "NSStackView") {
+      named([] { return std::make_shared<StackView>(); });
+    } else if (cls == "NSTextView") {
+      named([] { return std::make_shared<TextView>(); });
+    } else if (cls == "NSProgressIndicator") {
+      named([] { return std::make_shared<ProgressIndicator>(); });
+    } else if (cls == "NSView" || cls == "NSCustomView") {
+      if (cls == "NSCustomView") {
+        String name = string(o, "NSClassName");
+        if (!name.isNil() && !(name == String(u"NSView"))) custom = name;
+      }
+      named([] { return std::make_shared<View>(); });
+    } else if (has(o, "NSCell")) {
+      named([&] {
+        auto c = std::make_shared<Control>();
+        c->setClassName(utf8(cls));
+        return c;
+      });
+    } else if (has(o, "NSFrame") || has(o, "NSFrameSize") || has(o, "NSSubviews") || has(o, "NSvFlags")) {
+      named([&] {
+        auto v = std::make_shared<View>();
+        v->setClassName(utf8(cls));
+        if (cls == "NSTextView") v->setFlipped(true);
+        return v;
+      });
+    } else {
+      return nullptr;
+    }
+    remember(o, view);
+    decodeView(o, *view, depth);
+    return view;
+  }
+
+  // Values of sliders, steppers, level indicators and date pickers.
+  void decodeValues(uint32_t o, Cell& cell) {
+    cell.setMinValue(number(o, "NSMinValue", cell.minValue()));
+    cell.setMaxValue(number(o, "NSMaxValue", cell.maxValue()));
+    cell.setDoubleValue(number(o, "NSValue", cell.doubleValue()));
+    cell.setNumberOfTickMarks(integer(o, "NSNumberOfTickMarks", 0));
+    if (has(o, "NSIndicatorStyle")) {
+      static constexpr const char16_t* kLevelStyles[] = {u"relevancy", u"continuousCapacity", u"discreteCapacity",
+                                                         u"rating"};
+      const long style = integer(o, "NSIndicatorStyle", 0);
+      if (style >= 0 && style < 4) cell.setControlStyle(kLevelStyles[style]);
+    }
+    if (has(o, "NSDatePickerElements")) {
+      // The archived element flags: hour and minute 0x0c, seconds 0x02 more, year-month-day 0xe0.
+      const auto flags = static_cast<unsigned long>(integer(o, "NSDatePickerElements", 0));
+      unsigned bits = 0;
+      if (flags & 0xe0ul) bits |= Cell::DateElementYearMonthDay;
+      if (flags & 0x0cul) bits |= Cell::DateElementHourMinute;
+      if ((flags & 0x0eul) == 0x0eul) bits |= Cell::DateElementSecond;
+      cell.setDateElements(bits);
+      const int64_t date = ref(o, "NSContents");
+      if (date >= 0 && has(static_cast<uint32_t>(date), "NS.time")) {
+        cell.setDoubleValue(number(static_cast<uint32_t>(date), "NS.time", 0));
+      }
+    }
+  }
+
+  void decodeView(uint32_t o, View& view, int depth) {
+    if (auto frame = rect(o, "NSFrame")) {
+      view.setFrame(*frame);
+    } else if (auto s = size(o, "NSFrameSize")) {
+      view.setFrame({0, 0, s->width, s->height});
+    }
+    const auto flags = static_cast<unsigned long>(integer(o, "NSvFlags", 0));
+    view.setHidden((flags & 0x80000000ul) != 0);
+    view.setAutoresizingMask(static_cast<unsigned>(flags & 0x3F));
+    if (String tip = string(o, "NSToolTip"); !tip.isNil()) view.setToolTip(tip);
+    if (has(o, "NSTag")) view.setTag(integer(o, "NSTag"));
+    if (String id = string(o, "NSUserInterfaceItemIdentifier"); !id.isNil()) view.setIdentifier(id);
+    if (!as<PopUpButton>(&view)) {
+      if (auto menu = child<Menu>(o, "NSMenu", depth)) view.setContextMenu(menu);
+    }
+
+    if (auto* control = as<Control>(&view)) {
+      if (has(o, "NSCell")) {
+        if (auto cell = child<Cell>(o, "NSCell", depth)) control->setCell(cell);
+      }
+    }
+
+    bool ownSubviews = true;
+    if (auto* box = as<Box>(&view)) decodeBox(o, *box, depth), ownSubviews = false;
+    if (auto* matrix = as<Matrix>(&view)) decodeMatrix(o, *matrix, depth);
+    if (auto* tabs = as<TabView>(&view)) decodeTabView(o, *tabs, depth), ownSubviews = false;
+    if (auto* table = as<TableView>(&view)) decodeTableView(o, *table, depth);
+    if (auto* scroll = as<ScrollView>(&view)) decodeScrollView(o, *scroll, depth), ownSubviews = false;
+    if (auto* clip = as<ClipView>(&view)) {
+      clip->setDrawsBackground((integer(o, "NScvFlags", 4) & 4) != 0);
+      if (auto doc = child<View>(o, "NSDocView", depth)) clip->setDocumentView(doc);
+      ownSubviews = false;
+    }
+    if (auto* stack = as<StackView>(&view)) decodeStackView(o, *stack, depth), ownSubviews = false;
+    if (auto* text = as<TextView>(&view)) decodeTextView(o, *text);
+    if (auto* progress = as<ProgressIndicator>(&view)) {
+      progress->setMinValue(number(o, "NSMinValue", progress->minValue()));
+      progress->setMaxValue(number(o, "NSMaxValue", progress->maxValue()));
+      progress->setDoubleValue(number(o, "NSValue", progress->doubleValue()));
+    }
+
+    for (uint32_t c : memberObjects(ref(o, "NSViewConstraints"))) {
+      if (auto constraint = decode(c, depth + 1, "NSViewConstraints")) view.addConstraint(constraint);
+    }
+    if (!ownSubviews) return;
+    for (uint32_t s : memberObjects(ref(o, "NSSubviews"))) {
+      auto sub = as<View>(decode(s, depth + 1, "NSSubviews"));
+      if (sub && sub->superview() && sub->superview() != &view) {
+        warn(describe(s) + " is a subview of two views; kept in the first");
+      } else if (sub) {
+        view.addSubview(sub);
+      } else {
+        warn(describe(s) + " among the subviews of " + describe(o) + " is not a view");
+      }
+    }
+  }
+
+  // A text view's text is in its text storage, reached through its container and layout manager;
+  // its background in the data its text views share. The storage's first attributes give the font
+  // and colour.
+  void decodeTextView(uint32_t o, TextView& text) {
+    const int64_t shared = ref(o, "NSSharedData");
+    if (shared >= 0) text.setBackgroundColor(color(get(static_cast<uint32_t>(shared), "NSBackgroundColor")));
+    const int64_t container = ref(o, "NSTextContainer");
+    const int64_t manager = container >= 0 ? ref(static_cast<uint32_t>(container), "NSLayoutManager") : -1;
+    const int64_t storage = manager >= 0 ? ref(static_cast<uint32_t>(manager), "NSTextStorage") : -1;
+    if (storage < 0) return;
+    const auto s = static_cast<uint32_t>(storage);
+    if (String value = string(s, "NSString"); !value.isNil()) text.setString(value);
+    int64_t attributes = ref(s, "NSAttributes");
+    // Several runs: an array of dictionaries, the first run's first.
+    if (attributes >= 0 && a_.className(static_cast<uint32_t>(attributes)).find("Array") != std::string::npos) {
+      const auto runs = memberObjects(attributes);
+      attributes = runs.empty() ? -1 : static_cast<int64_t>(runs.front());
+    }
+    if (attributes < 0) return;
+    for (const auto& [k, v] : dictionary(attributes)) {
+      const String name = stringValue(k);
+      if (name == String(u"NSFont")) text.setFont(font(v));
+      if (name == String(u"NSColor")) text.setTextColor(color(v));
+    }
+  }
+
+  void decodeBox(uint32_t o, Box& box, int depth) {
+    const int64_t titleCell = ref(o, "NSTitleCell");
+    if (titleCell >= 0) {
+      if (String title = string(static_cast<uint32_t>(titleCell), "NSContents"); !title.isNil()) box.setTitle(title);
+      if (auto f = font(get(static_cast<uint32_t>(titleCell), "NSSupport"))) box.setTitleFont(*f);
+    }
+    box.setTitlePosition(static_cast<TitlePosition>(std::clamp(integer(o, "NSTitlePosition", 2), 0L, 6L)));
+    box.setBoxType(static_cast<BoxType>(std::clamp(integer(o, "NSBoxType", 0), 0L, 4L)));
+    box.setBorderType(static_cast<BorderType>(std::clamp(integer(o, "NSBorderType", 2), 0L, 3L)));
+    box.setTransparent(boolean(o, "NSTransparent", false));
+    box.setContentView(child<View>(o, "NSContentView", depth));
+  }
+
+  void decodeMatrix(uint32_t o, Matrix& matrix, int depth) {
+    if (auto s = size(o, "NSCellSize")) matrix.setCellSize(*s);
+    if (auto s = size(o, "NSIntercellSpacing")) matrix.setIntercellSpacing(*s);
+    const auto flags = static_cast<unsigned long>(integer(o, "NSMatrixFlags", 0));
+    matrix.setMode((flags & 0x40000000ul)   ? MatrixMode::Radio
+                   : (flags & 0x20000000ul) ? MatrixMode::List
+                   : (flags & 0x10000000ul) ? MatrixMode::Highlight
+                                            : MatrixMode::Track);
+    if (auto p = child<Cell>(o, "NSCellPrototype", depth)) matrix.setPrototype(p);
+    std::vector<std::shared_ptr<Cell>> cells;
+    for (uint32_t c : memberObjects(ref(o, "NSCells"))) {
+      if (auto cell = as<Cell>(decode(c, depth + 1, "NSCells"))) cells.push_back(cell);
+    }
+    // Cells are stored row by row. A grid the cells do not fill is cut to the rows they reach, so
+    // the grid never outgrows what the archive holds.
+    long columns = std::max(1L, integer(o, "NSNumCols", 1));
+    if (columns > static_cast<long>(cells.size())) columns = std::max<long>(1, static_cast<long>(cells.size()));
+    const long rows = cells.empty() ? 0 : static_cast<long>((cells.size() + columns - 1) / columns);
+    charge(static_cast<std::size_t>(rows * columns) * sizeof(std::shared_ptr<Cell>));
+    auto empty = std::make_shared<Cell>();
+    while (static_cast<long>(cells.size()) < rows * columns) cells.push_back(empty);
+    matrix.setCells(std::move(cells), rows, cells.empty() ? 0 : columns);
+    const int64_t selected = ref(o, "NSSelectedCell");
+    if (selected >= 0) (void)selected;  // the selection follows the cells' own states
+  }
+
+  void decodeTabView(uint32_t o, TabView& tabs, int depth) {
+    const long type = integer(o, "NSTvFlags", 0) & 7;
+    tabs.setTabViewType(static_cast<TabViewType>(std::min(type, 6L)));
+    if (auto f = font(get(o, "NSFont"))) tabs.setFont(*f);
+    for (uint32_t i : memberObjects(ref(o, "NSTabViewItems"))) {
+      if (auto item = as<TabViewItem>(decode(i, depth + 1, "NSTabViewItems"))) tabs.addTabViewItem(item);
+    }
+    const int64_t selected = ref(o, "NSSelectedTabViewItem");
+    if (selected >= 0) selectedTabs_.push_back({&tabs, static_cast<uint32_t>(selected)});
+  }
+
+  std::shared_ptr<InterfaceObject> decodeTabViewItem(uint32_t o, const String& custom, int depth) {
+    auto item = make<TabViewItem>(custom, [] { return std::make_shared<TabViewItem>(); });
+    remember(o, item);
+    if (String label = string(o, "NSLabel"); !label.isNil()) item->setLabel(label);
+    if (String id = string(o, "NSIdentifier"); !id.isNil()) item->setIdentifier(id);
+    if (String tip = string(o, "NSToolTip"); !tip.isNil()) item->setToolTip(tip);
+    if (auto view = child<View>(o, "NSView", depth)) item->setView(view);
+    return item;
+  }
+
+  void decodeTableView(uint32_t o, TableView& table, int depth) {
+    table.setRowHeight(number(o, "NSRowHeight", table.rowHeight()));
+    if (has(o, "NSIntercellSpacingWidth")) {
+      table.setIntercellSpacing({number(o, "NSIntercellSpacingWidth", 3), number(o, "NSIntercellSpacingHeight", 2)});
+    }
+    table.setViewBased(has(o, "NSTableViewArchivedReusableViewsKey"));
+    for (uint32_t c : memberObjects(ref(o, "NSTableColumns"))) {
+      if (auto column = as<TableColumn>(decode(c, depth + 1, "NSTableColumns"))) table.addTableColumn(column);
+    }
+    const int64_t header = ref(o, "NSHeaderView");
+    if (header >= 0) headerViews_.push_back({&table, static_cast<uint32_t>(header)});
+    if (auto* outline = as<OutlineView>(&table)) {
+      outline->setIndentationPerLevel(number(o, "NSOutlineViewIndentationPerLevelKey", outline->indentationPerLevel()));
+      const int64_t column = ref(o, "NSOutlineViewOutlineTableColumnKey");
+      if (column >= 0) outlineColumns_.push_back({outline, static_cast<uint32_t>(column)});
+    }
+  }
+
+  std::shared_ptr<InterfaceObject> decodeTableColumn(uint32_t o, const String& custom, int depth) {
+    auto column = make<TableColumn>(custom, [] { return std::make_shared<TableColumn>(); });
+    remember(o, column);
+    if (String id = string(o, "NSIdentifier"); !id.isNil()) column->setIdentifier(id);
+    column->setWidth(number(o, "NSWidth", column->width()));
+    column->setMinWidth(number(o, "NSMinWidth", column->minWidth()));
+    column->setMaxWidth(number(o, "NSMaxWidth", column->maxWidth()));
+    column->setHidden(boolean(o, "NSHidden", false));
+    column->setEditable(boolean(o, "NSIsEditable", true));
+    if (String tip = string(o, "NSHeaderToolTip"); !tip.isNil()) column->setHeaderToolTip(tip);
+    if (auto h = child<Cell>(o, "NSHeaderCell", depth)) column->setHeaderCell(h);
+    if (auto d = child<Cell>(o, "NSDataCell", depth)) column->setDataCell(d);
+    return column;
+  }
+
+  void decodeScrollView(uint32_t o, ScrollView& scroll, int depth) {
+    const auto flags = static_cast<unsigned long>(integer(o, "NSsFlags", 0x30));
+    scroll.setHasVerticalScroller((flags & 0x10) != 0);
+    scroll.setHasHorizontalScroller((flags & 0x20) != 0);
+    scroll.setAutohidesScrollers((flags & 0x200) != 0);
+    static constexpr const char16_t* kBorders[] = {u"none", u"line", u"bezel", u"groove"};
+    scroll.setBorderType(kBorders[flags & 3]);
+    if (auto clip = child<ClipView>(o, "NSContentView", depth)) scroll.setContentView(clip);
+    if (auto s = child<View>(o, "NSVScroller", depth)) scroll.setVerticalScroller(s);
+    if (auto s = child<View>(o, "NSHScroller", depth)) scroll.setHorizontalScroller(s);
+    // The header sits in a clip view of its own; the model keeps the header view itself.
+    if (auto headerClip = child<View>(o, "NSHeaderClipView", depth)) {
+      auto* clip = as<ClipView>(headerClip.get());
+      auto header = clip ? clip->documentView() : headerClip;
+      if (header) {
+        header->removeFromSuperview();
+        scroll.setHeaderView(header);
+      }
+    }
+  }
+
+  void decodeStackView(uint32_t o, StackView& stack, int depth) {
+    stack.setOrientation(integer(o, "NSStackViewOrientation", 0) == 1 ? UserInterfaceLayoutOrientation::Vertical
+                                                                       : UserInterfaceLayoutOrientation::Horizontal);
+    stack.setSpacing(number(o, "NSStackViewSpacing", 8));
+    // Gravity areas; views already placed by an earlier area are not placed twice.
+    std::unordered_set<const View*> placed;
+    struct Area {
+      const char* key;
+      StackViewGravity gravity;
+    };
+    static constexpr Area kAreas[] = {{"NSStackViewBeginningContainer", StackViewGravity::Leading},
+                                      {"NSStackViewMiddleContainer", StackViewGravity::Center},
+                                      {"NSStackViewEndContainer", StackViewGravity::Trailing}};
+    for (const Area& area : kAreas) {
+      const int64_t container = ref(o, area.key);
+      if (container < 0) continue;
+      const auto c = static_cast<uint32_t>(container);
+      int64_t views = ref(c, "NSStackViewContainerNonDroppedViews");
+      if (views < 0) views = ref(c, "NSStackViewContainerViews");
+      for (uint32_t v : memberObjects(views)) {
+        auto view = as<View>(decode(v, depth + 1, area.key));
+        if (view && placed.insert(view.get()).second) stack.addView(view, area.gravity);
+      }
+    }
+    for (uint32_t s : memberObjects(ref(o, "NSSubviews"))) {
+      auto view = as<View>(decode(s, depth + 1, "NSSubviews"));
+      if (view && placed.insert(view.get()).second) stack.addSubview(view);
+    }
+  }
+
+  // --- windows -------------------------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decodeWindow(uint32_t o, String custom, int depth) {
+    const String windowClass = string(o, "NSWindowClass");
+    if (custom.isNil() && !windowClass.isNil() && !(windowClass == String(u"NSWindow"))) custom = windowClass;
+    auto window = make<Window>(custom, [] { return std::make_shared<Window>(); });
+    remember(o, window);
+    if (String title = string(o, "NSWindowTitle"); !title.isNil()) window->setTitle(title);
+    if (auto r = rect(o, "NSWindowRect")) window->setContentRect(*r);
+    window->setStyleMask(static_cast<unsigned>(integer(o, "NSWindowStyleMask", 0)));
+    if (auto s = size(o, "NSMinSize")) window->setMinSize(*s);
+    if (auto s = size(o, "NSWindowContentMinSize")) window->setMinSize(*s);
+    if (auto s = size(o, "NSMaxSize")) window->setMaxSize(*s);
+    if (auto s = size(o, "NSWindowContentMaxSize")) window->setMaxSize(*s);
+    if (String name = string(o, "NSFrameAutosaveName"); !name.isNil()) window->setFrameAutosaveName(name);
+    window->setVisibleAtLaunch(!layout_.visibleWindowsKnown || visibleWindows_.count(o) != 0);
+    if (auto content = child<View>(o, "NSWindowView", depth)) {
+      window->setContentView(content);
+      fitContentToPinnedSubview(static_cast<uint32_t>(ref(o, "NSWindowView")), *window);
+    }
+    // The toolbar: whichever key of the template holds one.
+    for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
+      if (e->key != 0 && e->value.isObject() && a_.className(e->value.index) == "NSToolbar") {
+        if (auto toolbar = decode(e->value.index, depth + 1, "the toolbar")) window->setToolbar(toolbar);
+        break;
+      }
+    }
+    return window;
+  }
+
+  // A subview pinned to the four edges of the content view by required equalities gets the content's
+  // size less the margins on the platform, and the window grows when that subview needs more. The
+  // archive's frames are the editor's last layout (constraints are not solved here), so when the
+  // pinned subview's archived frame is larger than the window's content rectangle the window grows
+  // to hold it, its top left corner kept; it never shrinks.
+  void fitContentToPinnedSubview(uint32_t contentObject, Window& window) {
+    const auto& content = window.contentView();
+    if (!content) return;
+    struct Pins {
+      double margin[4] = {0, 0, 0, 0};  // left, right, top, bottom
+      unsigned pinned = 0;
+    };
+    std::unordered_map<const View*, Pins> pins;
+    for (uint32_t c : memberObjects(ref(contentObject, "NSViewConstraints"))) {
+      if (a_.className(c) != "NSLayoutConstraint") continue;
+      if (integer(c, "NSRelation", 0) != 0 || number(c, "NSPriority", 1000) < 1000) continue;
+      const long first = integer(c, "NSFirstAttribute", 0), second = integer(c, "NSSecondAttribute", 0);
+      const int64_t a = ref(c, "NSFirstItem"), b = ref(c, "NSSecondItem");
+      if (a < 0 || b < 0 || first != second) continue;
+      // Leading/trailing (5, 6) count as left/right (1, 2); top 3, bottom 4.
+      const int edge = first == 1 || first == 5 ? 0 : first == 2 || first == 6 ? 1 : first == 3 ? 2 : first == 4 ? 3 : -1;
+      if (edge < 0) continue;
+      const bool contentFirst = static_cast<uint32_t>(a) == contentObject;
+      const int64_t other = contentFirst ? b : a;
+      if (!contentFirst && static_cast<uint32_t>(b) != contentObject) continue;
+      auto sub = as<View>(memo_[static_cast<std::size_t>(other)]);
+      if (!sub || sub->superview() != content.get()) continue;
+      // Positive constants point right and down: the margin is the distance inwards from the edge.
+      const double constant = number(c, "NSConstant", 0);
+      const bool farEdge = edge == 1 || edge == 3;
+      Pins& p = pins[sub.get()];
+      p.margin[edge] = (farEdge == contentFirst) ? constant : -constant;
+      p.pinned |= 1u << edge;
+    }
+    Rect rect = window.contentRect();
+    for (const auto& [view, p] : pins) {
+      if (p.pinned != 0xF) continue;
+      const Rect f = view->frame();
+      const double w = p.margin[0] + f.w + p.margin[1], h = p.margin[2] + f.h + p.margin[3];
+      if (!(w > rect.w) && !(h > rect.h)) continue;
+      const double top = rect.maxY();
+      rect.w = std::max(rect.w, w);
+      rect.h = std::max(rect.h, h);
+      rect.y = top - rect.h;
+      window.setContentRect(rect);
+      content->setFrame({content->frame().x, content->frame().y, rect.w, rect.h});
+      const_cast<View*>(view)->setFrame({p.margin[0], p.margin[3], f.w, f.h});
+    }
+  }
+
+  // --- toolbars ------------------------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decodeToolbar(uint32_t o, const String& custom, int depth) {
+    auto toolbar = make<Toolbar>(custom, [] { return std::make_shared<Toolbar>(); });
+    remember(o, toolbar);
+    if (String id = string(o, "NSToolbarIdentifier"); !id.isNil()) toolbar->setIdentifier(id);
+    toolbar->setDisplayMode(static_cast<Toolbar::DisplayMode>(std::clamp(integer(o, "NSToolbarDisplayMode", 0), 0L, 3L)));
+    toolbar->setSizeMode(static_cast<Toolbar::SizeMode>(std::clamp(integer(o, "NSToolbarSizeMode", 0), 0L, 2L)));
+    toolbar->setAllowsUserCustomization(boolean(o, "NSToolbarAllowsUserCustomization", false));
+    toolbar->setAutosavesConfiguration(boolean(o, "NSToolbarAutosavesConfiguration", false));
+    toolbar->setVisible(boolean(o, "NSToolbarPrefersToBeShown", true));
+    auto item = [&](const ArchiveValue& v, const char* key) -> std::shared_ptr<ToolbarItem> {
+      if (!v.isObject()) return nullptr;
+      return as<ToolbarItem>(decode(v.index, depth + 1, key));
+    };
+    for (const char* key : {"NSToolbarIBAllowedItems", "NSToolbarIBIdentifiedItems"}) {
+      for (const auto& [k, v] : dictionary(ref(o, key))) {
+        if (auto i = item(v, key)) toolbar->addAllowedItem(i);
+      }
+    }
+    for (uint32_t v : memberObjects(ref(o, "NSToolbarIBDefaultItems"))) {
+      if (auto i = item(KeyedArchive::object(v), "NSToolbarIBDefaultItems")) {
+        toolbar->addAllowedItem(i);
+        toolbar->addDefaultItem(i);
+      }
+    }
+    return toolbar;
+  }
+
+  std::shared_ptr<InterfaceObject> decodeToolbarItem(uint32_t o, std::string_view cls, const String& custom, int depth) {
+    auto item = make<ToolbarItem>(custom, [&] {
+      auto i = std::make_shared<ToolbarItem>();
+      if (cls != "NSToolbarItem") i->setClassName(utf8(cls));
+      return i;
+    });
+    remember(o, item);
+    if (String id = string(o, "NSToolbarItemIdentifier"); !id.isNil()) item->setItemIdentifier(id);
+    if (String s = string(o, "NSToolbarItemLabel"); !s.isNil()) item->setLabel(s);
+    if (String s = string(o, "NSToolbarItemPaletteLabel"); !s.isNil()) item->setPaletteLabel(s);
+    if (String s = string(o, "NSToolbarItemToolTip"); !s.isNil()) item->setToolTip(s);
+    if (String s = imageName(get(o, "NSToolbarItemImage")); !s.isNil()) item->setImageName(s);
+    if (String s = string(o, "NSToolbarItemImageName"); !s.isNil()) item->setImageName(s);
+    if (String s = string(o, "NSToolbarItemAction"); !s.isNil()) item->setAction(s);
+    item->setTag(integer(o, "NSToolbarItemTag", 0));
+    item->setEnabled(boolean(o, "NSToolbarItemEnabled", true));
+    if (auto s = size(o, "NSToolbarItemMinSize")) item->setMinSize(*s);
+    if (auto s = size(o, "NSToolbarItemMaxSize")) item->setMaxSize(*s);
+    if (auto view = child<View>(o, "NSToolbarItemView", depth)) item->setView(view);
+    if (auto menu = child<MenuItem>(o, "NSToolbarItemMenuFormRepresentation", depth)) item->setMenuFormRepresentation(menu);
+    return item;
+  }
+
+  // --- menus ---------------------------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decodeMenu(uint32_t o, const String& custom, int depth) {
+    auto menu = make<Menu>(custom, [] { return std::make_shared<Menu>(); });
+    remember(o, menu);
+    if (String title = string(o, "NSTitle"); !title.isNil()) menu->setTitle(title);
+    // The private names of the application's special menus, as the document format names them.
+    static constexpr std::pair<const char*, const char16_t*> kRoles[] = {
+        {"_NSMainMenu", u"main"},         {"_NSAppleMenu", u"apple"}, {"_NSWindowsMenu", u"window"},
+        {"_NSServicesMenu", u"services"}, {"_NSHelpMenu", u"help"},   {"_NSFontMenu", u"font"},
+        {"_NSRecentDocumentsMenu", u"recentDocuments"}};
+    const std::string name = string(o, "NSName").UTF8String();
+    for (const auto& [archived, role] : kRoles) {
+      if (name == archived) menu->setSystemMenu(role);
+    }
+    menu->setAutoenablesItems(!boolean(o, "NSNoAutoenable", false));
+    for (uint32_t i : memberObjects(ref(o, "NSMenuItems"))) {
+      if (auto item = as<MenuItem>(decode(i, depth + 1, "NSMenuItems"))) menu->addItem(item);
+    }
+    return menu;
+  }
+
+  std::shared_ptr<InterfaceObject> decodeMenuItem(uint32_t o, const String& custom, int depth) {
+    auto item = make<MenuItem>(custom, [] { return std::make_shared<MenuItem>(); });
+    remember(o, item);
+    item->setSeparatorItem(boolean(o, "NSIsSeparator", false));
+    if (String title = string(o, "NSTitle"); !title.isNil()) item->setTitle(title);
+    if (String key = string(o, "NSKeyEquiv"); !key.isNil()) item->setKeyEquivalent(key);
+    item->setKeyEquivalentModifierMask(static_cast<unsigned long>(integer(o, "NSKeyEquivModMask", 1L << 20)));
+    item->setTag(integer(o, "NSTag", 0));
+    item->setState(static_cast<int>(integer(o, "NSState", 0)));
+    item->setHidden(boolean(o, "NSIsHidden", false));
+    item->setEnabled(!boolean(o, "NSIsDisabled", false) && !item->isSeparatorItem());
+    if (String image = imageName(get(o, "NSImage")); !image.isNil()) item->setImageName(image);
+    if (String tip = string(o, "NSToolTip"); !tip.isNil()) item->setToolTip(tip);
+    if (auto submenu = child<Menu>(o, "NSSubmenu", depth)) item->setSubmenu(submenu);
+    return item;
+  }
+
+  // --- cells ---------------------------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decodeCell(uint32_t o, std::string_view cls, const String& custom, int depth) {
+    std::shared_ptr<Cell> cell;
+    auto named = [&](auto factory) { cell = make<Cell>(custom, factory); };
+    if (cls == "NSButtonCell") {
+      named([] { return std::make_shared<ButtonCell>(); });
+    } else if (cls == "NSPopUpButtonCell") {
+      named([] { return std::make_shared<PopUpButtonCell>(); });
+    } else if (cls == "NSTextFieldCell" || cls == "NSSecureTextFieldCell" || cls == "NSComboBoxCell" ||
+               cls == "NSTokenFieldCell") {
+      named([&] {
+        auto c = std::make_shared<TextFieldCell>();
+        if (cls != "NSTextFieldCell") c->setClassName(utf8(cls));
+        return c;
+      });
+    } else if (cls == "NSSearchFieldCell") {
+      named([] { return std::make_shared<SearchFieldCell>(); });
+    } else if (cls == "NSTableHeaderCell") {
+      named([] { return std::make_shared<TableHeaderCell>(); });
+    } else if (cls == "NSImageCell") {
+      named([] { return std::make_shared<ImageCell>(); });
+    } else if (cls == "NSSegmentedCell") {
+      named([] { return std::make_shared<SegmentedCell>(); });
+    } else {
+      named([&] {
+        auto c = std::make_shared<ActionCell>();
+        c->setClassName(utf8(cls));
+        return c;
+      });
+    }
+    remember(o, cell);
+
+    const auto flags = static_cast<unsigned long>(integer(o, "NSCellFlags", 0));
+    const auto flags2 = static_cast<unsigned long>(integer(o, "NSCellFlags2", 0));
+    const ArchiveValue support = get(o, "NSSupport");
+    if (auto f = font(support)) cell->setFont(*f);
+    cell->setAlignment(static_cast<TextAlignment>(std::min((flags2 >> 26) & 7ul, 4ul)));
+    cell->setControlSize(static_cast<ControlSize>(std::min((flags2 >> 17) & 7ul, 3ul)));
+    const auto mode = static_cast<LineBreakMode>(std::min((flags2 >> 9) & 7ul, 5ul));
+    cell->setLineBreakMode(mode);
+    const bool scrollable = (flags & 0x100000ul) != 0;
+    cell->setScrollable(scrollable);
+    if (!scrollable && as<TextFieldCell>(cell.get())) {
+      // The wraps bit is stored inverted.
+      cell->setWraps((flags & 0x40ul) == 0 &&
+                     (mode == LineBreakMode::ByWordWrapping || mode == LineBreakMode::ByCharWrapping));
+    }
+    cell->setEnabled((flags & 0x20000000ul) == 0);
+    cell->setEditable((flags & 0x10000000ul) != 0);
+    cell->setSelectable((flags & 0x200000ul) != 0 || cell->isEditable());
+    cell->setBordered((flags & 0x800000ul) != 0);
+    cell->setBezeled((flags & 0x400000ul) != 0);
+    cell->setState((flags & 0x80000000ul) ? 1 : 0);
+    if (has(o, "NSTag")) cell->setTag(integer(o, "NSTag"));
+    if (auto formatter = child<InterfaceObject>(o, "NSFormatter", depth)) cell->setFormatter(formatter);
+    decodeValues(o, *cell);
+
+    const ArchiveValue contents = get(o, "NSContents");
+    if (auto* image = as<ImageCell>(cell.get())) {
+      if (String name = imageName(contents); !name.isNil()) image->setImageName(name);
+      static constexpr const char16_t* kScaling[] = {u"proportionallyDown", u"axesIndependently", u"none",
+                                                     u"proportionallyUpOrDown"};
+      const long scale = integer(o, "NSScale", 0);
+      if (scale >= 0 && scale < 4) image->setImageScaling(kScaling[scale]);
+    }
+    if (auto* button = as<ButtonCell>(cell.get())) decodeButtonCell(o, *button);
+    if (auto* popUp = as<PopUpButtonCell>(cell.get())) {
+      popUp->setPullsDown(boolean(o, "NSPullDown", false));
+      if (auto menu = child<Menu>(o, "NSMenu", depth)) popUp->setMenu(menu);
+      const int64_t selected = ref(o, "NSMenuItem");
+      if (selected >= 0) selectedItems_.push_back({popUp, static_cast<uint32_t>(selected)});
+    }
+    if (auto* field = as<TextFieldCell>(cell.get())) {
+      if (String p = string(o, "NSPlaceholderString"); !p.isNil()) field->setPlaceholderString(p);
+      field->setDrawsBackground(boolean(o, "NSDrawsBackground", false));
+      field->setBackgroundColor(color(get(o, "NSBackgroundColor")));
+      field->setTextColor(color(get(o, "NSTextColor")));
+    }
+    if (auto* segmented = as<SegmentedCell>(cell.get())) {
+      static constexpr const char16_t* kTracking[] = {u"selectOne", u"selectAny", u"momentary"};
+      const long tracking = integer(o, "NSTrackingMode", 0);
+      if (tracking >= 0 && tracking < 3) segmented->setTrackingMode(kTracking[tracking]);
+      const long selectedSegment = integer(o, "NSSelectedSegment", -1);
+      long index = 0;
+      for (uint32_t s : memberObjects(ref(o, "NSSegmentImages"))) {
+        Segment segment;
+        if (String label = string(s, "NSSegmentItemLabel"); !label.isNil()) segment.label = label;
+        if (String image = imageName(get(s, "NSSegmentItemImage")); !image.isNil()) segment.imageName = image;
+        if (String tip = string(s, "NSSegmentItemTooltip"); !tip.isNil()) segment.toolTip = tip;
+        segment.width = number(s, "NSSegmentItemWidth", 0);
+        segment.tag = integer(s, "NSSegmentItemTag", 0);
+        segment.enabled = !boolean(s, "NSSegmentItemDisabled", false);
+        segment.selected = boolean(s, "NSSegmentItemSelected", index == selectedSegment);
+        segmented->addSegment(std::move(segment));
+        ++index;
+      }
+    }
+    // The title last, as in the document reader: a pop-up takes its title from the selected item.
+    if (!as<PopUpButtonCell>(cell.get()) && !as<ImageCell>(cell.get())) {
+      std::string text;
+      if (a_.stringOf(contents, text)) cell->setTitle(utf8(text));
+    }
+    return cell;
+  }
+
+  void decodeButtonCell(uint32_t o, ButtonCell& cell) {
+    const String normal = imageName(get(o, "NSNormalImage"));
+    const String alternate = imageName(get(o, "NSAlternateImage"));
+    auto names = [&](const char16_t* name) { return normal == String(name) || alternate == String(name); };
+    ButtonType type = ButtonType::MomentaryPushIn;
+    if (has(o, "NSAuxButtonType")) {
+      type = static_cast<ButtonType>(std::clamp(integer(o, "NSAuxButtonType", 7), 0L, 7L));
+    } else if (names(u"NSSwitch")) {
+      type = ButtonType::Switch;
+    } else if (names(u"NSRadioButton")) {
+      type = ButtonType::Radio;
+    }
+    cell.setButtonType(type);
+    const bool toggle = type == ButtonType::Switch || type == ButtonType::Radio;
+    std::string title;
+    const bool hasTitle = a_.stringOf(get(o, "NSContents"), title) && !title.empty();
+    cell.setImagePosition(toggle ? CellImagePosition::ImageLeft
+                          : (!normal.isNil() && !hasTitle) ? CellImagePosition::ImageOnly
+                          : !normal.isNil()                ? CellImagePosition::ImageLeft
+                                                           : CellImagePosition::NoImage);
+    if (!toggle && !normal.isNil()) cell.setImageName(normal);
+    if (!toggle && !alternate.isNil()) cell.setAlternateImageName(alternate);
+    if (String t = string(o, "NSAlternateContents"); !t.isNil() && t.length() > 0) cell.setAlternateTitle(t);
+    if (String k = string(o, "NSKeyEquivalent"); !k.isNil()) cell.setKeyEquivalent(k);
+    const unsigned long flags2 = static_cast<unsigned long>(integer(o, "NSButtonFlags2", 0));
+    const long bezel = has(o, "NSBezelStyle") ? integer(o, "NSBezelStyle", 0)
+                                              : static_cast<long>((flags2 & 7) | ((flags2 & 0x20) >> 2));
+    static constexpr const char16_t* kBezels[] = {nullptr,         u"rounded",         u"regularSquare",
+                                                  u"thick",        u"thicker",         u"disclosure",
+                                                  u"shadowlessSquare", u"circular",    u"texturedSquare",
+                                                  u"helpButton",   u"smallSquare",     u"texturedRounded",
+                                                  u"roundRect",    u"recessed",        u"roundedDisclosure",
+                                                  u"inline"};
+    if (bezel > 0 && bezel < 16) cell.setBezelStyle(kBezels[bezel]);
+  }
+
+  // --- cross references and connections ------------------------------------------------------------
+
+  std::shared_ptr<Object> made(uint32_t o) const { return o < memo_.size() ? memo_[o] : nullptr; }
+
+  void resolveReferences() {
+    for (auto& [table, o] : headerViews_) {
+      auto header = as<View>(made(o));
+      if (header && !table->isDescendantOf(header.get())) table->setHeaderView(header);
+    }
+    for (auto& [outline, o] : outlineColumns_) {
+      if (auto column = as<TableColumn>(made(o))) outline->setOutlineTableColumn(column);
+    }
+    for (auto& [tabs, o] : selectedTabs_) {
+      for (long i = 0; i < tabs->numberOfTabViewItems(); ++i) {
+        if (tabs->tabViewItemAtIndex(i) == made(o)) tabs->selectTabViewItemAtIndex(i);
+      }
+    }
+    for (auto& [popUp, o] : selectedItems_) {
+      auto menu = popUp->menu();
+      for (long i = 0; menu && i < menu->numberOfItems(); ++i) {
+        if (menu->itemAtIndex(i) == made(o)) popUp->selectItemAtIndex(i);
+      }
+    }
+  }
+
+  // A connection end: the owner, a placeholder, or an object made. `found` is false for an object
+  // that is not part of the interface's tree.
+  std::shared_ptr<Object> resolve(int64_t o, bool& found, String& id) {
+    found = true;
+    if (o < 0) {
+      id = String();
+      return nullptr;
+    }
+    const auto index = static_cast<uint32_t>(o);
+    id = identifierOf(index);
+    if (o == layout_.owner) return options_.owner;
+    if (placeholders_.count(index)) {
+      std::string name;
+      a_.stringOf(get(index, "NSClassName"), name);
+      if (name == "NSApplication") {
+        id = u"-3";
+        return options_.application;
+      }
+      id = u"-1";
+      return nullptr;
+    }
+    auto object = made(index);
+    if (!object && state_[index] == 0) {
+      // Reached only through a connection (a formatter or controller outside the tree): made now,
+      // owned by nothing but the connection's destination.
+      object = decode(index, 0, "a connection");
+    }
+    found = object != nullptr;
+    return object;
+  }
+
+  void connect(uint32_t c) {
+    const std::string& cls = a_.className(c);
+    auto end = [&](const char* modern, const char* older) {
+      const int64_t r = ref(c, modern);
+      return r >= 0 ? r : ref(c, older);
+    };
+    String label = string(c, "NSLabel");
+    if (label.isNil()) label = string(c, "label");
+    if (cls.find("Binding") != std::string::npos) {
+      // The older XML form wraps the binding connector.
+      const int64_t inner = ref(c, "connector");
+      connectBinding(inner >= 0 ? static_cast<uint32_t>(inner) : c);
+      return;
+    }
+    if (cls.find("ToolTip") != std::string::npos || cls == "NSIBHelpConnector") {
+      connectHelp(c);
+      return;
+    }
+    int64_t source = end("NSSource", "source"), destination = end("NSDestination", "destination");
+    const bool action = cls.find("Control") != std::string::npos || cls.find("Action") != std::string::npos;
+    const bool outlet = cls.find("Outlet") != std::string::npos;
+    if (!action && !outlet) return;
+    // The older XML form names an action's target as its source.
+    if (cls == "IBActionConnection") std::swap(source, destination);
+    bool sourceFound = false, destinationFound = false;
+    String sourceId, destinationId;
+    auto from = resolve(source, sourceFound, sourceId);
+    auto to = resolve(destination, destinationFound, destinationId);
+    const char* kind = action ? "action " : "outlet ";
+    if (!sourceFound || !destinationFound) {
+      return warn(kind + label.UTF8String() + ": an end is not part of the interface");
+    }
+    if ((sourceId == String(u"-2") || sourceId == String(u"-3")) && !from) return;
+    if ((destinationId == String(u"-2") || destinationId == String(u"-3")) && !to) return;
+    if (outlet) {
+      if (!from) return;
+      if (auto* receiver = as<NibConnectable>(from.get())) receiver->setOutlet(label, to);
+      nib_.connections_.push_back(
+          {NibConnection::Kind::Outlet, label, sourceId, destinationId, String(), from, to, designerIdentifierOf(c)});
+      return;
+    }
+    if (!from) return;
+    Object* sender = from.get();
+    if (auto* control = as<Control>(sender)) {
+      control->setTarget(to);
+      control->setAction(label);
+    } else if (auto* cell = as<ActionCell>(sender)) {
+      cell->setTarget(to);
+      cell->setAction(label);
+    } else if (auto* item = as<MenuItem>(sender)) {
+      item->setTarget(to);
+      item->setAction(label);
+    } else if (auto* toolbarItem = as<ToolbarItem>(sender)) {
+      toolbarItem->setTarget(to);
+      toolbarItem->setAction(label);
+    }
+    if (auto* receiver = as<NibConnectable>(to.get())) receiver->connectAction(label, from);
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Action, label, sourceId, destinationId, String(), from, to, designerIdentifierOf(c)});
+  }
+
+  void connectBinding(uint32_t c) {
+    const String name = string(c, "NSBinding");
+    const String keyPath = string(c, "NSKeyPath");
+    bool sourceFound = false, destinationFound = false;
+    String sourceId, destinationId;
+    auto source = resolve(ref(c, "NSSource"), sourceFound, sourceId);
+    auto destination = resolve(ref(c, "NSDestination"), destinationFound, destinationId);
+    if (!destinationFound) warn("binding " + name.UTF8String() + ": the destination is not part of the interface");
+    auto* bindable = as<Bindable>(source.get());
+    if (!bindable || name.isNil()) return;
+    std::vector<Dictionary::Entry> options;
+    for (const auto& [k, v] : dictionary(ref(c, "NSOptions"))) {
+      const String key = stringValue(k);
+      if (key.isNil()) continue;
+      std::string text;
+      double n = 0;
+      if (v.kind == ArchiveValue::Kind::Bool) {
+        options.emplace_back(key, Value(v.integer != 0));
+      } else if (v.kind == ArchiveValue::Kind::Integer) {
+        options.emplace_back(key, Value(static_cast<long long>(v.integer)));
+      } else if (a_.stringOf(v, text)) {
+        options.emplace_back(key, Value(utf8(text)));
+      } else if (a_.numberOf(v, n)) {
+        if (n == std::floor(n) && std::fabs(n) < 9e15) {
+          options.emplace_back(key, Value(static_cast<long long>(n)));
+        } else {
+          options.emplace_back(key, Value(n));
+        }
+      } else if (v.kind != ArchiveValue::Kind::Nil) {
+        warn("binding " + name.UTF8String() + ": option " + key.UTF8String() + " of kind " +
+             (v.isObject() ? a_.className(v.index) : std::string("data")) + " skipped");
+      }
+    }
+    bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
+    nib_.connections_.push_back({NibConnection::Kind::Binding, name, sourceId, destinationId, keyPath, source, destination,
+                                 designerIdentifierOf(c)});
+  }
+
+  // Tool tips given beside the objects: help connectors and tool-tip attributes.
+  void connectHelp(uint32_t c) {
+    String file = string(c, "NSFile");
+    if (!file.isNil() && !(file == String(u"NSToolTipHelpKey"))) return;
+    String tip = string(c, "NSMarker");
+    if (tip.isNil()) tip = string(c, "toolTip");
+    int64_t target = ref(c, "NSDestination");
+    if (target < 0) target = ref(c, "object");
+    bool found = false;
+    String id;
+    auto object = resolve(target, found, id);
+    if (!object || tip.isNil()) return;
+    if (auto* view = as<View>(object.get())) view->setToolTip(tip);
+    else if (auto* item = as<MenuItem>(object.get())) item->setToolTip(tip);
+    else if (auto* tab = as<TabViewItem>(object.get())) tab->setToolTip(tip);
+    else if (auto* toolbarItem = as<ToolbarItem>(object.get())) toolbarItem->setToolTip(tip);
+    else if (auto* column = as<TableColumn>(object.get())) column->setHeaderToolTip(tip);
+  }
+
+  // dynamic_cast (of a pointer or a shared pointer), remembered for the read.
+  template <class To, class Pointer>
+  auto as(Pointer&& p) const -> decltype(std::declval<RememberedCasts&>().as<To>(std::forward<Pointer>(p))) {
+    return casts_.as<To>(std::forward<Pointer>(p));
+  }
+
+  mutable RememberedCasts casts_;
+  const KeyedArchive& a_;
+  const archive::ArchiveLayout& layout_;
+  const NibLoadOptions& options_;
+  const ClassRegistry& registry_;
+  std::size_t budget_;
+  std::size_t used_ = 0;
+  std::size_t visitBudget_;
+  std::size_t visits_ = 0;
+  Nib nib_;
+  std::vector<std::shared_ptr<InterfaceObject>> memo_;
+  std::vector<String> identifiers_;
+  std::vector<uint8_t> state_;  // 0 not reached, 1 being decoded, 2 done
+  std::vector<std::shared_ptr<InterfaceObject>> made_;
+  std::unordered_set<uint32_t> placeholders_;
+  std::unordered_set<uint32_t> visibleWindows_;
+  mutable std::unordered_map<const char*, uint32_t> keys_;
+  std::vector<std::pair<TableView*, uint32_t>> headerViews_;
+  std::vector<std::pair<OutlineView*, uint32_t>> outlineColumns_;
+  std::vector<std::pair<TabView*, uint32_t>> selectedTabs_;
+  std::vector<std::pair<PopUpButtonCell*, uint32_t>> selectedItems_;
+};
+
+Nib decodeKeyedArchive(const KeyedArchive& archive, const NibLoadOptions& options, const String& documentType,
+                       std::size_t byteBudget) {
+  KeyedNibDecoder decoder(archive, options, byteBudget);
+  return decoder.build(documentType);
+}
+
+}  // namespace tq

@@ -1,0 +1,1587 @@
+// The XML interface document reader.
+//
+// One pass over the document builds the objects depth first, in document order, keeping every
+// object alive in a table by identifier while the pass runs; connections, cross references
+// (header views, selected items) and awakeFromNib follow once the whole tree exists. Only then are
+// the top-level objects handed out, and the table is dropped, so that they alone own the result.
+#include "tq/platform/ui/archive/nib_reader.h"
+
+#include <pugixml.hpp>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstdint>
+#include <cstring>
+#include <fstream>
+#include <functional>
+#include <iterator>
+#include <optional>
+#include <string_view>
+#include <typeinfo>
+#include <utility>
+#include <dirent.h>
+#include <sys/stat.h>
+
+#include "keyed_archive.h"
+#include "keyed_object_decoder.h"
+#include "remembered_casts.h"
+#include "tq/platform/base/exception.h"
+#include "tq/platform/bundle/bundle.h"
+#include "tq/platform/ui/model/box.h"
+#include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/capabilities.h"
+#include "tq/platform/ui/model/class_registry.h"
+#include "tq/platform/ui/model/generic_object.h"
+#include "tq/platform/ui/model/image_view.h"
+#include "tq/platform/ui/model/matrix.h"
+#include "tq/platform/ui/model/menu.h"
+#include "tq/platform/ui/model/progress_indicator.h"
+#include "tq/platform/ui/model/scroll_view.h"
+#include "tq/platform/ui/model/segmented_control.h"
+#include "tq/platform/ui/model/stack_view.h"
+#include "tq/platform/ui/model/tab_view.h"
+#include "tq/platform/ui/model/table_view.h"
+#include "tq/platform/ui/model/text_field.h"
+#include "tq/platform/ui/model/text_view.h"
+#include "tq/platform/ui/model/toolbar.h"
+#include "tq/platform/ui/model/window.h"
+
+namespace tq {
+
+std::shared_ptr<Object> Nib::objectWithIdentifier(const String& identifier) const {
+  const std::u16string_view wanted = identifier.view();
+  auto it = std::lower_bound(objects_.begin(), objects_.end(), wanted,
+                             [](const IdentifiedObject& e, std::u16string_view id) { return e.first.view() < id; });
+  return it == objects_.end() || it->first.view() != wanted ? nullptr : it->second.lock();
+}
+
+void Nib::indexObjects(std::vector<IdentifiedObject> objects) {
+  // Stable, so that among equal identifiers the last made stays last and is the one kept. Readers
+  // that keep their identifiers sorted already hand them over in order.
+  const auto before = [](const IdentifiedObject& a, const IdentifiedObject& b) { return a.first.view() < b.first.view(); };
+  if (!std::is_sorted(objects.begin(), objects.end(), before)) std::stable_sort(objects.begin(), objects.end(), before);
+  std::size_t kept = 0;
+  for (std::size_t i = 0; i < objects.size(); ++i) {
+    if (kept > 0 && objects[kept - 1].first.view() == objects[i].first.view()) {
+      objects[kept - 1] = std::move(objects[i]);
+    } else {
+      if (kept != i) objects[kept] = std::move(objects[i]);
+      ++kept;
+    }
+  }
+  objects.resize(kept);
+  objects_ = std::move(objects);
+}
+
+const Nib& NibReadResult::nib() const {
+  if (!nib_) {
+    AssertionHandler::currentHandler().handleFailureInMethod(u"nib", String(u"NibReadResult"),
+                                                             String::fromUTF8(detail::sourceFileName(__FILE__)),
+                                                             __LINE__, u"the read failed: " + String::fromUTF8(error_.reason).u16string());
+  }
+  return *nib_;
+}
+
+Nib& NibReadResult::nib() { return const_cast<Nib&>(static_cast<const NibReadResult*>(this)->nib()); }
+
+namespace {
+
+// A failure that aborts the whole read.
+struct ReadFailure {
+  std::string reason;
+};
+
+constexpr int kMaxDepth = 200;
+// What one model object may cost, for the memory bound: controls with their cells measure about
+// 800 bytes each, so 1 KiB keeps the bound on the safe side.
+constexpr std::size_t kObjectCost = 1024;
+// What the parsed XML takes beside the document's bytes, per byte, for the memory bound.
+constexpr std::size_t kParsedXMLFactor = 6;
+
+// --- attribute helpers ---------------------------------------------------------------------------
+
+String str(const char* utf8) { return String::fromUTF8(utf8); }
+
+// An element as the reader asks about it. Made from a node, it looks attributes and children up
+// through the parser's own walks (a full name comparison for each). Made with gather(), for the
+// elements asked about dozens of things (cells, views, menu items), it first lists its attributes
+// and its child elements in one walk each, with the first two bytes of each attribute name and of
+// each child's key, so that a lookup compares two bytes per entry and whole names only where those
+// agree. Past the first kAttributes attributes or kChildren children, lookups go the parser's way.
+class Element {
+ public:
+  Element(pugi::xml_node node) : node_(node), name_(node.name()) {}  // NOLINT: an element not gathered
+  static Element gather(pugi::xml_node node) {
+    Element e(node);
+    e.gathered_ = true;
+    for (pugi::xml_attribute a = node.first_attribute();; a = a.next_attribute()) {
+      pugi::xml_attribute_struct* const record = a.internal_object();
+      if (!record) break;
+      if (e.attributeCount_ == kAttributes) {
+        e.allAttributes_ = false;
+        break;
+      }
+      Attribute& entry = e.attributes_[e.attributeCount_++];
+      entry.name = a.name();
+      entry.value = a.value();
+      entry.head = head(entry.name);
+      entry.attribute = record;
+      e.heads_ |= bit(entry.head);
+    }
+    for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling()) {
+      if (c.type() != pugi::node_element) continue;
+      if (e.childCount_ == kChildren) {
+        e.allChildren_ = false;
+        break;
+      }
+      Child& entry = e.children_[e.childCount_++];
+      entry.name = c.name();
+      entry.key = c.attribute("key").value();
+      entry.keyHead = head(entry.key);
+      entry.node = c.internal_object();
+    }
+    return e;
+  }
+
+  pugi::xml_attribute attribute(const char* name) const {
+    if (const Attribute* a = find(name)) return pugi::xml_attribute(a->attribute);
+    return gathered_ && allAttributes_ ? pugi::xml_attribute() : node_.attribute(name);
+  }
+  // The attribute's value; nullptr when the element has no such attribute.
+  const char* value(const char* name) const {
+    if (const Attribute* a = find(name)) return a->value;
+    if (gathered_ && allAttributes_) return nullptr;
+    pugi::xml_attribute a = node_.attribute(name);
+    return a ? a.value() : nullptr;
+  }
+  // The attribute's value, "" when there is none.
+  const char* text(const char* name) const {
+    const char* v = value(name);
+    return v ? v : "";
+  }
+  // The attributes in document order, as (name, value).
+  template <class Visit>
+  void eachAttribute(Visit visit) const {
+    if (!gathered_ || !allAttributes_) {
+      for (pugi::xml_attribute a = node_.first_attribute(); a; a = a.next_attribute()) visit(a.name(), a.value());
+      return;
+    }
+    for (unsigned i = 0; i < attributeCount_; ++i) visit(attributes_[i].name, attributes_[i].value);
+  }
+
+  // The first child element with key="KEY".
+  pugi::xml_node keyed(const char* key) const {
+    if (!gathered_ || !allChildren_) {
+      for (pugi::xml_node c = node_.first_child(); c; c = c.next_sibling()) {
+        if (c.type() == pugi::node_element && std::strcmp(c.attribute("key").value(), key) == 0) return c;
+      }
+      return {};
+    }
+    const uint16_t h = head(key);
+    for (unsigned i = 0; i < childCount_; ++i) {
+      if (children_[i].keyHead == h && std::strcmp(children_[i].key, key) == 0) return pugi::xml_node(children_[i].node);
+    }
+    return {};
+  }
+  // The first child element named NAME.
+  pugi::xml_node child(const char* name) const {
+    if (!gathered_ || !allChildren_) return node_.child(name);
+    for (unsigned i = 0; i < childCount_; ++i) {
+      if (children_[i].name[0] == name[0] && std::strcmp(children_[i].name, name) == 0) {
+        return pugi::xml_node(children_[i].node);
+      }
+    }
+    return {};
+  }
+
+  operator pugi::xml_node() const { return node_; }  // NOLINT
+  explicit operator bool() const { return static_cast<bool>(node_); }
+  const char* name() const { return name_; }
+  pugi::xml_node first_child() const { return node_.first_child(); }
+
+ private:
+  static constexpr unsigned kAttributes = 32;
+  static constexpr unsigned kChildren = 16;
+  struct Attribute {
+    const char* name;
+    const char* value;
+    pugi::xml_attribute_struct* attribute;
+    uint16_t head;
+  };
+  struct Child {
+    const char* name;
+    const char* key;
+    pugi::xml_node_struct* node;
+    uint16_t keyHead;
+  };
+  // The first byte, and the second when there is one.
+  static uint16_t head(const char* name) {
+    const auto first = static_cast<unsigned char>(name[0]);
+    return static_cast<uint16_t>(first | (first ? static_cast<unsigned char>(name[1]) << 8 : 0));
+  }
+  // One of 64 bits for a name's first two bytes: most names asked for are absent, and most of those
+  // find their bit clear.
+  static uint64_t bit(uint16_t head) { return uint64_t{1} << (uint64_t{head} * 0x9E3779B97F4A7C15ull >> 58); }
+  const Attribute* find(const char* name) const {
+    if (!gathered_) return nullptr;
+    const uint16_t h = head(name);
+    if (!(heads_ & bit(h))) return nullptr;
+    for (unsigned i = 0; i < attributeCount_; ++i) {
+      if (attributes_[i].head == h && std::strcmp(attributes_[i].name, name) == 0) return &attributes_[i];
+    }
+    return nullptr;
+  }
+
+  pugi::xml_node node_;
+  const char* name_;
+  bool gathered_ = false;
+  bool allAttributes_ = true;
+  bool allChildren_ = true;
+  unsigned attributeCount_ = 0;
+  unsigned childCount_ = 0;
+  uint64_t heads_ = 0;  // bit() of every listed attribute
+  // Left unset past their counts: an element made from a node writes none of them.
+  Attribute attributes_[kAttributes];
+  Child children_[kChildren];
+};
+
+bool hasAttr(const Element& n, const char* name) { return n.value(name) != nullptr; }
+
+String attr(const Element& n, const char* name) {
+  const char* v = n.value(name);
+  return v ? str(v) : String();
+}
+
+bool boolAttr(const Element& n, const char* name, bool fallback) {
+  const char* v = n.value(name);
+  if (!v) return fallback;
+  return std::strcmp(v, "YES") == 0;
+}
+
+// Decimal text as strtod reads it. Plain numbers of up to 15 digits with at most 22 after the point
+// (nearly every number a document holds) are worked out directly: the digits and the power of ten
+// are both exact doubles, so one division rounds exactly as strtod does. Anything else (exponents,
+// more digits, a trailing text) goes to strtod.
+double parseNumber(const char* text, bool& parsed) {
+  const char* p = text;
+  const bool negative = *p == '-';
+  if (*p == '-' || *p == '+') ++p;
+  uint64_t digits = 0;
+  int count = 0, fraction = 0;
+  const char* start = p;
+  while (*p >= '0' && *p <= '9') digits = digits * 10 + static_cast<unsigned>(*p++ - '0'), ++count;
+  const bool hadInteger = p != start;
+  if (*p == '.') {
+    ++p;
+    const char* f = p;
+    while (*p >= '0' && *p <= '9') digits = digits * 10 + static_cast<unsigned>(*p++ - '0'), ++count, ++fraction;
+    if (!hadInteger && p == f) count = -1;
+  }
+  if (*p == '\0' && count > 0 && count <= 15 && fraction <= 22 && (hadInteger || fraction > 0)) {
+    static constexpr double kPowers[] = {1e0,  1e1,  1e2,  1e3,  1e4,  1e5,  1e6,  1e7,  1e8,  1e9,  1e10, 1e11,
+                                         1e12, 1e13, 1e14, 1e15, 1e16, 1e17, 1e18, 1e19, 1e20, 1e21, 1e22};
+    const double v = static_cast<double>(digits) / kPowers[fraction];
+    parsed = true;
+    return negative ? -v : v;
+  }
+  char* end = nullptr;
+  const double v = std::strtod(text, &end);
+  parsed = end != text;
+  return v;
+}
+
+double numberAttr(const Element& n, const char* name, double fallback) {
+  const char* v = n.value(name);
+  if (!v) return fallback;
+  bool parsed = false;
+  const double number = parseNumber(v, parsed);
+  return parsed ? number : fallback;
+}
+
+// Element names are told apart by their first byte before the whole name is compared.
+bool is(const Element& n, const char* name) {
+  const char* own = n.name();
+  return own[0] == name[0] && std::strcmp(own, name) == 0;
+}
+
+// The first child element with key="KEY".
+pugi::xml_node keyed(const Element& n, const char* key) { return n.keyed(key); }
+
+bool startsLikeImageFile(std::string_view b) {
+  return b.substr(0, 4) == std::string_view("MM\0*", 4) || b.substr(0, 4) == std::string_view("II*\0", 4) ||
+         b.substr(0, 8) == "\x89PNG\r\n\x1a\n";
+}
+
+// The image file inside an archived image: the bytes themselves when they are one, else the first
+// data object of a binary property list (a keyed archive of the image and its representations)
+// that holds a TIFF or PNG file. Binary property lists mark a long data object 0x4F, then an
+// integer 0x1k of 2^k big-endian bytes giving the length.
+std::string_view imageFileInArchive(std::string_view b) {
+  if (startsLikeImageFile(b)) return b;
+  if (b.substr(0, 8) != "bplist00") return {};
+  for (std::size_t i = 8; i + 2 < b.size(); ++i) {
+    if (static_cast<unsigned char>(b[i]) != 0x4F) continue;
+    const unsigned marker = static_cast<unsigned char>(b[i + 1]);
+    if ((marker & 0xF0) != 0x10 || (marker & 0x0F) > 3) continue;
+    const std::size_t width = std::size_t{1} << (marker & 0x0F);
+    if (i + 2 + width > b.size()) continue;
+    std::size_t length = 0;
+    for (std::size_t k = 0; k < width; ++k) length = (length << 8) | static_cast<unsigned char>(b[i + 2 + k]);
+    const std::size_t start = i + 2 + width;
+    if (length > b.size() - start) continue;
+    std::string_view candidate = b.substr(start, length);
+    if (startsLikeImageFile(candidate)) return candidate;
+  }
+  return {};
+}
+
+// The text of a <string> element, base64-UTF8 decoded when marked so.
+String stringElementText(pugi::xml_node n) {
+  const char* text = n.child_value();
+  if (boolAttr(n, "base64-UTF8", false)) return String::fromUTF8(archive::decodeBase64(text));
+  return str(text);
+}
+
+// A string property: the attribute NAME, else a <string key="NAME"> child; nil when neither.
+String stringProp(const Element& n, const char* name) {
+  if (const char* v = n.value(name)) return str(v);
+  const Element c = keyed(n, name);
+  if (c && is(c, "string")) return stringElementText(c);
+  return String();
+}
+
+std::optional<Rect> rectChild(const Element& n, const char* key) {
+  const Element r = keyed(n, key);
+  if (!r || !is(r, "rect")) return std::nullopt;
+  return Rect{numberAttr(r, "x", 0), numberAttr(r, "y", 0), numberAttr(r, "width", 0), numberAttr(r, "height", 0)};
+}
+
+std::optional<Size> sizeChild(const Element& n, const char* key) {
+  const Element s = keyed(n, key);
+  if (!s || !(is(s, "size") || is(s, "value"))) return std::nullopt;
+  return Size{numberAttr(s, "width", 0), numberAttr(s, "height", 0)};
+}
+
+// Texts that recur through a document (font and colour names, catalogs, colour spaces, outlet and
+// action names, key paths), made once per read and shared by every object that names them. Keys
+// point into the parsed document, which outlives the read. An open table hashed in the same walk
+// that measures the text: most texts looked up are a dozen bytes, and found.
+class RecurringStrings {
+ public:
+  String operator()(const char* value) {
+    if (!value) return String();
+    uint64_t hash = 0xcbf29ce484222325ull;  // FNV-1a
+    const char* end = value;
+    for (; *end; ++end) hash = (hash ^ static_cast<unsigned char>(*end)) * 0x100000001b3ull;
+    const std::size_t length = static_cast<std::size_t>(end - value);
+    if ((count_ + 1) * 2 > slots_.size()) grow();
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
+      Slot& slot = slots_[i];
+      if (!slot.text) {
+        slot = {value, length, hash, String::fromUTF8(std::string_view(value, length))};
+        ++count_;
+        return slot.string;
+      }
+      if (slot.hash == hash && slot.length == length && std::memcmp(slot.text, value, length) == 0) return slot.string;
+    }
+  }
+
+ private:
+  struct Slot {
+    const char* text = nullptr;
+    std::size_t length = 0;
+    uint64_t hash = 0;
+    String string;
+  };
+  void grow() {
+    std::vector<Slot> old(std::max<std::size_t>(64, slots_.size() * 2));
+    old.swap(slots_);
+    const std::size_t mask = slots_.size() - 1;
+    for (Slot& slot : old) {
+      if (!slot.text) continue;
+      std::size_t i = slot.hash & mask;
+      while (slots_[i].text) i = (i + 1) & mask;
+      slots_[i] = std::move(slot);
+    }
+  }
+  std::vector<Slot> slots_;
+  std::size_t count_ = 0;
+};
+
+std::optional<FontDescriptor> fontChild(const Element& n, const char* key, RecurringStrings& recurring) {
+  const Element f = keyed(n, key);
+  if (!f || !is(f, "font")) return std::nullopt;
+  const double size = numberAttr(f, "size", 0);
+  if (const char* meta = f.value("metaFont")) return FontDescriptor::fromMetaFont(recurring(meta), size);
+  FontDescriptor font;
+  const char* name = f.value("name");
+  if (name) font.name = recurring(name);
+  font.size = size > 0 ? size : 13;
+  font.bold = name && std::strstr(name, "Bold") != nullptr;
+  return font;
+}
+
+std::optional<ColorDescriptor> colorChild(const Element& n, const char* key, RecurringStrings& recurring) {
+  static const String system = u"System";
+  const Element c = keyed(n, key);
+  if (!c || !is(c, "color")) return std::nullopt;
+  ColorDescriptor color;
+  color.colorSpace = recurring(c.value("colorSpace"));
+  if (const char* name = c.value("name")) {
+    color.name = recurring(name);
+    const char* catalog = c.value("catalog");
+    color.catalog = catalog ? recurring(catalog) : system;
+  } else if (const char* systemColor = c.value("systemColor")) {
+    color.name = recurring(systemColor);
+    color.catalog = system;
+  } else if (hasAttr(c, "white")) {
+    color.red = color.green = color.blue = numberAttr(c, "white", 0);
+  } else {
+    color.red = numberAttr(c, "red", 0);
+    color.green = numberAttr(c, "green", 0);
+    color.blue = numberAttr(c, "blue", 0);
+  }
+  color.alpha = numberAttr(c, "alpha", 1);
+  return color;
+}
+
+// A value of an options dictionary; nil for what is not a property-list scalar.
+Value optionValue(const Element& n, bool& understood) {
+  understood = true;
+  if (is(n, "string")) return Value(stringElementText(n));
+  if (is(n, "integer")) return Value(static_cast<long long>(std::strtoll(n.text("value"), nullptr, 10)));
+  if (is(n, "real")) return Value(numberAttr(n, "value", 0));
+  if (is(n, "bool")) return Value(boolAttr(n, "value", false));
+  if (is(n, "nil")) return Value();
+  understood = false;
+  return Value();
+}
+
+template <class E, std::size_t N>
+E enumAttr(const Element& n, const char* name, const char* const (&names)[N], E fallback) {
+  const char* v = n.value(name);
+  if (!v) return fallback;
+  for (std::size_t i = 0; i < N; ++i) {
+    if (std::strcmp(v, names[i]) == 0) return static_cast<E>(i);
+  }
+  return fallback;
+}
+
+constexpr const char* kAlignments[] = {"left", "right", "center", "justified", "natural"};
+constexpr const char* kLineBreaks[] = {"wordWrapping", "charWrapping", "clipping", "truncatingHead", "truncatingTail",
+                                       "truncatingMiddle"};
+constexpr const char* kControlSizes[] = {"regular", "small", "mini", "large"};
+constexpr const char* kImagePositions[] = {"noImage", "only", "left", "right", "below", "above", "overlaps",
+                                           "leading", "trailing"};
+constexpr const char* kTitlePositions[] = {"noTitle", "aboveTop", "atTop", "belowTop", "aboveBottom", "atBottom",
+                                           "belowBottom"};
+constexpr const char* kBoxTypes[] = {"primary", "secondary", "separator", "oldStyle", "custom"};
+constexpr const char* kBorderTypes[] = {"none", "line", "bezel", "groove"};
+constexpr const char* kMatrixModes[] = {"radio", "highlight", "list", "track"};
+constexpr const char* kTabTypes[] = {"topTabsBezelBorder", "leftTabsBezelBorder", "bottomTabsBezelBorder",
+                                     "rightTabsBezelBorder", "noTabsBezelBorder", "noTabsLineBorder",
+                                     "noTabsNoBorder"};
+
+int stateAttr(const Element& n) {
+  const char* s = n.text("state");
+  if (std::strcmp(s, "on") == 0) return 1;
+  if (std::strcmp(s, "mixed") == 0) return -1;
+  return 0;
+}
+
+// "NS" + the element name with its first letter capitalised: stepper -> NSStepper.
+String platformName(const char* element) {
+  std::string name = "NS";
+  name += element;
+  if (name.size() > 2 && name[2] >= 'a' && name[2] <= 'z') name[2] = static_cast<char>(name[2] - 'a' + 'A');
+  return String::fromUTF8(name);
+}
+
+bool endsWith(const char* s, const char* suffix) {
+  const std::size_t a = std::strlen(s), b = std::strlen(suffix);
+  return a >= b && std::strcmp(s + a - b, suffix) == 0;
+}
+
+}  // namespace
+
+// Builds one archive's objects. Friend of Nib.
+class NibBuilder {
+ public:
+  NibBuilder(const NibLoadOptions& options, std::size_t budget)
+      : options_(options), registry_(options.registry ? *options.registry : ClassRegistry::shared()), budget_(budget) {}
+
+  Nib build(const pugi::xml_document& doc) {
+    pugi::xml_node root = doc.document_element();
+    if (!root || !is(root, "document")) {
+      throw ReadFailure{std::string("not an interface document (root element <") + (root ? root.name() : "") + ">)"};
+    }
+    const std::string type = root.attribute("type").value();
+    if (!type.empty() && type.find(".Cocoa.") == std::string::npos) {
+      throw ReadFailure{"not a Cocoa interface document (type " + type + ")"};
+    }
+    nib_.documentType_ = str(root.attribute("type").value());
+    pugi::xml_node objects = root.child("objects");
+    if (!objects) throw ReadFailure{"the document has no objects element"};
+
+    for (pugi::xml_node n = objects.first_child(); n; n = n.next_sibling()) {
+      if (n.type() != pugi::node_element) continue;
+      if (std::shared_ptr<Object> placeholder = placeholderFor(n)) {
+        // The owner and the application take part in connections but are not top-level objects.
+        if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, placeholder, attr(n, "id")});
+        continue;
+      }
+      if (isPlaceholderNode(n)) continue;
+      if (auto object = decode(n, 0)) nib_.topLevelObjects_.push_back(object);
+    }
+    readImageResources(root.child("resources"));
+    resolveReferences();
+    connect();
+    for (const auto& object : made_) object->awakeFromNib();
+    if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
+
+    nib_.objectCount_ = made_.size();
+    std::vector<Nib::IdentifiedObject> identified;
+    identified.reserve(byId_.size() + 2);
+    // In the order already sorted for lookUp, the placeholders after any object of the same
+    // identifier, so that the index need not sort again.
+    sortIdentifiers();
+    for (const OrderedId& e : byIdOrder_) identified.emplace_back(std::move(byId_[e.position].first), byId_[e.position].second);
+    for (const auto& [id, object] : {std::pair{u"-2", options_.owner}, std::pair{u"-3", options_.application}}) {
+      if (!object) continue;
+      auto at = std::upper_bound(identified.begin(), identified.end(), std::u16string_view(id),
+                                 [](std::u16string_view w, const Nib::IdentifiedObject& e) { return w < e.first.view(); });
+      identified.emplace(at, String(id), object);
+    }
+    nib_.indexObjects(std::move(identified));
+    return std::move(nib_);
+  }
+
+ private:
+  // dynamic_cast (of a pointer or a shared pointer), remembered for the read.
+  template <class To, class Pointer>
+  auto as(Pointer&& p) const -> decltype(std::declval<RememberedCasts&>().as<To>(std::forward<Pointer>(p))) {
+    return casts_.as<To>(std::forward<Pointer>(p));
+  }
+
+  struct Pending {
+    pugi::xml_node connections;
+    std::shared_ptr<Object> source;
+    String sourceId;
+  };
+
+  static bool isPlaceholderNode(pugi::xml_node n) {
+    const char* id = n.attribute("id").value();
+    return is(n, "placeholder") || std::strcmp(id, "-1") == 0 || std::strcmp(id, "-2") == 0 ||
+           std::strcmp(id, "-3") == 0 || std::strcmp(n.attribute("customClass").value(), "FirstResponder") == 0;
+  }
+
+  std::shared_ptr<Object> placeholderFor(pugi::xml_node n) const {
+    const char* id = n.attribute("id").value();
+    if (std::strcmp(id, "-2") == 0) return options_.owner;
+    if (std::strcmp(id, "-3") == 0) return options_.application;
+    return nullptr;
+  }
+
+  void warn(std::string message) { nib_.warnings_.push_back(std::move(message)); }
+
+  // <resources><image name="..."><mutableData key="keyedArchiveRepresentation">: images the
+  // document holds itself.
+  void readImageResources(pugi::xml_node resources) {
+    for (pugi::xml_node image = resources.child("image"); image; image = image.next_sibling("image")) {
+      pugi::xml_node data = keyed(image, "keyedArchiveRepresentation");
+      if (!data || !hasAttr(image, "name")) continue;
+      const std::string bytes = archive::decodeBase64(data.child_value());
+      const std::string_view file = imageFileInArchive(bytes);
+      if (file.empty()) {
+        warn(std::string("image ") + image.attribute("name").value() + ": no TIFF or PNG in its archive");
+        continue;
+      }
+      nib_.embeddedImages_[attr(image, "name")] = Data::withString(file);
+    }
+  }
+
+  // Makes the object for an element of base class Base: the registered custom class when it is a
+  // Base, else `fallback`.
+  template <class Base, class Fallback>
+  std::shared_ptr<Base> make(const Element& n, const Fallback& fallback) {
+    std::shared_ptr<Base> object;
+    const String custom = attr(n, "customClass");
+    if (!custom.isNil()) {
+      object = as<Base>(registry_.makeObject(custom));
+      if (!object) {
+        if constexpr (std::is_base_of_v<Window, Base>) {
+          if (custom.view() == u"NSPanel") object = std::make_shared<Panel>();
+        }
+      }
+    }
+    if (!object) {
+      object = fallback();
+      if (!custom.isNil() && !(custom == String(object->className()))) object->setCustomClassName(custom);
+    }
+    return object;
+  }
+
+  void charge(std::size_t bytes) {
+    used_ += bytes;
+    if (used_ > budget_) {
+      throw ReadFailure{"the interface needs more than " + std::to_string(budget_ / (1024 * 1024)) +
+                        " MB of memory, over what a document of this size may take"};
+    }
+  }
+
+  void remember(const Element& n, const std::shared_ptr<InterfaceObject>& object) {
+    charge(kObjectCost);
+    made_.push_back(object);
+    const String id = attr(n, "id");
+    if (!id.isNil()) {
+      object->setArchiveIdentifier(id);
+      byId_.emplace_back(id, object);
+    }
+    if (hasAttr(n, "userLabel")) object->setUserLabel(attr(n, "userLabel"));
+    if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, object, id});
+  }
+
+  // --- dispatch ----------------------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decode(pugi::xml_node node, int depth) {
+    if (depth > kMaxDepth) throw ReadFailure{"the objects are nested too deeply"};
+    const Element n = Element::gather(node);
+    const char* e = n.name();
+    if (is(n, "window") || is(n, "panel")) return decodeWindow(n, depth);
+    if (is(n, "menu")) return decodeMenu(n, depth);
+    if (is(n, "menuItem")) return decodeMenuItem(n, depth);
+    if (is(n, "tabViewItem")) return decodeTabViewItem(n, depth);
+    if (is(n, "tableColumn")) return decodeTableColumn(n, depth);
+    if (is(n, "toolbar")) return decodeToolbar(n, depth);
+    if (endsWith(e, "oolbarItem")) return decodeToolbarItem(n, depth);
+    if (endsWith(e, "Cell")) return decodeCell(n, depth);
+    if (std::shared_ptr<View> view = decodeViewElement(n, depth)) return view;
+    // Controllers, formatters, constraints, host objects.
+    auto object = make<InterfaceObject>(n, [&] {
+      static const String object = u"NSObject", constraint = u"NSLayoutConstraint";
+      auto g = std::make_shared<GenericObject>(is(n, "customObject") ? object
+                                               : is(n, "constraint") ? constraint
+                                                                     : platformName(e));
+      // Kept as archived until asked for: most are constraints nobody reads. Each name and value
+      // with its terminating zero, measured once into the read's scratch string, then copied into a
+      // string of the right size.
+      packing_.clear();
+      n.eachAttribute([&](const char* name, const char* value) {
+        packing_.append(name, std::strlen(name) + 1);
+        packing_.append(value, std::strlen(value) + 1);
+      });
+      g->setArchivedAttributes(std::string(packing_));
+      return std::static_pointer_cast<InterfaceObject>(g);
+    });
+    remember(n, object);
+    return object;
+  }
+
+  // --- views ---------------------------------------------------------------------------------------
+
+  std::shared_ptr<View> decodeViewElement(const Element& n, int depth) {
+    const char* e = n.name();
+    std::shared_ptr<View> view;
+    if (is(n, "button")) {
+      view = make<View>(n, [] { return std::make_shared<Button>(); });
+    } else if (is(n, "popUpButton")) {
+      view = make<View>(n, [] { return std::make_shared<PopUpButton>(); });
+    } else if (is(n, "textField") || is(n, "secureTextField") || is(n, "comboBox") || is(n, "tokenField")) {
+      view = make<View>(n, [&] {
+        auto f = std::make_shared<TextField>();
+        if (!is(n, "textField")) f->setClassName(platformName(e));
+        return f;
+      });
+    } else if (is(n, "searchField")) {
+      view = make<View>(n, [] { return std::make_shared<SearchField>(); });
+    } else if (is(n, "box")) {
+      view = make<View>(n, [] { return std::make_shared<Box>(); });
+    } else if (is(n, "matrix")) {
+      view = make<View>(n, [] { return std::make_shared<Matrix>(); });
+    } else if (is(n, "tabView")) {
+      view = make<View>(n, [] { return std::make_shared<TabView>(); });
+    } else if (is(n, "tableView")) {
+      view = make<View>(n, [] { return std::make_shared<TableView>(); });
+    } else if (is(n, "outlineView")) {
+      view = make<View>(n, [] { return std::make_shared<OutlineView>(); });
+    } else if (is(n, "scrollView")) {
+      view = make<View>(n, [] { return std::make_shared<ScrollView>(); });
+    } else if (is(n, "clipView")) {
+      view = make<View>(n, [] { return std::make_shared<ClipView>(); });
+    } else if (is(n, "segmentedControl")) {
+      view = make<View>(n, [] { return std::make_shared<SegmentedControl>(); });
+    } else if (is(n, "progressIndicator")) {
+      view = make<View>(n, [] { return std::make_shared<ProgressIndicator>(); });
+    } else if (is(n, "imageView")) {
+      view = make<View>(n, [] { return std::make_shared<ImageView>(); });
+    } else if (is(n, "stackView")) {
+      view = make<View>(n, [] { return std::make_shared<StackView>(); });
+    } else if (is(n, "textView")) {
+      view = make<View>(n, [] { return std::make_shared<TextView>(); });
+    } else if (is(n, "view") || is(n, "customView")) {
+      view = make<View>(n, [] { return std::make_shared<View>(); });
+    } else if (keyed(n, "cell")) {
+      // Controls the model has no class for (steppers, sliders, date pickers...).
+      view = make<View>(n, [&] {
+        auto c = std::make_shared<Control>();
+        c->setClassName(platformName(e));
+        return c;
+      });
+    } else if (keyed(n, "frame") || n.child("subviews")) {
+      view = make<View>(n, [&] {
+        auto v = std::make_shared<View>();
+        v->setClassName(platformName(e));
+        if (is(n, "textView")) v->setFlipped(true);
+        return v;
+      });
+    } else {
+      return nullptr;
+    }
+    remember(n, view);
+    decodeView(n, *view, depth);
+    return view;
+  }
+
+  void decodeView(const Element& n, View& view, int depth) {
+    if (auto frame = rectChild(n, "frame")) view.setFrame(*frame);
+    view.setHidden(boolAttr(n, "hidden", false));
+    if (String tip = stringProp(n, "toolTip"); !tip.isNil()) view.setToolTip(tip);
+    view.setTag(static_cast<long>(numberAttr(n, "tag", 0)));
+    if (hasAttr(n, "identifier")) view.setIdentifier(attr(n, "identifier"));
+    if (pugi::xml_node mask = keyed(n, "autoresizingMask")) {
+      static constexpr const char* kFlags[] = {"flexibleMinX", "widthSizable", "flexibleMaxX",
+                                               "flexibleMinY", "heightSizable", "flexibleMaxY"};
+      unsigned bits = 0;
+      for (unsigned i = 0; i < 6; ++i) {
+        if (boolAttr(mask, kFlags[i], false)) bits |= 1u << i;
+      }
+      view.setAutoresizingMask(bits);
+    }
+    if (pugi::xml_node menu = keyed(n, "menu"); menu && is(menu, "menu") && !as<PopUpButton>(&view)) {
+      view.setContextMenu(decodeMenu(menu, depth + 1));
+    }
+
+    if (auto* control = as<Control>(&view)) {
+      if (pugi::xml_node c = keyed(n, "cell")) {
+        if (auto cell = as<Cell>(decode(c, depth + 1))) {
+          control->setCell(cell);
+        } else {
+          warn(std::string("the cell of ") + n.name() + " is not a cell");
+        }
+      }
+      if (hasAttr(n, "enabled") && control->cell()) control->cell()->setEnabled(boolAttr(n, "enabled", true));
+    }
+
+    // Class-specific parts before the generic subviews, so that e.g. a box's content view exists.
+    if (auto* box = as<Box>(&view)) decodeBox(n, *box, depth);
+    if (auto* matrix = as<Matrix>(&view)) decodeMatrix(n, *matrix, depth);
+    if (auto* tabs = as<TabView>(&view)) decodeTabView(n, *tabs, depth);
+    if (auto* table = as<TableView>(&view)) decodeTableView(n, *table, depth);
+    if (auto* scroll = as<ScrollView>(&view)) decodeScrollView(n, *scroll, depth);
+    if (auto* clip = as<ClipView>(&view)) clip->setDrawsBackground(boolAttr(n, "drawsBackground", true));
+    if (auto* progress = as<ProgressIndicator>(&view)) {
+      progress->setMinValue(numberAttr(n, "minValue", progress->minValue()));
+      progress->setMaxValue(numberAttr(n, "maxValue", progress->maxValue()));
+      progress->setDoubleValue(numberAttr(n, "doubleValue", progress->doubleValue()));
+      progress->setIndeterminate(boolAttr(n, "indeterminate", false));
+      progress->setDisplayedWhenStopped(boolAttr(n, "displayedWhenStopped", true));
+      progress->setStyle(std::strcmp(n.attribute("style").value(), "spinning") == 0 ? ProgressIndicator::Style::Spinning
+                                                                                   : ProgressIndicator::Style::Bar);
+    }
+    if (auto* stack = as<StackView>(&view)) decodeStackView(n, *stack, depth);
+    if (auto* text = as<TextView>(&view)) decodeTextView(n, *text);
+
+    for (pugi::xml_node c = n.child("constraints").first_child(); c; c = c.next_sibling()) {
+      if (c.type() == pugi::node_element) view.addConstraint(decode(c, depth + 1));
+    }
+
+    if (pugi::xml_node subviews = n.child("subviews")) {
+      for (pugi::xml_node s = subviews.first_child(); s; s = s.next_sibling()) {
+        if (s.type() != pugi::node_element) continue;
+        auto sub = as<View>(decode(s, depth + 1));
+        if (sub) {
+          view.addSubview(sub);
+        } else {
+          warn(std::string("<") + s.name() + "> in subviews is not a view");
+        }
+      }
+    }
+  }
+
+  // The text a text view holds: a <string key="string">, or the fragments of its text storage.
+  void decodeTextView(const Element& n, TextView& text) {
+    if (String s = stringProp(n, "string"); !s.isNil()) {
+      text.setString(s);
+    } else if (pugi::xml_node storage = keyed(n, "textStorage")) {
+      std::string joined;
+      for (pugi::xml_node f : storage.children("fragment")) {
+        if (pugi::xml_attribute content = f.attribute("content")) {
+          joined += content.value();
+        } else if (pugi::xml_node c = keyed(f, "content")) {
+          joined += stringElementText(c).UTF8String();
+        }
+      }
+      text.setString(String::fromUTF8(joined));
+    }
+    text.setFont(fontChild(n, "font", recurring_));
+    text.setTextColor(colorChild(n, "textColor", recurring_));
+    text.setBackgroundColor(colorChild(n, "backgroundColor", recurring_));
+    text.setDrawsBackground(boolAttr(n, "drawsBackground", true));
+    text.setEditable(boolAttr(n, "editable", true));
+  }
+
+  void decodeBox(const Element& n, Box& box, int depth) {
+    if (String title = stringProp(n, "title"); !title.isNil()) box.setTitle(title);
+    box.setTitlePosition(enumAttr(n, "titlePosition", kTitlePositions, TitlePosition::AtTop));
+    box.setBoxType(enumAttr(n, "boxType", kBoxTypes, BoxType::Primary));
+    box.setBorderType(enumAttr(n, "borderType", kBorderTypes, BorderType::BezelBorder));
+    box.setTransparent(boolAttr(n, "transparent", false));
+    if (auto font = fontChild(n, "titleFont", recurring_)) box.setTitleFont(*font);
+    if (pugi::xml_node c = keyed(n, "contentView")) {
+      box.setContentView(as<View>(decode(c, depth + 1)));
+    } else {
+      box.setContentView(nullptr);
+    }
+  }
+
+  void decodeMatrix(const Element& n, Matrix& matrix, int depth) {
+    if (auto s = sizeChild(n, "cellSize")) matrix.setCellSize(*s);
+    if (auto s = sizeChild(n, "intercellSpacing")) matrix.setIntercellSpacing(*s);
+    matrix.setMode(enumAttr(n, "mode", kMatrixModes, MatrixMode::Radio));
+    if (pugi::xml_node p = keyed(n, "prototype")) matrix.setPrototype(as<Cell>(decode(p, depth + 1)));
+    // Archived column by column; the matrix keeps them row by row.
+    std::vector<std::vector<std::shared_ptr<Cell>>> columns;
+    std::size_t rows = 0;
+    for (pugi::xml_node col = n.child("cells").child("column"); col; col = col.next_sibling("column")) {
+      std::vector<std::shared_ptr<Cell>> column;
+      for (pugi::xml_node c = col.first_child(); c; c = c.next_sibling()) {
+        if (c.type() != pugi::node_element) continue;
+        if (auto cell = as<Cell>(decode(c, depth + 1))) column.push_back(cell);
+      }
+      rows = std::max(rows, column.size());
+      columns.push_back(std::move(column));
+    }
+    // A short column is filled up with one shared empty cell, which keeps the grid whole; the grid
+    // counts against the memory bound, so a document cannot declare more grid than it may hold.
+    charge(rows * columns.size() * sizeof(std::shared_ptr<Cell>));
+    std::vector<std::shared_ptr<Cell>> cells;
+    cells.reserve(rows * columns.size());
+    std::shared_ptr<Cell> empty;
+    for (std::size_t r = 0; r < rows; ++r) {
+      for (auto& column : columns) {
+        if (r < column.size()) {
+          cells.push_back(column[r]);
+        } else {
+          if (!empty) empty = std::make_shared<Cell>();
+          cells.push_back(empty);
+        }
+      }
+    }
+    matrix.setCells(std::move(cells), static_cast<long>(rows), static_cast<long>(rows ? columns.size() : 0));
+  }
+
+  void decodeTabView(const Element& n, TabView& tabs, int depth) {
+    tabs.setTabViewType(enumAttr(n, "type", kTabTypes, TabViewType::TopTabsBezelBorder));
+    if (auto font = fontChild(n, "font", recurring_)) tabs.setFont(*font);
+    for (pugi::xml_node i = n.child("tabViewItems").first_child(); i; i = i.next_sibling()) {
+      if (i.type() != pugi::node_element) continue;
+      if (auto item = as<TabViewItem>(decode(i, depth + 1))) tabs.addTabViewItem(item);
+    }
+    if (hasAttr(n, "initialItem")) initialItems_.push_back({&tabs, attr(n, "initialItem")});
+  }
+
+  std::shared_ptr<InterfaceObject> decodeTabViewItem(const Element& n, int depth) {
+    auto item = make<TabViewItem>(n, [] { return std::make_shared<TabViewItem>(); });
+    remember(n, item);
+    if (String label = stringProp(n, "label"); !label.isNil()) item->setLabel(label);
+    if (hasAttr(n, "identifier")) item->setIdentifier(attr(n, "identifier"));
+    if (String tip = stringProp(n, "toolTip"); !tip.isNil()) item->setToolTip(tip);
+    if (pugi::xml_node v = keyed(n, "view")) item->setView(as<View>(decode(v, depth + 1)));
+    return item;
+  }
+
+  void decodeTableView(const Element& n, TableView& table, int depth) {
+    table.setRowHeight(numberAttr(n, "rowHeight", table.rowHeight()));
+    table.setViewBased(boolAttr(n, "viewBased", false));
+    table.setUsesAlternatingRowBackgroundColors(boolAttr(n, "alternatingRowBackgroundColors", false));
+    if (auto s = sizeChild(n, "intercellSpacing")) table.setIntercellSpacing(*s);
+    for (pugi::xml_node c = n.child("tableColumns").first_child(); c; c = c.next_sibling()) {
+      if (c.type() != pugi::node_element) continue;
+      if (auto column = as<TableColumn>(decode(c, depth + 1))) table.addTableColumn(column);
+    }
+    if (hasAttr(n, "headerView")) headerViews_.push_back({&table, attr(n, "headerView")});
+    if (auto* outline = as<OutlineView>(&table)) {
+      outline->setIndentationPerLevel(numberAttr(n, "indentationPerLevel", outline->indentationPerLevel()));
+      if (hasAttr(n, "outlineTableColumn")) outlineColumns_.push_back({outline, attr(n, "outlineTableColumn")});
+    }
+  }
+
+  std::shared_ptr<InterfaceObject> decodeTableColumn(const Element& n, int depth) {
+    auto column = make<TableColumn>(n, [] { return std::make_shared<TableColumn>(); });
+    remember(n, column);
+    if (hasAttr(n, "identifier")) column->setIdentifier(attr(n, "identifier"));
+    column->setWidth(numberAttr(n, "width", column->width()));
+    column->setMinWidth(numberAttr(n, "minWidth", column->minWidth()));
+    column->setMaxWidth(numberAttr(n, "maxWidth", column->maxWidth()));
+    column->setHidden(boolAttr(n, "hidden", false));
+    column->setEditable(boolAttr(n, "editable", true));
+    if (String tip = stringProp(n, "headerToolTip"); !tip.isNil()) column->setHeaderToolTip(tip);
+    if (pugi::xml_node h = keyed(n, "headerCell")) column->setHeaderCell(as<Cell>(decode(h, depth + 1)));
+    if (pugi::xml_node d = keyed(n, "dataCell")) column->setDataCell(as<Cell>(decode(d, depth + 1)));
+    for (pugi::xml_node p = n.child("prototypeCellViews").first_child(); p; p = p.next_sibling()) {
+      if (p.type() != pugi::node_element) continue;
+      if (auto v = as<View>(decode(p, depth + 1))) column->addPrototypeCellView(v);
+    }
+    return column;
+  }
+
+  void decodeScrollView(const Element& n, ScrollView& scroll, int depth) {
+    scroll.setHasVerticalScroller(boolAttr(n, "hasVerticalScroller", true));
+    scroll.setHasHorizontalScroller(boolAttr(n, "hasHorizontalScroller", true));
+    scroll.setAutohidesScrollers(boolAttr(n, "autohidesScrollers", false));
+    if (hasAttr(n, "borderType")) scroll.setBorderType(attr(n, "borderType"));
+    if (pugi::xml_node c = keyed(n, "contentView")) {
+      if (auto clip = as<ClipView>(decode(c, depth + 1))) scroll.setContentView(clip);
+    }
+    if (pugi::xml_node s = keyed(n, "verticalScroller")) {
+      scroll.setVerticalScroller(as<View>(decode(s, depth + 1)));
+    }
+    if (pugi::xml_node s = keyed(n, "horizontalScroller")) {
+      scroll.setHorizontalScroller(as<View>(decode(s, depth + 1)));
+    }
+    if (pugi::xml_node h = keyed(n, "headerView")) {
+      if (auto header = as<View>(decode(h, depth + 1))) scroll.setHeaderView(header);
+    }
+  }
+
+  // --- windows -------------------------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decodeWindow(const Element& n, int depth) {
+    auto window = make<Window>(n, [&]() -> std::shared_ptr<Window> {
+      if (is(n, "panel")) return std::make_shared<Panel>();
+      return std::make_shared<Window>();
+    });
+    remember(n, window);
+    if (String title = stringProp(n, "title"); !title.isNil()) window->setTitle(title);
+    if (auto r = rectChild(n, "contentRect")) window->setContentRect(*r);
+    if (pugi::xml_node m = keyed(n, "styleMask")) {
+      struct Flag {
+        const char* name;
+        unsigned bit;
+      };
+      static constexpr Flag kFlags[] = {{"titled", NSWindowStyleMaskTitled},
+                                        {"closable", NSWindowStyleMaskClosable},
+                                        {"miniaturizable", NSWindowStyleMaskMiniaturizable},
+                                        {"resizable", NSWindowStyleMaskResizable},
+                                        {"utility", NSWindowStyleMaskUtilityWindow},
+                                        {"docModal", NSWindowStyleMaskDocModalWindow},
+                                        {"nonactivatingPanel", NSWindowStyleMaskNonactivatingPanel},
+                                        {"texturedBackground", NSWindowStyleMaskTexturedBackground},
+                                        {"unifiedTitleAndToolbar", NSWindowStyleMaskUnifiedTitleAndToolbar},
+                                        {"HUD", NSWindowStyleMaskHUDWindow},
+                                        {"fullSizeContentView", NSWindowStyleMaskFullSizeContentView}};
+      unsigned mask = 0;
+      for (const Flag& f : kFlags) {
+        if (boolAttr(m, f.name, false)) mask |= f.bit;
+      }
+      window->setStyleMask(mask);
+    }
+    if (auto s = sizeChild(n, "minSize")) window->setMinSize(*s);
+    if (auto s = sizeChild(n, "maxSize")) window->setMaxSize(*s);
+    window->setVisibleAtLaunch(boolAttr(n, "visibleAtLaunch", true));
+    window->setReleasedWhenClosed(boolAttr(n, "releasedWhenClosed", true));
+    if (hasAttr(n, "frameAutosaveName")) window->setFrameAutosaveName(attr(n, "frameAutosaveName"));
+    if (auto* panel = as<Panel>(window.get())) {
+      panel->setFloatingPanel(boolAttr(n, "floatingPanel", false) || std::strcmp(n.attribute("level").value(), "floating") == 0);
+      panel->setBecomesKeyOnlyIfNeeded(boolAttr(n, "becomesKeyOnlyIfNeeded", false));
+    }
+    if (pugi::xml_node c = keyed(n, "contentView")) {
+      window->setContentView(as<View>(decode(c, depth + 1)));
+    }
+    if (pugi::xml_node t = n.child("toolbar")) window->setToolbar(decode(t, depth + 1));
+    return window;
+  }
+
+  // --- toolbars and stack views ------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decodeToolbar(const Element& n, int depth) {
+    auto toolbar = make<Toolbar>(n, [] { return std::make_shared<Toolbar>(); });
+    remember(n, toolbar);
+    toolbar->setIdentifier(hasAttr(n, "identifier") ? attr(n, "identifier") : attr(n, "implicitIdentifier"));
+    static constexpr const char* kDisplayModes[] = {"default", "iconAndLabel", "iconOnly", "labelOnly"};
+    static constexpr const char* kSizeModes[] = {"default", "regular", "small"};
+    toolbar->setDisplayMode(enumAttr(n, "displayMode", kDisplayModes, Toolbar::DisplayMode::Default));
+    toolbar->setSizeMode(enumAttr(n, "sizeMode", kSizeModes, Toolbar::SizeMode::Default));
+    toolbar->setAllowsUserCustomization(boolAttr(n, "allowsUserCustomization", true));
+    toolbar->setAutosavesConfiguration(boolAttr(n, "autosavesConfiguration", true));
+    toolbar->setVisible(boolAttr(n, "visible", true));
+    for (pugi::xml_node i = n.child("allowedToolbarItems").first_child(); i; i = i.next_sibling()) {
+      if (i.type() != pugi::node_element) continue;
+      if (auto item = as<ToolbarItem>(decode(i, depth + 1))) toolbar->addAllowedItem(item);
+    }
+    // Default items refer to allowed ones, or are standard items written in place.
+    for (pugi::xml_node i = n.child("defaultToolbarItems").first_child(); i; i = i.next_sibling()) {
+      if (i.type() != pugi::node_element) continue;
+      std::shared_ptr<ToolbarItem> item;
+      if (hasAttr(i, "reference")) {
+        item = as<ToolbarItem>(lookUp(attr(i, "reference")));
+      } else {
+        item = as<ToolbarItem>(decode(i, depth + 1));
+      }
+      if (item) toolbar->addDefaultItem(item);
+    }
+    return toolbar;
+  }
+
+  std::shared_ptr<InterfaceObject> decodeToolbarItem(const Element& n, int depth) {
+    auto item = make<ToolbarItem>(n, [&] {
+      auto i = std::make_shared<ToolbarItem>();
+      if (!is(n, "toolbarItem")) i->setClassName(platformName(n.name()));
+      return i;
+    });
+    remember(n, item);
+    item->setItemIdentifier(hasAttr(n, "identifier") ? attr(n, "identifier") : attr(n, "implicitItemIdentifier"));
+    if (String s = stringProp(n, "label"); !s.isNil()) item->setLabel(s);
+    if (String s = stringProp(n, "paletteLabel"); !s.isNil()) item->setPaletteLabel(s);
+    if (String s = stringProp(n, "toolTip"); !s.isNil()) item->setToolTip(s);
+    if (hasAttr(n, "image")) item->setImageName(attr(n, "image"));
+    item->setTag(static_cast<long>(numberAttr(n, "tag", 0)));
+    item->setEnabled(boolAttr(n, "enabled", true));
+    if (auto s = sizeChild(n, "minSize")) item->setMinSize(*s);
+    if (auto s = sizeChild(n, "maxSize")) item->setMaxSize(*s);
+    if (pugi::xml_node v = keyed(n, "view")) item->setView(as<View>(decode(v, depth + 1)));
+    if (pugi::xml_node m = keyed(n, "menuFormRepresentation")) {
+      item->setMenuFormRepresentation(as<MenuItem>(decode(m, depth + 1)));
+    }
+    return item;
+  }
+
+  // Stack views list their views in <subviews> (current documents) or per gravity area.
+  void decodeStackView(const Element& n, StackView& stack, int depth) {
+    stack.setOrientation(std::strcmp(n.attribute("orientation").value(), "vertical") == 0
+                             ? UserInterfaceLayoutOrientation::Vertical
+                             : UserInterfaceLayoutOrientation::Horizontal);
+    stack.setSpacing(numberAttr(n, "spacing", 8));
+    if (hasAttr(n, "alignment")) stack.setAlignment(attr(n, "alignment"));
+    if (hasAttr(n, "distribution")) stack.setDistribution(attr(n, "distribution"));
+    struct Area {
+      const char* element;
+      StackViewGravity gravity;
+    };
+    static constexpr Area kAreas[] = {{"beforeGravityViews", StackViewGravity::Leading},
+                                      {"centerGravityViews", StackViewGravity::Center},
+                                      {"afterGravityViews", StackViewGravity::Trailing},
+                                      {"views", StackViewGravity::Leading}};
+    for (const Area& area : kAreas) {
+      for (pugi::xml_node v = n.child(area.element).first_child(); v; v = v.next_sibling()) {
+        if (v.type() != pugi::node_element) continue;
+        auto view = as<View>(decode(v, depth + 1));
+        if (view) {
+          stack.addView(view, area.gravity);
+        } else {
+          warn(std::string("<") + v.name() + "> in a stack view is not a view");
+        }
+      }
+    }
+  }
+
+  // --- menus ---------------------------------------------------------------------------------------
+
+  std::shared_ptr<Menu> decodeMenu(const Element& n, int depth) {
+    if (depth > kMaxDepth) throw ReadFailure{"the objects are nested too deeply"};
+    auto menu = make<Menu>(n, [] { return std::make_shared<Menu>(); });
+    remember(n, menu);
+    if (String title = stringProp(n, "title"); !title.isNil()) menu->setTitle(title);
+    if (hasAttr(n, "systemMenu")) menu->setSystemMenu(attr(n, "systemMenu"));
+    menu->setAutoenablesItems(boolAttr(n, "autoenablesItems", true));
+    for (pugi::xml_node i = n.child("items").first_child(); i; i = i.next_sibling()) {
+      if (i.type() != pugi::node_element) continue;
+      if (auto item = as<MenuItem>(decode(i, depth + 1))) menu->addItem(item);
+    }
+    return menu;
+  }
+
+  std::shared_ptr<InterfaceObject> decodeMenuItem(const Element& n, int depth) {
+    auto item = make<MenuItem>(n, [] { return std::make_shared<MenuItem>(); });
+    remember(n, item);
+    item->setSeparatorItem(boolAttr(n, "isSeparatorItem", false));
+    if (String title = stringProp(n, "title"); !title.isNil()) item->setTitle(title);
+    if (String key = stringProp(n, "keyEquivalent"); !key.isNil()) item->setKeyEquivalent(key);
+    // Without a mask element a key equivalent takes the command key.
+    unsigned long mask = 1ul << 20;
+    if (pugi::xml_node m = keyed(n, "keyEquivalentModifierMask")) {
+      mask = 0;
+      if (boolAttr(m, "shift", false)) mask |= 1ul << 17;
+      if (boolAttr(m, "control", false)) mask |= 1ul << 18;
+      if (boolAttr(m, "option", false)) mask |= 1ul << 19;
+      if (boolAttr(m, "command", false)) mask |= 1ul << 20;
+    }
+    item->setKeyEquivalentModifierMask(mask);
+    item->setTag(static_cast<long>(numberAttr(n, "tag", 0)));
+    item->setState(stateAttr(n));
+    item->setHidden(boolAttr(n, "hidden", false));
+    item->setEnabled(boolAttr(n, "enabled", !item->isSeparatorItem()));
+    if (hasAttr(n, "image")) item->setImageName(attr(n, "image"));
+    if (String tip = stringProp(n, "toolTip"); !tip.isNil()) item->setToolTip(tip);
+    if (pugi::xml_node s = keyed(n, "submenu")) item->setSubmenu(decodeMenu(s, depth + 1));
+    return item;
+  }
+
+  // --- cells ---------------------------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decodeCell(const Element& n, int depth) {
+    const char* e = n.name();
+    std::shared_ptr<Cell> cell;
+    if (is(n, "buttonCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<ButtonCell>(); });
+    } else if (is(n, "popUpButtonCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<PopUpButtonCell>(); });
+    } else if (is(n, "textFieldCell") || is(n, "secureTextFieldCell") || is(n, "comboBoxCell") ||
+               is(n, "tokenFieldCell")) {
+      cell = make<Cell>(n, [&] {
+        auto c = std::make_shared<TextFieldCell>();
+        if (!is(n, "textFieldCell")) c->setClassName(platformName(e));
+        return c;
+      });
+    } else if (is(n, "searchFieldCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<SearchFieldCell>(); });
+    } else if (is(n, "tableHeaderCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<TableHeaderCell>(); });
+    } else if (is(n, "imageCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<ImageCell>(); });
+    } else if (is(n, "segmentedCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<SegmentedCell>(); });
+    } else {
+      cell = make<Cell>(n, [&] {
+        auto c = std::make_shared<ActionCell>();
+        c->setClassName(platformName(e));
+        return c;
+      });
+    }
+    remember(n, cell);
+
+    if (auto font = fontChild(n, "font", recurring_)) cell->setFont(*font);
+    cell->setAlignment(enumAttr(n, "alignment", kAlignments, TextAlignment::Natural));
+    cell->setControlSize(enumAttr(n, "controlSize", kControlSizes, ControlSize::Regular));
+    const LineBreakMode mode = enumAttr(n, "lineBreakMode", kLineBreaks, LineBreakMode::ByWordWrapping);
+    cell->setLineBreakMode(mode);
+    const bool scrollable = boolAttr(n, "scrollable", false);
+    cell->setScrollable(scrollable);
+    if (!scrollable && as<TextFieldCell>(cell.get())) {
+      cell->setWraps(mode == LineBreakMode::ByWordWrapping || mode == LineBreakMode::ByCharWrapping);
+    }
+    cell->setTruncatesLastVisibleLine(boolAttr(n, "truncatesLastVisibleLine", false));
+    cell->setEnabled(boolAttr(n, "enabled", true));
+    cell->setEditable(boolAttr(n, "editable", false));
+    cell->setSelectable(boolAttr(n, "selectable", false) || cell->isEditable());
+    cell->setState(stateAttr(n));
+    cell->setTag(static_cast<long>(numberAttr(n, "tag", 0)));
+    const char* border = n.attribute("borderStyle").value();
+    cell->setBordered(std::strncmp(border, "border", 6) == 0 || boolAttr(n, "bordered", false));
+    cell->setBezeled(std::strcmp(border, "bezel") == 0 || std::strcmp(border, "borderAndBezel") == 0 ||
+                     boolAttr(n, "bezeled", false));
+    if (hasAttr(n, "image")) cell->setImageName(recurring_(n.value("image")));
+    // Values of sliders, steppers, level indicators and date pickers.
+    cell->setMinValue(numberAttr(n, "minValue", cell->minValue()));
+    cell->setMaxValue(numberAttr(n, "maxValue", cell->maxValue()));
+    cell->setDoubleValue(numberAttr(n, "doubleValue", cell->doubleValue()));
+    cell->setNumberOfTickMarks(static_cast<long>(numberAttr(n, "numberOfTickMarks", 0)));
+    for (const char* style : {"sliderType", "levelIndicatorStyle", "datePickerStyle"}) {
+      if (hasAttr(n, style)) cell->setControlStyle(recurring_(n.value(style)));
+    }
+    // A path control's URL is its value.
+    if (pugi::xml_node url = keyed(n, "url"); url && hasAttr(url, "string")) cell->setStringValue(attr(url, "string"));
+    if (pugi::xml_node date = keyed(n, "date")) {
+      cell->setDoubleValue(numberAttr(date, "timeIntervalSinceReferenceDate", 0));
+    }
+    if (pugi::xml_node elements = keyed(n, "datePickerElements")) {
+      unsigned bits = 0;
+      if (boolAttr(elements, "year", false) || boolAttr(elements, "month", false) || boolAttr(elements, "day", false)) {
+        bits |= Cell::DateElementYearMonthDay;
+      }
+      if (boolAttr(elements, "hour", false) || boolAttr(elements, "minute", false)) bits |= Cell::DateElementHourMinute;
+      if (boolAttr(elements, "second", false)) bits |= Cell::DateElementSecond;
+      cell->setDateElements(bits);
+    }
+    if (pugi::xml_node f = keyed(n, "formatter")) cell->setFormatter(decode(f, depth + 1));
+
+    if (auto* button = as<ButtonCell>(cell.get())) decodeButtonCell(n, *button);
+    if (auto* popUp = as<PopUpButtonCell>(cell.get())) {
+      popUp->setPullsDown(boolAttr(n, "pullsDown", false));
+      if (pugi::xml_node m = keyed(n, "menu")) popUp->setMenu(decodeMenu(m, depth + 1));
+      if (hasAttr(n, "selectedItem")) selectedItems_.push_back({popUp, attr(n, "selectedItem")});
+    }
+    if (auto* field = as<TextFieldCell>(cell.get())) {
+      if (String p = stringProp(n, "placeholderString"); !p.isNil()) field->setPlaceholderString(p);
+      field->setDrawsBackground(boolAttr(n, "drawsBackground", false));
+      field->setBackgroundColor(colorChild(n, "backgroundColor", recurring_));
+      field->setTextColor(colorChild(n, "textColor", recurring_));
+    }
+    if (auto* image = as<ImageCell>(cell.get())) {
+      if (hasAttr(n, "imageScaling")) image->setImageScaling(recurring_(n.value("imageScaling")));
+    }
+    if (auto* segmented = as<SegmentedCell>(cell.get())) {
+      if (hasAttr(n, "trackingMode")) segmented->setTrackingMode(attr(n, "trackingMode"));
+      for (pugi::xml_node s = n.child("segments").child("segment"); s; s = s.next_sibling("segment")) {
+        Segment segment;
+        if (String label = stringProp(s, "label"); !label.isNil()) segment.label = label;
+        if (hasAttr(s, "image")) segment.imageName = attr(s, "image");
+        if (String tip = stringProp(s, "toolTip"); !tip.isNil()) segment.toolTip = tip;
+        segment.width = numberAttr(s, "width", 0);
+        segment.tag = static_cast<long>(numberAttr(s, "tag", 0));
+        segment.enabled = boolAttr(s, "enabled", true);
+        segment.selected = boolAttr(s, "selected", false);
+        segmented->addSegment(std::move(segment));
+      }
+    }
+    // The title last: a pop-up cell's title selects among the items decoded above.
+    if (!as<PopUpButtonCell>(cell.get())) {
+      if (String title = stringProp(n, "title"); !title.isNil()) cell->setTitle(title);
+    }
+    return cell;
+  }
+
+  void decodeButtonCell(const Element& n, ButtonCell& cell) {
+    const char* type = n.attribute("type").value();
+    cell.setButtonType(buttonType(type, keyed(n, "behavior")));
+    // Check boxes and radio buttons show their indicator at the left unless the archive says else.
+    const bool toggle = std::strcmp(type, "check") == 0 || std::strcmp(type, "radio") == 0;
+    cell.setImagePosition(enumAttr(n, "imagePosition", kImagePositions,
+                                   toggle ? CellImagePosition::ImageLeft : CellImagePosition::NoImage));
+    if (String t = stringProp(n, "alternateTitle"); !t.isNil()) cell.setAlternateTitle(t);
+    if (hasAttr(n, "bezelStyle")) cell.setBezelStyle(recurring_(n.value("bezelStyle")));
+    if (hasAttr(n, "alternateImage")) cell.setAlternateImageName(attr(n, "alternateImage"));
+    if (String k = stringProp(n, "keyEquivalent"); !k.isNil()) cell.setKeyEquivalent(k);
+  }
+
+  // The button type from the archived kind and highlight/show-state behaviour.
+  static ButtonType buttonType(const char* type, pugi::xml_node behavior) {
+    if (std::strcmp(type, "check") == 0) return ButtonType::Switch;
+    if (std::strcmp(type, "radio") == 0) return ButtonType::Radio;
+    const bool pushIn = boolAttr(behavior, "pushIn", false);
+    const bool lightByContents = boolAttr(behavior, "lightByContents", false);
+    const bool changeContents = boolAttr(behavior, "changeContents", false);
+    const bool changeBackground = boolAttr(behavior, "changeBackground", false) || boolAttr(behavior, "changeGray", false);
+    if (changeContents) return ButtonType::Toggle;
+    if (changeBackground) return pushIn ? ButtonType::PushOnPushOff : ButtonType::OnOff;
+    if (lightByContents) return ButtonType::MomentaryChange;
+    if (pushIn) return ButtonType::MomentaryPushIn;
+    return ButtonType::MomentaryLight;
+  }
+
+  // --- cross references and connections ------------------------------------------------------------
+
+  // An identifier with its position in byId_, and its first four code units as one number, which
+  // orders most pairs of identifiers by itself (units past the end count as 0, below any other).
+  struct OrderedId {
+    uint64_t prefix;
+    std::u16string_view id;
+    uint32_t position;
+
+    static uint64_t prefixOf(std::u16string_view id) {
+      uint64_t prefix = 0;
+      for (std::size_t i = 0; i < 4; ++i) prefix = prefix << 16 | (i < id.size() ? id[i] : 0);
+      return prefix;
+    }
+    bool operator<(const OrderedId& o) const {
+      if (prefix != o.prefix) return prefix < o.prefix;
+      if (int c = id.compare(o.id)) return c < 0;
+      return position < o.position;
+    }
+  };
+
+  // Brings the identifiers in order up to date: sorting these moves no strings or pointers, and
+  // among equal identifiers the later made sorts last.
+  void sortIdentifiers() const {
+    if (byIdOrder_.size() == byId_.size()) return;
+    for (std::size_t i = byIdOrder_.size(); i < byId_.size(); ++i) {
+      const std::u16string_view id = byId_[i].first.view();
+      byIdOrder_.push_back({OrderedId::prefixOf(id), id, static_cast<uint32_t>(i)});
+    }
+    std::sort(byIdOrder_.begin(), byIdOrder_.end());
+  }
+
+  // The object made with the identifier; where the archive gives one twice, the later.
+  std::shared_ptr<Object> lookUp(const String& id) const {
+    sortIdentifiers();
+    const OrderedId wanted{OrderedId::prefixOf(id.view()), id.view(), UINT32_MAX};
+    auto it = std::upper_bound(byIdOrder_.begin(), byIdOrder_.end(), wanted);
+    if (it == byIdOrder_.begin() || (it - 1)->id != wanted.id) return nullptr;
+    return byId_[(it - 1)->position].second;
+  }
+
+  void resolveReferences() {
+    for (auto& [table, id] : headerViews_) {
+      auto header = as<View>(lookUp(id));
+      // A header view that contains the table would own its owner.
+      if (header && !table->isDescendantOf(header.get())) {
+        table->setHeaderView(header);
+      } else {
+        warn("table header view " + id.UTF8String() + " not found");
+      }
+    }
+    for (auto& [outline, id] : outlineColumns_) {
+      auto column = as<TableColumn>(lookUp(id));
+      if (column) outline->setOutlineTableColumn(column);
+    }
+    for (auto& [tabs, id] : initialItems_) {
+      for (long i = 0; i < tabs->numberOfTabViewItems(); ++i) {
+        if (tabs->tabViewItemAtIndex(i)->archiveIdentifier() == id) tabs->selectTabViewItemAtIndex(i);
+      }
+    }
+    for (auto& [popUp, id] : selectedItems_) {
+      auto menu = popUp->menu();
+      for (long i = 0; menu && i < menu->numberOfItems(); ++i) {
+        if (menu->itemAtIndex(i)->archiveIdentifier() == id) popUp->selectItemAtIndex(i);
+      }
+    }
+  }
+
+  // Resolves a connection end: placeholders, then the archive's objects. `found` is false for an
+  // unknown identifier; First Responder resolves to nullptr with found true.
+  std::shared_ptr<Object> resolve(const String& id, bool& found) const {
+    found = true;
+    const std::u16string_view v = id.view();
+    if (v == u"-1") return nullptr;
+    if (v == u"-2") return options_.owner;
+    if (v == u"-3") return options_.application;
+    auto object = lookUp(id);
+    found = object != nullptr;
+    return object;
+  }
+
+  static bool involvesMissingPlaceholder(const String& id, const std::shared_ptr<Object>& resolved) {
+    return !resolved && (id.view() == u"-2" || id.view() == u"-3");
+  }
+
+  void connect() {
+    for (const Pending& p : pending_) {
+      for (pugi::xml_node node = p.connections.first_child(); node; node = node.next_sibling()) {
+        if (node.type() != pugi::node_element) continue;
+        const Element c = Element::gather(node);
+        if (is(c, "outlet") || is(c, "outletCollection")) {
+          connectOutlet(p, c);
+        } else if (is(c, "action")) {
+          connectAction(p, c);
+        } else if (is(c, "binding")) {
+          connectBinding(p, c);
+        }
+      }
+    }
+  }
+
+  void connectOutlet(const Pending& p, const Element& c) {
+    const String property = recurring_(c.value("property"));
+    const String destId = attr(c, "destination");
+    bool found = false;
+    auto destination = resolve(destId, found);
+    if (!found) return warn("outlet " + property.UTF8String() + ": no object " + destId.UTF8String());
+    if (!p.source || involvesMissingPlaceholder(destId, destination)) return;
+    if (auto* receiver = as<NibConnectable>(p.source.get())) receiver->setOutlet(property, destination);
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Outlet, property, p.sourceId, destId, String(), p.source, destination, attr(c, "id")});
+  }
+
+  void connectAction(const Pending& p, const Element& c) {
+    const String selector = recurring_(c.value("selector"));
+    const String targetId = attr(c, "target");
+    bool found = false;
+    auto target = resolve(targetId, found);
+    if (!found) return warn("action " + selector.UTF8String() + ": no object " + targetId.UTF8String());
+    if (!p.source || involvesMissingPlaceholder(targetId, target)) return;
+    Object* sender = p.source.get();
+    if (auto* control = as<Control>(sender)) {
+      control->setTarget(target);
+      control->setAction(selector);
+    } else if (auto* cell = as<ActionCell>(sender)) {
+      cell->setTarget(target);
+      cell->setAction(selector);
+    } else if (auto* item = as<MenuItem>(sender)) {
+      item->setTarget(target);
+      item->setAction(selector);
+    } else if (auto* toolbarItem = as<ToolbarItem>(sender)) {
+      toolbarItem->setTarget(target);
+      toolbarItem->setAction(selector);
+    }
+    if (auto* receiver = as<NibConnectable>(target.get())) receiver->connectAction(selector, p.source);
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Action, selector, p.sourceId, targetId, String(), p.source, target, attr(c, "id")});
+  }
+
+  void connectBinding(const Pending& p, const Element& c) {
+    const String name = recurring_(c.value("name"));
+    const String destId = attr(c, "destination");
+    const String keyPath = recurring_(c.value("keyPath"));
+    bool found = false;
+    auto destination = resolve(destId, found);
+    if (!found) warn("binding " + name.UTF8String() + ": no object " + destId.UTF8String());
+    auto* bindable = as<Bindable>(p.source.get());
+    if (!bindable) return;
+    std::vector<Dictionary::Entry> options;
+    for (pugi::xml_node option = keyed(c, "options").first_child(); option; option = option.next_sibling()) {
+      if (option.type() != pugi::node_element) continue;
+      const Element o(option);
+      bool understood = false;
+      Value v = optionValue(o, understood);
+      if (!understood) {
+        warn("binding " + name.UTF8String() + ": option " + o.text("key") + " of kind <" + o.name() +
+             "> skipped");
+        continue;
+      }
+      if (!v.isNil()) options.emplace_back(recurring_(o.value("key")), std::move(v));
+    }
+    bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Binding, name, p.sourceId, destId, keyPath, p.source, destination, attr(c, "id")});
+  }
+
+  const NibLoadOptions& options_;
+  const ClassRegistry& registry_;
+  std::size_t budget_;
+  std::size_t used_ = 0;
+  Nib nib_;
+  RecurringStrings recurring_;
+  mutable RememberedCasts casts_;
+  std::vector<std::shared_ptr<InterfaceObject>> made_;
+  // Every identified object in the order made, and its identifiers in order with their
+  // positions (brought up to date when looked up; among equal identifiers the later sorts last).
+  std::vector<std::pair<String, std::shared_ptr<Object>>> byId_;
+  mutable std::vector<OrderedId> byIdOrder_;
+  std::vector<Pending> pending_;
+  // Where a generic object's attributes are packed before they are copied out at their size.
+  std::string packing_;
+  std::vector<std::pair<TableView*, String>> headerViews_;
+  std::vector<std::pair<OutlineView*, String>> outlineColumns_;
+  std::vector<std::pair<TabView*, String>> initialItems_;
+  std::vector<std::pair<PopUpButtonCell*, String>> selectedItems_;
+};
+
+std::size_t nibMemoryBound(std::size_t documentSize) { return kNibMemoryBase + kNibMemoryFactor * documentSize; }
+
+namespace {
+
+NibReadResult failed(std::string reason) { return NibReadResult(NibReadError{std::move(reason), -1}); }
+
+// Decodes the keyed-object graph a container produced; contract failures of the model become errors.
+NibReadResult decodeArchive(const archive::KeyedArchive& graph, const NibLoadOptions& options, const char* type,
+                            std::size_t budget) {
+  try {
+    return NibReadResult(
+        decodeKeyedArchive(graph, options, String::fromUTF8(type), budget - std::min(budget, graph.memoryUsed())));
+  } catch (const NibDecodeFailure& failure) {
+    return failed(failure.reason);
+  } catch (const Exception& e) {
+    return failed(std::string("inconsistent archive: ") + e.what());
+  }
+}
+
+}  // namespace
+
+NibReadResult readNibData(std::string_view document, const NibLoadOptions& options) {
+  if (document.size() > kMaxNibDocumentSize) {
+    return failed("the document is " + std::to_string(document.size() >> 20) + " MB; interface documents over " +
+                  std::to_string(kMaxNibDocumentSize >> 20) + " MB are not read");
+  }
+  const std::size_t budget = nibMemoryBound(document.size());
+  const bool plist = document.substr(0, 7) == "bplist0";
+  if (plist || document.substr(0, 10) == "NIBArchive") {
+    archive::KeyedArchive graph;
+    archive::ArchiveError error;
+    const bool read = plist ? archive::readKeyedPlistArchive(document, budget, graph, error)
+                            : archive::readNIBArchive(document, budget, graph, error);
+    if (!read) return failed((plist ? "damaged compiled interface: " : "damaged NIBArchive: ") + error.reason);
+    return decodeArchive(graph, options, plist ? "NSKeyedArchiver" : "NIBArchive", budget);
+  }
+  pugi::xml_document doc;
+  pugi::xml_parse_result parsed = doc.load_buffer(document.data(), document.size(), pugi::parse_default);
+  if (!parsed) {
+    return NibReadResult(NibReadError{std::string("not well-formed XML at offset ") + std::to_string(parsed.offset) + ": " +
+                                          parsed.description(),
+                                      static_cast<long long>(parsed.offset)});
+  }
+  pugi::xml_node root = doc.document_element();
+  if (root && is(root, "archive")) {
+    const std::string type = root.attribute("type").value();
+    if (!type.empty() && type.find(".Cocoa.") == std::string::npos) {
+      return failed("not a Cocoa interface archive (type " + type + ")");
+    }
+    archive::KeyedArchive graph;
+    archive::ArchiveError error;
+    const std::size_t parsed = kParsedXMLFactor * document.size();
+    if (!archive::readXMLArchive(root, budget - std::min(budget, parsed), graph, error)) {
+      return failed("damaged XML archive: " + error.reason);
+    }
+    doc.reset();  // the graph holds everything the decoder needs
+    return decodeArchive(graph, options, type.empty() ? "com.apple.InterfaceBuilder3.Cocoa.XIB" : type.c_str(),
+                         budget);
+  }
+  try {
+    NibBuilder builder(options, budget - std::min(budget, kParsedXMLFactor * document.size()));
+    return NibReadResult(builder.build(doc));
+  } catch (const ReadFailure& failure) {
+    return failed(failure.reason);
+  } catch (const Exception& e) {
+    // A contract of the model broken by the document's contents (a view inside itself...).
+    return failed(std::string("inconsistent document: ") + e.what());
+  }
+}
+
+std::string nibDocumentPath(const std::string& path) {
+  struct stat st {};
+  if (::stat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return path;
+  const std::string folder = path + "/";
+  if (::stat((folder + "keyedobjects.nib").c_str(), &st) == 0 && S_ISREG(st.st_mode)) return folder + "keyedobjects.nib";
+  // Versions for different system releases: keyedobjects-NNNNNN.nib, the highest number wins.
+  std::string best;
+  unsigned long bestVersion = 0;
+  if (DIR* dir = ::opendir(path.c_str())) {
+    while (dirent* entry = ::readdir(dir)) {
+      const std::string name = entry->d_name;
+      if (name.size() <= 17 || name.rfind("keyedobjects-", 0) != 0 || name.substr(name.size() - 4) != ".nib") continue;
+      const std::string digits = name.substr(13, name.size() - 17);
+      if (digits.find_first_not_of("0123456789") != std::string::npos || digits.size() > 12) continue;
+      const unsigned long version = std::stoul(digits);
+      if (best.empty() || version > bestVersion) best = name, bestVersion = version;
+    }
+    ::closedir(dir);
+  }
+  if (!best.empty()) return folder + best;
+  if (::stat((folder + "designable.nib").c_str(), &st) == 0 && S_ISREG(st.st_mode)) return folder + "designable.nib";
+  return folder + "keyedobjects.nib";
+}
+
+NibReadResult readNibFile(const std::string& path, const NibLoadOptions& options) {
+  struct stat st {};
+  if (::stat(path.c_str(), &st) != 0) return failed(path + ": " + std::strerror(errno));
+  std::string file = path;
+  if (S_ISDIR(st.st_mode)) {
+    file = nibDocumentPath(path);
+    if (::stat(file.c_str(), &st) != 0) {
+      return failed(path + ": a nib folder without keyedobjects.nib, keyedobjects-NNNNNN.nib or designable.nib");
+    }
+  }
+  if (!S_ISREG(st.st_mode)) return failed(file + ": not a regular file");
+  if (static_cast<unsigned long long>(st.st_size) > kMaxNibDocumentSize) {
+    return failed(file + ": the document is " + std::to_string(st.st_size >> 20) + " MB; interface documents over " +
+                  std::to_string(kMaxNibDocumentSize >> 20) + " MB are not read");
+  }
+  std::ifstream in(file, std::ios::binary);
+  if (!in) return failed(file + ": cannot be opened");
+  std::string bytes(static_cast<std::size_t>(st.st_size), '\0');
+  in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<std::size_t>(in.gcount()));
+  if (in.bad()) return failed(file + ": read error");
+  NibReadResult result = readNibData(bytes, options);
+  if (!result) {
+    NibReadError error = result.error();
+    error.reason = file + ": " + error.reason;
+    return NibReadResult(std::move(error));
+  }
+  if (file != path) result.nib().setResourceFolder(String::fromUTF8(path));
+  return result;
+}
+
+}  // namespace tq

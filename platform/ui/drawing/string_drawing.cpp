@@ -1,0 +1,284 @@
+// Text measuring and drawing on the shared Pango context with the calling thread's reused layout.
+#include "tq/platform/ui/drawing/string_drawing.h"
+
+#include <algorithm>
+#include <cmath>
+#include <vector>
+
+#include "text_system.h"
+#include "tq/platform/ui/drawing/drawing_recorder.h"
+#include "tq/platform/ui/drawing/graphics_context.h"
+
+namespace tq {
+
+namespace {
+
+// Pango widths are ints in 1/1024 points; wider bounds than this count as unbounded.
+constexpr double kMaxWidth = 1.0e6;
+
+bool wraps(LineBreakMode mode) {
+  return mode == LineBreakMode::ByWordWrapping || mode == LineBreakMode::ByCharWrapping;
+}
+
+PangoEllipsizeMode ellipsizeFor(LineBreakMode mode) {
+  switch (mode) {
+    case LineBreakMode::ByTruncatingHead: return PANGO_ELLIPSIZE_START;
+    case LineBreakMode::ByTruncatingTail: return PANGO_ELLIPSIZE_END;
+    case LineBreakMode::ByTruncatingMiddle: return PANGO_ELLIPSIZE_MIDDLE;
+    default: return PANGO_ELLIPSIZE_NONE;
+  }
+}
+
+PangoAlignment pangoAlignmentFor(TextAlignment alignment) {
+  switch (alignment) {
+    case TextAlignment::Right: return PANGO_ALIGN_RIGHT;
+    case TextAlignment::Center: return PANGO_ALIGN_CENTER;
+    default: return PANGO_ALIGN_LEFT;
+  }
+}
+
+// The length of the first line of UTF-8 text (up to CR, LF, U+2028 or U+2029).
+std::size_t firstLineLength(const std::string& s) {
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    const char c = s[i];
+    if (c == '\n' || c == '\r') return i;
+    if (c == '\xE2' && i + 2 < s.size() && s[i + 1] == '\x80' && (s[i + 2] == '\xA8' || s[i + 2] == '\xA9')) {
+      return i;
+    }
+  }
+  return s.size();
+}
+
+double usableWidth(double width) { return width > 0 && width < kMaxWidth ? width : 0; }
+
+// Sets the thread's layout up for a text; the caller holds the text system's lock. The text is only
+// handed to Pango again when it changed, so measuring then drawing one text lays it out once.
+PangoLayout* prepareLayout(const String& text, const Font& font, LineBreakMode mode, TextAlignment alignment,
+                           double width) {
+  thread_local std::string current;
+  thread_local std::string scratch;
+  thread_local bool hasText = false;
+
+  PangoLayout* layout = detail::TextSystem::shared().threadLayout();
+  scratch.clear();
+  detail::appendUTF8(text.view(), scratch);
+  if (!wraps(mode)) scratch.resize(firstLineLength(scratch));
+  if (!hasText || scratch != current) {
+    pango_layout_set_text(layout, scratch.data(), static_cast<int>(scratch.size()));
+    current.swap(scratch);
+    hasText = true;
+  }
+  pango_layout_set_font_description(layout, font.pangoFontDescription());
+
+  const double w = usableWidth(width);
+  const bool bounded = w > 0 && (wraps(mode) || ellipsizeFor(mode) != PANGO_ELLIPSIZE_NONE);
+  pango_layout_set_width(layout, bounded ? static_cast<int>(std::floor(w * PANGO_SCALE)) : -1);
+  pango_layout_set_wrap(layout, mode == LineBreakMode::ByCharWrapping ? PANGO_WRAP_CHAR : PANGO_WRAP_WORD_CHAR);
+  pango_layout_set_ellipsize(layout, bounded ? ellipsizeFor(mode) : PANGO_ELLIPSIZE_NONE);
+  pango_layout_set_alignment(layout, pangoAlignmentFor(alignment));
+  pango_layout_set_justify(layout, alignment == TextAlignment::Justified);
+  return layout;
+}
+
+double lineWidth(PangoLayoutLine* line) {
+  PangoRectangle logical;
+  pango_layout_line_get_extents(line, nullptr, &logical);
+  return logical.width / double(PANGO_SCALE);
+}
+
+// Text that Pango lays out as a single run of one font: printable Latin without controls, tabs, line
+// breaks or soft hyphens. Such text is shaped directly, skipping the layout machinery.
+bool isSimpleText(std::u16string_view text) {
+  for (char16_t c : text) {
+    if (c < 0x20 || (c > 0x7E && c < 0xA0) || c == 0xAD || c > 0x24F) return false;
+  }
+  return true;
+}
+
+// Shapes simple text with the font's HarfBuzz font the way Pango shapes one item, into the thread's
+// buffer; `units` is the advance in Pango units. False when the font lacks a character (Pango would
+// fall back to another font) or the text is not simple. Caller holds the lock.
+bool shapeSimpleText(std::u16string_view text, const detail::ShapingFont& font, hb_buffer_t* buffer,
+                     int64_t& units) {
+  if (!font.hb || !font.scaled || !isSimpleText(text)) return false;
+  for (char16_t c : text) {
+    hb_codepoint_t glyph;
+    if (!hb_font_get_nominal_glyph(font.hb, c, &glyph)) return false;
+  }
+  static const hb_language_t language = hb_language_from_string(
+      pango_language_to_string(pango_context_get_language(detail::TextSystem::shared().context())), -1);
+  hb_buffer_clear_contents(buffer);
+  hb_buffer_add_utf16(buffer, reinterpret_cast<const uint16_t*>(text.data()), static_cast<int>(text.size()), 0,
+                      static_cast<int>(text.size()));
+  hb_buffer_set_direction(buffer, HB_DIRECTION_LTR);
+  hb_buffer_set_script(buffer, HB_SCRIPT_LATIN);
+  hb_buffer_set_language(buffer, language);
+  hb_buffer_set_flags(buffer, hb_buffer_flags_t(HB_BUFFER_FLAG_BOT | HB_BUFFER_FLAG_EOT));
+  hb_shape(font.hb, buffer, nullptr, 0);
+  unsigned count = 0;
+  const hb_glyph_position_t* positions = hb_buffer_get_glyph_positions(buffer, &count);
+  units = 0;
+  for (unsigned i = 0; i < count; ++i) units += positions[i].x_advance;
+  return true;
+}
+
+// Does a line `units` wide stay on one line, unshortened, in bounds of `width` points (Pango's own
+// test: wider than the layout width breaks or ellipsizes)?
+bool fitsOneLine(int64_t units, double width) {
+  const double w = usableWidth(width);
+  return w <= 0 || units <= static_cast<int64_t>(std::floor(w * PANGO_SCALE));
+}
+
+FontRef fontOrSystem(const FontRef& font) { return font ? font : Font::systemFontOfSize(0); }
+
+struct Measured {
+  double width = 0;
+  UInteger lines = 1;
+};
+
+Measured measure(const String& text, const Font& font, LineBreakMode mode, double boundsWidth) {
+  Measured m;
+  if (text.length() == 0) return m;
+  auto& system = detail::TextSystem::shared();
+  auto guard = system.lock();
+  const double w = usableWidth(boundsWidth);
+  int64_t units = 0;
+  const detail::ShapingFont& shaping = system.shapingFont(font);
+  bool simple = shaping.widths.find(text.view(), units);
+  if (!simple && shapeSimpleText(text.view(), shaping, system.threadBuffer(), units)) {
+    shaping.widths.add(text.view(), units);
+    simple = true;
+  }
+  if (simple && (fitsOneLine(units, boundsWidth) || mode == LineBreakMode::ByClipping)) {
+    m.width = std::ceil(units / double(PANGO_SCALE) - 1e-6);
+    if (w > 0) m.width = std::min(m.width, std::ceil(w - 1e-6));
+    return m;
+  }
+  PangoLayout* layout = prepareLayout(text, font, mode, TextAlignment::Left, boundsWidth);
+  if (wraps(mode)) {
+    m.lines = std::max(1, pango_layout_get_line_count(layout));
+    for (GSList* l = pango_layout_get_lines_readonly(layout); l; l = l->next) {
+      m.width = std::max(m.width, lineWidth(static_cast<PangoLayoutLine*>(l->data)));
+    }
+  } else {
+    m.width = lineWidth(pango_layout_get_line_readonly(layout, 0));
+  }
+  // Rounded up to whole points; a hair of float noise does not cost a point.
+  m.width = std::ceil(m.width - 1e-6);
+  if (w > 0) m.width = std::min(m.width, std::ceil(w - 1e-6));
+  return m;
+}
+
+}  // namespace
+
+Size sizeOfText(const String& text, const TextAttributes& attributes, Size bounds) {
+  const FontRef font = fontOrSystem(attributes.font);
+  const Measured m = measure(text, *font, attributes.lineBreakMode, bounds.width);
+  return {m.width, static_cast<double>(m.lines) * font->defaultLineHeight()};
+}
+
+Size sizeOfText(const String& text, const FontRef& font) {
+  TextAttributes attributes;
+  attributes.font = font;
+  return sizeOfText(text, attributes, {0, 0});
+}
+
+UInteger numberOfLinesOfText(const String& text, const TextAttributes& attributes, Size bounds) {
+  return measure(text, *fontOrSystem(attributes.font), attributes.lineBreakMode, bounds.width).lines;
+}
+
+void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
+  auto context = GraphicsContext::currentContext();
+  if (!context) return;
+  const FontRef font = fontOrSystem(attributes.font);
+  const ColorRef color = attributes.color ? attributes.color : Color::blackColor();
+  if (auto recorder = context->recorder()) {
+    DrawingRecord r;
+    r.kind = DrawingRecord::Kind::DrawText;
+    r.rect = rect;
+    r.text = text;
+    r.fontName = font->fontName();
+    r.fontSize = font->pointSize();
+    r.lineBreakMode = static_cast<UInteger>(attributes.lineBreakMode);
+    r.alignment = static_cast<UInteger>(attributes.alignment);
+    r.color = color;
+    r.operation = NSCompositeSourceOver;
+    r.transform = context->currentTransform();
+    recorder->add(std::move(r));
+  }
+  if (text.length() == 0 || rect.isEmpty()) return;
+
+  cairo_t* cr = context->cairo();
+  const bool flipped = context->userSpaceIsFlipped();
+  const double lineHeight = font->defaultLineHeight();
+  const double baseline = font->baselineOffset();
+  const LineBreakMode mode = attributes.lineBreakMode;
+
+  auto& system = detail::TextSystem::shared();
+  auto guard = system.lock();
+  cairo_save(cr);
+  context->clipToRect(rect);
+  // A local space with its origin at the rectangle's top left and y downwards, so the text is upright.
+  if (flipped) {
+    cairo_translate(cr, rect.x, rect.y);
+  } else {
+    cairo_translate(cr, rect.x, rect.maxY());
+    cairo_scale(cr, 1, -1);
+  }
+  cairo_set_operator(cr, CAIRO_OPERATOR_OVER);
+  context->setSourceColor(*color);
+
+  auto alignedX = [&](double lineWidth) {
+    const double slack = rect.w - lineWidth;
+    if (attributes.alignment == TextAlignment::Center) return slack / 2;
+    if (attributes.alignment == TextAlignment::Right) return slack;
+    return 0.0;
+  };
+
+  const detail::ShapingFont& shaping = system.shapingFont(*font);
+  hb_buffer_t* buffer = system.threadBuffer();
+  int64_t units = 0;
+  if (shapeSimpleText(text.view(), shaping, buffer, units) &&
+      (fitsOneLine(units, rect.w) || mode == LineBreakMode::ByClipping)) {
+    // One line of one font: draw the shaped glyphs as they are.
+    thread_local std::vector<cairo_glyph_t> glyphs;
+    unsigned count = 0;
+    const hb_glyph_info_t* infos = hb_buffer_get_glyph_infos(buffer, &count);
+    const hb_glyph_position_t* positions = hb_buffer_get_glyph_positions(buffer, &count);
+    glyphs.resize(count);
+    double pen = alignedX(units / double(PANGO_SCALE));
+    for (unsigned i = 0; i < count; ++i) {
+      glyphs[i].index = infos[i].codepoint;
+      glyphs[i].x = pen + positions[i].x_offset / double(PANGO_SCALE);
+      glyphs[i].y = baseline - positions[i].y_offset / double(PANGO_SCALE);
+      pen += positions[i].x_advance / double(PANGO_SCALE);
+    }
+    cairo_set_scaled_font(cr, shaping.scaled);
+    cairo_show_glyphs(cr, glyphs.data(), static_cast<int>(count));
+    cairo_restore(cr);
+    return;
+  }
+
+  PangoLayout* layout = prepareLayout(text, *font, mode, attributes.alignment, rect.w);
+  const bool bounded = pango_layout_get_width(layout) >= 0;
+  PangoLayoutIter* iter = pango_layout_get_iter(layout);
+  int index = 0;
+  do {
+    const double top = index * lineHeight;
+    if (top >= rect.h) break;
+    PangoLayoutLine* line = pango_layout_iter_get_line_readonly(iter);
+    PangoRectangle logical;
+    pango_layout_iter_get_line_extents(iter, nullptr, &logical);
+    double x = logical.x / double(PANGO_SCALE);
+    // Unwrapped lines are aligned here: Pango has no width to align them in.
+    if (!bounded) x = alignedX(logical.width / double(PANGO_SCALE));
+    cairo_move_to(cr, x, top + baseline);
+    pango_cairo_show_layout_line(cr, line);
+    ++index;
+    if (!wraps(mode)) break;
+  } while (pango_layout_iter_next_line(iter));
+  pango_layout_iter_free(iter);
+  cairo_restore(cr);
+}
+
+}  // namespace tq

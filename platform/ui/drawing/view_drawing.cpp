@@ -1,0 +1,430 @@
+// Drawing the model's views: dispatch to the drawing of each family, boxes, tab views, tables,
+// scroll views, text and image views, and whole windows.
+#include "tq/platform/ui/drawing/view_drawing.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <typeinfo>
+
+#include "drawing_kit.h"
+#include "tq/platform/ui/drawing/string_drawing.h"
+#include "tq/platform/ui/model/box.h"
+#include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/color.h"
+#include "tq/platform/ui/model/image_view.h"
+#include "tq/platform/ui/model/matrix.h"
+#include "tq/platform/ui/model/progress_indicator.h"
+#include "tq/platform/ui/model/scroll_view.h"
+#include "tq/platform/ui/model/segmented_control.h"
+#include "tq/platform/ui/model/tab_view.h"
+#include "tq/platform/ui/model/table_view.h"
+#include "tq/platform/ui/model/text_field.h"
+#include "tq/platform/ui/model/text_view.h"
+
+namespace tq {
+
+namespace {
+
+constexpr double kTitleBarHeight = 22;
+
+using namespace drawing;
+
+// --- cells ------------------------------------------------------------------------------------
+
+// Text that asks for the standard label colours follows the panel's appearance.
+ColorRef textColorOf(const TextFieldCell& cell) {
+  const auto& c = cell.textColor();
+  if (!c || (c->isNamed() && (c->name == String(u"controlTextColor") || c->name == String(u"labelColor") ||
+                              c->name == String(u"textColor")))) {
+    return labelColor(cell.isEnabled());
+  }
+  return cell.isEnabled() ? Color::colorWithDescriptor(*c) : labelColor(false);
+}
+
+// A field's face: its own colour, except that the standard backgrounds follow the panel.
+ColorRef fieldBackground(const TextFieldCell& cell) {
+  const auto& c = cell.backgroundColor();
+  if (!c || (settings().dark && c->isNamed() && c->catalog == String(u"System"))) return faceColor();
+  return Color::colorWithDescriptor(*c);
+}
+
+void drawTextFieldCell(const TextFieldCell& cell, Rect r, bool search) {
+  Rect content = r;
+  if (search) {
+    rounded(r, std::min(r.h / 2, 6.0), faceColor(), edgeColor());
+    circle({r.x + 10, r.y + r.h / 2}, 4, nullptr, gray(0.5));
+    content = inset({r.x + 16, r.y, r.w - 16, r.h}, 3, 2);
+  } else if (cell.isBezeled()) {
+    fill(r, fieldBackground(cell));
+    rounded(r, 0, nullptr, settings().dark ? edgeColor() : gray(0.68));
+    content = inset(r, 3, 2);
+  } else if (cell.isBordered()) {
+    fill(r, fieldBackground(cell));
+    rounded(r, 0, nullptr, settings().dark ? edgeColor() : Color::blackColor());
+    content = inset(r, 3, 2);
+  } else {
+    if (cell.drawsBackground() && cell.backgroundColor()) fill(r, Color::colorWithDescriptor(*cell.backgroundColor()));
+    content = inset(r, 2, 0);
+  }
+  String value = cell.stringValue();
+  ColorRef color = textColorOf(cell);
+  if (value.length() == 0) {
+    value = cell.placeholderString();
+    color = gray(0.6);
+  }
+  const LineBreakMode mode = cell.wraps() ? LineBreakMode::ByWordWrapping : cell.lineBreakMode();
+  // Field text starts at the top of the field; one-line labels centre in their frame.
+  const bool oneLine = !cell.wraps() || content.h < 2 * Font::fontWithDescriptor(cell.font())->defaultLineHeight();
+  if (oneLine) {
+    text(value, content, cell.font(), color, cell.alignment(),
+         mode == LineBreakMode::ByWordWrapping ? LineBreakMode::ByClipping : mode, true);
+  } else {
+    text(value, content, cell.font(), color, cell.alignment(), mode, false);
+  }
+}
+
+// A cell of a class the platform does not define (the library's cells, a host's subclass) may
+// draw differently: it draws itself.
+bool isPlatformTextFieldCell(const TextFieldCell& cell) {
+  const std::type_info& type = typeid(cell);
+  return type == typeid(TextFieldCell) || type == typeid(SearchFieldCell) || type == typeid(TableHeaderCell);
+}
+
+// Draws any cell in a frame of the current user space.
+void drawCell(const Cell& cell, Rect r, const View* controlView) {
+  if (auto button = dynamic_cast<const ButtonCell*>(&cell)) return drawButtonCell(*button, r);
+  if (auto field = dynamic_cast<const TextFieldCell*>(&cell)) {
+    if (!isPlatformTextFieldCell(*field)) {
+      // Drawing adjusts the cell's own line breaking, as it does on screen.
+      const_cast<TextFieldCell*>(field)->drawWithFrame(r, const_cast<View*>(controlView));
+      return;
+    }
+    return drawTextFieldCell(*field, r, dynamic_cast<const SearchFieldCell*>(&cell) != nullptr);
+  }
+  if (dynamic_cast<const SegmentedCell*>(&cell)) return drawSegmentedCell(cell, r);
+  const String name = cell.className();
+  if (drawValueControl(controlView ? controlView->className() : name, &cell, controlView, r)) return;
+  if (drawValueControl(name, &cell, controlView, r)) return;
+  if (!cell.imageName().isNil()) return namedImage(cell.imageName(), r);
+  text(cell.stringValue(), r, cell.font(), labelColor(cell.isEnabled()));
+}
+
+// --- views ------------------------------------------------------------------------------------
+
+const TableView* tableOfHeader(const View& header) {
+  for (const View* v = header.superview(); v; v = v->superview()) {
+    if (auto scroll = dynamic_cast<const ScrollView*>(v)) {
+      return dynamic_cast<const TableView*>(scroll->documentView().get());
+    }
+  }
+  return nullptr;
+}
+
+void drawTableHeader(const TableView& table, Rect bounds) {
+  fill(bounds, settings().dark ? gray(0.22) : gray(0.98));
+  const bool flipped = ctx().userSpaceIsFlipped();
+  const double bottom = flipped ? bounds.maxY() - 0.5 : bounds.y + 0.5;
+  line({bounds.x, bottom}, {bounds.maxX(), bottom}, gray(0.78));
+  double x = 0;
+  for (const auto& column : table.tableColumns()) {
+    if (column->isHidden()) continue;
+    const double w = column->width() + table.intercellSpacing().width;
+    const Rect cellRect{x, bounds.y, w, bounds.h};
+    if (const auto& header = column->headerCell()) {
+      text(header->stringValue(), inset(cellRect, 5, 0), header->font(),
+           settings().dark ? labelColor() : Color::headerTextColor(), header->alignment());
+    }
+    x += w;
+    line({x - 0.5, bounds.y + 3}, {x - 0.5, bounds.maxY() - 3}, gray(0.85));
+  }
+}
+
+void drawTable(const TableView& table, Rect bounds) {
+  fill(bounds, settings().dark ? gray(0.18) : Color::controlBackgroundColor());
+  const double row = table.rowHeight() + table.intercellSpacing().height;
+  const bool flipped = ctx().userSpaceIsFlipped();
+  if (row > 1) {
+    // Rows from the top: stripes when the table alternates, else a faint rule under each row.
+    for (int i = 0; i * row < bounds.h; ++i) {
+      const double top = flipped ? bounds.y + i * row : bounds.maxY() - i * row;
+      const double bottom = flipped ? top + row : top - row;
+      if (table.usesAlternatingRowBackgroundColors()) {
+        if (i % 2) fill({bounds.x, std::min(top, bottom), bounds.w, row}, settings().dark ? gray(0.22) : gray(0.96));
+      } else {
+        const double y = bottom + (flipped ? -0.5 : 0.5);
+        line({bounds.x, y}, {bounds.maxX(), y}, settings().dark ? gray(0.26) : gray(0.93));
+      }
+    }
+  }
+  double x = 0;
+  for (const auto& column : table.tableColumns()) {
+    if (column->isHidden()) continue;
+    x += column->width() + table.intercellSpacing().width;
+    line({x - 0.5, bounds.y}, {x - 0.5, bounds.maxY()}, settings().dark ? gray(0.3) : gray(0.9));
+  }
+}
+
+// Text from the top left, inside the line padding, wrapped to the width; the view is flipped.
+void drawTextView(const TextView& view, Rect bounds) {
+  const bool dark = settings().dark;
+  if (view.drawsBackground()) fill(bounds, colorOf(view.backgroundColor(), dark ? gray(0.18) : Color::whiteColor()));
+  const ColorRef color = dark && !view.textColor() ? labelColor() : colorOf(view.textColor(), Color::textColor());
+  text(view.string(), inset(bounds, 5, 0), view.font().value_or(FontDescriptor::systemFont(12)), color,
+       TextAlignment::Natural, LineBreakMode::ByWordWrapping, false);
+}
+
+void drawBox(const Box& box, Rect bounds) {
+  if (box.isTransparent()) return;
+  if (box.boxType() == BoxType::Separator) {
+    if (bounds.w >= bounds.h) {
+      line({bounds.x, bounds.y + bounds.h / 2}, {bounds.maxX(), bounds.y + bounds.h / 2}, gray(0.75));
+    } else {
+      line({bounds.x + bounds.w / 2, bounds.y}, {bounds.x + bounds.w / 2, bounds.maxY()}, gray(0.75));
+    }
+    return;
+  }
+  const bool titled = box.titlePosition() != TitlePosition::NoTitle && box.title().length() > 0;
+  const double titleHeight = titled ? Font::fontWithDescriptor(box.titleFont())->defaultLineHeight() + 2 : 0;
+  const bool flipped = ctx().userSpaceIsFlipped();
+  Rect border = bounds;
+  border.h -= titleHeight;
+  if (flipped) border.y += titleHeight;
+  if (box.borderType() != BorderType::NoBorder) {
+    rounded(border, box.boxType() == BoxType::Custom ? 0 : 5, gray(settings().dark ? 1 : 0, 0.045),
+            gray(settings().dark ? 1 : 0, 0.16));
+  }
+  if (titled) {
+    const Rect titleRect{bounds.x + 4, flipped ? bounds.y : bounds.maxY() - titleHeight, bounds.w - 8, titleHeight};
+    text(box.title(), titleRect, box.titleFont(), labelColor());
+  }
+}
+
+void drawTabView(const TabView& tabs, Rect bounds) {
+  const bool flipped = ctx().userSpaceIsFlipped();
+  const bool hasTabs = tabs.tabViewType() == TabViewType::TopTabsBezelBorder;
+  // Tabs are as tall as their font needs (small and mini tab views have smaller fonts), and
+  // straddle the border's top edge.
+  const double h = std::round(Font::fontWithDescriptor(tabs.font())->defaultLineHeight() + 6);
+  Rect border = bounds;
+  if (hasTabs) {
+    border.h -= std::floor(h / 2) + 1;
+    if (flipped) border.y += std::floor(h / 2) + 1;
+  }
+  if (tabs.tabViewType() != TabViewType::NoTabsNoBorder) rounded(border, 5, gray(0, 0.045), gray(0, 0.16));
+  if (!hasTabs || tabs.tabViewItems().empty()) return;
+
+  TextAttributes a;
+  a.font = Font::fontWithDescriptor(tabs.font());
+  double total = 0;
+  std::vector<double> widths;
+  for (const auto& item : tabs.tabViewItems()) {
+    widths.push_back(sizeOfText(item->label(), a, {0, 0}).width + 20);
+    total += widths.back();
+  }
+  const double top = flipped ? border.y : border.maxY();
+  Rect strip{bounds.x + (bounds.w - total) / 2, top - h / 2, total, h};
+  rounded(strip, 5, faceColor(), edgeColor());
+  double x = strip.x;
+  for (std::size_t i = 0; i < widths.size(); ++i) {
+    const Rect tab{x, strip.y, widths[i], h};
+    const bool selected = static_cast<long>(i) == tabs.indexOfSelectedTabViewItem();
+    if (selected) rounded(inset(tab, 1, 1), 4, accent(), nullptr);
+    if (i > 0 && !selected) line({x, strip.y + 4}, {x, strip.maxY() - 4}, gray(0.8));
+    text(tabs.tabViewItems()[i]->label(), tab, tabs.font(), selected ? Color::whiteColor() : labelColor(),
+         TextAlignment::Center);
+    x += widths[i];
+  }
+}
+
+// Views the model knows only by their platform class name.
+void drawByClassName(const View& view, Rect b) {
+  const String name = view.className();
+  if (drawValueControl(name, nullptr, &view, b)) return;
+  if (name == String(u"NSScroller")) {
+    const auto* scroll = dynamic_cast<const ScrollView*>(view.superview());
+    if (scroll && scroll->autohidesScrollers()) return;
+    fill(b, settings().dark ? gray(0.2) : gray(0.98));
+    const bool vertical = b.h >= b.w;
+    const Rect knob = vertical ? Rect{b.x + 3, b.y + b.h * 0.4, b.w - 6, b.h * 0.55}
+                               : Rect{b.x + 3, b.y + 3, b.w * 0.5, b.h - 6};
+    rounded(knob, 4, gray(0.75), nullptr);
+  } else if (name == String(u"NSTextView") || name == String(u"NSOutlineView")) {
+    fill(b, settings().dark ? gray(0.18) : Color::whiteColor());
+  } else if (name == String(u"NSTableHeaderView")) {
+    if (const TableView* table = tableOfHeader(view)) drawTableHeader(*table, b);
+  } else if (!view.customClassName().isNil() && view.subviews().empty()) {
+    // A custom view: its outline and class name, as an interface editor shows it.
+    cairo_t* cr = ctx().cairo();
+    cairo_save(cr);
+    const double dash[] = {4, 3};
+    cairo_set_dash(cr, dash, 2, 0);
+    rounded(inset(b, 0.5, 0.5), 0, gray(0, 0.03), gray(0, 0.3));
+    cairo_restore(cr);
+    text(view.customClassName(), inset(b, 4, 2), FontDescriptor::systemFont(11), gray(0.45), TextAlignment::Center);
+  }
+}
+
+void drawViewContent(const View& view, Rect b) {
+  if (auto table = dynamic_cast<const TableView*>(&view)) return drawTable(*table, b);
+  if (auto box = dynamic_cast<const Box*>(&view)) return drawBox(*box, b);
+  if (auto tabs = dynamic_cast<const TabView*>(&view)) return drawTabView(*tabs, b);
+  if (auto scroll = dynamic_cast<const ScrollView*>(&view)) {
+    if (scroll->borderType() != String(u"none")) rounded(b, 0, nullptr, edgeColor());
+    return;
+  }
+  if (auto clip = dynamic_cast<const ClipView*>(&view)) {
+    if (clip->drawsBackground()) fill(b, settings().dark ? gray(0.18) : Color::controlBackgroundColor());
+    return;
+  }
+  if (auto matrix = dynamic_cast<const Matrix*>(&view)) {
+    for (long r = 0; r < matrix->numberOfRows(); ++r) {
+      for (long c = 0; c < matrix->numberOfColumns(); ++c) {
+        if (auto cell = matrix->cellAtRow(r, c)) drawCell(*cell, matrix->cellFrameAtRow(r, c), &view);
+      }
+    }
+    return;
+  }
+  if (auto image = dynamic_cast<const ImageView*>(&view)) {
+    if (!image->imageName().isNil()) namedImage(image->imageName(), b);
+    return;
+  }
+  if (auto textView = dynamic_cast<const TextView*>(&view)) return drawTextView(*textView, b);
+  if (auto control = dynamic_cast<const Control*>(&view)) {
+    if (control->cell()) {
+      drawCell(*control->cell(), b, &view);
+      return;
+    }
+  }
+  drawByClassName(view, b);
+}
+
+// Whether a view's own coordinates run downwards. Scroll views, split views and table header views
+// lay their subviews out from the top on the platform whatever the model says.
+bool flippedForDrawing(const View& view) {
+  if (view.isFlipped() || dynamic_cast<const ScrollView*>(&view)) return true;
+  const String name = view.className();
+  return name == String(u"NSSplitView") || name == String(u"NSTableHeaderView");
+}
+
+void drawTree(const View& view, bool inFlippedSpace, bool evenIfHidden = false) {
+  auto context = GraphicsContext::currentContext();
+  if (!context || (view.isHidden() && !evenIfHidden)) return;
+  const Rect frame = view.frame();
+  if (!(frame.w > 0) || !(frame.h > 0)) return;
+  GraphicsContext::saveGraphicsState();
+  AffineTransform t;
+  t.translateXBy(frame.x, frame.y);
+  const bool flipped = flippedForDrawing(view);
+  if (flipped != inFlippedSpace) {
+    t.translateXBy(0, frame.h);
+    t.scaleXBy(1, -1);
+  }
+  t.concat();
+  const Rect bounds = view.bounds();
+  if (const auto* report = settings().drawnView) {
+    const AffineTransform m = context->currentTransform();
+    const Point corners[] = {m.transformPoint({bounds.x, bounds.y}), m.transformPoint({bounds.maxX(), bounds.y}),
+                             m.transformPoint({bounds.x, bounds.maxY()}), m.transformPoint({bounds.maxX(), bounds.maxY()})};
+    double x0 = corners[0].x, x1 = x0, y0 = corners[0].y, y1 = y0;
+    for (const Point& p : corners) {
+      x0 = std::min(x0, p.x), x1 = std::max(x1, p.x), y0 = std::min(y0, p.y), y1 = std::max(y1, p.y);
+    }
+    (*report)(view, Rect{x0, y0, x1 - x0, y1 - y0});
+  }
+  context->clipToRect(bounds);
+  drawViewContent(view, bounds);
+  for (const auto& subview : view.subviews()) {
+    if (subview) drawTree(*subview, flipped);
+  }
+  GraphicsContext::restoreGraphicsState();
+}
+
+}  // namespace
+
+void drawViewHierarchy(const View& view, bool inFlippedSpace, const ViewDrawingOptions& options) {
+  const Session session({options.images.get(), options.dark, options.drawnView ? &options.drawnView : nullptr});
+  drawTree(view, inFlippedSpace);
+}
+
+namespace {
+
+GraphicsContextRef renderInto(Size size, double scale, const ColorRef& background,
+                              std::shared_ptr<DrawingRecorder> recorder, const std::function<void()>& draw) {
+  auto context = GraphicsContext::imageContext(size, false, scale);
+  if (!context) return nullptr;
+  context->setRecorder(std::move(recorder));
+  auto previous = GraphicsContext::currentContext();
+  GraphicsContext::setCurrentContext(context);
+  fill({0, 0, size.width, size.height}, background);
+  draw();
+  GraphicsContext::setCurrentContext(previous);
+  context->setRecorder(nullptr);
+  context->flushGraphics();
+  return context;
+}
+
+}  // namespace
+
+GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions& options) {
+  const Rect content = window.contentRect();
+  const bool titleBar = options.titleBar && (window.styleMask() & NSWindowStyleMaskTitled);
+  const double barHeight = titleBar ? kTitleBarHeight : 0;
+  // Heads-up panels are dark, their labels light.
+  const bool hud = window.styleMask() & NSWindowStyleMaskHUDWindow;
+  const ColorRef background = hud ? gray(0.16) : Color::windowBackgroundColor();
+  const double toolbar = toolbarHeight(window);
+  return renderInto({content.w, content.h + toolbar + barHeight}, options.scale, background, options.recorder, [&] {
+    if (toolbar > 0) {
+      const Session session({options.images.get(), hud, nullptr});
+      drawToolbar(window, {0, content.h, content.w, toolbar}, {options.images, hud, options.drawnView});
+    }
+    if (titleBar) {
+      const Rect bar{0, content.h + toolbar, content.w, barHeight};
+      cairo_t* cr = ctx().cairo();
+      cairo_pattern_t* gradient = cairo_pattern_create_linear(0, bar.maxY(), 0, bar.y);
+      const double top = hud ? 0.25 : 0.93, bottom = hud ? 0.2 : 0.84;
+      cairo_pattern_add_color_stop_rgb(gradient, 0, top, top, top);
+      cairo_pattern_add_color_stop_rgb(gradient, 1, bottom, bottom, bottom);
+      cairo_rectangle(cr, bar.x, bar.y, bar.w, bar.h);
+      cairo_set_source(cr, gradient);
+      cairo_fill(cr);
+      cairo_pattern_destroy(gradient);
+      line({0, bar.y + 0.5}, {bar.w, bar.y + 0.5}, gray(0.7));
+      const ColorRef lights[] = {rgb(1, 0.37, 0.34), rgb(1, 0.74, 0.18), rgb(0.16, 0.78, 0.25)};
+      const unsigned buttons[] = {NSWindowStyleMaskClosable, NSWindowStyleMaskMiniaturizable, NSWindowStyleMaskResizable};
+      for (int i = 0; i < 3; ++i) {
+        const bool active = window.styleMask() & buttons[i];
+        circle({13.0 + 20 * i, bar.y + bar.h / 2}, 6, active ? lights[i] : gray(0.8), gray(0, 0.15));
+      }
+      text(window.title(), inset(bar, 70, 0), FontDescriptor::systemFont(13), gray(hud ? 0.9 : 0.25),
+           TextAlignment::Center);
+    }
+    if (const auto& view = window.contentView()) {
+      GraphicsContext::saveGraphicsState();
+      ctx().clipToRect({0, 0, content.w, content.h});
+      // The content view fills the content area whatever its archived origin.
+      AffineTransform t;
+      t.translateXBy(-view->frame().x, -view->frame().y);
+      t.concat();
+      drawViewHierarchy(*view, false, {options.images, hud, options.drawnView});
+      GraphicsContext::restoreGraphicsState();
+    }
+  });
+}
+
+GraphicsContextRef renderView(const View& view, double scale, std::shared_ptr<DrawingRecorder> recorder,
+                              std::shared_ptr<const NamedImageSource> images,
+                              std::function<void(const View&, Rect)> drawnView) {
+  const Rect f = view.frame();
+  return renderInto({f.w, f.h}, scale, Color::windowBackgroundColor(), std::move(recorder), [&] {
+    AffineTransform t;
+    t.translateXBy(-f.x, -f.y);
+    t.concat();
+    // A view archived hidden is one the application shows later: the picture asked for is the view.
+    const Session session({images.get(), false, drawnView ? &drawnView : nullptr});
+    drawTree(view, false, true);
+  });
+}
+
+}  // namespace tq

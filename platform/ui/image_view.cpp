@@ -1,8 +1,0 @@
-// Image views.
-#include "tq/platform/ui/image_view.h"
-
-namespace tq {
-
-ImageView::ImageView() { setCell(std::make_shared<ImageCell>()); }
-
-}  // namespace tq

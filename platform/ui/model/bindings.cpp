@@ -1,0 +1,120 @@
+// Binders and binding infos.
+#include "tq/platform/ui/model/bindings.h"
+
+
+namespace tq {
+
+namespace {
+
+constexpr const char16_t* kPlaceholderKeys[] = {u"NSMultipleValuesPlaceholder", u"NSNullPlaceholder",
+                                                u"NSNoSelectionPlaceholder", u"NSNotApplicablePlaceholder"};
+
+}  // namespace
+
+String placeholderOptionKey(BindingMarker marker) { return kPlaceholderKeys[static_cast<int>(marker)]; }
+
+BindingInfo::BindingInfo(String binding, std::weak_ptr<Object> observedObject, String keyPath)
+    : binding_(std::move(binding)), observedObject_(std::move(observedObject)), keyPath_(std::move(keyPath)) {}
+
+void BindingInfo::setPlaceholder(Value placeholder, BindingMarker marker, bool isDefault) {
+  const int i = static_cast<int>(marker);
+  placeholders_[i] = std::move(placeholder);
+  isDefault_[i] = isDefault;
+}
+
+std::shared_ptr<BindingInfo> Binder::bindingInfoForBinding(const String& binding) const {
+  for (const auto& info : infos_) {
+    if (info->binding() == binding) return info;
+  }
+  return nullptr;
+}
+
+Value Binder::valueForKey(const String& key) const {
+  if (key.view() == u"displayPattern" && !displayPattern_.isNil()) return Value(displayPattern_);
+  return Value();
+}
+
+void Binder::setValue(const Value& value, const String& key) {
+  if (key.view() == u"displayPattern") displayPattern_ = value.stringValue();
+}
+
+String bindingGroupName(const String& binding) {
+  std::u16string_view v = binding.view();
+  std::size_t end = v.size();
+  while (end > 0 && v[end - 1] >= u'0' && v[end - 1] <= u'9') --end;
+  if (end == 0 || end == v.size()) return binding;
+  return String(v.substr(0, end));
+}
+
+String binderClassNameForBinding(const String& binding) {
+  const String group = bindingGroupName(binding);
+  if (group.view() == u"displayPatternValue") return u"NSDisplayPatternBinder";
+  if (group.view() == u"displayPatternTitle") return u"NSDisplayPatternTitleBinder";
+  std::u16string name = u"NS";
+  std::u16string_view g = group.view();
+  if (!g.empty()) {
+    char16_t first = g[0];
+    if (first >= u'a' && first <= u'z') first = static_cast<char16_t>(first - u'a' + u'A');
+    name += first;
+    name += g.substr(1);
+  }
+  name += u"Binder";
+  return String(name);
+}
+
+std::shared_ptr<Binder> Bindable::binderForBinding(const String& binding) const {
+  if (!storage_ || binding.isNil()) return nullptr;
+  for (const auto& binder : storage_->binders) {
+    if (binder->bindingInfoForBinding(binding)) return binder;
+  }
+  return nullptr;
+}
+
+const std::vector<std::shared_ptr<Binder>>& Bindable::binders() const {
+  static const std::vector<std::shared_ptr<Binder>> none;
+  return storage_ ? storage_->binders : none;
+}
+
+std::vector<String> Bindable::boundBindingNames() const {
+  return storage_ ? storage_->names : std::vector<String>();
+}
+
+std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::shared_ptr<Object>& observedObject,
+                                            const String& keyPath, const Dictionary& options) {
+  if (!storage_) storage_ = std::make_unique<Storage>();
+  const String group = bindingGroupName(binding);
+  std::shared_ptr<Binder> binder;
+  for (const auto& b : storage_->binders) {
+    if (!b->bindingInfos().empty() && bindingGroupName(b->bindingInfos().front()->binding()) == group) {
+      binder = b;
+      break;
+    }
+  }
+  if (!binder) {
+    binder = std::make_shared<Binder>(binderClassNameForBinding(binding));
+    storage_->binders.push_back(binder);
+  }
+  auto info = std::make_shared<BindingInfo>(binding, observedObject, keyPath);
+  std::vector<Dictionary::Entry> rest;
+  for (const auto& [key, value] : options.entries()) {
+    bool placeholder = false;
+    for (int m = 0; m < 4; ++m) {
+      if (key.view() == kPlaceholderKeys[m]) {
+        info->setPlaceholder(value, static_cast<BindingMarker>(m), false);
+        placeholder = true;
+      }
+    }
+    if (placeholder) continue;
+    if (key.view() == u"NSDisplayPattern") {
+      binder->setDisplayPattern(value.stringValue());
+      continue;
+    }
+    rest.emplace_back(key, value);
+  }
+  info->setOptions(Dictionary(std::move(rest)));
+  binder->addBindingInfo(info);
+  storage_->names.push_back(binding);
+  return info;
+}
+
+}  // namespace tq

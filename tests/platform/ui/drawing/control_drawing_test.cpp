@@ -1,0 +1,351 @@
+// Drawing of the controls with values, named images, dark panels, tables and cells of other
+// classes: what lands where, read back from the recording context and the pixels.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <filesystem>
+#include <fstream>
+
+#include "platform/ui/pixels.h"
+#include "support/test_paths.h"
+#include "tq/interface/tq_text_field_cell.h"
+#include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/drawing/pango_text_measurer.h"
+#include "tq/platform/ui/drawing/view_drawing.h"
+#include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/image_view.h"
+#include "tq/platform/ui/model/progress_indicator.h"
+#include "tq/platform/ui/model/table_view.h"
+#include "tq/platform/ui/model/text_field.h"
+
+using namespace tq;
+using Kind = DrawingRecord::Kind;
+
+namespace {
+
+// A root view 240 x 80, drawn unflipped with a recorder.
+struct Drawn {
+  GraphicsContextRef context = GraphicsContext::imageContext({240, 80}, false);
+  std::shared_ptr<DrawingRecorder> recorder = std::make_shared<DrawingRecorder>();
+  Drawn(const View& root, ViewDrawingOptions options = {}) {
+    context->setRecorder(recorder);
+    GraphicsContext::setCurrentContext(context);
+    drawViewHierarchy(root, false, options);
+    GraphicsContext::setCurrentContext(nullptr);
+  }
+  std::vector<DrawingRecord> of(Kind kind) const { return recorder->recordsOfKind(kind); }
+  const DrawingRecord* text(const String& s) const {
+    for (const auto& r : recorder->records()) {
+      if (r.kind == Kind::DrawText && r.text == s) return &r;
+    }
+    return nullptr;
+  }
+};
+
+double centreX(const DrawingRecord& r) { return r.contextRect().x + r.contextRect().w / 2; }
+
+// A control known by class name only, as every reader form makes one.
+std::shared_ptr<Control> namedControl(const char16_t* name, Rect frame, double min, double max, double value,
+                                      const char16_t* style = nullptr) {
+  auto control = std::make_shared<Control>(frame);
+  control->setClassName(name);
+  auto cell = std::make_shared<ActionCell>();
+  cell->setClassName(String(std::u16string(name) + u"Cell"));
+  cell->setMinValue(min);
+  cell->setMaxValue(max);
+  cell->setDoubleValue(value);
+  if (style) cell->setControlStyle(style);
+  control->setCell(cell);
+  return control;
+}
+
+// The knob of a slider: the last filled shape.
+double knobCentre(double value) {
+  View root({0, 0, 240, 80});
+  root.addSubview(namedControl(u"NSSlider", {20, 20, 200, 24}, 0, 10, value));
+  Drawn drawn(root);
+  const auto fills = drawn.of(Kind::FillPath);
+  EXPECT_FALSE(fills.empty());
+  const Rect knob = fills.back().contextRect();
+  EXPECT_TRUE(knob.x >= 20 && knob.maxX() <= 220) << "inside the slider's frame";
+  return centreX(fills.back());
+}
+
+void writePNG(const std::filesystem::path& path, double r, double g, double b) {
+  std::filesystem::create_directories(path.parent_path());
+  auto c = GraphicsContext::imageContext({8, 8}, false);
+  c->setFillColor(Color::colorWithRed(r, g, b, 1));
+  c->fillRect({0, 0, 8, 8}, NSCompositeCopy);
+  ASSERT_TRUE(c->writeToPNG(String::fromUTF8(path.string())));
+}
+
+}  // namespace
+
+TEST(ControlDrawing, ASliderKnobSitsAtItsValueAlongTheTrack) {
+  const double quarter = knobCentre(2.5), threeQuarters = knobCentre(7.5);
+  EXPECT_LT(quarter, threeQuarters);
+  // Symmetric about the slider's middle (x 120), and a value past the range stops at its end.
+  EXPECT_NEAR(quarter + threeQuarters, 240, 0.5);
+  EXPECT_NEAR(knobCentre(25), knobCentre(10), 1e-9);
+  EXPECT_NEAR(knobCentre(-3) + knobCentre(10), 240, 0.5);
+}
+
+TEST(ControlDrawing, LevelAndProgressFillTheirShareOfTheTrack) {
+  const auto fillWidth = [](std::shared_ptr<View> control) {
+    View root({0, 0, 240, 80});
+    root.addSubview(std::move(control));
+    Drawn drawn(root);
+    const auto fills = drawn.of(Kind::FillPath);
+    EXPECT_GE(fills.size(), 2u);
+    return std::pair{fills.front().contextRect().w, fills.back().contextRect().w};
+  };
+  const auto third = fillWidth(namedControl(u"NSLevelIndicator", {20, 20, 200, 16}, 0, 9, 3, u"continuousCapacity"));
+  const auto twoThirds = fillWidth(namedControl(u"NSLevelIndicator", {20, 20, 200, 16}, 0, 9, 6, u"continuousCapacity"));
+  // The fills (inset one point each side) grow with the value: 2/3 of the face against 1/3.
+  EXPECT_NEAR(twoThirds.second + 2, 2 * (third.second + 2), 1.0);
+  EXPECT_NEAR(third.second + 2, third.first / 3, 1.0);
+
+  auto bar = std::make_shared<ProgressIndicator>(Rect{20, 20, 200, 12});
+  bar->setMaxValue(1);
+  bar->setDoubleValue(0.25);
+  const auto quarter = fillWidth(bar);
+  EXPECT_NEAR(quarter.second, quarter.first / 4, 0.5) << "a quarter of the track";
+  auto hidden = std::make_shared<ProgressIndicator>(Rect{20, 20, 200, 12});
+  hidden->setIndeterminate(true);
+  hidden->setDisplayedWhenStopped(false);
+  View root({0, 0, 240, 80});
+  root.addSubview(hidden);
+  EXPECT_TRUE(Drawn(root).recorder->records().empty()) << "stopped and not displayed when stopped";
+}
+
+TEST(ControlDrawing, AStepperShowsTwoArrowsInItsFrame) {
+  View root({0, 0, 240, 80});
+  root.addSubview(namedControl(u"NSStepper", {100, 20, 19, 28}, 0, 59, 4));
+  Drawn drawn(root);
+  const auto fills = drawn.of(Kind::FillPath);
+  ASSERT_EQ(fills.size(), 3u) << "the body and two arrows";
+  for (const auto& f : fills) {
+    const Rect r = f.contextRect();
+    EXPECT_TRUE(r.x >= 100 && r.maxX() <= 119 && r.y >= 20 && r.maxY() <= 48);
+  }
+  EXPECT_GT(fills[1].contextRect().y, fills[2].contextRect().y) << "the up arrow above the down arrow";
+}
+
+TEST(ControlDrawing, ADatePickerShowsItsDateInItsFields) {
+  // 678949666 seconds after 2001-01-01 UTC is 2022-07-08 05:07:46 UTC.
+  auto picker = namedControl(u"NSDatePicker", {10, 20, 140, 28}, 0, 0, 678949666.07);
+  View root({0, 0, 240, 80});
+  root.addSubview(picker);
+  EXPECT_NE(Drawn(root).text(u"2022-07-08"), nullptr);
+  picker->cell()->setDateElements(Cell::DateElementHourMinute);
+  const Drawn timeOnly(root);
+  ASSERT_NE(timeOnly.text(u"05:07"), nullptr);
+  EXPECT_LE(timeOnly.text(u"05:07")->contextRect().maxX(), 150);
+  picker->cell()->setDateElements(Cell::DateElementYearMonthDay | Cell::DateElementSecond);
+  EXPECT_NE(Drawn(root).text(u"2022-07-08 05:07:46"), nullptr);
+}
+
+TEST(ControlDrawing, NamedImagesComeFromTheDocumentFoldersElseStandInsElsePlaceholders) {
+  test::TempDir dir;
+  writePNG(dir.path() / "fr.lproj" / "Local.png", 1, 0, 0);  // beside the document
+  writePNG(dir.path() / "Shared.tiff.png", 0, 0, 1);         // not a name with an extension tried
+  writePNG(dir.path() / "Shared.png", 0, 0, 1);              // the resources above the .lproj
+  auto images = std::make_shared<InterfaceImageSource>(String::fromUTF8((dir.path() / "fr.lproj" / "Doc.xib").string()));
+  EXPECT_FALSE(images->imageNamed(u"../Shared").get()) << "names stay inside their folders";
+
+  View root({0, 0, 240, 80});
+  const auto view = [&](Rect frame, const char16_t* name) {
+    auto v = std::make_shared<ImageView>();
+    v->setFrame(frame);
+    v->setImageName(name);
+    root.addSubview(v);
+  };
+  view({0, 0, 40, 40}, u"Local");
+  view({40, 0, 40, 40}, u"Shared");
+  view({80, 0, 40, 40}, u"NSAddTemplate");
+  view({120, 0, 40, 40}, u"Nothing");
+  const Drawn drawn(root, {images, false, {}});
+  const auto drawnImages = drawn.of(Kind::DrawImage);
+  ASSERT_EQ(drawnImages.size(), 2u);
+  // 8 x 8 images are not enlarged: centred in their 40 x 40 views.
+  EXPECT_EQ(drawnImages[0].contextRect(), (Rect{16, 16, 8, 8}));
+  EXPECT_GT(test::pixelAt(*drawn.context, 20, 80 - 20).r, 200);
+  EXPECT_GT(test::pixelAt(*drawn.context, 60, 80 - 20).b, 200);
+  // The plus: two strokes inside its view; the unknown name: a placeholder with its initial.
+  const auto strokes = drawn.of(Kind::StrokePath);
+  ASSERT_FALSE(strokes.empty());
+  EXPECT_GE(strokes[0].contextRect().x, 80);
+  EXPECT_LE(strokes[0].contextRect().maxX(), 120);
+  EXPECT_NE(drawn.text(u"N"), nullptr);
+  EXPECT_EQ(drawn.text(u"+"), nullptr);
+}
+
+// Width and height from a TIFF's first directory (tags 256 and 257), read from its bytes.
+std::pair<unsigned, unsigned> tiffSize(const std::string& b) {
+  const bool little = b.substr(0, 2) == "II";
+  const auto at = [&](std::size_t i, int n) {
+    unsigned v = 0;
+    for (int k = 0; k < n; ++k) {
+      const unsigned byte = static_cast<unsigned char>(b.at(i + (little ? n - 1 - k : k)));
+      v = (v << 8) | byte;
+    }
+    return v;
+  };
+  const std::size_t ifd = at(4, 4);
+  unsigned w = 0, h = 0;
+  for (unsigned e = 0; e < at(ifd, 2); ++e) {
+    const std::size_t entry = ifd + 2 + 12 * e;
+    const unsigned tag = at(entry, 2), type = at(entry + 2, 2);
+    const unsigned value = type == 3 ? at(entry + 8, 2) : at(entry + 8, 4);
+    if (tag == 256) w = value;
+    if (tag == 257) h = value;
+  }
+  return {w, h};
+}
+
+TEST(ControlDrawing, ACompiledNibFolderKeepsItsImagesInside) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  const auto nib = test::corpusDir() / "transmission-2007/macosx/English.lproj/PrefsWindow.nib";
+  if (!std::filesystem::exists(nib / "ActionButton.tiff")) GTEST_SKIP() << "no compiled nib with images in the corpus";
+  InterfaceImageSource images(String::fromUTF8(nib.string()));
+  ImageRef image = images.imageNamed(u"ActionButton");
+  ASSERT_TRUE(image);
+  EXPECT_EQ(images.pathForImageNamed(u"ActionButton").UTF8String(), (nib / "ActionButton.tiff").string());
+  std::ifstream in(nib / "ActionButton.tiff", std::ios::binary);
+  const auto size = tiffSize({std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()});
+  EXPECT_EQ(image->pixelsWide(), static_cast<int>(size.first));
+  EXPECT_EQ(image->pixelsHigh(), static_cast<int>(size.second));
+  EXPECT_EQ(images.imageNamed(u"ActionButton").get(), image.get()) << "read once";
+}
+
+TEST(ControlDrawing, ImagesTheDocumentHoldsAreRead) {
+  // A document holding its image as an archive (a binary property list with the PNG as data).
+  test::TempDir dir;
+  writePNG(dir.path() / "dot.png", 0, 1, 0);
+  std::ifstream in(dir.path() / "dot.png", std::ios::binary);
+  const std::string png((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
+  ASSERT_LT(png.size(), 65536u);
+  std::string archive = "bplist00\xd4\x01\x02";
+  archive += '\x4F';
+  archive += '\x11';
+  archive += static_cast<char>(png.size() >> 8);
+  archive += static_cast<char>(png.size() & 0xFF);
+  archive += png;
+  static const char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+  std::string base64;
+  for (std::size_t i = 0; i < archive.size(); i += 3) {
+    unsigned v = static_cast<unsigned char>(archive[i]) << 16;
+    if (i + 1 < archive.size()) v |= static_cast<unsigned char>(archive[i + 1]) << 8;
+    if (i + 2 < archive.size()) v |= static_cast<unsigned char>(archive[i + 2]);
+    for (std::size_t k = 0; k < 4; ++k) base64 += i + k <= archive.size() ? kAlphabet[(v >> (18 - 6 * k)) & 63] : '=';
+    if (i % 57 == 54) base64 += '\n';
+  }
+  const std::string xib =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<document type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" "
+      "version=\"3.0\"><objects/><resources><image name=\"imageCell:7:image\" width=\"8\" height=\"8\">"
+      "<mutableData key=\"keyedArchiveRepresentation\">" + base64 + "</mutableData></image>"
+      "<image name=\"NSAddTemplate\" width=\"14\" height=\"13\"/></resources></document>";
+  NibReadResult result = readNibData(xib);
+  ASSERT_TRUE(result) << result.error().reason;
+  const auto& held = result.nib().embeddedImages();
+  ASSERT_EQ(held.size(), 1u);
+  ImageRef image = Image::imageWithData(held.at(u"imageCell:7:image"));
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->size(), (Size{8, 8}));
+}
+
+TEST(ControlDrawing, ADarkPanelDrawsLightTitles) {
+  const auto titleWhite = [](unsigned mask) {
+    Window window({0, 0, 200, 60});
+    window.setStyleMask(mask);
+    auto check = std::make_shared<Button>(Rect{10, 10, 150, 18});
+    check->setButtonType(ButtonType::Switch);
+    check->setTitle(u"Keep Aspect Ratio");
+    window.contentView()->addSubview(check);
+    WindowRenderOptions options;
+    options.recorder = std::make_shared<DrawingRecorder>();
+    EXPECT_TRUE(renderWindow(window, options));
+    for (const auto& r : options.recorder->recordsOfKind(Kind::DrawText)) {
+      if (r.text == String(u"Keep Aspect Ratio")) return r.color->whiteComponent();
+    }
+    ADD_FAILURE() << "no title drawn";
+    return -1.0;
+  };
+  EXPECT_GT(titleWhite(NSWindowStyleMaskTitled | NSWindowStyleMaskHUDWindow), 0.8);
+  EXPECT_LT(titleWhite(NSWindowStyleMaskTitled), 0.3);
+}
+
+// A label in the system's highlight colour is light, as on the platform: in a heads-up panel it
+// reads light on dark (HandBrake's picture settings panel, "Nothing to inspect").
+TEST(ControlDrawing, HighlightColorLabelsAreLightInADarkPanel) {
+  EXPECT_GT(Color::colorWithDescriptor(ColorDescriptor::named(u"highlightColor"))->whiteComponent(), 0.95);
+  TQ_SKIP_WITHOUT_CORPUS();
+  const auto path = test::corpusDir() / "handbrake/macosx/Base.lproj/PictureSettings.xib";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no picture settings panel in the corpus";
+  NibReadResult result = readNibFile(path.string());
+  ASSERT_TRUE(result);
+  std::shared_ptr<Window> panel;
+  for (const auto& o : result.nib().topLevelObjects()) {
+    if (!panel) panel = std::dynamic_pointer_cast<Window>(o);
+  }
+  ASSERT_TRUE(panel);
+  ASSERT_TRUE(panel->styleMask() & NSWindowStyleMaskHUDWindow);
+  WindowRenderOptions options;
+  options.recorder = std::make_shared<DrawingRecorder>();
+  ASSERT_TRUE(renderWindow(*panel, options));
+  int found = 0;
+  for (const auto& r : options.recorder->recordsOfKind(Kind::DrawText)) {
+    if (r.text == String(u"Nothing to inspect")) {
+      EXPECT_GT(r.color->whiteComponent(), 0.8);
+      ++found;
+    }
+  }
+  EXPECT_EQ(found, 1);
+}
+
+TEST(ControlDrawing, TablesDrawTheirRowsFromTheTop) {
+  TableView table;
+  table.setFrame({0, 0, 200, 80});
+  table.setRowHeight(17);
+  table.setIntercellSpacing({3, 2});
+  View root({0, 0, 240, 80});
+  root.addSubview(std::shared_ptr<TableView>(&table, [](TableView*) {}));
+  Drawn drawn(root);
+  std::vector<double> rows;
+  for (const auto& r : drawn.of(Kind::StrokeLine)) {
+    if (r.contextFrom().y == r.contextTo().y) rows.push_back(r.contextFrom().y);
+  }
+  ASSERT_GE(rows.size(), 4u);
+  // Each row is 19 high, counted down from the table's top edge (y 80 in this unflipped picture).
+  for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(rows[i], 80 - 19.0 * (i + 1), 0.5 + 1e-9) << i;
+  root.removeAllSubviews();
+}
+
+TEST(ControlDrawing, TheLibrarysTextCellDrawsItselfInADocument) {
+  PangoTextMeasurer::install();
+  const std::string xib =
+      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<document type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" "
+      "version=\"3.0\"><objects><customView id=\"1\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"240\" height=\"80\"/>"
+      "<subviews><textField id=\"2\"><rect key=\"frame\" x=\"10\" y=\"4\" width=\"200\" height=\"70\"/>"
+      "<textFieldCell key=\"cell\" lineBreakMode=\"wordWrapping\" title=\"Centred\" id=\"3\" "
+      "customClass=\"TQTextFieldCell\"><font key=\"font\" metaFont=\"system\"/></textFieldCell></textField>"
+      "</subviews></customView></objects></document>";
+  (void)TQTextFieldCell::initTextCell(u"");  // the class is linked and registered
+  NibReadResult result = readNibData(xib);
+  ASSERT_TRUE(result) << result.error().reason;
+  auto root = std::dynamic_pointer_cast<View>(result.nib().topLevelObjects().at(0));
+  ASSERT_TRUE(root);
+  auto field = std::dynamic_pointer_cast<TextField>(root->subviews().at(0));
+  ASSERT_TRUE(std::dynamic_pointer_cast<TQTextFieldCell>(field->cell()));
+  Drawn drawn(*root);
+  ASSERT_NE(drawn.text(u"Centred"), nullptr);
+  // The ink of the text is centred in the 70-high field (device rows 6 to 76), not at its top.
+  int first = -1, last = -1;
+  for (int row = 0; row < 80; ++row) {
+    if (test::inkedPixels(*drawn.context, 10, row, 210, row + 1) == 0) continue;
+    if (first < 0) first = row;
+    last = row;
+  }
+  ASSERT_GE(first, 0) << "the text was drawn";
+  EXPECT_NEAR((first + last + 1) / 2.0, 80 - (4 + 35), 4.0) << "rows " << first << " to " << last;
+}

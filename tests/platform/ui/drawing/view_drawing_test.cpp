@@ -1,0 +1,470 @@
+// Drawing the interface model: where views, cells and their texts land, through the recording
+// context, and whole windows of the corpus.
+#include "tq/platform/ui/drawing/view_drawing.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "platform/ui/pixels.h"
+#include "support/test_paths.h"
+#include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/drawing/pango_text_measurer.h"
+#include "tq/platform/ui/drawing/string_drawing.h"
+#include "tq/platform/ui/model/box.h"
+#include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/image_view.h"
+#include "tq/platform/ui/model/progress_indicator.h"
+#include "tq/platform/ui/model/text_field.h"
+
+using namespace tq;
+
+namespace {
+
+std::shared_ptr<TextField> label(Rect frame, const char16_t* text) {
+  auto field = std::make_shared<TextField>(frame);
+  field->setStringValue(text);
+  return field;
+}
+
+// The recorded text drawings, by text.
+const DrawingRecord* textRecord(const DrawingRecorder& recorder, const String& text) {
+  for (const auto& r : recorder.records()) {
+    if (r.kind == DrawingRecord::Kind::DrawText && r.text == text) return &r;
+  }
+  return nullptr;
+}
+
+bool within(Rect inner, Rect outer) {
+  const double e = 1e-9;
+  return inner.x >= outer.x - e && inner.y >= outer.y - e && inner.maxX() <= outer.maxX() + e &&
+         inner.maxY() <= outer.maxY() + e;
+}
+
+struct Drawn {
+  GraphicsContextRef context = GraphicsContext::imageContext({200, 100}, false);
+  std::shared_ptr<DrawingRecorder> recorder = std::make_shared<DrawingRecorder>();
+  explicit Drawn(const View& root) {
+    context->setRecorder(recorder);
+    GraphicsContext::setCurrentContext(context);
+    drawViewHierarchy(root, false);
+    GraphicsContext::setCurrentContext(nullptr);
+  }
+};
+
+}  // namespace
+
+TEST(ViewDrawing, TextsLandInTheirViewsFramesThroughFlippedAndUnflippedParents) {
+  View root({0, 0, 200, 100});
+  root.addSubview(label({10, 60, 100, 17}, u"Name:"));
+  auto flipped = std::make_shared<View>(Rect{100, 0, 100, 50});
+  flipped->setFlipped(true);
+  flipped->addSubview(label({10, 5, 80, 17}, u"Top"));  // 5 from the top of a 50-high view
+  root.addSubview(flipped);
+  auto hidden = label({0, 0, 50, 17}, u"Hidden");
+  hidden->setHidden(true);
+  root.addSubview(hidden);
+
+  Drawn drawn(root);
+  const DrawingRecord* name = textRecord(*drawn.recorder, u"Name:");
+  ASSERT_NE(name, nullptr);
+  EXPECT_TRUE(within(name->contextRect(), {10, 60, 100, 17}));
+  EXPECT_GE(name->contextRect().w, 90);
+
+  const DrawingRecord* top = textRecord(*drawn.recorder, u"Top");
+  ASSERT_NE(top, nullptr);
+  // In the unflipped context the subview spans y = 50 - 5 - 17 = 28 to 45, x = 110 to 190.
+  EXPECT_TRUE(within(top->contextRect(), {110, 28, 80, 17})) << top->contextRect().y;
+  EXPECT_EQ(textRecord(*drawn.recorder, u"Hidden"), nullptr);
+  EXPECT_EQ(drawn.context->savedStateCount(), 0u);
+  EXPECT_EQ(drawn.context->currentTransform(), AffineTransform());
+}
+
+TEST(ViewDrawing, CheckBoxTitleFollowsItsBoxAndPushTitleIsCentred) {
+  View root({0, 0, 200, 100});
+  auto check = std::make_shared<Button>(Rect{10, 10, 150, 18});
+  check->setButtonType(ButtonType::Switch);
+  check->setTitle(u"Remember me");
+  check->setState(1);
+  auto push = std::make_shared<Button>(Rect{10, 50, 100, 32});
+  push->setTitle(u"OK");
+  root.addSubview(check);
+  root.addSubview(push);
+
+  Drawn drawn(root);
+  const DrawingRecord* title = textRecord(*drawn.recorder, u"Remember me");
+  ASSERT_NE(title, nullptr);
+  EXPECT_GE(title->contextRect().x, 30) << "after the 14-point box";
+  EXPECT_TRUE(within(title->contextRect(), {10, 10, 150, 18}));
+  // The box is drawn blue when on: a pixel in its middle (x 17, y 19 from the bottom).
+  const auto p = test::pixelAt(*drawn.context, 17, 100 - 19);
+  EXPECT_GT(p.b, p.r + 50);
+
+  const DrawingRecord* ok = textRecord(*drawn.recorder, u"OK");
+  ASSERT_NE(ok, nullptr);
+  EXPECT_EQ(ok->alignment, UInteger(TextAlignment::Center));
+  const Rect r = ok->contextRect();
+  EXPECT_NEAR(r.x + r.w / 2, 60, 0.5);
+  EXPECT_NEAR(r.y + r.h / 2, 66, 0.5);
+}
+
+TEST(ViewDrawing, BoxTitleSitsAboveItsBorder) {
+  View root({0, 0, 200, 100});
+  auto box = std::make_shared<Box>();
+  box->setFrame({20, 10, 160, 80});
+  box->setTitle(u"Options");
+  root.addSubview(box);
+  Drawn drawn(root);
+  const DrawingRecord* title = textRecord(*drawn.recorder, u"Options");
+  ASSERT_NE(title, nullptr);
+  EXPECT_GT(title->contextRect().y, 70);
+  EXPECT_TRUE(within(title->contextRect(), {20, 10, 160, 80}));
+}
+
+TEST(ViewDrawing, RenderedWindowHasTitleBarAndContent) {
+  Window window({0, 0, 240, 120});
+  window.setTitle(u"Settings");
+  window.contentView()->addSubview(label({20, 80, 120, 17}, u"Hello"));
+  WindowRenderOptions options;
+  options.scale = 2;
+  options.recorder = std::make_shared<DrawingRecorder>();
+  auto image = renderWindow(window, options);
+  ASSERT_NE(image, nullptr);
+  EXPECT_EQ(cairo_image_surface_get_width(image->surface()), 480);
+  EXPECT_EQ(cairo_image_surface_get_height(image->surface()), 2 * (120 + 22));
+  const DrawingRecord* title = textRecord(*options.recorder, u"Settings");
+  ASSERT_NE(title, nullptr);
+  EXPECT_GE(title->contextRect().y, 120) << "the title bar is above the content";
+  const DrawingRecord* hello = textRecord(*options.recorder, u"Hello");
+  ASSERT_NE(hello, nullptr);
+  EXPECT_TRUE(within(hello->contextRect(), {20, 80, 120, 17}));
+  EXPECT_EQ(test::pixelAt(*image, 5, 5).a, 255) << "opaque picture";
+  EXPECT_EQ(GraphicsContext::currentContext(), nullptr);
+}
+
+TEST(PangoTextMeasurer, TheModelMeasuresWithTheTextSystem) {
+  PangoTextMeasurer::install();
+  const FontDescriptor font = FontDescriptor::systemFont(13);
+  EXPECT_EQ(TextMeasurer::current().sizeOfString(u"Hello, World", font),
+            sizeOfText(u"Hello, World", Font::systemFontOfSize(13)));
+  EXPECT_EQ(TextMeasurer::current().defaultLineHeight(font), Font::systemFontOfSize(13)->defaultLineHeight());
+  // Wrapping goes through the real layout: word breaks, not an estimate from the one-line width.
+  TextAttributes wrap;
+  wrap.font = Font::systemFontOfSize(13);
+  const String sentence = u"The quick brown fox jumps over the lazy dog";
+  EXPECT_EQ(TextMeasurer::current().sizeOfString(sentence, font, 100), sizeOfText(sentence, wrap, {100, 0}));
+  EXPECT_GT(TextMeasurer::current().sizeOfString(sentence, font, 100).height,
+            TextMeasurer::current().sizeOfString(sentence, font).height);
+  TextMeasurer::setCurrent(std::make_shared<EstimatingTextMeasurer>());
+  EXPECT_EQ(dynamic_cast<const PangoTextMeasurer*>(&TextMeasurer::current()), nullptr);
+  TextMeasurer::setCurrent(nullptr);
+  EXPECT_NE(dynamic_cast<const PangoTextMeasurer*>(&TextMeasurer::current()), nullptr)
+      << "with nothing registered the model measures with the text system";
+}
+
+// Whether a control has anything to show, decided by the model's own state: a text field with no
+// text, placeholder, border, bezel or background, a button with no border, bezel, title or image
+// that is not a check box or radio, and an image view with no image show nothing on the platform
+// either. Every other control must draw.
+bool showsSomething(const Control& control) {
+  const auto& cell = control.cell();
+  if (auto field = std::dynamic_pointer_cast<TextFieldCell>(cell)) {
+    return field->stringValue().length() > 0 || field->placeholderString().length() > 0 || field->isBezeled() ||
+           field->isBordered() || (field->drawsBackground() && field->backgroundColor());
+  }
+  if (auto button = std::dynamic_pointer_cast<ButtonCell>(cell)) {
+    return button->isBordered() || !button->bezelStyle().isNil() || button->title().length() > 0 ||
+           !button->imageName().isNil() || button->buttonType() == ButtonType::Switch ||
+           button->buttonType() == ButtonType::Radio;
+  }
+  if (auto image = dynamic_cast<const ImageView*>(&control)) return !image->imageName().isNil();
+  return true;
+}
+
+// The visible controls of a tree with their frames inside every ancestor's bounds (what the
+// window shows of them), depth first.
+void visibleControls(View& view, View& root, std::vector<View*>& out) {
+  for (const auto& sub : view.subviews()) {
+    if (!sub || sub->isHidden() || sub->frame().isEmpty()) continue;
+    bool inside = true;
+    for (View* v = sub.get(); v != &root && v->superview(); v = v->superview()) {
+      const Rect f = v->frame(), b = v->superview()->bounds();
+      if (!(f.x < b.maxX() && f.maxX() > b.x && f.y < b.maxY() && f.maxY() > b.y)) inside = false;
+    }
+    if (!inside) continue;
+    auto* control = dynamic_cast<Control*>(sub.get());
+    auto* progress = dynamic_cast<ProgressIndicator*>(sub.get());
+    // A stopped indicator that hides when stopped is not shown.
+    if ((control && showsSomething(*control)) || (progress && progress->isDisplayedWhenStopped())) {
+      out.push_back(sub.get());
+    }
+    visibleControls(*sub, root, out);
+  }
+}
+
+std::vector<unsigned char> pixelsOf(const GraphicsContext& image) {
+  cairo_surface_t* s = image.surface();
+  cairo_surface_flush(s);
+  const unsigned char* data = cairo_image_surface_get_data(s);
+  return {data, data + static_cast<std::size_t>(cairo_image_surface_get_stride(s)) * cairo_image_surface_get_height(s)};
+}
+
+// Each shown toolbar item with a label, an image or a view has ink of its own in its area: pixels
+// that differ from the strip's background, sampled just under the title bar at the strip's right
+// end (past the last item). Returns the number of items checked.
+int expectToolbarItemsDrawn(const Window& window, const GraphicsContext& picture, const std::string& name) {
+  const auto placements = toolbarItemPlacements(window);
+  if (placements.empty()) return 0;
+  const int right = int(window.contentRect().w) - 2, top = 24;
+  const test::Pixel background = test::pixelAt(picture, right, top);
+  int checked = 0;
+  for (const auto& [item, f] : placements) {
+    if (item->label().length() == 0 && item->imageName().isNil() && !item->view()) continue;
+    int differing = 0;
+    for (int y = int(f.y) + 1; y < int(f.maxY()) - 1; ++y) {
+      for (int x = int(f.x) + 1; x < int(f.maxX()) - 1; ++x) {
+        const test::Pixel p = test::pixelAt(picture, x, y);
+        differing += p.r != background.r || p.g != background.g || p.b != background.b;
+      }
+    }
+    EXPECT_GT(differing, 20) << name << ": toolbar item " << item->itemIdentifier().UTF8String() << " ("
+                             << f.x << ", " << f.y << ", " << f.w << ", " << f.h << ") draws nothing";
+    ++checked;
+  }
+  return checked;
+}
+
+// Every control a corpus window or view holds draws something of its own: drawn without it, the
+// picture differs. An interface whose form the reader does not read is skipped and named.
+TEST(ViewDrawing, EveryControlOfEveryCorpusWindowDraws) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  PangoTextMeasurer::install();
+  int windows = 0, controls = 0;
+  std::vector<std::string> skipped;
+  for (auto it = std::filesystem::recursive_directory_iterator(test::corpusDir());
+       it != std::filesystem::recursive_directory_iterator(); ++it) {
+    const auto& entry = *it;
+    const auto extension = entry.path().extension();
+    if (extension != ".xib" && extension != ".nib") continue;
+    if (entry.is_directory()) it.disable_recursion_pending();  // a compiled nib folder is one interface
+    NibReadResult result = readNibFile(entry.path().string());
+    const std::string name = std::filesystem::relative(entry.path(), test::corpusDir()).string();
+    if (!result) {
+      skipped.push_back(name + ": " + result.error().reason.substr(0, 70));
+      continue;
+    }
+    for (const auto& object : result.nib().topLevelObjects()) {
+      auto window = std::dynamic_pointer_cast<Window>(object);
+      auto root = window ? window->contentView() : std::dynamic_pointer_cast<View>(object);
+      if (!root || root->frame().isEmpty()) continue;
+      const auto draw = [&] { return window ? renderWindow(*window) : renderView(*root); };
+      const auto whole = draw();
+      ASSERT_NE(whole, nullptr) << entry.path();
+      const auto reference = pixelsOf(*whole);
+      std::vector<View*> list;
+      visibleControls(*root, *root, list);
+      for (View* control : list) {
+        control->setHidden(true);
+        const auto without = draw();
+        control->setHidden(false);
+        const Rect f = control->frame();
+        EXPECT_TRUE(pixelsOf(*without) != reference)
+            << name << ": " << control->className().UTF8String() << " #" << control->archiveIdentifier().UTF8String()
+            << " (" << f.x << ", " << f.y << ", " << f.w << ", " << f.h << ") draws nothing";
+        ++controls;
+      }
+      if (window) controls += expectToolbarItemsDrawn(*window, *whole, name);
+      ++windows;
+    }
+  }
+  for (const auto& s : skipped) std::printf("skipped, not read by this reader: %s\n", s.c_str());
+  if (windows == 0) GTEST_SKIP() << "no corpus interface could be read";
+  EXPECT_GE(controls, 200) << "the corpus windows are full of controls";
+}
+
+TEST(ViewDrawing, HandBrakeMainWindowShowsItsLabelsAndTabs) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  const auto path = test::corpusDir() / "handbrake/macosx/Base.lproj/MainWindow.xib";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no HandBrake main window in the corpus";
+  NibReadResult result = readNibFile(path.string());
+  ASSERT_TRUE(result);
+  std::shared_ptr<Window> window;
+  for (const auto& object : result.nib().topLevelObjects()) {
+    if (!window) window = std::dynamic_pointer_cast<Window>(object);
+  }
+  ASSERT_NE(window, nullptr);
+  WindowRenderOptions options;
+  options.recorder = std::make_shared<DrawingRecorder>();
+  ASSERT_NE(renderWindow(*window, options), nullptr);
+  const double height = window->contentRect().h;
+  for (const char16_t* text : {u"HandBrake", u"Source:", u"Preset:", u"Summary", u"Chapters", u"Save As:"}) {
+    const DrawingRecord* r = textRecord(*options.recorder, text);
+    ASSERT_NE(r, nullptr) << String(text).UTF8String();
+    EXPECT_TRUE(within(r->contextRect(), {0, 0, window->contentRect().w, height + 22}))
+        << String(text).UTF8String();
+  }
+  EXPECT_GT(textRecord(*options.recorder, u"Source:")->contextRect().y,
+            textRecord(*options.recorder, u"Save As:")->contextRect().y)
+      << "Source is near the top, Save As near the bottom";
+}
+
+TEST(ViewDrawing, TableHeadersSitAtTheTopOfTheirScrollViews) {
+  TQ_SKIP_WITHOUT_CORPUS();
+  const auto path = test::corpusDir() / "handbrake/macosx/Base.lproj/Audio.xib";
+  if (!std::filesystem::exists(path)) GTEST_SKIP() << "no HandBrake audio view in the corpus";
+  NibReadResult result = readNibFile(path.string());
+  ASSERT_TRUE(result);
+  std::shared_ptr<View> view;
+  for (const auto& object : result.nib().topLevelObjects()) {
+    if (!view) view = std::dynamic_pointer_cast<View>(object);
+  }
+  ASSERT_NE(view, nullptr);
+  auto recorder = std::make_shared<DrawingRecorder>();
+  ASSERT_NE(renderView(*view, 1.0, recorder), nullptr);
+  const DrawingRecord* header = textRecord(*recorder, u"Track");
+  ASSERT_NE(header, nullptr);
+  // The scroll view spans y 20 to 142 of the view (origin bottom left); its header is its top 23.
+  EXPECT_GT(header->contextRect().y, 142 - 23 - 1);
+  EXPECT_LE(header->contextRect().maxY(), 142 + 1e-9);
+}
+
+// A window with a toolbar: an image item, a view item, a flexible space and a labelled item at the
+// right end, above a content label.
+constexpr const char* kToolbarWindow = R"(<?xml version="1.0" encoding="UTF-8"?>
+<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
+<window title="Transfers" id="w1">
+  <windowStyleMask key="styleMask" titled="YES" closable="YES"/>
+  <rect key="contentRect" x="0" y="0" width="420" height="120"/>
+  <view key="contentView" id="v1">
+    <rect key="frame" x="0" y="0" width="420" height="120"/>
+    <subviews>
+      <textField id="t1"><rect key="frame" x="20" y="80" width="200" height="17"/><textFieldCell key="cell" title="Content label" id="tc1"/></textField>
+    </subviews>
+  </view>
+  <toolbar key="toolbar" implicitIdentifier="T-1" displayMode="iconAndLabel" sizeMode="regular" %VISIBLE% id="tb">
+    <allowedToolbarItems>
+      <toolbarItem implicitItemIdentifier="I-1" label="Add" paletteLabel="Add" image="NSAddTemplate" id="i1"/>
+      <toolbarItem implicitItemIdentifier="I-2" label="Search" paletteLabel="Search" id="i2">
+        <searchField key="view" id="s1">
+          <rect key="frame" x="0" y="0" width="150" height="22"/>
+          <searchFieldCell key="cell" placeholderString="Filter" id="sc1"/>
+        </searchField>
+      </toolbarItem>
+      <toolbarItem implicitItemIdentifier="NSToolbarFlexibleSpaceItem" id="fs"/>
+      <toolbarItem implicitItemIdentifier="I-3" label="Inspector" paletteLabel="Inspector" image="Info" id="i3"/>
+    </allowedToolbarItems>
+    <defaultToolbarItems>
+      <toolbarItem reference="i1"/>
+      <toolbarItem reference="i2"/>
+      <toolbarItem reference="fs"/>
+      <toolbarItem reference="i3"/>
+    </defaultToolbarItems>
+  </toolbar>
+</window>
+</objects></document>)";
+
+// The window of the document; `objects` keeps the nib's objects alive.
+std::shared_ptr<Window> toolbarWindow(const char* visible, std::vector<std::shared_ptr<Object>>& objects) {
+  std::string doc = kToolbarWindow;
+  doc.replace(doc.find("%VISIBLE%"), 9, visible);
+  NibReadResult r = readNibData(doc);
+  EXPECT_TRUE(r) << r.error().reason;
+  if (!r) return nullptr;
+  for (const auto& o : r.nib().topLevelObjects()) objects.push_back(o);
+  return std::dynamic_pointer_cast<Window>(objects.at(0));
+}
+
+TEST(ViewDrawing, ToolbarStripUnderTheTitleBarShowsEachItemInItsArea) {
+  PangoTextMeasurer::install();
+  std::vector<std::shared_ptr<Object>> keep;
+  auto window = toolbarWindow("", keep);
+  ASSERT_NE(window, nullptr);
+  WindowRenderOptions options;
+  options.recorder = std::make_shared<DrawingRecorder>();
+  std::vector<std::pair<String, Rect>> views;
+  options.drawnView = [&](const View& v, Rect r) { views.emplace_back(v.className(), r); };
+  auto picture = renderWindow(*window, options);
+  ASSERT_NE(picture, nullptr);
+  const double strip = toolbarHeight(*window);
+  EXPECT_GT(strip, 40) << "icons and labels";
+  const double height = 120 + 22 + strip;
+  EXPECT_EQ(cairo_image_surface_get_height(picture->surface()), int(height));
+
+  const auto placed = toolbarItemPlacements(*window);
+  ASSERT_EQ(placed.size(), 4u);
+  std::vector<std::u16string> order;
+  for (const auto& p : placed) order.push_back(p.item->itemIdentifier().u16string());
+  EXPECT_EQ(order, (std::vector<std::u16string>{u"I-1", u"I-2", u"NSToolbarFlexibleSpaceItem", u"I-3"}));
+  for (const auto& p : placed) {
+    EXPECT_NEAR(p.frame.y, 22, 1e-9) << "under the title bar";
+    EXPECT_NEAR(p.frame.h, strip, 1e-9);
+  }
+  EXPECT_LT(placed[1].frame.maxX(), 250) << "items from the left";
+  EXPECT_GT(placed[3].frame.x, 330) << "the flexible space pushes the last item to the right end";
+  EXPECT_LE(placed[3].frame.maxX(), 420);
+
+  // Labels and the search field land in their items' areas (the recorder's rectangles are y-up).
+  const auto inArea = [&](Rect drawn, Rect area) {
+    return within({drawn.x, height - drawn.maxY(), drawn.w, drawn.h}, area);
+  };
+  for (std::size_t i : {0u, 1u, 3u}) {
+    const DrawingRecord* label = textRecord(*options.recorder, placed[i].item->label());
+    ASSERT_NE(label, nullptr) << placed[i].item->label().UTF8String();
+    EXPECT_TRUE(inArea(label->contextRect(), placed[i].frame)) << placed[i].item->label().UTF8String();
+  }
+  const auto search = std::find_if(views.begin(), views.end(), [](auto& v) { return v.first == String(u"NSSearchField"); });
+  ASSERT_NE(search, views.end());
+  EXPECT_TRUE(inArea(search->second, placed[1].frame));
+  EXPECT_NEAR(search->second.w, 150, 1e-9);
+  EXPECT_EQ(expectToolbarItemsDrawn(*window, *picture, "toolbar window"), 3);
+
+  // The content keeps its place: the label is 80 + 17 from the bottom of the picture as before.
+  const DrawingRecord* content = textRecord(*options.recorder, u"Content label");
+  ASSERT_NE(content, nullptr);
+  EXPECT_TRUE(within(content->contextRect(), {20, 80, 200, 17}));
+}
+
+TEST(ViewDrawing, HiddenToolbarTakesNoRoom) {
+  std::vector<std::shared_ptr<Object>> keep;
+  auto window = toolbarWindow("visible=\"NO\"", keep);
+  ASSERT_NE(window, nullptr);
+  EXPECT_EQ(toolbarHeight(*window), 0);
+  EXPECT_TRUE(toolbarItemPlacements(*window).empty());
+  auto picture = renderWindow(*window);
+  ASSERT_NE(picture, nullptr);
+  EXPECT_EQ(cairo_image_surface_get_height(picture->surface()), 120 + 22);
+}
+
+// A text view in a scroll view draws the text it holds from its top left, wrapped to its width.
+TEST(ViewDrawing, TextViewsDrawTheirTextFromTheTop) {
+  PangoTextMeasurer::install();
+  const char* doc = R"(<?xml version="1.0" encoding="UTF-8"?>
+<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
+<customView id="root"><rect key="frame" x="0" y="0" width="240" height="160"/><subviews>
+  <scrollView id="sv"><rect key="frame" x="20" y="20" width="200" height="120"/>
+    <clipView key="contentView" id="cv"><rect key="frame" x="1" y="1" width="198" height="118"/><subviews>
+      <textView id="tv"><rect key="frame" x="0" y="0" width="198" height="118"/>
+        <attributedString key="textStorage">
+          <fragment content="Version 1.2 fixes the crash on launch and makes every transfer faster than before."/>
+        </attributedString>
+      </textView>
+    </subviews></clipView>
+  </scrollView>
+</subviews></customView>
+</objects></document>)";
+  NibReadResult r = readNibData(doc);
+  ASSERT_TRUE(r) << r.error().reason;
+  auto view = std::dynamic_pointer_cast<View>(r.nib().topLevelObjects().at(0));
+  auto recorder = std::make_shared<DrawingRecorder>();
+  ASSERT_NE(renderView(*view, 1.0, recorder), nullptr);
+  const String text = u"Version 1.2 fixes the crash on launch and makes every transfer faster than before.";
+  const DrawingRecord* drawn = textRecord(*recorder, text);
+  ASSERT_NE(drawn, nullptr);
+  // The text view spans x 21 to 219 and y 21 to 139 (y up); its text wraps, starts at its top.
+  const Rect t = drawn->contextRect();
+  EXPECT_TRUE(within(t, {21, 21, 198, 118})) << t.x << " " << t.y << " " << t.w << " " << t.h;
+  EXPECT_NEAR(t.maxY(), 139, 1.0) << "from the top";
+  EXPECT_LE(t.w, 198 - 10 + 1e-9) << "inside the line padding";
+  EXPECT_GT(sizeOfText(text, Font::systemFontOfSize(12)).width, 198) << "so it wraps";
+}
