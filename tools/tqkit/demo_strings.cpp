@@ -57,7 +57,8 @@ void run() {
   std::printf("  smallLetterStringWithInteger 0, 25, 26, 27, 676 = %s %s %s %s %s; (1, minLength 3) = %s\n",
               smallLetterStringWithInteger(0, 0).UTF8String().c_str(), smallLetterStringWithInteger(25, 0).UTF8String().c_str(),
               smallLetterStringWithInteger(26, 0).UTF8String().c_str(), smallLetterStringWithInteger(27, 0).UTF8String().c_str(),
-              smallLetterStringWithInteger(676, 0).UTF8String().c_str(), bigLetterStringWithInteger(1, 3).UTF8String().c_str());
+              smallLetterStringWithInteger(676, 0).UTF8String().c_str(), smallLetterStringWithInteger(1, 3).UTF8String().c_str());
+  std::printf("  bigLetterStringWithInteger (1, minLength 3) = %s\n", bigLetterStringWithInteger(1, 3).UTF8String().c_str());
   std::printf("  stringFrom4ByteCode(0x54455854) = %s\n", stringFrom4ByteCode(0x54455854).UTF8String().c_str());
   std::printf("  uniqueString() = %s\n", uniqueString().UTF8String().c_str());
   Data roman = Data{0x43, 0x61, 0x66, 0x8E};  // "Caf\xe9" in Mac Roman

@@ -16,8 +16,8 @@ namespace tq {
 // One level only: folders inside (nib bundles, sub-folders) are single entries. Other
 // localizations' folders are left out. A missing resource directory or localization folder
 // contributes nothing; a nil or empty localization names no folder, so only the top entries come
-// back. The listings go through FileManager::defaultManager(), which leaves out names that are not
-// UTF-8 (no String names them). Any thread.
+// back. The listings go through FileManager::defaultManager(), which lists names that are not
+// UTF-8 as well (see FileManager::directoryContentsAtPath). Any thread.
 std::set<String> allResourcesForLocalization(const Bundle& bundle, const String& localization);
 
 }  // namespace tq

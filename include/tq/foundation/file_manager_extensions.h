@@ -50,8 +50,8 @@ void hideFileExtension(FileManager& manager, bool hide, const String& path);
 // compared case-sensitively code unit by code unit, in listing order. "/tmp/Report" finds
 // "/tmp/Report.txt" and "/tmp/Reports", not "/tmp/report.txt"; sub-folders are not entered; a prefix
 // ending in "/" finds nothing. An unreadable folder gives an empty Array. The folder is listed through
-// FileManager::defaultManager() (the receiver is not asked), so names that are not UTF-8 are left
-// out (see FileManager::directoryContentsAtPath).
+// FileManager::defaultManager() (the receiver is not asked); names that are not UTF-8 are listed
+// too, as FileManager::directoryContentsAtPath lists them.
 Array filesStartingWithPath(FileManager& manager, const String& prefix);
 
 }  // namespace tq

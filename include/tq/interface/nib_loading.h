@@ -7,9 +7,10 @@
 // The nib is looked for in the bundle that holds the code of the owner's class
 // (Bundle::bundleForClass of its dynamic type), not in the main bundle: a library's interface is
 // found in the library's bundle when the owner is one of its objects. The resource type is "nib":
-// NAME.nib (an XML interface document, or a nib folder holding one as "designable.nib"), else
-// NAME.xib, searched by Bundle::pathForResource in the unlocalized then the localized folders.
-// Compiled (binary) nibs are not read. The owner becomes the File's Owner: its outlets and actions
+// NAME.nib, else NAME.xib, searched by Bundle::pathForResource in the unlocalized then the localized
+// folders. Every form a bundle holds is read (see readNibFile): a current XML document or the older
+// XML archive, a compiled nib file (a keyed archive or NIBArchive), or a nib folder holding a
+// compiled "keyedobjects.nib" or an XML "designable.nib". The owner becomes the File's Owner: its outlets and actions
 // are connected when it implements NibConnectable. The loader translates nothing (see TQLocalizer).
 //
 // Ownership: the returned array holds the only ownership of the top-level objects (which own
