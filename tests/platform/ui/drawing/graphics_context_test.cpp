@@ -251,7 +251,13 @@ TEST(Color, NamedColoursHaveThePlatformValues) {
   EXPECT_TRUE(current.context->fillColor()->isEqual(*Color::greenColor()));
 }
 
-TEST(GraphicsContext, ImageContextsOfNoOrHugeSizeAreRefused) {
+// Operators the pixel tests above do not draw with, and the filters, by their Porter-Duff names.
+TEST(GraphicsContext, OperationsAndInterpolationMapToCairoAndHugeContextsAreRefused) {
+  for (auto [op, cairo] : {std::pair{NSCompositeClear, CAIRO_OPERATOR_CLEAR}, {NSCompositeDestinationOut, CAIRO_OPERATOR_DEST_OUT},
+                           {NSCompositePlusLighter, CAIRO_OPERATOR_ADD}, {999, CAIRO_OPERATOR_OVER}})
+    EXPECT_EQ(cairoOperatorForCompositingOperation(op), cairo) << op;
+  EXPECT_EQ(cairoFilterForImageInterpolation(NSImageInterpolationNone), CAIRO_FILTER_NEAREST);
+  EXPECT_EQ(cairoFilterForImageInterpolation(NSImageInterpolationHigh), CAIRO_FILTER_BEST);
   EXPECT_EQ(GraphicsContext::imageContext({0, 10}, true), nullptr);
   EXPECT_EQ(GraphicsContext::imageContext({40000, 10}, true), nullptr);
 }
