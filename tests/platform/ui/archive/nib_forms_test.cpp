@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "sanitized_build.h"
 #include "support/test_paths.h"
 #include "tq/platform/bundle/binary_plist.h"
 #include "tq/platform/bundle/bundle.h"
@@ -620,18 +621,6 @@ long highWaterKiB() {
   return -1;
 }
 
-// Address sanitizing pads and quarantines every allocation, so peaks say nothing about the reader.
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kAllocatorIsInstrumented = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr bool kAllocatorIsInstrumented = true;
-#else
-constexpr bool kAllocatorIsInstrumented = false;
-#endif
-#else
-constexpr bool kAllocatorIsInstrumented = false;
-#endif
 
 // The peak memory of reading `doc`, measured by the kernel in a child process; -1 when it did not read.
 long peakGrowthKiB(const std::string& doc) {
@@ -655,7 +644,7 @@ long peakGrowthKiB(const std::string& doc) {
 }
 
 TEST(NibBounds, ReadingStaysWithinTheStatedBound) {
-  if (kAllocatorIsInstrumented) GTEST_SKIP() << "peak memory is the sanitizer's, not the reader's";
+  if (test::kSanitizedBuild) GTEST_SKIP() << "peak memory is the sanitizer's, not the reader's";
   // A document of 8 MiB of buttons.
   std::string doc = R"(<?xml version="1.0"?><document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
 <customView id="root"><rect key="frame" x="0" y="0" width="480" height="272"/><subviews>)";
