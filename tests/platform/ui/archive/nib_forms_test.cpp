@@ -728,37 +728,32 @@ TEST(NibResources, NibFoldersPreferTheNewestCompiledVersion) {
   EXPECT_TRUE(refused(readNibFile(nib.string()), "nib folder without"));
 }
 
+// Which copy a bundle names; that each copy reads is the corpus test's part.
 TEST(NibResources, LocalizedCopiesFollowTheUsersLanguage) {
-  TQ_SKIP_WITHOUT_CORPUS();
-  const fs::path leopard = test::corpusDir() / "transmission-2008/macosx";
-  // A bundle with an English and a French copy; bundles are kept by path, so one folder each time.
-  auto makeBundle = [&](test::TempDir& dir) {
-    for (const char* lproj : {"English.lproj", "fr.lproj"}) {
-      fs::create_directories(dir.path() / "Resources" / lproj);
-      fs::create_symlink(leopard / lproj / "PrefsWindow.xib", dir.path() / "Resources" / lproj / "PrefsWindow.xib");
+  // Bundles are kept by path, so one folder each time.
+  auto makeBundle = [](test::TempDir& dir) {
+    for (const char* file : {"English.lproj/Prefs.xib", "fr.lproj/Prefs.xib", "fr.lproj/Alert.nib", "fr.lproj/Alert.xib", "English.lproj/Alert.xib"}) {
+      fs::create_directories((dir.path() / "Resources" / file).parent_path());
+      std::ofstream(dir.path() / "Resources" / file) << "<document/>";
     }
     return Bundle::bundleWithPath(String::fromUTF8(dir.str()));
   };
-  {
-    ScopedLanguage french("fr_FR");
-    test::TempDir dir;
-    const String path = makeBundle(dir)->pathForNibResource(u"PrefsWindow");
-    EXPECT_NE(path.UTF8String().find("fr.lproj"), std::string::npos) << path.UTF8String();
-    EXPECT_EQ(windowTitleOf(path.UTF8String()), "Préférences");
-  }
-  {
-    ScopedLanguage english("en_GB");
+  const struct {
+    const char* language;
+    const char16_t* name;
+    const char* expected;  // below Resources, "" for none
+  } rows[] = {{"fr_FR", u"Prefs", "fr.lproj/Prefs.xib"}, {"en_GB", u"Prefs", "English.lproj/Prefs.xib"},
+              {"fr", u"Alert", "fr.lproj/Alert.nib"},    {"en", u"Alert", "English.lproj/Alert.xib"},
+              {"fr", u"Missing", ""},                   {"fr", u"Unlocalized", "Unlocalized.nib"}};
+  for (const auto& row : rows) {
+    ScopedLanguage language(row.language);
     test::TempDir dir;
     auto bundle = makeBundle(dir);
-    EXPECT_EQ(windowTitleOf(bundle->pathForNibResource(u"PrefsWindow").UTF8String()), "Preferences");
-    EXPECT_TRUE(bundle->pathForNibResource(u"Missing").isNil());
+    // An unlocalized nib is found before the localized copies.
+    for (const char* file : {"Unlocalized.nib", "fr.lproj/Unlocalized.xib"}) std::ofstream(dir.path() / "Resources" / file) << "x";
+    const String path = bundle->pathForNibResource(row.name);
+    EXPECT_EQ(path.UTF8String(), *row.expected ? (dir.path() / "Resources" / row.expected).string() : "") << row.language;
   }
-  // An unlocalized nib is found before the localized copies.
-  ScopedLanguage french("fr");
-  test::TempDir dir;
-  fs::create_directories(dir.path() / "Resources");
-  fs::create_symlink(leopard / "English.lproj/PrefsWindow.xib", dir.path() / "Resources/PrefsWindow.nib");
-  EXPECT_EQ(makeBundle(dir)->pathForNibResource(u"PrefsWindow").UTF8String(), (dir.path() / "Resources/PrefsWindow.nib").string());
 }
 
 }  // namespace
