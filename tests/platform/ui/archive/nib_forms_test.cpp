@@ -406,36 +406,14 @@ struct NIBArchiveBuilder {
   }
 };
 
-// The strings and placeholders of this form are compared with the corpus files; here its frames,
-// bindings and document type.
-TEST(NIBArchiveForm, ReadsTablesIntoTheSameModel) {
-  NIBArchiveBuilder b;
-  NW& w = b.w;
-  const uint32_t cell = w.object("NSTextFieldCell", {NW::ref("NSContents", w.string("Größe:"))});
-  const uint32_t field = w.object("NSTextField", {NW::ref("NSFrame", w.string("{{1, 2}, {30, 40}}")), NW::ref("NSCell", cell)});
-  const uint32_t subviews = w.object("NSMutableArray", {NW::byte("NSInlinedValue", 0), NW::ref("UINibEncoderEmptyKey", field)});
-  const uint32_t view = w.object("NSView", {NW::ref("NSSubviews", subviews)});
-  const uint32_t options = w.object("NSDictionary", {NW::ref("UINibEncoderEmptyKey", w.string("NSNullPlaceholder")),
-                                                     NW::ref("UINibEncoderEmptyKey", w.string("Nothing"))});
-  const uint32_t binding = w.object("NSNibBindingConnector", {NW::ref("NSSource", field), NW::ref("NSDestination", b.owner),
-                                                              NW::ref("NSBinding", w.string("value")),
-                                                              NW::ref("NSKeyPath", w.string("size")), NW::ref("NSOptions", options)});
-  NibReadResult r = readNibData(b.finish({view}, {binding}));
-  ASSERT_TRUE(r) << r.error().reason;
-  EXPECT_EQ(r.nib().documentType(), String(u"NIBArchive"));
-  auto f = std::dynamic_pointer_cast<TextField>(std::dynamic_pointer_cast<View>(r.nib().topLevelObjects().at(0))->subviews().at(0));
-  ASSERT_TRUE(f);
-  EXPECT_EQ(f->frame(), (Rect{1, 2, 30, 40}));
-  ASSERT_EQ(f->binders().size(), 1u);
-  const auto& info = f->binders()[0]->bindingInfos().at(0);
-  EXPECT_EQ(info->keyPath(), String(u"size"));
-  EXPECT_EQ(info->placeholderForMarker(BindingMarker::Null).stringValue(), String(u"Nothing"));
-}
-
+// What the tables hold (strings, frames, dictionaries of binding options) is compared with the
+// corpus files' own bytes; here the tables' own bounds.
 TEST(NIBArchiveForm, CountsOffsetsAndReferencesAreChecked) {
   NIBArchiveBuilder b;
   const std::string good = b.finish({b.w.object("NSView", {NW::ref("NSFrame", b.w.string("{{0, 0}, {5, 5}}"))})});
-  ASSERT_TRUE(readNibData(good));
+  NibReadResult r = readNibData(good);
+  ASSERT_TRUE(r) << r.error().reason;
+  EXPECT_EQ(r.nib().documentType(), String(u"NIBArchive"));
   for (std::size_t cut = 10; cut < good.size(); cut += 5) EXPECT_FALSE(readNibData(good.substr(0, cut))) << "cut at " << cut;
   auto patched = [&](std::size_t at, uint32_t v) {
     std::string bytes = good;

@@ -15,7 +15,6 @@
 #include "tq/platform/ui/model/generic_object.h"
 #include "tq/platform/ui/model/matrix.h"
 #include "tq/platform/ui/model/scroll_view.h"
-#include "tq/platform/ui/model/segmented_control.h"
 #include "tq/platform/ui/model/tab_view.h"
 #include "tq/platform/ui/model/table_view.h"
 #include "tq/platform/ui/model/text_field.h"
@@ -294,6 +293,7 @@ TEST(NibReader, ResolvesGridsTabsTablesAndCrossReferences) {
   std::vector<String> order;
   for (const auto& c : matrix->cells()) order.push_back(c->title());
   EXPECT_EQ(order, (std::vector<String>{u"A", u"C", u"B", u"D"})) << "archived by column, kept by row";
+  EXPECT_EQ(std::dynamic_pointer_cast<ButtonCell>(matrix->cells()[0])->buttonType(), NSRadioButton);
   auto tabs = std::dynamic_pointer_cast<TabView>(r.nib().objectWithIdentifier(u"tv"));
   ASSERT_TRUE(tabs);
   EXPECT_EQ(tabs->indexOfSelectedTabViewItem(), 1);
@@ -490,7 +490,8 @@ TEST(NibReaderCorpus, EveryDocumentLoadsWithoutWarnings) {
   EXPECT_GE(count, 11);
 }
 
-// What the corpus files say beyond their strings, each read from the file by eye.
+// What the corpus files say that neither their strings nor the synthetic documents above show,
+// each read from the file by eye.
 TEST(NibReaderCorpus, StructureOfKnownFiles) {
   TQ_SKIP_WITHOUT_CORPUS();
   auto read = [](const char* relative) {
@@ -515,36 +516,19 @@ TEST(NibReaderCorpus, StructureOfKnownFiles) {
 
   NibReadResult picture = read("handbrake/macosx/Base.lproj/PictureSettings.xib");
   ASSERT_TRUE(picture);
-  EXPECT_TRUE(std::dynamic_pointer_cast<Panel>(picture.nib().topLevelObjects().at(0)));
   auto matrices = allIn<Matrix>(picture.nib());
   ASSERT_EQ(matrices.size(), 1u);
-  auto matrix = matrices[0];
-  EXPECT_EQ(matrix->numberOfRows(), 2);
-  EXPECT_EQ(matrix->numberOfColumns(), 1);
-  auto automatic = std::dynamic_pointer_cast<ButtonCell>(matrix->cells().at(0));
-  ASSERT_TRUE(automatic);
-  EXPECT_EQ(automatic->buttonType(), NSRadioButton);
-  EXPECT_EQ(automatic->state(), 1);
-  EXPECT_EQ(matrix->cellSize(), (Size{190, 20}));
-  ASSERT_TRUE(matrix->prototype());
-  EXPECT_TRUE(matrix->binderForBinding(u"selectedIndex"));
+  EXPECT_EQ(matrices[0]->cellSize(), (Size{190, 20}));
+  ASSERT_TRUE(matrices[0]->prototype());
+  EXPECT_TRUE(matrices[0]->binderForBinding(u"selectedIndex"));
 
   NibReadResult titles = read("handbrake/macosx/Base.lproj/HBTitleSelection.xib");
   ASSERT_TRUE(titles);
-  ASSERT_EQ(titles.nib().topLevelObjects().size(), 3u);
-  auto fields = allIn<TextField>(titles.nib());
-  ASSERT_FALSE(fields.empty());
-  auto binder = fields[0]->binderForBinding(u"displayPatternValue1");
-  ASSERT_TRUE(binder);
-  EXPECT_EQ(binder->valueForKey(u"displayPattern").stringValue(), String(u"%{value1}@"));
   auto tables = allIn<TableView>(titles.nib());
   ASSERT_EQ(tables.size(), 1u);
-  EXPECT_EQ(tables[0]->customClassName(), String(u"HBTableView"));
-  EXPECT_EQ(tables[0]->tableColumns().size(), 3u);
   EXPECT_TRUE(tables[0]->isViewBased());
-  ASSERT_TRUE(tables[0]->headerView());
   EXPECT_EQ(tables[0]->headerView()->className(), String(u"NSTableHeaderView"));
-  auto check = std::dynamic_pointer_cast<ButtonCell>(tables[0]->tableColumns()[1]->dataCell());
+  auto check = std::dynamic_pointer_cast<ButtonCell>(tables[0]->tableColumns().at(1)->dataCell());
   ASSERT_TRUE(check);
   EXPECT_EQ(check->buttonType(), NSSwitchButton);
   bool returnKey = false;
@@ -554,34 +538,23 @@ TEST(NibReaderCorpus, StructureOfKnownFiles) {
   // Subtitle columns: three pop-up data cells (one archived with an empty menu) holding two items.
   NibReadResult subtitles = read("handbrake/macosx/Base.lproj/Subtitles.xib");
   ASSERT_TRUE(subtitles);
-  int withMenu = 0, items = 0, textCells = 0;
+  int withMenu = 0, items = 0;
   for (const auto& table : allIn<TableView>(subtitles.nib())) {
     for (const auto& column : table->tableColumns()) {
-      if (auto* m = dynamic_cast<HasMenu*>(column->dataCell().get())) {
-        ASSERT_TRUE(m->menu());
-        items += static_cast<int>(m->menu()->numberOfItems());
-        ++withMenu;
-      } else {
-        ++textCells;
-      }
+      auto* m = dynamic_cast<HasMenu*>(column->dataCell().get());
+      if (!m) continue;
+      ASSERT_TRUE(m->menu());
+      items += static_cast<int>(m->menu()->numberOfItems());
+      ++withMenu;
     }
   }
   EXPECT_EQ(withMenu, 3);
   EXPECT_EQ(items, 2);
-  EXPECT_GT(textCells, 0);
-
   NibReadResult activity = read("transmission/macosx/Base.lproj/InfoActivityView.xib");
   ASSERT_TRUE(activity);
-  auto segments = allIn<SegmentedControl>(activity.nib());
-  ASSERT_FALSE(segments.empty());
-  EXPECT_EQ(segments[0]->segmentCount(), 2);
   int notAvailable = 0;
   for (const auto& f : allIn<TextField>(activity.nib())) notAvailable += f->placeholderString() == String(u"N/A");
-  EXPECT_EQ(notAvailable, 12);
-  NibReadResult add = read("transmission/macosx/Base.lproj/AddWindow.xib");
-  ASSERT_TRUE(add);
-  EXPECT_EQ(allIn<SearchField>(add.nib()).size(), 1u);
-  EXPECT_EQ(allIn<OutlineView>(add.nib()).size(), 1u);
+  EXPECT_EQ(notAvailable, 12) << "every field keeps its own placeholder";
 }
 
 }  // namespace
