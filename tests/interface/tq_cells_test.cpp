@@ -211,17 +211,6 @@ TEST(TQImageAndTextCell, ImageAndTextRectangles) {
   EXPECT_EQ(scaled->textFrameWithCellFrame({0, 0, 100, 20}), (Rect{24, 0, 76, 20}));
 }
 
-TEST(TQImageAndTextCell, AScaledImageWithoutHeightIsNotDrawn) {
-  auto cell = imageCell(u"Name", halves(8, 8));
-  cell->image()->setSize({8, 0});
-  cell->setScaleImage(true);
-  Canvas canvas;
-  cell->drawInteriorWithFrame({0, 0, 200, 18}, nullptr);
-  EXPECT_TRUE(canvas.of(Kind::DrawImage).empty());
-  EXPECT_EQ(canvas.of(Kind::DrawText).size(), 1u);
-  EXPECT_EQ(canvas.context->imageInterpolation(), NSImageInterpolationDefault);
-}
-
 TEST(TQImageAndTextCell, LayoutConstantsComeFromTheMethods) {
   struct Roomy : TQImageAndTextCell {
     using TQImageAndTextCell::TQImageAndTextCell;
@@ -236,16 +225,15 @@ TEST(TQImageAndTextCell, LayoutConstantsComeFromTheMethods) {
   EXPECT_EQ(cell->textFrameWithCellFrame({0, 0, 200, 30}), (Rect{31, 0, 169, 30}));
   cell->setScaleImage(true);
   EXPECT_EQ(cell->imageFrameWithCellFrame({0, 0, 200, 30}).size(), (Size{22, 22}));
+  // The cell size widens for the image only.
+  auto plain = TQTextFieldCell::initTextCell(u"Documents");
+  auto wide = imageCell(u"Documents", halves(16, 40));
+  const Size base = plain->cellSize();
+  EXPECT_EQ(wide->cellSize(), (Size{base.width + 22, base.height}));
+  wide->setImage(nullptr);
+  EXPECT_EQ(wide->cellSize(), base);
 }
 
-TEST(TQImageAndTextCell, CellSizeWidensForTheImageOnly) {
-  auto plain = TQTextFieldCell::initTextCell(u"Documents");
-  auto cell = imageCell(u"Documents", halves(16, 40));
-  const Size base = plain->cellSize();
-  EXPECT_EQ(cell->cellSize(), (Size{base.width + 22, base.height}));
-  cell->setImage(nullptr);
-  EXPECT_EQ(cell->cellSize(), base);
-}
 
 TEST(TQImageAndTextCell, DrawsTheImageFlippedWithHighInterpolationThenTheText) {
   auto cell = imageCell(u"Name", halves(16, 16));
@@ -268,6 +256,14 @@ TEST(TQImageAndTextCell, DrawsTheImageFlippedWithHighInterpolationThenTheText) {
   EXPECT_GT(test::pixelAt(*canvas.context, 10, 2).r, 200);
   EXPECT_GT(test::pixelAt(*canvas.context, 10, 15).b, 200);
   EXPECT_EQ(test::pixelAt(*canvas.context, 10, 0).a, 0);
+  // A scaled image without height is not drawn; the text still is, the interpolation untouched.
+  canvas.recorder->clear();
+  cell->image()->setSize({16, 0});
+  cell->setScaleImage(true);
+  cell->drawInteriorWithFrame({0, 0, 200, 18}, nullptr);
+  EXPECT_TRUE(canvas.of(Kind::DrawImage).empty());
+  EXPECT_EQ(canvas.of(Kind::DrawText).size(), 1u);
+  EXPECT_EQ(canvas.context->imageInterpolation(), NSImageInterpolationLow);
 }
 
 TEST(TQImageAndTextCell, WrappedTextIsMeasuredAndCentredInTheTextRectangle) {
