@@ -206,11 +206,11 @@ std::string maskOf(int prefix) {
 
 // --- JSON, as much as the watch stream needs ---------------------------------------------------
 
+// A value read back in one form for comparing: objects with their members in key order, integral
+// numbers without a fraction. (The writer escapes only quotes, backslashes and control characters.)
 struct Json {
   enum Kind { Null, Bool, Number, String, Array, Object } kind = Null;
-  bool b = false;
-  double n = 0;
-  std::string s;
+  std::string s;  // a string's text, or the canonical form of a number or boolean
   std::vector<Json> items;
   std::map<std::string, Json> members;
 };
@@ -219,79 +219,58 @@ struct JsonReader {
   const std::string& t;
   std::size_t i = 0;
   bool ok = true;
-  void blank() {
-    while (i < t.size() && std::isspace(static_cast<unsigned char>(t[i]))) ++i;
-  }
   bool eat(char c) {
-    blank();
-    if (i < t.size() && t[i] == c) return ++i, true;
-    return false;
+    while (i < t.size() && std::isspace(static_cast<unsigned char>(t[i]))) ++i;
+    return i < t.size() && t[i] == c ? (++i, true) : false;
   }
   std::string string() {
     std::string out;
     if (!eat('"')) return ok = false, out;
     while (i < t.size() && t[i] != '"') {
       char c = t[i++];
-      if (c != '\\') {
-        out += c;
-        continue;
+      if (c == '\\' && i < t.size()) {
+        char e = t[i++];
+        if (e == 'u' && i + 4 <= t.size()) c = static_cast<char>(std::stoul(t.substr(i, 4), nullptr, 16)), i += 4;
+        else c = e == 'n' ? '\n' : e == 't' ? '\t' : e == 'r' ? '\r' : e == 'b' ? '\b' : e == 'f' ? '\f' : e;
       }
-      if (i >= t.size()) break;
-      char e = t[i++];
-      if (e == 'u' && i + 4 <= t.size()) {
-        unsigned cp = std::stoul(t.substr(i, 4), nullptr, 16);
-        i += 4;
-        if (cp < 0x80) out += static_cast<char>(cp);
-        else if (cp < 0x800) out += static_cast<char>(0xC0 | cp >> 6), out += static_cast<char>(0x80 | (cp & 63));
-        else out += static_cast<char>(0xE0 | cp >> 12), out += static_cast<char>(0x80 | ((cp >> 6) & 63)),
-             out += static_cast<char>(0x80 | (cp & 63));
-      } else {
-        out += e == 'n' ? '\n' : e == 't' ? '\t' : e == 'r' ? '\r' : e == 'b' ? '\b' : e == 'f' ? '\f' : e;
-      }
+      out += c;
     }
-    if (!eat('"')) ok = false;
+    ok &= eat('"');
     return out;
   }
   Json value() {
     Json v;
-    blank();
-    if (i >= t.size()) return ok = false, v;
-    char c = t[i];
-    if (c == '{') {
-      ++i;
+    if (eat('{')) {
       v.kind = Json::Object;
       if (eat('}')) return v;
       do {
         std::string k = string();
-        if (!eat(':')) return ok = false, v;
+        ok &= eat(':');
         v.members[k] = value();
       } while (ok && eat(','));
-      if (!eat('}')) ok = false;
-    } else if (c == '[') {
-      ++i;
+      ok &= eat('}');
+    } else if (eat('[')) {
       v.kind = Json::Array;
       if (eat(']')) return v;
       do v.items.push_back(value());
       while (ok && eat(','));
-      if (!eat(']')) ok = false;
-    } else if (c == '"') {
+      ok &= eat(']');
+    } else if (i < t.size() && t[i] == '"') {
       v.kind = Json::String;
       v.s = string();
-    } else if (t.compare(i, 4, "true") == 0 || t.compare(i, 5, "false") == 0) {
-      v.kind = Json::Bool;
-      v.b = t[i] == 't';
-      i += v.b ? 4 : 5;
-    } else if (t.compare(i, 4, "null") == 0) {
-      i += 4;
     } else {
-      v.kind = Json::Number;
-      std::size_t used = 0;
-      try {
-        v.n = std::stod(t.substr(i), &used);
-      } catch (...) {
-        ok = false;
+      std::size_t end = t.find_first_of(",]} \n", i);
+      std::string word = t.substr(i, end == std::string::npos ? std::string::npos : end - i);
+      i += word.size();
+      if (word == "null") return v;
+      v.kind = word == "true" || word == "false" ? Json::Bool : Json::Number;
+      v.s = word;
+      if (v.kind == Json::Number) {
+        char buf[32];
+        std::snprintf(buf, sizeof buf, "%.15g", std::strtod(word.c_str(), nullptr));
+        v.s = buf;
+        ok &= !word.empty();
       }
-      i += used;
     }
     return v;
   }
@@ -300,39 +279,29 @@ struct JsonReader {
 bool parseJson(const std::string& text, Json& out) {
   JsonReader r{text};
   out = r.value();
-  r.blank();
-  return r.ok && r.i == text.size();
+  return r.ok && text.find_first_not_of(" \t\r\n", r.i) == std::string::npos;
 }
 
-// One form for comparing: members in key order, integral numbers without a fraction.
 std::string canonical(const Json& v) {
+  std::string out;
   switch (v.kind) {
     case Json::Null: return "null";
-    case Json::Bool: return v.b ? "true" : "false";
-    case Json::Number: {
-      char buf[32];
-      std::snprintf(buf, sizeof buf, "%.15g", v.n);
-      return buf;
-    }
+    case Json::Bool:
+    case Json::Number: return v.s;
     case Json::String: return "\"" + v.s + "\"";
-    case Json::Array: {
-      std::string out = "[";
-      for (const Json& x : v.items) out += (out.size() > 1 ? "," : "") + canonical(x);
-      return out + "]";
-    }
-    case Json::Object: {
-      std::string out = "{";
-      for (const auto& [k, x] : v.members) out += (out.size() > 1 ? "," : "") + ("\"" + k + "\":") + canonical(x);
-      return out + "}";
-    }
+    case Json::Array:
+      for (const Json& x : v.items) out += (out.empty() ? "" : ",") + canonical(x);
+      return "[" + out + "]";
+    case Json::Object:
+      for (const auto& [k, x] : v.members) out += (out.empty() ? "\"" : ",\"") + k + "\":" + canonical(x);
+      return "{" + out + "}";
   }
-  return "";
+  return out;
 }
 
 std::string canonicalText(const std::string& json) {
   Json v;
-  if (!parseJson(json, v)) return "unparsable: " + json;
-  return canonical(v);
+  return parseJson(json, v) ? canonical(v) : "unparsable: " + json;
 }
 
 // --- the observers -----------------------------------------------------------------------------
@@ -481,9 +450,7 @@ void Scenario::checkReplay(const std::string& when) {
     std::string base = "State:/Network/Interface/" + l.name;
     bool isWireless = std::find(wireless.begin(), wireless.end(), l.name) != wireless.end();
     expected[base + "/Link"] = std::string("{\"Active\":") + (l.up && l.lowerUp ? "true" : "false") + "}";
-    if (isWireless) {
-      expected[airportKey(l.name)] = airportJson(iwLink(l.name));
-    }
+    if (isWireless) expected[airportKey(l.name)] = airportJson(iwLink(l.name));
     std::string addrs, masks, brds;
     bool allBroadcast = true;
     for (const std::string& line : lines(sh("/usr/sbin/ip -o -4 addr show dev " + l.name))) {
@@ -512,6 +479,8 @@ void Scenario::checkReplay(const std::string& when) {
   expected["State:/Network/Interface"] = "{\"Interfaces\":[" + names + "]}";
   std::string dev = ipPrimary().first;
   expected["State:/Network/Global/IPv4 PrimaryInterface"] = dev.empty() ? "(none)" : dev;
+  for (auto& [k, v] : expected)
+    if (v.starts_with("{")) v = canonicalText(v);
 
   std::map<std::string, std::string> replayed;
   auto replay = [&] {
@@ -540,8 +509,6 @@ void Scenario::checkReplay(const std::string& when) {
     }
     if (!replayed.count("State:/Network/Global/IPv4 PrimaryInterface"))
       replayed["State:/Network/Global/IPv4 PrimaryInterface"] = "(none)";
-    for (auto& [k, v] : expected)
-      if (v.starts_with("{")) v = canonicalText(v);
     return replayed == expected;
   };
   // The watch is another process with a store of its own: give it time to catch up.
