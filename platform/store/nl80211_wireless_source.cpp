@@ -159,14 +159,14 @@ class Nl80211WirelessSource : public WirelessSource {
 
   // Sets the timer for the next held departure, or stops it.
   void armTimer() {
-    itimerspec spec{};
+    itimerspec when{};
     if (auto next = tracker_.nextDeadline()) {
       auto wait = std::chrono::duration_cast<std::chrono::nanoseconds>(*next - store::AssociationTracker::Clock::now());
       if (wait.count() < 1) wait = std::chrono::nanoseconds(1);  // zero would stop the timer
-      spec.it_value.tv_sec = static_cast<time_t>(wait.count() / 1000000000);
-      spec.it_value.tv_nsec = static_cast<long>(wait.count() % 1000000000);
+      when.it_value.tv_sec = static_cast<time_t>(wait.count() / 1000000000);
+      when.it_value.tv_nsec = static_cast<long>(wait.count() % 1000000000);
     }
-    timerfd_settime(timer_.fd, 0, &spec, nullptr);
+    timerfd_settime(timer_.fd, 0, &when, nullptr);
   }
 
   // Sends one request on the query socket and hands every answer message to `each`.
