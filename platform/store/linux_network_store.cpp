@@ -218,6 +218,9 @@ struct LinuxNetworkStore::Impl {
   std::vector<std::pair<int, store::Address>> dumpAddresses;
   store::DefaultRouteTable dumpRoutes;
   std::vector<std::vector<uint8_t>> deferred;
+  // For each kind of message (links, addresses, nexthop objects, routes), how many of `deferred`
+  // were read before the dump of that kind was asked for.
+  std::array<std::size_t, 4> staleBefore{};
 
   Clock::time_point lastBatch{};
   GSource* source = nullptr;
@@ -508,7 +511,7 @@ struct LinuxNetworkStore::Impl {
       bool wasUp = old.flags & IFF_UP, isUp = info.flags & IFF_UP;
       bool changed = false;
       if (wasUp && !isUp) changed |= routes.linkDown(index);
-      if (!wasUp && isUp) changed |= routes.linkUp(index);
+      if (!wasUp && isUp) changed |= routes.reviveHops(index);
       if (lowerUp(old.flags) && !lowerUp(info.flags)) changed |= routes.carrierLost(index);
       if (changed) markGlobal();
       if (parts == 0) return;
@@ -584,8 +587,13 @@ struct LinuxNetworkStore::Impl {
       // when it is nowhere local any more, and every route through the link when it was its last.
       localAddressMayBeGone(a.local);
       if (last && routes.lastAddressGone(index)) markGlobal();
-    } else if (!addresses[index].add(a, false)) {
-      return;
+    } else {
+      if (!addresses[index].add(a, false)) return;
+      // An address given to a link that is up revives the hops through it that the kernel marked
+      // dead when its last address went. (The kernel does so for a new or promoted address; a link
+      // that is up and has addresses has no dead hops, so other address messages find none.)
+      auto link = links.find(index);
+      if (link != links.end() && (link->second.flags & IFF_UP)) routes.reviveHops(index);
     }
     markDirty(index, kIPv4);
     markGlobal();
@@ -635,9 +643,47 @@ struct LinuxNetworkStore::Impl {
     }
   }
 
+  // The kind of a message or dump request, as an index of staleBefore (4: none the store follows).
+  static std::size_t kindOf(uint16_t type) {
+    switch (type) {
+      case RTM_NEWLINK:
+      case RTM_DELLINK:
+      case RTM_GETLINK:
+        return 0;
+      case RTM_NEWADDR:
+      case RTM_DELADDR:
+      case RTM_GETADDR:
+        return 1;
+      case RTM_NEWNEXTHOP:
+      case RTM_DELNEXTHOP:
+      case RTM_GETNEXTHOP:
+        return 2;
+      case RTM_NEWROUTE:
+      case RTM_DELROUTE:
+      case RTM_GETROUTE:
+        return 3;
+      default:
+        return 4;
+    }
+  }
+
   // Sends one dump request and handles its answers until the dump ends; events that come in
-  // between are kept for later. False when the dump failed or was interrupted.
+  // between are kept for later. What waits on the socket before the request is read first, so
+  // that the events older than the dump are known. False when the dump failed or was interrupted.
   bool dump(uint16_t type) {
+    inDump = true;
+    dumpSeq = 0;  // no dump's: every message read now is kept for later
+    for (;;) {
+      ssize_t n = recv(mnl_socket_get_fd(nl), buffer.data(), buffer.size(), MSG_DONTWAIT);
+      if (n < 0 && errno == EINTR) continue;
+      if (n < 0 && errno == ENOBUFS) {
+        overrun();
+        continue;
+      }
+      if (n < 0) break;
+      handleBuffer(static_cast<int>(n));
+    }
+    staleBefore[kindOf(type)] = deferred.size();
     std::array<uint8_t, 128> req{};
     nlmsghdr* nlh = mnl_nlmsg_put_header(req.data());
     nlh->nlmsg_type = type;
@@ -712,11 +758,17 @@ struct LinuxNetworkStore::Impl {
       std::vector<std::pair<int, LinkInfo>>().swap(dumpLinks);
       std::vector<std::pair<int, store::Address>>().swap(dumpAddresses);
       if (wireless) replaceWirelessStates(wireless->readAll());
+      // The events that came during the dumps, in order. Those older than the dump of their kind
+      // are left out: the dumps show their effects and those of the silent changes after them,
+      // which they could undo (a route message bringing back a route the kernel dropped since).
       std::vector<std::vector<uint8_t>> later;
       later.swap(deferred);
-      for (auto& m : later) {
+      for (std::size_t i = 0; i < later.size(); ++i) {
+        auto* m = reinterpret_cast<const nlmsghdr*>(later[i].data());
+        std::size_t kind = kindOf(m->nlmsg_type);
+        if (kind == 4 || i < staleBefore[kind]) continue;
         ++stats.messages;
-        handleMessage(reinterpret_cast<const nlmsghdr*>(m.data()));
+        handleMessage(m);
       }
       markGlobal();
       return;
@@ -878,23 +930,23 @@ struct LinuxNetworkStore::Impl {
 
   // The global value, and the index of the primary interface (0 when none).
   Value globalValue(int& primary) const {
-    bool found = false;
+    const store::DefaultRoute* bestRoute = nullptr;
     uint32_t bestMetric = 0;
     int bestOif = 0;
     uint32_t bestGateway = 0;
-    routes.forEachHop([&](uint32_t metric, int oif, uint32_t gateway) {
-      if (found && metric >= bestMetric) return;
+    routes.forEachHop([&](const store::DefaultRoute& r, int oif, uint32_t gateway) {
+      if (bestRoute && r.metric >= bestMetric) return;
       auto link = links.find(oif);
       if (link == links.end() || !linkActive(link->second)) return;
       auto a = addresses.find(oif);
       if (a == addresses.end() || a->second.empty()) return;
-      found = true;
-      bestMetric = metric;
+      bestRoute = &r;
+      bestMetric = r.metric;
       bestOif = oif;
       bestGateway = gateway;
     });
-    primary = found ? bestOif : 0;
-    if (!found) return Value();
+    primary = bestRoute ? bestOif : 0;
+    if (!bestRoute) return Value();
     const Words& w = words();
     const String& name = links.at(bestOif).key;
     std::vector<Dictionary::Entry> entries;
