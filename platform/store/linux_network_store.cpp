@@ -4,6 +4,7 @@
 #include "default_route_table.h"
 #include "key_table.h"
 
+#include <arpa/inet.h>
 #include <glib.h>
 #include <libmnl/libmnl.h>
 #include <linux/if.h>
@@ -196,6 +197,7 @@ struct LinuxNetworkStore::Impl {
   store::Slot* listSlot = nullptr;
   store::Slot* globalSlot = nullptr;
   int primaryIndex = 0;  // the link named by the global value; its IPv4 value is always made
+  uint32_t primarySource = 0;  // the address the kernel sends from through it, when one of its own
 
   // Work owed: which parts of which links are to be made again, and whether the list and global
   // keys are.
@@ -891,15 +893,23 @@ struct LinuxNetworkStore::Impl {
     addrs.reserve(n);
     masks.reserve(n);
     bool allBroadcast = true;
-    for (const store::ListedAddress& a : it->second.addresses()) {
+    // The primary interface names first the address the kernel sends from, the others in order.
+    const auto& list = it->second.addresses();
+    auto lead = list.end();
+    if (index == primaryIndex && primarySource)
+      lead = std::find_if(list.begin(), list.end(), [&](const store::ListedAddress& a) { return a.local == primarySource; });
+    auto take = [&](const store::ListedAddress& a) {
       addrs.emplace_back(a.localText());
       masks.emplace_back(a.maskText());
-      if (!allBroadcast) continue;
+      if (!allBroadcast) return;
       if (a.hasBroadcast)
         broadcasts.emplace_back(a.broadcastText());
       else
         allBroadcast = false;
-    }
+    };
+    if (lead != list.end()) take(*lead);
+    for (auto a = list.begin(); a != list.end(); ++a)
+      if (a != lead) take(*a);
     std::vector<Dictionary::Entry> entries;
     entries.reserve(3);
     entries.emplace_back(w.addresses, Array(std::move(addrs)));
@@ -928,8 +938,28 @@ struct LinuxNetworkStore::Impl {
 
   static bool linkActive(const LinkInfo& l) { return (l.flags & IFF_UP) && l.carrier; }
 
-  // The global value, and the index of the primary interface (0 when none).
-  Value globalValue(int& primary) const {
+  // The address the kernel sends from through one hop of a route: the route's preferred source;
+  // else, among the link's primary addresses (not secondaries) of a scope at least as wide as the
+  // route's, in the kernel's order, the first whose subnet holds the IPv4 gateway, or the first of
+  // all when none does or the hop has no IPv4 gateway. 0 when the link has none: the kernel then
+  // takes an address of another link.
+  uint32_t sourceThrough(const store::DefaultRoute& r, int oif, uint32_t gateway) const {
+    if (r.prefsrc) return r.prefsrc;
+    auto a = addresses.find(oif);
+    if (a == addresses.end()) return 0;
+    uint32_t first = 0;
+    for (const store::ListedAddress& x : a->second.addresses()) {
+      if (x.secondary || std::min<uint8_t>(x.scope, RT_SCOPE_HOST) > r.scope) continue;
+      uint32_t mask = x.prefix == 0 ? 0 : htonl(~0u << (32 - std::min<uint8_t>(x.prefix, 32)));
+      if (!gateway || ((x.address ^ gateway) & mask) == 0) return x.local;
+      if (!first) first = x.local;
+    }
+    return first;
+  }
+
+  // The global value, the index of the primary interface (0 when none) and the address the kernel
+  // sends from through it.
+  Value globalValue(int& primary, uint32_t& source) const {
     const store::DefaultRoute* bestRoute = nullptr;
     uint32_t bestMetric = 0;
     int bestOif = 0;
@@ -946,6 +976,7 @@ struct LinuxNetworkStore::Impl {
       bestGateway = gateway;
     });
     primary = bestRoute ? bestOif : 0;
+    source = bestRoute ? sourceThrough(*bestRoute, bestOif, bestGateway) : 0;
     if (!bestRoute) return Value();
     const Words& w = words();
     const String& name = links.at(bestOif).key;
@@ -1008,6 +1039,20 @@ struct LinuxNetworkStore::Impl {
   // parts of each link that changed, the interface list and the global key.
   void remake() {
     if (!pending) return;
+    Value global;
+    if (globalDirty) {
+      // First, since the primary interface's IPv4 value depends on it: when the primary or its
+      // source changes, so do the values of the old and the new primary.
+      int primary = 0;
+      uint32_t source = 0;
+      global = globalValue(primary, source);
+      if (primary != primaryIndex || source != primarySource) {
+        for (int index : {primaryIndex, primary})
+          if (index && links.count(index)) markDirty(index, kIPv4);
+        primaryIndex = primary;
+        primarySource = source;
+      }
+    }
     pending = false;
     for (int index : dirtyOrder) {
       auto p = published.find(index);
@@ -1031,10 +1076,8 @@ struct LinuxNetworkStore::Impl {
     }
     if (globalDirty) {
       globalDirty = false;
-      int primary = 0;
-      table.set(*globalSlot, globalValue(primary));
-      primaryIndex = primary;
-      if (auto p = published.find(primary); p != published.end()) materialize((*p->second)[store::Part::IPv4]);
+      table.set(*globalSlot, std::move(global));
+      if (auto p = published.find(primaryIndex); p != published.end()) materialize((*p->second)[store::Part::IPv4]);
     }
   }
 

@@ -1,9 +1,10 @@
 // The kernel store as a diff stream: a watcher that replays every report it receives (the value read
 // at the report, removal as nil) must end, once the coalescing window has passed, with exactly the
 // state the kernel's own dumps give (read without the store, mapped by a literal model of the key
-// mapping) and a fresh store's full read. Scripted cases check the reports themselves and each silent
-// route change of the kernel's; a randomized run drives links, addresses, routes, nexthop objects,
-// renames, re-creations, bursts and floods.
+// mapping, the primary address as the kernel's own route query gives it) and a fresh store's full
+// read. Scripted cases check the reports themselves and each silent route change of the kernel's; a
+// randomized run drives links, addresses, routes, nexthop objects, renames, re-creations, bursts and
+// floods.
 //
 // The randomized run takes TQ_STORE_DIFF_STEPS steps (default 400) from seed TQ_STORE_DIFF_SEED
 // (default 1); for a long run: TQ_STORE_DIFF_STEPS=20000 TQ_STORE_DIFF_SEED=$RANDOM.
@@ -417,9 +418,10 @@ TEST_F(StoreDiff, AddressOrderThroughPromotions) {
 
 namespace {
 
-// What the kernel does to routes without a message of its own, one row each: `ip` commands run in a
-// fresh namespace, where links va, vb and vc (peers pa, pb, pc) are up with carrier; after each line
-// the reports must add up to the kernel's own state.
+// What the kernel does to routes without a message of its own, and the address it sends from, one
+// row each: `ip` commands run in a fresh namespace, where links va, vb and vc (peers pa, pb, pc) are
+// up with carrier; after each line the reports must add up to the kernel's own state, the primary
+// interface's addresses led by the kernel's source.
 struct KernelRule {
   const char* name;
   std::vector<const char*> steps;
@@ -441,6 +443,17 @@ const KernelRule kKernelRules[] = {
      {"ip addr add 10.1.0.2/24 dev va", "ip -4 route add default via inet6 fe80::1 dev va", "ip route del default",
       "ip nexthop add id 1 via fe80::1 dev va; ip route add default nhid 1", "ip nexthop add id 2 via fe80::2 dev vb",
       "ip addr add 10.2.0.2/24 dev vb; ip nexthop add id 3 group 2/1; ip route prepend default nhid 3"}},
+    {"TheSourceIsTheAddressWhoseSubnetHoldsTheGateway",
+     {"ip addr add 10.0.0.10/24 dev va; ip addr add 192.168.77.2/24 dev va; ip addr add 172.16.0.2/16 dev va",
+      "ip route add default via 192.168.77.1 dev va", "ip route change default via 172.16.8.1 dev va",
+      "ip addr add 192.168.77.3/24 dev va; ip addr del 172.16.0.2/16 dev va"}},
+    {"TheSourceIsThePreferredSourceWhereTheRouteHasOne",
+     {"ip addr add 10.1.0.2/24 dev va; ip addr add 10.9.0.2/24 dev va",
+      "ip route add default via 10.1.0.1 dev va src 10.9.0.2", "ip route change default via 10.1.0.1 dev va"}},
+    {"TheSourceSkipsAddressesOfNarrowerScopeThanTheRoute",
+     {"ip addr add 10.1.0.2/24 dev va; ip addr add 10.7.0.1/24 dev va scope link",
+      "ip route add default via 10.1.0.1 dev va metric 10", "ip route add default dev va metric 5",
+      "ip addr add 10.1.0.3/24 dev vb; ip route add default via 10.1.0.1 dev vb metric 1"}},
 };
 
 void PrintTo(const KernelRule& rule, std::ostream* out) { *out << rule.name; }

@@ -19,8 +19,10 @@
 //   "State:/Network/Interface/NAME/IPv4"      {"Addresses": [A, ...], "SubnetMasks": [M, ...],
 //                                             "BroadcastAddresses": [B, ...]}, only for links with at
 //                                             least one IPv4 address: dotted-quad strings in the
-//                                             kernel's order (primary addresses first); the three
-//                                             arrays are parallel, and "BroadcastAddresses" is
+//                                             kernel's order (primary addresses first), except that
+//                                             the primary interface's list starts with the address
+//                                             the kernel sends from (see "Primary address"); the
+//                                             three arrays are parallel, and "BroadcastAddresses" is
 //                                             left out unless every address has a broadcast address.
 //   "State:/Network/Interface/NAME/AirPort"   wireless links only: {"Link Status": 4} with "BSSID"
 //                                             (6 bytes of Data) and "SSID" (a String when the bytes
@@ -37,6 +39,16 @@
 //                                             an IPv6 gateway counts alike whether the route names it
 //                                             ("via inet6") or its nexthop object does; it gives no
 //                                             "Router". Absent when no hop qualifies.
+//
+// Primary address. The first address of the primary interface's IPv4 value is the one the kernel
+// gives as the source of what it sends through the primary hop (what `ip route get` to an outside
+// address through that interface shows), so that the first address a reader takes is the machine's
+// address as others see it: the route's preferred source ("src") when it has one; otherwise the
+// first of the interface's primary addresses (not secondaries, in the kernel's order) of a scope at
+// least as wide as the route's whose subnet holds the route's IPv4 gateway, or the first of those
+// when none does or the hop has no IPv4 gateway (a device route, an IPv6 gateway). When that address
+// is not one of the interface's own (a preferred source on another link, or no address of a wide
+// enough scope, when the kernel takes one from another link), the list keeps the kernel's order.
 //
 // copyKeyList matches over exactly these keys. Renamed, removed and re-created links are followed:
 // the keys under an old name disappear (reported as changed, with no value) and the new ones appear.
