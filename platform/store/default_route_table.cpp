@@ -52,13 +52,12 @@ void via(const nlattr* a, RouteHop& hop) {
 
 }  // namespace
 
-bool DefaultRoute::sameRoute(const DefaultRoute& o) const {
+bool DefaultRoute::sameRoute(const DefaultRoute& o, bool shown) const {
   if (tos != o.tos || metric != o.metric || scope != o.scope || protocol != o.protocol || prefsrc != o.prefsrc ||
       nhid != o.nhid)
     return false;
-  // The object decides the hops, and a blackhole object shows its routes as blackholes: a route by
-  // an object that stopped being one is announced again with its own type.
-  if (nhid) return type == o.type || type == RTN_BLACKHOLE || o.type == RTN_BLACKHOLE;
+  // The object decides the hops; a type shown for a blackhole object says nothing of the route's own.
+  if (nhid) return type == o.type || (shown && (typeOfObject || o.typeOfObject));
   if (type != o.type || hops.size() != o.hops.size()) return false;
   for (std::size_t i = 0; i < hops.size(); ++i)
     if (!hops[i].sameAs(o.hops[i])) return false;
@@ -93,6 +92,10 @@ bool DefaultRouteTable::applyRoute(const nlmsghdr* nlh, bool removed, bool fromD
   u32(tb[RTA_PRIORITY], r.metric);
   ipv4(tb[RTA_PREFSRC], r.prefsrc);
   u32(tb[RTA_NH_ID], r.nhid);
+  if (r.nhid && r.type == RTN_BLACKHOLE) {
+    auto object = nexthops_.find(r.nhid);
+    r.typeOfObject = object != nexthops_.end() && object->second.blackhole;
+  }
   if (const nlattr* mp = tb[RTA_MULTIPATH]) {
     auto* p = static_cast<const uint8_t*>(mnl_attr_get_payload(mp));
     std::size_t left = mnl_attr_get_payload_len(mp);
@@ -129,7 +132,9 @@ bool DefaultRouteTable::applyRoute(const nlmsghdr* nlh, bool removed, bool fromD
     }
   }
 
-  auto same = [&](const DefaultRoute& o) { return o.sameRoute(r); };
+  // A message that adds a route names its own type, unless it is older than the dump that holds it.
+  bool adds = !removed && (nlh->nlmsg_flags & NLM_F_CREATE);
+  auto same = [&](const DefaultRoute& o) { return o.sameRoute(r, !adds); };
   if (removed) {
     auto it = std::find_if(routes_.begin(), routes_.end(), same);
     if (it == routes_.end()) return false;
@@ -152,10 +157,11 @@ bool DefaultRouteTable::applyRoute(const nlmsghdr* nlh, bool removed, bool fromD
   auto existing = std::find_if(first, last, same);
   if (existing != last) {
     // The kernel refuses exact duplicates, so this is the route itself: announced again because its
-    // nexthop object changed (which may change its type), or a message older than the dump that
-    // already holds it (whose dead marks may be out of date: the table's stand).
-    if (!existing->nhid || existing->type == r.type) return false;
+    // nexthop object changed (which may change the type shown), or a message older than the dump
+    // that already holds it (whose dead marks may be out of date: the table's stand).
+    if (!existing->nhid || (existing->type == r.type && existing->typeOfObject == r.typeOfObject)) return false;
     existing->type = r.type;
+    existing->typeOfObject = r.typeOfObject;
     return true;
   }
   if ((nlh->nlmsg_flags & NLM_F_REPLACE) && pos < end) {

@@ -17,8 +17,8 @@
 //  - a link goes away: every route with a hop through it goes, and every nexthop object on it;
 //  - an address stops being local to any link: the routes preferring it as their source go;
 //  - a nexthop object goes: the routes using it go, groups lose it, and a group left empty goes too.
-// A route by nexthop object has no hops of its own: the object decides them, and whether the route
-// is a blackhole.
+// A route by nexthop object has no hops of its own: the object decides them, and while the object is
+// a blackhole the kernel shows the route as one, whatever its own type.
 #pragma once
 
 #include <linux/netlink.h>
@@ -44,14 +44,17 @@ struct RouteHop {
 struct DefaultRoute {
   uint8_t tos = 0;
   uint8_t type = 0;   // as the kernel reports it: a route by a blackhole nexthop object reads blackhole
+  bool typeOfObject = false;  // `type` is the object's blackhole, not the route's own type
   uint8_t scope = 0;
   uint8_t protocol = 0;
   uint32_t metric = 0;
   uint32_t prefsrc = 0;
   uint32_t nhid = 0;             // nexthop object, 0 when the route carries its own nexthops
   std::vector<RouteHop> hops;    // as the message gives them (expanded from the object when it names one)
-  // Whether the kernel would take the two for the same route (the same route information).
-  bool sameRoute(const DefaultRoute& o) const;
+  // Whether the kernel would take the two for the same route (the same route information). `shown`:
+  // the type either one reads may be its blackhole object's rather than its own (a message about a
+  // route that exists already: an update or a removal).
+  bool sameRoute(const DefaultRoute& o, bool shown) const;
 };
 
 struct NexthopObject {
