@@ -117,7 +117,7 @@ class KeyedNibDecoder {
     std::vector<Nib::IdentifiedObject> identified;
     identified.reserve(made_.size() + 2);
     for (uint32_t i = 0; i < memo_.size(); ++i) {
-      if (memo_[i]) identified.emplace_back(identifiers_[i], memo_[i]);
+      if (memo_[i] && !identifiers_[i].isNil()) identified.emplace_back(identifiers_[i], memo_[i]);
     }
     if (options_.owner) identified.emplace_back(u"-2", options_.owner);
     if (options_.application) identified.emplace_back(u"-3", options_.application);
@@ -292,12 +292,12 @@ class KeyedNibDecoder {
 
   // --- object bookkeeping --------------------------------------------------------------------------
 
+  // The identifier the archive itself gives the object (the owner's is "-2"), nil when it gives
+  // none: a made-up one (the object's index, say) would differ between two compilations of the same
+  // interface, and tools that match objects across files go by identifier.
   String identifierOf(uint32_t o) const {
     if (static_cast<int64_t>(o) == layout_.owner) return u"-2";
-    if (o < layout_.identifiers.size() && layout_.identifiers[o] != archive::ArchiveLayout::kNoIdentifier) {
-      return utf8(std::to_string(layout_.identifiers[o]));
-    }
-    return utf8("obj-" + std::to_string(o));
+    return designerIdentifierOf(o);
   }
 
   // The designer's identifier of an archived object, nil when the archive gives none.

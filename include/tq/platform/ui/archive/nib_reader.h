@@ -41,7 +41,7 @@
 //
 // Compiled forms: top-level objects are those whose parent is the File's Owner, in the archive's
 // order; archive identifiers are the designer's object IDs where the archive keeps them ("25"),
-// else "obj-N" with N the object's index in the archive. Connections come from the archive's
+// else nil (as are the connection ends' identifiers). Connections come from the archive's
 // connectors (outlets, actions, bindings with their options, tool tips). Windows are visible at
 // launch when the archive lists them so (in the older XML archive, unless a window's properties
 // say "visibleAtLaunch" 0). Toolbars (Toolbar, ToolbarItem), stack views (StackView) and text
@@ -104,7 +104,8 @@ struct NibConnection {
   Kind kind = Kind::Outlet;
   // Property name (outlets), selector (actions) or binding name (bindings).
   String label;
-  // The archive identifiers of the two ends ("-2" for the owner).
+  // The archive identifiers of the two ends ("-2" for the owner; nil for an object the archive
+  // gives no identifier).
   String sourceIdentifier;
   String destinationIdentifier;
   // Bindings: the key path observed.
