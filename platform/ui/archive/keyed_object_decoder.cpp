@@ -110,6 +110,10 @@ class KeyedNibDecoder {
     }
     resolveReferences();
     for (uint32_t c : layout_.connectors) connect(c);
+    for (const auto& [key, text, object] : localizable_) {
+      std::shared_ptr<InterfaceObject> holder = object >= 0 ? memo_[static_cast<std::size_t>(object)] : nullptr;
+      nib_.localizableStrings_.push_back({key, text, holder});
+    }
     for (const auto& object : made_) object->awakeFromNib();
     if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
@@ -139,13 +143,20 @@ class KeyedNibDecoder {
   ArchiveValue get(uint32_t o, const char* name) const { return a_.find(o, key(name)); }
   bool has(uint32_t o, const char* name) const { return a_.has(o, key(name)); }
 
-  String string(uint32_t o, const char* key) const {
-    std::string s;
-    return a_.stringOf(get(o, key), s) ? utf8(s) : String();
-  }
+  String string(uint32_t o, const char* key) const { return stringValue(get(o, key)); }
   String stringValue(const ArchiveValue& v) const {
     std::string s;
-    return a_.stringOf(v, s) ? utf8(s) : String();
+    if (!a_.stringOf(v, s)) return String();
+    String text = utf8(s);
+    if (v.isObject() && a_.className(v.index) == "NSLocalizableString") noteLocalizable(v.index, text);
+    return text;
+  }
+  // A string archived with the key its strings tables name it by ("170.title"): kept with the
+  // object being read, once per archived string.
+  void noteLocalizable(uint32_t string, const String& text) const {
+    std::string key;
+    if (!a_.stringOf(get(string, "NSKey"), key) || key.empty() || !localizableSeen_.insert(string).second) return;
+    localizable_.push_back({utf8(key), text, current_});
   }
   double number(uint32_t o, const char* key, double fallback) const {
     double v = 0;
@@ -362,7 +373,10 @@ class KeyedNibDecoder {
       a_.stringOf(get(o, "NSOriginalClassName"), original);
       cls = original.empty() ? std::string_view("NSObject") : std::string_view(original);
     }
+    const int64_t outer = current_;
+    current_ = o;
     std::shared_ptr<InterfaceObject> made = decodeAs(o, cls, custom, depth);
+    current_ = outer;
     state_[o] = 2;
     return made;
   }
@@ -1262,6 +1276,15 @@ class KeyedNibDecoder {
   std::vector<std::pair<OutlineView*, uint32_t>> outlineColumns_;
   std::vector<std::pair<TabView*, uint32_t>> selectedTabs_;
   std::vector<std::pair<PopUpButtonCell*, uint32_t>> selectedItems_;
+  // The archive object being decoded (-1 outside the tree: connections), and the localizable
+  // strings met so far with the object each was met in.
+  int64_t current_ = -1;
+  struct Localizable {
+    String key, text;
+    int64_t object;
+  };
+  mutable std::vector<Localizable> localizable_;
+  mutable std::unordered_set<uint32_t> localizableSeen_;
 };
 
 Nib decodeKeyedArchive(const KeyedArchive& archive, const NibLoadOptions& options, const String& documentType,

@@ -118,6 +118,17 @@ struct NibConnection {
   String identifier;
 };
 
+// A string that a compiled interface archives with the key the strings tables generated for the
+// interface name it by (an NSLocalizableString with its "NSKey", such as "170.title").
+struct NibLocalizableString {
+  String key;
+  // The text as archived: the development language's.
+  String text;
+  // The object being read when the string was met (the cell for a button's title, the window for
+  // its title; not owned); empty for strings outside the object tree (a binding's placeholder).
+  std::weak_ptr<Object> object;
+};
+
 // The objects and connections of one successfully read archive.
 class Nib {
  public:
@@ -141,6 +152,9 @@ class Nib {
   // The nib folder the document was read from (NAME.nib/ holding keyedobjects.nib and the images
   // the interface names: InterfaceImageSource finds them), nil when the document was a file of its own.
   const String& resourceFolder() const { return resourceFolder_; }
+  // The strings the archive marks as localizable with their keys, in the order read; empty for the
+  // XML forms, whose tables name strings by the objects' identifiers.
+  const std::vector<NibLocalizableString>& localizableStrings() const { return localizableStrings_; }
   void setResourceFolder(String folder) { resourceFolder_ = std::move(folder); }
 
  private:
@@ -158,6 +172,7 @@ class Nib {
   std::size_t objectCount_ = 0;
   String documentType_;
   std::unordered_map<String, Data> embeddedImages_;
+  std::vector<NibLocalizableString> localizableStrings_;
 };
 
 struct NibReadError {
