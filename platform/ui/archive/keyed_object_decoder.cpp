@@ -1033,8 +1033,7 @@ class KeyedNibDecoder {
     }
     // The title last, as in the document reader: a pop-up takes its title from the selected item.
     if (!as<PopUpButtonCell>(cell.get()) && !as<ImageCell>(cell.get())) {
-      std::string text;
-      if (a_.stringOf(contents, text)) cell->setTitle(utf8(text));
+      if (String text = stringValue(contents); !text.isNil()) cell->setTitle(text);
     }
     return cell;
   }
@@ -1212,8 +1211,8 @@ class KeyedNibDecoder {
         options.emplace_back(key, Value(v.integer != 0));
       } else if (v.kind == ArchiveValue::Kind::Integer) {
         options.emplace_back(key, Value(static_cast<long long>(v.integer)));
-      } else if (a_.stringOf(v, text)) {
-        options.emplace_back(key, Value(utf8(text)));
+      } else if (String value = stringValue(v); !value.isNil()) {
+        options.emplace_back(key, Value(value));
       } else if (a_.numberOf(v, n)) {
         if (n == std::floor(n) && std::fabs(n) < 9e15) {
           options.emplace_back(key, Value(static_cast<long long>(n)));
