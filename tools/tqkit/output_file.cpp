@@ -33,21 +33,30 @@ mode_t newFileMode() {
   return 0666 & ~mask;
 }
 
-// Writes bytes to a new private temporary file beside path; returns its name.
-std::string writeTemporary(const std::string& path, std::string_view bytes) {
+// Writes pieces of bytes to a new private temporary file beside path; returns its name.
+std::string writeTemporary(const std::string& path, const std::function<bool(std::string&)>& next) {
   std::string temporary = folderOf(path) + "/." + nameOf(path) + ".XXXXXX";
   int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
   if (fd < 0) fail(path, errno);
-  std::size_t done = 0;
   int error = 0;
-  while (done < bytes.size()) {
-    ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) {
-      error = n < 0 ? errno : EIO;
-      break;
+  std::string piece;
+  try {
+    while (!error && next(piece)) {
+      std::size_t done = 0;
+      while (done < piece.size()) {
+        ssize_t n = ::write(fd, piece.data() + done, piece.size() - done);
+        if (n < 0 && errno == EINTR) continue;
+        if (n <= 0) {
+          error = n < 0 ? errno : EIO;
+          break;
+        }
+        done += static_cast<std::size_t>(n);
+      }
     }
-    done += static_cast<std::size_t>(n);
+  } catch (...) {
+    ::close(fd);
+    ::unlink(temporary.c_str());
+    throw;
   }
   if (!error && ::fchmod(fd, newFileMode()) != 0) error = errno;
   if (!error && ::fsync(fd) != 0 && errno != EINVAL && errno != EROFS) error = errno;
@@ -57,6 +66,15 @@ std::string writeTemporary(const std::string& path, std::string_view bytes) {
     fail(path, error);
   }
   return temporary;
+}
+
+std::string writeTemporary(const std::string& path, std::string_view bytes) {
+  bool given = false;
+  return writeTemporary(path, [&](std::string& piece) {
+    if (given) return false;
+    piece.assign(bytes);
+    return given = true;
+  });
 }
 
 // Creates the missing levels of folder; returns the levels made, outermost first.
@@ -83,29 +101,63 @@ std::vector<std::string> makeFolders(const std::string& folder) {
 
 }  // namespace
 
+OutputFiles::~OutputFiles() {
+  for (const auto& w : written_) ::unlink(w.second.c_str());
+  for (auto m = made_.rbegin(); m != made_.rend(); ++m) ::rmdir(m->c_str());
+}
+
 void OutputFiles::add(std::string path, std::string bytes) { files_.push_back({std::move(path), std::move(bytes)}); }
 
+void OutputFiles::write(const std::string& folder, const std::string& path,
+                        const std::function<bool(std::string& piece)>& next) {
+  if (!foldersReady_) {
+    if (!folder.empty()) made_ = makeFolders(folder);
+    foldersReady_ = true;
+  }
+  written_.emplace_back(path, writeTemporary(path, next));
+}
+
+void OutputFiles::write(const std::string& folder, const std::string& path, std::string_view bytes) {
+  bool given = false;
+  write(folder, path, [&](std::string& piece) {
+    if (given) return false;
+    piece.assign(bytes);
+    return given = true;
+  });
+}
+
 void OutputFiles::commit(const std::string& folder) {
-  std::vector<std::string> made = folder.empty() ? std::vector<std::string>{} : makeFolders(folder);
+  std::vector<std::string> made = folder.empty() || foldersReady_ ? std::vector<std::string>{} : makeFolders(folder);
+  made.insert(made.begin(), made_.begin(), made_.end());
+  made_.clear();
   std::vector<std::string> temporaries;
+  std::vector<std::string> destinations;
+  for (auto& w : written_) {
+    destinations.push_back(w.first);
+    temporaries.push_back(std::move(w.second));
+  }
+  written_.clear();
   auto undo = [&] {
     for (const auto& t : temporaries) ::unlink(t.c_str());
     for (auto m = made.rbegin(); m != made.rend(); ++m) ::rmdir(m->c_str());
   };
   try {
-    for (const auto& f : files_) temporaries.push_back(writeTemporary(f.path, f.bytes));
+    for (const auto& f : files_) {
+      temporaries.push_back(writeTemporary(f.path, std::string_view(f.bytes)));
+      destinations.push_back(f.path);
+    }
   } catch (...) {
     undo();
     throw;
   }
-  for (std::size_t i = 0; i < files_.size(); ++i) {
-    if (::rename(temporaries[i].c_str(), files_[i].path.c_str()) != 0) {
+  for (std::size_t i = 0; i < destinations.size(); ++i) {
+    if (::rename(temporaries[i].c_str(), destinations[i].c_str()) != 0) {
       int error = errno;
       // Files renamed before this one stay: each is whole. The rest are removed.
       temporaries.erase(temporaries.begin(), temporaries.begin() + static_cast<long>(i));
       made.clear();
       undo();
-      fail(files_[i].path, error);
+      fail(destinations[i], error);
     }
   }
   files_.clear();
