@@ -318,6 +318,7 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
       if (page) {
         options.pictures = loc::Pictures::After;
         options.onPicture = page->afterPictures(interface.name, row.localization);
+        options.unchangedIsBefore = row.file == interface.developmentFile;
       }
       if (auto t = args.value("table")) {
         options.table = String::fromUTF8(*t);

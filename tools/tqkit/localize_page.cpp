@@ -153,6 +153,11 @@ void Page::addRow(const Report& r) {
       text += "<figure><img src=\"" + html(beforeFile(r.interfaceName, before)) + "\" alt=\"before\"><figcaption>" +
               html(before) + ", development language</figcaption></figure>";
     }
+    if (r.picturesUnchanged && !before.empty()) {
+      text += "<figure><img src=\"" + html(beforeFile(r.interfaceName, before)) + "\" alt=\"after\"><figcaption>" +
+              html(name) + ", " + html(r.localization) + ": unchanged</figcaption></figure></div>\n";
+      continue;
+    }
     text += "<figure><img src=\"" + html(afterFile(r.interfaceName, r.localization, name)) +
             "\" alt=\"after\"><figcaption>" + html(name) + ", " + html(r.localization) + "</figcaption></figure></div>\n";
   }

@@ -755,9 +755,15 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
     }
   }
 
+  // An interface the language leaves as it was looks as it did: the pictures before show it.
+  report.picturesUnchanged =
+      options.unchangedIsBefore && !copy && outline.empty() && report.resized.empty() &&
+      std::all_of(probes.begin(), probes.end(), [](const Probe& p) {
+        return p.after.isNil() == p.before.isNil() && (p.after.isNil() || p.after == p.before);
+      });
   for (const auto& [name, o] : shown) {
     report.pictures.push_back(name);
-    if (options.pictures != Pictures::None && options.onPicture) {
+    if (options.pictures != Pictures::None && options.onPicture && !report.picturesUnchanged) {
       options.onPicture(name, "after", picture(o, images, outline));
     }
   }

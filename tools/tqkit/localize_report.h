@@ -92,6 +92,9 @@ struct Report {
   std::vector<Resized> resized;
   // The names of the pictures drawn ("window-ID", "view-ID"), in the interface's order.
   std::vector<std::string> pictures;
+  // With Options::unchangedIsBefore: nothing changed, so no picture was drawn "after"; the
+  // pictures "before" show it as it is.
+  bool picturesUnchanged = false;
   std::string error;  // set when the interface could not be read
 
   std::size_t translated() const;
@@ -117,6 +120,9 @@ struct Options {
   // Which pictures to draw (overflowing controls outlined after), handed to onPicture.
   Pictures pictures = Pictures::None;
   PictureSink onPicture;
+  // The pictures "before" were drawn from this same file: when no string, frame or outline
+  // changes, no picture is drawn "after" (Report::picturesUnchanged).
+  bool unchangedIsBefore = false;
 };
 
 // Loads the interface file (a .xib, or a compiled .nib file or folder), localizes it from the

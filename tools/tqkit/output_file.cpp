@@ -33,8 +33,9 @@ mode_t newFileMode() {
   return 0666 & ~mask;
 }
 
-// Writes pieces of bytes to a new private temporary file beside path; returns its name.
-std::string writeTemporary(const std::string& path, const std::function<bool(std::string&)>& next) {
+// Writes pieces of bytes to a new private temporary file beside path; returns its name. With
+// `sync` false the bytes are flushed to disk later, all at once (see OutputFiles::commit).
+std::string writeTemporary(const std::string& path, const std::function<bool(std::string&)>& next, bool sync = true) {
   std::string temporary = folderOf(path) + "/." + nameOf(path) + ".XXXXXX";
   int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
   if (fd < 0) fail(path, errno);
@@ -59,7 +60,7 @@ std::string writeTemporary(const std::string& path, const std::function<bool(std
     throw;
   }
   if (!error && ::fchmod(fd, newFileMode()) != 0) error = errno;
-  if (!error && ::fsync(fd) != 0 && errno != EINVAL && errno != EROFS) error = errno;
+  if (!error && sync && ::fsync(fd) != 0 && errno != EINVAL && errno != EROFS) error = errno;
   if (::close(fd) != 0 && !error) error = errno;
   if (error) {
     ::unlink(temporary.c_str());
@@ -114,7 +115,7 @@ void OutputFiles::write(const std::string& folder, const std::string& path,
     if (!folder.empty()) made_ = makeFolders(folder);
     foldersReady_ = true;
   }
-  written_.emplace_back(path, writeTemporary(path, next));
+  written_.emplace_back(path, writeTemporary(path, next, false));
 }
 
 void OutputFiles::write(const std::string& folder, const std::string& path, std::string_view bytes) {
@@ -127,6 +128,14 @@ void OutputFiles::write(const std::string& folder, const std::string& path, std:
 }
 
 void OutputFiles::commit(const std::string& folder) {
+  if (!written_.empty()) {
+    // Files written ahead reach the disk together, before any is renamed into place.
+    const std::string where = folderOf(written_.front().first);
+    const int fd = ::open(where.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    const int error = fd < 0 ? errno : ::syncfs(fd) != 0 ? errno : 0;
+    if (fd >= 0) ::close(fd);
+    if (error) fail(written_.front().first, error);
+  }
   std::vector<std::string> made = folder.empty() || foldersReady_ ? std::vector<std::string>{} : makeFolders(folder);
   made.insert(made.begin(), made_.begin(), made_.end());
   made_.clear();
