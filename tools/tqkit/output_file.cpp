@@ -4,7 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <png.h>
+
 #include <cerrno>
+#include <cstdint>
 #include <cstring>
 
 #include "cli.h"
@@ -178,16 +181,85 @@ void writeFileAtomically(const std::string& path, std::string_view bytes) {
   files.commit();
 }
 
-std::string pngBytes(cairo_surface_t* surface) {
+namespace {
+
+std::string cairoPNG(cairo_surface_t* surface) {
   std::string out;
-  if (!surface || cairo_surface_get_type(surface) != CAIRO_SURFACE_TYPE_IMAGE) throw Failure("not an image surface");
-  cairo_surface_flush(surface);
   auto append = [](void* closure, const unsigned char* data, unsigned int length) -> cairo_status_t {
     static_cast<std::string*>(closure)->append(reinterpret_cast<const char*>(data), length);
     return CAIRO_STATUS_SUCCESS;
   };
   cairo_status_t status = cairo_surface_write_to_png_stream(surface, append, &out);
   if (status != CAIRO_STATUS_SUCCESS) throw Failure(std::string("cannot encode the PNG: ") + cairo_status_to_string(status));
+  return out;
+}
+
+[[noreturn]] void pngFailed(png_structp png, png_const_charp) { png_longjmp(png, 1); }
+void pngWarned(png_structp, png_const_charp) {}
+void pngAppend(png_structp png, png_bytep data, png_size_t length) {
+  try {
+    static_cast<std::string*>(png_get_io_ptr(png))->append(reinterpret_cast<const char*>(data), length);
+  } catch (...) {
+    png_error(png, "out of memory");
+  }
+}
+
+}  // namespace
+
+std::string pngBytes(cairo_surface_t* surface) {
+  if (!surface || cairo_surface_get_type(surface) != CAIRO_SURFACE_TYPE_IMAGE) throw Failure("not an image surface");
+  cairo_surface_flush(surface);
+  const cairo_format_t format = cairo_image_surface_get_format(surface);
+  if (format != CAIRO_FORMAT_ARGB32 && format != CAIRO_FORMAT_RGB24) return cairoPNG(surface);
+  // Pictures of interfaces are large and many: zlib's fastest level without row filters encodes
+  // them about three times faster than the usual settings, for files about a twentieth larger.
+  const int width = cairo_image_surface_get_width(surface), height = cairo_image_surface_get_height(surface);
+  const int stride = cairo_image_surface_get_stride(surface);
+  const unsigned char* pixels = cairo_image_surface_get_data(surface);
+  if (!pixels || width <= 0 || height <= 0) return cairoPNG(surface);
+  const auto pixel = [&](int x, int y) { return reinterpret_cast<const uint32_t*>(pixels + std::size_t(y) * stride)[x]; };
+  bool opaque = true;
+  for (int y = 0; opaque && format == CAIRO_FORMAT_ARGB32 && y < height; ++y) {
+    for (int x = 0; x < width; ++x) {
+      if ((pixel(x, y) >> 24) != 0xFF) {
+        opaque = false;
+        break;
+      }
+    }
+  }
+  const int channels = opaque ? 3 : 4;
+  std::string out;
+  std::vector<unsigned char> row(std::size_t(width) * 4);
+  png_structp png = png_create_write_struct(PNG_LIBPNG_VER_STRING, nullptr, pngFailed, pngWarned);
+  png_infop info = png ? png_create_info_struct(png) : nullptr;
+  if (!png || !info || setjmp(png_jmpbuf(png))) {
+    png_destroy_write_struct(&png, &info);
+    throw Failure("cannot encode the PNG");
+  }
+  png_set_write_fn(png, &out, pngAppend, nullptr);
+  png_set_IHDR(png, info, static_cast<png_uint_32>(width), static_cast<png_uint_32>(height), 8,
+               opaque ? PNG_COLOR_TYPE_RGB : PNG_COLOR_TYPE_RGB_ALPHA, PNG_INTERLACE_NONE,
+               PNG_COMPRESSION_TYPE_DEFAULT, PNG_FILTER_TYPE_DEFAULT);
+  png_set_compression_level(png, 1);
+  png_set_filter(png, 0, PNG_FILTER_NONE);
+  png_write_info(png, info);
+  for (int y = 0; y < height; ++y) {
+    unsigned char* o = row.data();
+    for (int x = 0; x < width; ++x) {
+      // Cairo keeps colours multiplied by alpha; PNG keeps them apart.
+      const uint32_t p = pixel(x, y);
+      const unsigned a = format == CAIRO_FORMAT_RGB24 ? 0xFF : p >> 24;
+      unsigned r = (p >> 16) & 0xFF, g = (p >> 8) & 0xFF, b = p & 0xFF;
+      if (a != 0xFF && a != 0) {
+        r = (r * 255 + a / 2) / a, g = (g * 255 + a / 2) / a, b = (b * 255 + a / 2) / a;
+      }
+      *o++ = static_cast<unsigned char>(r), *o++ = static_cast<unsigned char>(g), *o++ = static_cast<unsigned char>(b);
+      if (channels == 4) *o++ = static_cast<unsigned char>(a);
+    }
+    png_write_row(png, row.data());
+  }
+  png_write_end(png, info);
+  png_destroy_write_struct(&png, &info);
   return out;
 }
 
