@@ -140,6 +140,14 @@ void Page::addRow(const Report& r) {
     spool(text + "<p>" + folded(r.error) + "</p></article>\n");
     return;
   }
+  // A language without the interface shows the development language's.
+  if (r.mode == Mode::Absent) {
+    for (const auto& b : before_) {
+      text += "<div class=\"pair\"><figure><img src=\"" + html(beforeFile(r.interfaceName, b)) +
+              "\" alt=\"before\"><figcaption>" + html(b) + ", shown in " + html(r.localization) +
+              " as in the development language</figcaption></figure></div>\n";
+    }
+  }
   // Each picture of the language beside the development language's: by name, else by place.
   for (std::size_t i = 0; i < r.pictures.size(); ++i) {
     const std::string& name = r.pictures[i];
