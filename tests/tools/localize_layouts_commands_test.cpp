@@ -222,7 +222,14 @@ TEST(LocalizeLayouts, CompiledCopiesAreComparedObjectByObject) {
       {"fr", {{1, "NSWindowTemplate", "Mise à jour", ""},
               {10, "NSTextField", "Une nouvelle version est disponible.", ""},
               {11, "NSButton", "Installer", ""},
-              {13, "NSButton", "OK", ""}}}};
+              {13, "NSButton", "OK", ""}}},
+      // The Spanish copy's buttons were numbered apart: its ids name other buttons than the same
+      // ids in English, so the places in the tree decide.
+      {"es", {{1, "NSWindowTemplate", "Actualización", ""},
+              {10, "NSTextField", "Hay una versión nueva.", ""},
+              {13, "NSButton", "Instalar", ""},
+              {11, "NSButton", "Recordar más tarde", ""},
+              {12, "NSButton", "OK", ""}}}};
   Bundle b;
   write(b.resources() / "en.lproj/Alert.nib", compiledAlert(english, 0));
   int padding = 3;
@@ -241,6 +248,8 @@ TEST(LocalizeLayouts, CompiledCopiesAreComparedObjectByObject) {
                                             "\"status\":\"untranslated\""),
             std::string::npos)
       << rowOf(json, "Alert", "fr");
+  EXPECT_NE(rowOf(json, "Alert", "es").find("\"before\":\"Install Update\",\"after\":\"Instalar\""), std::string::npos);
+  EXPECT_NE(rowOf(json, "Alert", "de").find("\"before\":\"Install Update\",\"after\":\"Installieren\""), std::string::npos);
   EXPECT_EQ(count(json, "{\"interface\":"), copies.size());
 }
 

@@ -250,8 +250,11 @@ void writeRowJson(std::FILE* out, const loc::Report& r) {
 class Progress {
  public:
   explicit Progress(std::size_t total) : total_(total), shown_(::isatty(2) != 0) {}
-  ~Progress() {
+  ~Progress() { finish(); }
+  // Clears the line, before anything else is printed.
+  void finish() {
     if (shown_ && done_ > 0) std::fprintf(stderr, "\r\033[K");
+    shown_ = false;
   }
   void step(const std::string& interface, const std::string& localization) {
     ++done_;
@@ -334,6 +337,7 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
       progress.step(interface.name, row.localization);
     }
   }
+  progress.finish();
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
   if (page) page->finish(bundlePath, plan, rows, seconds);
 

@@ -635,10 +635,7 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
   const auto& objects = nib.topLevelObjects();
   const auto images = imagesOf(nib, file, bundle);
 
-  Collector collector;
-  collector.objects(nib);
-  auto& probes = collector.probes;
-  for (auto& p : probes) p.before = p.get();
+  std::vector<Probe> probes = probesOf(nib);
   std::vector<std::pair<Button*, Rect>> boxes;
   for (const auto& o : objects) {
     if (auto* w = dynamic_cast<Window*>(o.get())) checkBoxes(w->contentView().get(), boxes);
