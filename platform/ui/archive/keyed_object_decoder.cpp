@@ -178,9 +178,13 @@ class KeyedNibDecoder {
     if (std::string k; current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
     return utf8(s);
   }
-  String stringValue(const ArchiveValue& v) const {
+  // A string value; `recordKey`: as string() does, the table key of a localizable string is
+  // recorded on the object being read.
+  String stringValue(const ArchiveValue& v, bool recordKey = false) const {
     std::string s;
-    return a_.stringOf(v, s) ? utf8(s) : String();
+    if (!a_.stringOf(v, s)) return String();
+    if (std::string k; recordKey && current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
+    return utf8(s);
   }
   double number(uint32_t o, const char* key, double fallback) const {
     double v = 0;
@@ -1290,14 +1294,13 @@ class KeyedNibDecoder {
           if (String token = stringValue(v); !token.isNil()) list.push_back(token);
         }
         tokens->setTokens(std::move(list));
-      } else if (std::string text; a_.stringOf(contents, text)) {
-        tokens->setTitle(utf8(text));
+      } else if (String text = stringValue(contents, true); !text.isNil()) {
+        tokens->setTitle(text);
       }
     }
     // The title last, as in the document reader: a pop-up takes its title from the selected item.
     if (!as<PopUpButtonCell>(cell.get()) && !as<ImageCell>(cell.get()) && !as<TokenFieldCell>(cell.get())) {
-      std::string text;
-      if (a_.stringOf(contents, text)) cell->setTitle(utf8(text));
+      if (String title = stringValue(contents, true); !title.isNil()) cell->setTitle(title);
     }
     return cell;
   }

@@ -641,6 +641,7 @@ class NibBuilder {
     segue.relationship = recurring_(c.value("relationship"));
     segue.sourceIdentifier = p.sourceId;
     segue.destinationIdentifier = attr(c, "destination");
+    segue.position = static_cast<pugi::xml_node>(c).offset_debug();
     bool found = false;
     segue.source = p.source;
     segue.destination = resolve(segue.destinationIdentifier, found);

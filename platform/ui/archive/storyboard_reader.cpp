@@ -101,6 +101,9 @@ class StoryboardBuilder {
   // --- the XML document ---------------------------------------------------------------------------
 
   Storyboard assemble(archive::DecodedScenes& decoded) {
+    // Connections are made object by object; segues are listed in document order.
+    std::stable_sort(decoded.segues.begin(), decoded.segues.end(),
+                     [](const auto& a, const auto& b) { return a.position < b.position; });
     for (auto& segue : decoded.segues) {
       if (segue.kind == String(u"relationship")) {
         relate(segue);

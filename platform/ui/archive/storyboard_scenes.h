@@ -40,6 +40,7 @@ struct DecodedSegue {
   String relationship;       // for relationships: "window.shadowedContentViewController", "tabItems"...
   String sourceIdentifier, destinationIdentifier;
   std::shared_ptr<Object> source, destination;  // held while the storyboard is assembled
+  std::ptrdiff_t position = 0;                   // the element's offset in the document
 };
 
 // Tab view items and split view items of one controller, in document order.
