@@ -60,11 +60,13 @@ class FolderOutput {
 // --- one interface ------------------------------------------------------------------------------
 
 std::string locate(const tq::Bundle& bundle, const std::string& nib) {
-  if (isFile(nib) || (isFolder(nib) && fs::path(nib).extension() == ".nib")) return nib;
-  const String name = String::fromUTF8(fs::path(nib).extension() == ".xib" || fs::path(nib).extension() == ".nib"
-                                           ? fs::path(nib).stem().string()
-                                           : nib);
-  const String path = bundle.pathForNibResource(name);
+  const auto extension = fs::path(nib).extension();
+  if (isFile(nib) || (isFolder(nib) && (extension == ".nib" || extension == ".storyboardc"))) return nib;
+  const bool named = extension == ".xib" || extension == ".nib" || extension == ".storyboard" || extension == ".storyboardc";
+  const String name = String::fromUTF8(named ? fs::path(nib).stem().string() : nib);
+  String path = bundle.pathForNibResource(name);
+  if (path.isNil()) path = bundle.pathForResource(name, u"storyboardc");
+  if (path.isNil()) path = bundle.pathForResource(name, u"storyboard");
   if (path.isNil()) throw tq::cli::Failure(nib + ": no such interface in " + u8(bundle.bundlePath()));
   // A nib folder is read in place: its compiled interface, or its designable.nib.
   return path.UTF8String();
@@ -205,7 +207,9 @@ std::set<std::string> tablesOf(const fs::path& resources, const std::vector<std:
   return names;
 }
 
-bool isInterface(const fs::path& p) { return p.extension() == ".xib" || p.extension() == ".nib"; }
+bool isInterface(const fs::path& p) {
+  return p.extension() == ".xib" || p.extension() == ".nib" || p.extension() == ".storyboard" || p.extension() == ".storyboardc";
+}
 
 // The interfaces of a bundle and how each is localized: a Base interface by the identifier-keyed
 // table of each language, an unlocalized one by the localizer with each language's table, a
