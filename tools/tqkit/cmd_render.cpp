@@ -31,9 +31,9 @@ std::vector<Drawable> drawables(const tq::Nib& nib) {
   std::vector<Drawable> found;
   for (const auto& object : nib.topLevelObjects()) {
     if (auto window = std::dynamic_pointer_cast<tq::Window>(object)) {
-      found.push_back({window, nullptr});
+      found.push_back({window, nullptr, {}});
     } else if (auto view = std::dynamic_pointer_cast<tq::View>(object)) {
-      found.push_back({nullptr, view});
+      found.push_back({nullptr, view, {}});
     }
   }
   return found;

@@ -397,6 +397,12 @@ std::string stripSlashes(std::string path) {
   return path;
 }
 
+// A nib name the folder may hold: a plain file name, so that no name leads out of the folder.
+bool isPlainName(const std::string& name) {
+  return !name.empty() && name != "." && name != ".." && name.find('/') == std::string::npos &&
+         name.find('\0') == std::string::npos;
+}
+
 // The nib file of a compiled storyboard named without its extension.
 std::string nibPathIn(const std::string& folder, const std::string& name) {
   const std::string withExtension = folder + "/" + name + ".nib";
@@ -448,6 +454,12 @@ StoryboardReadResult readCompiledStoryboard(const std::string& given, const NibL
     }
   }
   if (nibs.empty() && mainMenu.isNil()) return fail(folder + ": a compiled storyboard without controllers (no nibs, no Info.plist naming them)");
+  for (const auto& [id, nibName] : nibs) {
+    if (!isPlainName(u8(nibName))) return fail(infoPath + ": the nib name \"" + u8(nibName) + "\" is not a file of the folder");
+  }
+  if (!mainMenu.isNil() && !isPlainName(u8(mainMenu))) {
+    return fail(infoPath + ": the nib name \"" + u8(mainMenu) + "\" is not a file of the folder");
+  }
 
   auto builder = std::make_unique<StoryboardBuilder>(NibReadResult(Nib()));
   if (!mainMenu.isNil()) {
@@ -482,6 +494,7 @@ StoryboardReadResult readCompiledStoryboard(const std::string& given, const NibL
     if (!vc || vc->view()) continue;
     std::string viewNib;
     if (!vc->nibName().isNil()) {
+      if (!isPlainName(u8(vc->nibName()))) return fail(nibPathIn(folder, u8(nibName)) + ": the view's nib name \"" + u8(vc->nibName()) + "\" is not a file of the folder");
       viewNib = nibPathIn(folder, u8(vc->nibName()));
     } else {
       const std::string prefix = u8(id) + "-view-";
