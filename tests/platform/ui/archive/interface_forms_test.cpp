@@ -3,7 +3,10 @@
 // their table keys, and the content of combo boxes, token fields, segments, rule editors and text
 // views in every form.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <fstream>
 #include <string>
 #include <vector>
 
@@ -94,6 +97,67 @@ TEST(XMLPropertyListArchive, DamagedListsGiveOneClearError) {
         << r.error().reason;
     EXPECT_NE(r.error().reason.find(c.reason), std::string::npos) << r.error().reason;
   }
+}
+
+// The peak memory of reading `doc`, measured by the kernel in a child process; -1 when it did not read.
+long peakGrowthKiB(const std::string& doc) {
+  const auto highWater = [] {
+    std::ifstream status("/proc/self/status");
+    std::string line;
+    while (std::getline(status, line)) {
+      if (line.rfind("VmHWM:", 0) == 0) return std::stol(line.substr(6));
+    }
+    return -1L;
+  };
+  int pipefd[2];
+  if (::pipe(pipefd) != 0) return -2;
+  const pid_t child = ::fork();
+  if (child == 0) {
+    const long before = highWater();
+    NibReadResult r = readNibData(doc);
+    const long grew = r ? highWater() - before : -1;
+    ::_exit(::write(pipefd[1], &grew, sizeof grew) == sizeof grew ? 0 : 2);
+  }
+  long grew = -2;
+  if (child < 0 || ::read(pipefd[0], &grew, sizeof grew) != static_cast<ssize_t>(sizeof grew)) grew = -2;
+  ::close(pipefd[0]);
+  ::close(pipefd[1]);
+  if (child > 0) ::waitpid(child, nullptr, 0);
+  return grew;
+}
+
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool kAllocatorIsInstrumented = true;
+#elif defined(__has_feature)
+#if __has_feature(address_sanitizer)
+constexpr bool kAllocatorIsInstrumented = true;
+#else
+constexpr bool kAllocatorIsInstrumented = false;
+#endif
+#else
+constexpr bool kAllocatorIsInstrumented = false;
+#endif
+
+TEST(XMLPropertyListArchive, ReadingStaysWithinTheStatedBound) {
+  if (kAllocatorIsInstrumented) GTEST_SKIP() << "peak memory is the sanitizer's, not the reader's";
+  KeyedArchiveWriter w;
+  const uint64_t frame = w.string("{{1, 2}, {30, 40}}");
+  std::vector<uint64_t> fields;
+  for (int i = 0; i < 8000; ++i) {
+    const uint64_t cell = w.object("NSTextFieldCell");
+    w.ref(cell, "NSContents", w.string("Label " + std::to_string(i)));
+    fields.push_back(w.object("NSTextField"));
+    w.ref(fields.back(), "NSFrame", frame);
+    w.ref(fields.back(), "NSCell", cell);
+  }
+  const uint64_t view = w.object("NSView");
+  w.ref(view, "NSSubviews", w.array(fields));
+  const std::string doc = w.xml({view});
+  const long grew = peakGrowthKiB(doc);
+  ASSERT_GE(grew, 0) << readNibData(doc).error().reason;
+  const long bound = static_cast<long>(nibMemoryBound(doc.size()) / 1024);
+  EXPECT_LT(grew, bound) << "peak grew " << grew << " KiB reading " << doc.size() / 1024 << " KiB";
+  std::printf("XML property list: reading %zu KiB took %ld KiB at peak (bound %ld KiB)\n", doc.size() / 1024, grew, bound);
 }
 
 // --- plug-in classes --------------------------------------------------------------------------------
