@@ -955,15 +955,15 @@ class KeyedNibDecoder {
     if (String title = string(o, "NSTitle"); !title.isNil()) controller->setTitle(title);
     if (String nib = string(o, "NSNibName"); !nib.isNil()) controller->setNibName(nib);
     if (auto view = child<View>(o, "NSView", depth)) controller->setView(view);
-    if (auto* tabs = as<TabViewController>(controller.get()); tabs && !tabs->view()) {
+    if (auto* tabs = as<TabViewController>(controller.get())) {
       const int64_t t = entryOfClass(o, [](std::string_view c) { return c == "NSTabView"; });
-      if (t >= 0) tabs->setView(as<TabView>(decode(static_cast<uint32_t>(t), depth + 1, "the tab view")));
+      if (t >= 0) tabs->setTabView(as<TabView>(decode(static_cast<uint32_t>(t), depth + 1, "the tab view")));
+      if (!tabs->view()) tabs->setView(tabs->tabView());
     }
     if (auto* split = as<SplitViewController>(controller.get())) {
-      if (!split->view()) {
-        const int64_t v = entryOfClass(o, [](std::string_view c) { return c == "NSSplitView"; });
-        if (v >= 0) split->setView(as<View>(decode(static_cast<uint32_t>(v), depth + 1, "the split view")));
-      }
+      const int64_t v = entryOfClass(o, [](std::string_view c) { return c == "NSSplitView"; });
+      if (v >= 0) split->setSplitView(as<View>(decode(static_cast<uint32_t>(v), depth + 1, "the split view")));
+      if (!split->view()) split->setView(split->splitView());
       for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
         if (e->key == 0 || !e->value.isObject()) continue;
         for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {

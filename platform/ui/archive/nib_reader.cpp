@@ -1132,6 +1132,7 @@ class NibBuilder {
       if (hasAttr(n, "tabStyle")) tabs->setTabStyle(attr(n, "tabStyle"));
       if (pugi::xml_node t = keyed(n, "tabView")) {
         auto tabView = as<TabView>(decode(t, depth + 1));
+        tabs->setTabView(tabView);
         if (tabView && !tabs->view()) tabs->setView(tabView);
       }
       for (pugi::xml_node i = n.child("tabViewItems").first_child(); i; i = i.next_sibling()) {
@@ -1149,6 +1150,7 @@ class NibBuilder {
     if (auto* split = as<SplitViewController>(controller.get())) {
       if (pugi::xml_node v = keyed(n, "splitView")) {
         auto splitView = as<View>(decode(v, depth + 1));
+        split->setSplitView(splitView);
         if (splitView && !split->view()) split->setView(splitView);
         split->setVertical(boolAttr(v, "vertical", true));
       }

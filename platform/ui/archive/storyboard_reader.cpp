@@ -296,7 +296,8 @@ class StoryboardBuilder {
         } else if (auto split = as<SplitViewController>(std::static_pointer_cast<Object>(pending.controller))) {
           auto item = as<SplitViewItem>(std::static_pointer_cast<Object>(pending.items[i]));
           if (!item) continue;
-          if (vc && vc->view() && split->view() && (vc->view() == split->view() || split->view()->isDescendantOf(vc->view().get()))) {
+          const auto splitView = split->splitView();
+          if (vc && vc->view() && splitView && (vc->view() == splitView || splitView->isDescendantOf(vc->view().get()))) {
             warn("a split item's controller holds its own split view; skipped");
             continue;
           }

@@ -59,13 +59,16 @@ void TabViewController::addTabViewItem(std::shared_ptr<TabViewItem> item, std::s
 
 void SplitViewController::addSplitViewItem(std::shared_ptr<SplitViewItem> item) {
   if (!item) return;
-  if (const auto& controller = item->viewController()) addChildViewController(controller);
+  if (const auto& controller = item->viewController()) {
+    addChildViewController(controller);
+    if (const auto& pane = controller->view()) item->extent_ = vertical_ ? pane->frame().w : pane->frame().h;
+  }
   items_.push_back(std::move(item));
   layOutPanes();
 }
 
 void SplitViewController::layOutPanes() {
-  const auto& split = view();
+  const auto split = splitView();
   if (!split) return;
   const Rect bounds = split->bounds();
   constexpr double kDivider = 1;
@@ -79,7 +82,7 @@ void SplitViewController::layOutPanes() {
     const auto pane = controller ? controller->view() : nullptr;
     if (!pane) continue;
     if (pane->superview() != split.get()) split->addSubview(pane);
-    const double archived = vertical_ ? pane->frame().w : pane->frame().h;
+    const double archived = items_[i]->extent_;
     double extent = items_[i]->isCollapsed() ? 0 : std::clamp(archived, 0.0, std::max(0.0, total - offset));
     placed.emplace_back(pane.get(), extent);
     offset += extent + (extent > 0 ? kDivider : 0);

@@ -255,6 +255,52 @@ TEST(StoryboardDocument, AControllerAloneOwnsWhatItsScenesMade) {
   EXPECT_TRUE(advancedPane.expired());
 }
 
+// Panes side by side in item order, each keeping its width where the split view has room, the last
+// taking the rest; a collapsed pane takes none.
+TEST(StoryboardDocument, SplitViewControllersLayOutTheirPanes) {
+  const auto pane = [](const char* id, int width, const char* title) {
+    return std::string(R"(<scene sceneID="s-)") + id + R"("><objects><viewController id=")" + id +
+           R"(" sceneMemberID="viewController"><view key="view" id="v-)" + id + R"("><rect key="frame" x="0" y="0" width=")" +
+           std::to_string(width) + R"(" height="100"/><subviews><textField id="t-)" + id +
+           R"("><rect key="frame" x="0" y="0" width="80" height="17"/><textFieldCell key="cell" title=")" + title +
+           R"(" id="c-)" + id + R"("/></textField></subviews></view></viewController></objects></scene>)";
+  };
+  const std::string doc = std::string(R"(<document type="com.apple.InterfaceBuilder3.Cocoa.Storyboard.XIB" initialViewController="SVC"><scenes>
+   <scene sceneID="s"><objects><splitViewController id="SVC" sceneMemberID="viewController">
+    <splitViewItems><splitViewItem canCollapse="YES" behavior="sidebar" id="i1"/><splitViewItem collapsed="YES" id="i2"/><splitViewItem id="i3"/></splitViewItems>
+    <splitView key="splitView" vertical="YES" id="sv"><rect key="frame" x="0" y="0" width="600" height="300"/></splitView>
+    <connections><segue destination="A" kind="relationship" relationship="splitItems" id="r1"/>
+     <segue destination="B" kind="relationship" relationship="splitItems" id="r2"/>
+     <segue destination="C" kind="relationship" relationship="splitItems" id="r3"/></connections>
+   </splitViewController></objects></scene>)") +
+                          pane("A", 150, "Sidebar") + pane("B", 200, "Hidden") + pane("C", 100, "Content") + "</scenes></document>";
+  StoryboardReadResult r = readStoryboardData(doc);
+  ASSERT_TRUE(r) << r.error().reason;
+  auto split = std::dynamic_pointer_cast<SplitViewController>(r.storyboard().initialController());
+  ASSERT_TRUE(split);
+  ASSERT_EQ(split->splitViewItems().size(), 3u);
+  EXPECT_EQ(split->splitViewItems()[0]->behavior(), String(u"sidebar"));
+  std::vector<Rect> frames;
+  std::vector<bool> hidden;
+  for (const auto& item : split->splitViewItems()) {
+    ASSERT_TRUE(item->viewController());
+    frames.push_back(item->viewController()->view()->frame());
+    hidden.push_back(item->viewController()->view()->isHidden());
+    EXPECT_EQ(item->viewController()->view()->superview(), split->splitView().get());
+  }
+  EXPECT_EQ(frames[0], (Rect{0, 0, 150, 300}));
+  EXPECT_TRUE(hidden[1]);
+  EXPECT_EQ(frames[2], (Rect{151, 0, 449, 300})) << "after the divider, to the right edge";
+  // Every pane's label is reached once from the top-level objects.
+  int labels = 0;
+  for (const auto& o : r.storyboard().nib().topLevelObjects()) {
+    std::multiset<std::string> ids;
+    if (auto* v = dynamic_cast<const View*>(o.get())) walk(v, ids);
+    labels += static_cast<int>(ids.count("t-A") + ids.count("t-B") + ids.count("t-C"));
+  }
+  EXPECT_EQ(labels, 3);
+}
+
 TEST(StoryboardDocument, DamagedStoryboardsGiveOneClearError) {
   const std::string head = R"(<document type="com.apple.InterfaceBuilder3.Cocoa.Storyboard.XIB"><scenes><scene sceneID="s"><objects>)";
   const std::string tail = "</objects></scene></scenes></document>";

@@ -8,9 +8,10 @@
 // does. The archive connects the controller's "view" outlet to its view; other outlets are kept by
 // name (destinations not owned).
 //
-// A tab view controller's view is its tab view; each tab item (a TabViewItem) owns the controller
-// whose view is its page. A split view controller's view is its split view; each SplitViewItem owns
-// the controller of one pane, whose view is a subview of the split view.
+// A tab view controller shows its tab view (its view, or a view within it); each tab item (a
+// TabViewItem) owns the controller whose view is its page. A split view controller shows its split
+// view likewise; each SplitViewItem owns the controller of one pane, whose view is a subview of the
+// split view.
 // Threads: the interface (main) thread.
 #pragma once
 
@@ -70,8 +71,10 @@ class TabViewController : public ViewController {
  public:
   String className() const override { return classNameOr(u"NSTabViewController"); }
 
-  // The tab view: the view when it is one, else nullptr.
-  std::shared_ptr<TabView> tabView() const { return std::dynamic_pointer_cast<TabView>(view()); }
+  // The tab view: the one set, else the view when it is one, else nullptr.
+  std::shared_ptr<TabView> tabView() const { return tabView_ ? tabView_ : std::dynamic_pointer_cast<TabView>(view()); }
+  // Sets the tab view (owned) where the archive keeps it apart from the view.
+  void setTabView(std::shared_ptr<TabView> tabView) { tabView_ = std::move(tabView); }
   // The items of the tab view, in order (empty without a tab view).
   std::vector<std::shared_ptr<TabViewItem>> tabViewItems() const;
   // Adds an item to the tab view, with its controller (a child of this one) and that controller's
@@ -83,6 +86,7 @@ class TabViewController : public ViewController {
 
  private:
   String tabStyle_;
+  std::shared_ptr<TabView> tabView_;
 };
 
 // One pane of a split view controller.
@@ -101,7 +105,9 @@ class SplitViewItem : public InterfaceObject {
   void setBehavior(String behavior) { behavior_ = std::move(behavior); }
 
  private:
+  friend class SplitViewController;
   std::shared_ptr<ViewController> viewController_;
+  double extent_ = -1;  // the pane's archived width (height), taken when it is added
   bool canCollapse_ = false;
   bool collapsed_ = false;
   String behavior_;
@@ -113,8 +119,11 @@ class SplitViewController : public ViewController {
 
   // The panes, in order (owned).
   const std::vector<std::shared_ptr<SplitViewItem>>& splitViewItems() const { return items_; }
+  // The split view: the one set, else the view.
+  std::shared_ptr<View> splitView() const { return splitView_ ? splitView_ : view(); }
+  void setSplitView(std::shared_ptr<View> splitView) { splitView_ = std::move(splitView); }
   // Adds a pane: its controller becomes a child, and that controller's view a subview of the split
-  // view (the view), placed after the panes before it across a vertical split (side by side) or
+  // view, placed after the panes before it across a vertical split (side by side) or
   // below them across a horizontal one. Each pane keeps its archived width (height) where the split
   // view has room; the last pane takes what is left. A collapsed pane takes no room.
   void addSplitViewItem(std::shared_ptr<SplitViewItem> item);
@@ -125,6 +134,7 @@ class SplitViewController : public ViewController {
  private:
   void layOutPanes();
   std::vector<std::shared_ptr<SplitViewItem>> items_;
+  std::shared_ptr<View> splitView_;
   bool vertical_ = true;
 };
 
