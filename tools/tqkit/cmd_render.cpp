@@ -45,7 +45,9 @@ std::vector<Drawable> drawables(const tq::Storyboard& storyboard) {
   for (const auto& scene : storyboard.scenes()) {
     auto window = scene.window();
     auto view = scene.view();
-    if (!window && !view) continue;
+    // Only what can be drawn is offered.
+    if (!window && !(view && !view->frame().isEmpty())) continue;
+    if (window && (!window->contentView() || window->contentRect().isEmpty())) continue;
     const auto& c = scene.controller;
     std::string name = (c->customClassName().isNil() ? c->className() : c->customClassName()).UTF8String();
     name += " scene " + scene.identifier.UTF8String();
