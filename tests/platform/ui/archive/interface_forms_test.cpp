@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "sanitized_build.h"
 #include "support/keyed_archive_writer.h"
 #include "tq/platform/ui/archive/nib_reader.h"
 #include "tq/platform/ui/model/box.h"
@@ -126,20 +127,8 @@ long peakGrowthKiB(const std::string& doc) {
   return grew;
 }
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kAllocatorIsInstrumented = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr bool kAllocatorIsInstrumented = true;
-#else
-constexpr bool kAllocatorIsInstrumented = false;
-#endif
-#else
-constexpr bool kAllocatorIsInstrumented = false;
-#endif
-
 TEST(XMLPropertyListArchive, ReadingStaysWithinTheStatedBound) {
-  if (kAllocatorIsInstrumented) GTEST_SKIP() << "peak memory is the sanitizer's, not the reader's";
+  if (test::kSanitizedBuild) GTEST_SKIP() << "peak memory is the sanitizer's, not the reader's";
   KeyedArchiveWriter w;
   const uint64_t frame = w.string("{{1, 2}, {30, 40}}");
   std::vector<uint64_t> fields;
