@@ -65,11 +65,13 @@ class FolderOutput {
 // --- one interface ------------------------------------------------------------------------------
 
 std::string locate(const tq::Bundle& bundle, const std::string& nib) {
-  if (isFile(nib) || (isFolder(nib) && fs::path(nib).extension() == ".nib")) return nib;
-  const String name = String::fromUTF8(fs::path(nib).extension() == ".xib" || fs::path(nib).extension() == ".nib"
-                                           ? fs::path(nib).stem().string()
-                                           : nib);
-  const String path = bundle.pathForNibResource(name);
+  const auto extension = fs::path(nib).extension();
+  if (isFile(nib) || (isFolder(nib) && (extension == ".nib" || extension == ".storyboardc"))) return nib;
+  const bool named = extension == ".xib" || extension == ".nib" || extension == ".storyboard" || extension == ".storyboardc";
+  const String name = String::fromUTF8(named ? fs::path(nib).stem().string() : nib);
+  String path = bundle.pathForNibResource(name);
+  if (path.isNil()) path = bundle.pathForResource(name, u"storyboardc");
+  if (path.isNil()) path = bundle.pathForResource(name, u"storyboard");
   if (path.isNil()) throw tq::cli::Failure(nib + ": no such interface in " + u8(bundle.bundlePath()));
   // A nib folder is read in place: its compiled interface, or its designable.nib.
   return path.UTF8String();
