@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -18,6 +19,7 @@
 #include "output_file.h"
 #include "localize_report.h"
 #include "tq/platform/ui/drawing/pango_text_measurer.h"
+#include "tq/platform/ui/drawing/view_drawing.h"
 
 namespace {
 
@@ -39,22 +41,29 @@ bool isFile(const std::string& path) {
 
 // --- output written whole or not at all ---------------------------------------------------------
 
-// Files bound for one folder, written whole or not at all when committed.
+// Files bound for one folder, written as they come into a temporary folder beside it and put in
+// place whole when committed (after the report on standard output has been written).
 class FolderOutput {
  public:
-  explicit FolderOutput(std::string folder) : folder_(std::move(folder)) {}
-  void add(const std::string& name, std::string bytes) { files_.add(finalPath(name), std::move(bytes)); }
+  explicit FolderOutput(std::string folder) : files_(std::move(folder)) {}
+  void add(const std::string& name, const std::string& bytes) { files_.add(name, bytes); }
   void addPNG(const std::string& name, const tq::GraphicsContextRef& image) {
-    if (!image) throw tq::cli::Failure(finalPath(name) + ": cannot be drawn");
+    if (!image) {
+      throw tq::cli::Failure(finalPath(name) + ": cannot be drawn: the window is empty or larger than " +
+                             std::to_string(static_cast<long>(tq::kMaxRenderSide)) + " pixels a side or " +
+                             std::to_string(static_cast<long>(tq::kMaxRenderPixels)) + " pixels in all");
+    }
     add(name, tq::cli::pngBytes(image->surface()));
   }
   // The file's name in the finished folder.
-  std::string finalPath(const std::string& name) const { return (fs::path(folder_) / name).string(); }
-  void commit() { files_.commit(folder_); }
+  std::string finalPath(const std::string& name) const { return files_.finalPath(name); }
+  void commit() {
+    tq::cli::flushStandardOutput();
+    files_.commit();
+  }
 
  private:
-  std::string folder_;
-  tq::cli::OutputFiles files_;
+  tq::cli::StagedFolder files_;
 };
 
 // --- one interface ------------------------------------------------------------------------------
@@ -120,16 +129,16 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
   if (!report.error.empty()) throw tq::cli::Failure(report.error);
 
   std::vector<std::string> pngs;
+  std::optional<FolderOutput> out;  // committed after the report
   if (auto dir = args.value("png")) {
-    FolderOutput out(*dir);
+    out.emplace(*dir);
     for (const auto& p : report.pictures) {
       for (const auto& [suffix, image] : {std::pair{"before", p.before}, std::pair{"after", p.after}}) {
         const std::string name = p.name + "-" + suffix + ".png";
-        out.addPNG(name, image);
-        pngs.push_back(out.finalPath(name));
+        out->addPNG(name, image);
+        pngs.push_back(out->finalPath(name));
       }
     }
-    out.commit();
   }
 
   if (json) {
@@ -154,6 +163,7 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
     j.endArray();
     j.endObject();
     j.newline();
+    if (out) out->commit();
     return 0;
   }
 
@@ -180,6 +190,7 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
                 z.widthBefore, z.widthAfter);
   }
   for (const auto& p : pngs) std::printf("wrote %s\n", p.c_str());
+  if (out) out->commit();
   return 0;
 }
 
@@ -298,10 +309,30 @@ std::string fileSafe(const std::string& s) {
   return out;
 }
 
+// The file name of one picture of the page.
+std::string pictureName(const loc::Report& r, const loc::Picture& p, const char* suffix) {
+  return fileSafe(r.interfaceName + "-" + r.localization + "-" + p.name) + "-" + suffix + ".png";
+}
+
+// Writes a report's pictures into the page's folder at once and lets go of them (and of the
+// interface they show), so that memory does not grow with the number of interfaces and languages.
+// The pictures keep their names; `written` records which files exist.
+void writePictures(FolderOutput& out, loc::Report& r, std::set<std::string>& written) {
+  for (auto& p : r.pictures) {
+    for (auto* image : {&p.before, &p.after}) {
+      if (!*image) continue;
+      const std::string name = pictureName(r, p, image == &p.before ? "before" : "after");
+      out.addPNG(name, *image);
+      written.insert(name);
+      image->reset();
+    }
+  }
+}
+
 // The page a localization engineer opens: the summary, then per interface and language the
 // pictures before and after side by side with overflowing controls outlined, and the lists.
 void writePage(FolderOutput& out, const std::string& bundlePath, const std::vector<loc::Report>& reports,
-               double seconds) {
+               const std::set<std::string>& written, double seconds) {
   std::string page =
       "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>Localization report</title>\n<style>"
       "body{font:14px sans-serif;margin:2em;color:#222}table{border-collapse:collapse}"
@@ -339,12 +370,10 @@ void writePage(FolderOutput& out, const std::string& bundlePath, const std::vect
       continue;
     }
     for (const auto& p : r.pictures) {
-      const std::string base = fileSafe(r.interfaceName + "-" + r.localization + "-" + p.name);
       page += "<div class=\"pair\">";
-      for (const auto& [suffix, image] : {std::pair{"before", p.before}, std::pair{"after", p.after}}) {
-        if (!image) continue;
-        const std::string name = base + "-" + suffix + ".png";
-        out.addPNG(name, image);
+      for (const char* suffix : {"before", "after"}) {
+        const std::string name = pictureName(r, p, suffix);
+        if (!written.count(name)) continue;
         page += "<figure><img src=\"" + html(name) + "\" alt=\"" + suffix + "\"><figcaption>" + html(p.name) + ", " +
                 suffix + "</figcaption></figure>";
       }
@@ -393,6 +422,9 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
     throw tq::cli::Failure(bundlePath + ": " + std::to_string(interfaces) +
                            " interfaces, all in one language and with no other language's table to compare");
   }
+  std::optional<FolderOutput> out;  // the page's folder, committed after the summary
+  if (htmlDir) out.emplace(*htmlDir);
+  std::set<std::string> written;
   std::size_t done = 0;
   for (const Job& job : jobs) {
     // A bundle of its own per language: the preferred localization is read on first use.
@@ -410,6 +442,11 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
       options.sharedTable = true;
     }
     reports.push_back(loc::localizeInterface(localized, job.file, options));
+    // Only the lists stay: the interface and its pictures go now.
+    loc::Report& r = reports.back();
+    if (out) writePictures(*out, r, written);
+    r.objects.reset();
+    for (auto& o : r.overflows) o.view = nullptr;
     if (!json && ::isatty(2)) {
       std::fprintf(stderr, "\r%zu/%zu %s %s\033[K", ++done, jobs.size(), fs::path(job.file).filename().c_str(),
                    job.localization.c_str());
@@ -417,11 +454,7 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
   }
   if (!json && ::isatty(2)) std::fprintf(stderr, "\r\033[K");
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-  if (htmlDir) {
-    FolderOutput out(*htmlDir);
-    writePage(out, bundlePath, reports, seconds);
-    out.commit();
-  }
+  if (out) writePage(*out, bundlePath, reports, written, seconds);
 
   std::size_t translated = 0, missing = 0, unused = 0, overflowing = 0, failed = 0;
   for (const auto& r : reports) {
@@ -454,6 +487,7 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
     if (htmlDir) j.key("html").string((fs::path(*htmlDir) / "index.html").string());
     j.endObject();
     j.newline();
+    if (out) out->commit();
     return 0;
   }
   std::printf("%-28s %-10s %-9s %10s %8s %7s %11s\n", "interface", "language", "mode", "translated", "missing",
@@ -470,6 +504,7 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
   std::printf("\ntotal: %zu translated, %zu missing, %zu unused, %zu overflowing, %zu unreadable (%.2f s)\n",
               translated, missing, unused, overflowing, failed, seconds);
   if (htmlDir) std::printf("wrote %s\n", (fs::path(*htmlDir) / "index.html").c_str());
+  if (out) out->commit();
   return 0;
 }
 

@@ -269,7 +269,7 @@ int runNib(const std::vector<std::string>& argv) {
   owner->setArchiveIdentifier(u"-2");
   options.owner = owner;
   // Files and nib folders are read in place (errors name the file read); "-" is standard input.
-  tq::NibReadResult result = path == "-" ? tq::readNibData(tq::cli::readFile(path), options)
+  tq::NibReadResult result = path == "-" ? tq::readNibData(tq::cli::readFile(path, tq::kMaxNibDocumentSize), options)
                                          : tq::readNibFile(path, options);
   if (!result) {
     throw tq::cli::Failure(path == "-" ? "-: " + result.error().reason : result.error().reason);

@@ -100,8 +100,18 @@ int runRender(const std::vector<std::string>& argv) {
                               std::to_string(items.size() - 1) + "; see --list)");
   }
 
-  tq::PangoTextMeasurer::install();
   const Drawable& item = items[static_cast<std::size_t>(index)];
+  const tq::Size size = item.window ? tq::renderedWindowSize(*item.window, !args.has("no-title-bar"))
+                                    : tq::Size{item.rect().w, item.rect().h};
+  if (!tq::renderedSizeFits(size, scale) && size.width > 0 && size.height > 0) {
+    char what[200];
+    std::snprintf(what, sizeof what,
+                  ": window %ld is %g x %g points at scale %g; pictures over %g pixels a side or %.0f pixels in all "
+                  "are not drawn",
+                  index, size.width, size.height, scale, tq::kMaxRenderSide, tq::kMaxRenderPixels);
+    throw tq::cli::Failure(path + what);
+  }
+  tq::PangoTextMeasurer::install();
   tq::WindowRenderOptions options;
   options.scale = scale;
   options.titleBar = !args.has("no-title-bar");
@@ -110,7 +120,8 @@ int runRender(const std::vector<std::string>& argv) {
                            : tq::renderView(*item.view, scale, nullptr, options.images);
   if (!image) throw tq::cli::Failure(path + ": window " + std::to_string(index) + " is empty or too large to draw");
   const std::string out = *args.value("png");
-  tq::cli::writeFileAtomically(out, tq::cli::pngBytes(image->surface()));
+  // The picture is put in place only once the report about it has been written.
+  tq::cli::StagedFile png(out, tq::cli::pngBytes(image->surface()));
   if (args.has("json")) {
     tq::cli::Json json;
     const tq::Rect r = item.rect();
@@ -119,6 +130,8 @@ int runRender(const std::vector<std::string>& argv) {
     json.key("width").number(r.w).key("height").number(r.h).key("scale").number(scale).endObject();
     json.newline();
   }
+  tq::cli::flushStandardOutput();
+  png.commit();
   return 0;
 }
 

@@ -4,7 +4,9 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 
 #include "cli.h"
@@ -26,11 +28,25 @@ std::string nameOf(const std::string& path) {
 
 [[noreturn]] void fail(const std::string& path, int error) { throw Failure(path + ": " + std::strerror(error)); }
 
-// The mode a file created now with 0666 would get.
-mode_t newFileMode() {
+mode_t currentUmask() {
   mode_t mask = ::umask(0);
   ::umask(mask);
-  return 0666 & ~mask;
+  return mask;
+}
+
+// The mode a file created now with 0666 would get.
+mode_t newFileMode() { return 0666 & ~currentUmask(); }
+
+// Writes all of bytes to fd; 0 or the system's error.
+int writeAll(int fd, std::string_view bytes) {
+  std::size_t done = 0;
+  while (done < bytes.size()) {
+    ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return n < 0 ? errno : EIO;
+    done += static_cast<std::size_t>(n);
+  }
+  return 0;
 }
 
 // Writes bytes to a new private temporary file beside path; returns its name.
@@ -38,17 +54,7 @@ std::string writeTemporary(const std::string& path, std::string_view bytes) {
   std::string temporary = folderOf(path) + "/." + nameOf(path) + ".XXXXXX";
   int fd = ::mkostemp(temporary.data(), O_CLOEXEC);
   if (fd < 0) fail(path, errno);
-  std::size_t done = 0;
-  int error = 0;
-  while (done < bytes.size()) {
-    ssize_t n = ::write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) {
-      error = n < 0 ? errno : EIO;
-      break;
-    }
-    done += static_cast<std::size_t>(n);
-  }
+  int error = writeAll(fd, bytes);
   if (!error && ::fchmod(fd, newFileMode()) != 0) error = errno;
   if (!error && ::fsync(fd) != 0 && errno != EINVAL && errno != EROFS) error = errno;
   if (::close(fd) != 0 && !error) error = errno;
@@ -83,38 +89,85 @@ std::vector<std::string> makeFolders(const std::string& folder) {
 
 }  // namespace
 
-void OutputFiles::add(std::string path, std::string bytes) { files_.push_back({std::move(path), std::move(bytes)}); }
+StagedFile::StagedFile(std::string path, std::string_view bytes)
+    : path_(std::move(path)), temporary_(writeTemporary(path_, bytes)) {}
 
-void OutputFiles::commit(const std::string& folder) {
-  std::vector<std::string> made = folder.empty() ? std::vector<std::string>{} : makeFolders(folder);
-  std::vector<std::string> temporaries;
-  auto undo = [&] {
-    for (const auto& t : temporaries) ::unlink(t.c_str());
-    for (auto m = made.rbegin(); m != made.rend(); ++m) ::rmdir(m->c_str());
-  };
-  try {
-    for (const auto& f : files_) temporaries.push_back(writeTemporary(f.path, f.bytes));
-  } catch (...) {
-    undo();
-    throw;
-  }
-  for (std::size_t i = 0; i < files_.size(); ++i) {
-    if (::rename(temporaries[i].c_str(), files_[i].path.c_str()) != 0) {
-      int error = errno;
-      // Files renamed before this one stay: each is whole. The rest are removed.
-      temporaries.erase(temporaries.begin(), temporaries.begin() + static_cast<long>(i));
-      made.clear();
-      undo();
-      fail(files_[i].path, error);
-    }
-  }
-  files_.clear();
+StagedFile::~StagedFile() {
+  if (!temporary_.empty()) ::unlink(temporary_.c_str());
 }
 
-void writeFileAtomically(const std::string& path, std::string_view bytes) {
-  OutputFiles files;
-  files.add(path, std::string(bytes));
-  files.commit();
+void StagedFile::commit() {
+  if (::rename(temporary_.c_str(), path_.c_str()) != 0) fail(path_, errno);
+  temporary_.clear();
+}
+
+StagedFolder::StagedFolder(std::string folder) : folder_(std::move(folder)) {
+  while (folder_.size() > 1 && folder_.back() == '/') folder_.pop_back();
+  struct stat st;
+  if (::stat(folder_.c_str(), &st) == 0 && !S_ISDIR(st.st_mode)) fail(folder_, ENOTDIR);
+  madeParents_ = makeFolders(folderOf(folder_));
+  temporary_ = folderOf(folder_) + "/." + nameOf(folder_) + ".XXXXXX";
+  if (!::mkdtemp(temporary_.data())) {
+    const int error = errno;
+    temporary_.clear();
+    discard();
+    fail(folder_, error);
+  }
+}
+
+StagedFolder::~StagedFolder() {
+  if (!committed_) discard();
+}
+
+void StagedFolder::discard() noexcept {
+  if (!temporary_.empty()) {
+    for (const auto& name : names_) ::unlink((temporary_ + "/" + name).c_str());
+    ::rmdir(temporary_.c_str());
+    temporary_.clear();
+  }
+  for (auto m = madeParents_.rbegin(); m != madeParents_.rend(); ++m) ::rmdir(m->c_str());
+  madeParents_.clear();
+}
+
+std::string StagedFolder::finalPath(const std::string& name) const { return folder_ + "/" + name; }
+
+void StagedFolder::add(const std::string& name, std::string_view bytes) {
+  const std::string path = temporary_ + "/" + name;
+  const int fd = ::open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0666);
+  if (fd < 0) fail(finalPath(name), errno);
+  if (std::find(names_.begin(), names_.end(), name) == names_.end()) names_.push_back(name);
+  int error = writeAll(fd, bytes);
+  if (!error && ::fsync(fd) != 0 && errno != EINVAL && errno != EROFS) error = errno;
+  if (::close(fd) != 0 && !error) error = errno;
+  if (error) fail(finalPath(name), error);
+}
+
+void StagedFolder::commit() {
+  // The folder a new one would be (the temporary one is private until now).
+  if (::chmod(temporary_.c_str(), 0777 & ~currentUmask()) != 0) fail(folder_, errno);
+  // A folder that is not there, or is empty, is replaced by the whole new one at once.
+  if (::rename(temporary_.c_str(), folder_.c_str()) == 0) {
+    committed_ = true;
+    return;
+  }
+  const int error = errno;
+  struct stat st;
+  if (::stat(folder_.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) fail(folder_, error);
+  // Into a folder that holds other files: file by file, each whole.
+  for (const auto& name : names_) {
+    if (::rename((temporary_ + "/" + name).c_str(), finalPath(name).c_str()) != 0) fail(finalPath(name), errno);
+  }
+  ::rmdir(temporary_.c_str());
+  temporary_.clear();
+  names_.clear();
+  committed_ = true;
+}
+
+void writeFileAtomically(const std::string& path, std::string_view bytes) { StagedFile(path, bytes).commit(); }
+
+void flushStandardOutput() {
+  if (std::fflush(stdout) != 0) throw Failure(std::string("cannot write the output: ") + std::strerror(errno));
+  if (std::ferror(stdout)) throw Failure("cannot write the output: part of it was lost");
 }
 
 std::string pngBytes(cairo_surface_t* surface) {
