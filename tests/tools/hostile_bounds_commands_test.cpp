@@ -295,6 +295,7 @@ TEST_F(HostileBounds, WriteErrorsAndClosedStreamsAreReported) {
   } cases[] = {
       {"--help", "> /dev/full", "tqkit: cannot write the output: No space left on device"},
       {"hex --help", "> /dev/full", "tqkit hex: cannot write the output"},
+      {"net watch", "> /dev/full", "tqkit net watch: cannot write the output: No space left on device"},
       {"--help", ">&-", "tqkit: cannot write the output: Bad file descriptor"},
       {"unhex", "<&- > '" + path("out") + "'", "tqkit unhex: -: Bad file descriptor"},
       {"hex", "<&- > '" + path("out") + "'", "tqkit hex: -: Bad file descriptor"},
