@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
+#include <new>
 #include <vector>
 
 #include "tq/platform/fs/file_manager.h"
@@ -131,9 +132,13 @@ Image::~Image() { cairo_surface_destroy(surface_); }
 
 ImageRef Image::imageWithContentsOfFile(const String& path) {
   if (path.length() == 0) return nullptr;
-  const RegularFileRead read = readRegularFile(FileManager::fileSystemRepresentation(path), kImageMaxFileBytes);
-  if (!read) return nullptr;
-  return imageFromBytes(reinterpret_cast<const uint8_t*>(read.bytes.data()), read.bytes.size());
+  try {
+    const RegularFileRead read = readRegularFile(FileManager::fileSystemRepresentation(path), kImageMaxFileBytes);
+    if (!read) return nullptr;
+    return imageFromBytes(reinterpret_cast<const uint8_t*>(read.bytes.data()), read.bytes.size());
+  } catch (const std::bad_alloc&) {
+    return nullptr;  // no room for the file's bytes: no image, as for any file that cannot be read
+  }
 }
 
 ImageRef Image::imageWithData(const Data& data) { return imageFromBytes(data.bytes(), data.length()); }
