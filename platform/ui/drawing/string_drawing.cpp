@@ -16,6 +16,8 @@ namespace {
 
 // Pango widths are ints in 1/1024 points; wider bounds than this count as unbounded.
 constexpr double kMaxWidth = 1.0e6;
+// Texts longer than this are measured in part (see measure()).
+constexpr std::size_t kLongestMeasuredText = 8192;
 
 bool wraps(LineBreakMode mode) {
   return mode == LineBreakMode::ByWordWrapping || mode == LineBreakMode::ByCharWrapping;
@@ -179,11 +181,54 @@ struct Measured {
   UInteger lines = 1;
 };
 
+Measured measureText(const String& text, const Font& font, LineBreakMode mode, double boundsWidth);
+
+// The explicit lines of a text (as Pango breaks paragraphs: CR LF, LF, CR, U+2028, U+2029): their
+// number and the longest one's length in code units.
+std::pair<UInteger, std::size_t> explicitLines(std::u16string_view v) {
+  UInteger lines = 1;
+  std::size_t longest = 0, start = 0;
+  for (std::size_t i = 0; i < v.size(); ++i) {
+    const char16_t c = v[i];
+    if (c != u'\n' && c != u'\r' && c != 0x2028 && c != 0x2029) continue;
+    longest = std::max(longest, i - start);
+    if (c == u'\r' && i + 1 < v.size() && v[i + 1] == u'\n') ++i;
+    start = i + 1;
+    ++lines;
+  }
+  return {lines, std::max(longest, v.size() - start)};
+}
+
+// A text of more than kLongestMeasuredText code units is measured on that many: the text system
+// takes time growing with the square of a long word's length to break it into lines, and lengths
+// past a million points are beyond it. The rest is taken in proportion: the lines of a wrapping
+// text to its length, widths to the length of the longest line.
 Measured measure(const String& whole, const Font& font, LineBreakMode mode, double boundsWidth) {
-  Measured m;
-  if (whole.length() == 0) return m;
   // One line in a bounded width measures at most that width: what cannot show need not be shaped.
   const String text = wraps(mode) ? whole : visiblePart(whole, font, mode, boundsWidth, 0);
+  const std::u16string_view v = text.view();
+  if (v.size() <= kLongestMeasuredText) return measureText(text, font, mode, boundsWidth);
+  const std::size_t part = pairSafe(v, kLongestMeasuredText);
+  const std::u16string_view head = v.substr(0, part);
+  Measured m = measureText(String(head), font, mode, boundsWidth);
+  const double w = usableWidth(boundsWidth);
+  if (wraps(mode) && w > 0) {
+    m.lines = static_cast<UInteger>(std::ceil(static_cast<double>(m.lines) * static_cast<double>(v.size()) / part));
+    return m;
+  }
+  const auto [lines, longest] = explicitLines(wraps(mode) ? v : v.substr(0, firstLineEnd(v)));
+  const std::size_t headLongest = explicitLines(wraps(mode) ? head : head.substr(0, firstLineEnd(head))).second;
+  if (wraps(mode)) m.lines = lines;
+  if (longest > headLongest && headLongest > 0) {
+    m.width = std::ceil(m.width * static_cast<double>(longest) / static_cast<double>(headLongest));
+    if (w > 0) m.width = std::min(m.width, std::ceil(w - 1e-6));
+  }
+  return m;
+}
+
+Measured measureText(const String& text, const Font& font, LineBreakMode mode, double boundsWidth) {
+  Measured m;
+  if (text.length() == 0) return m;
   auto& system = detail::TextSystem::shared();
   auto guard = system.lock();
   const double w = usableWidth(boundsWidth);
