@@ -89,33 +89,24 @@ String quoteQuotes(const String& self) {
 
 namespace {
 
-// Builds a substituted text into a MutableString, growing it when long substitutes outrun the input.
-class SubstitutionOutput {
- public:
-  explicit SubstitutionOutput(UInteger expected) : m_(builderFor(expected)), out_(m_.mutableData()) {}
+// What is written of a substituted text: a MutableString filled up to `written` (its length is set
+// at the end), grown when long substitutes outrun the input.
+struct SubstitutionOutput {
+  MutableString& m;
+  UInteger written;
   void put(const unichar* units, UInteger count) {
-    if (written_ + count > m_.capacity()) {
-      m_.setLength(written_);
-      m_.reserve(std::max(m_.capacity() * 2, written_ + count + detail::kOutputSlack));
-      out_ = m_.mutableData();
+    if (written + count > m.capacity()) {
+      m.setLength(written);
+      m.reserve(std::max(m.capacity() * 2, written + count + detail::kOutputSlack));
     }
-    std::char_traits<char16_t>::copy(out_ + written_, units, count);
-    written_ += count;
+    std::char_traits<char16_t>::copy(m.mutableData() + written, units, count);
+    written += count;
   }
   void put(unichar unit) { put(&unit, 1); }
   // A lone high surrogate at the end, which a low surrogate coming next would join.
-  bool endsWithHighSurrogate() const { return written_ && isHighSurrogate(out_[written_ - 1]); }
-  unichar last() const { return out_[written_ - 1]; }
-  void dropLast() { --written_; }
-  String take() && {
-    m_.setLength(written_);
-    return std::move(m_).take();
-  }
-
- private:
-  MutableString m_;
-  unichar* out_;
-  UInteger written_ = 0;
+  bool endsWithHighSurrogate() const { return written && isHighSurrogate(m.mutableData()[written - 1]); }
+  unichar last() const { return m.mutableData()[written - 1]; }
+  void dropLast() { --written; }
 };
 
 // The substitution loop where a replacement makes surrogates meet: the text is searched again from
@@ -128,9 +119,10 @@ class SubstitutionOutput {
 class JoinedSurrogates {
  public:
   JoinedSurrogates(std::u16string_view text, std::u16string_view substitute, const CharacterSet& set,
-                   SubstitutionOutput& out)
-      : v_(text), sub_(substitute), set_(set), out_(out) {}
+                   MutableString& m, UInteger written)
+      : v_(text), sub_(substitute), set_(set), out_{m, written} {}
 
+  UInteger written() const { return out_.written; }
   // Replaces the member character that ended at `after` and goes on as the restarting search would.
   UInteger replaceAndSettle(UInteger after) {
     i_ = after;
@@ -204,10 +196,20 @@ class JoinedSurrogates {
 
   std::u16string_view v_, sub_;
   const CharacterSet& set_;
-  SubstitutionOutput& out_;
+  SubstitutionOutput out_;
   std::vector<Segment> segments_;
   UInteger i_ = 0;
 };
+
+// Runs JoinedSurrogates from the member that ended at `after`; returns where the text goes on and
+// how much is written then. Kept out of line, so that the common loop keeps its state in registers.
+[[gnu::noinline]] std::pair<UInteger, UInteger> settleJoins(std::u16string_view text, std::u16string_view substitute,
+                                                            const CharacterSet& set, MutableString& m,
+                                                            UInteger written, UInteger after) {
+  JoinedSurrogates joined(text, substitute, set, m, written);
+  const UInteger at = joined.replaceAndSettle(after);
+  return {at, joined.written()};
+}
 
 }  // namespace
 
@@ -238,8 +240,25 @@ String stringWithSubstitute(const String& self, const String& substitute, const 
     m.setLength(v.size());
     return std::move(m).take();
   }
-  SubstitutionOutput out(v.size());
-  JoinedSurrogates joined(v, sub, set, out);
+  // Written straight into the result, which grows when long substitutes outrun the input.
+  MutableString m = builderFor(v.size());
+  unichar* out = m.mutableData();
+  UInteger written = 0;
+  auto put = [&](const unichar* units, UInteger count) {
+    if (written + count > m.capacity()) {
+      m.setLength(written);
+      m.reserve(std::max(m.capacity() * 2, written + count + (v.size() - at)));
+      out = m.mutableData();
+    }
+    std::char_traits<char16_t>::copy(out + written, units, count);
+    written += count;
+  };
+  // Where surrogates can meet: after a unit written last that is a high surrogate, before the
+  // substitute's first unit or (for a deletion) the text's next one when that is a low surrogate;
+  // after a substitute that ends in a high surrogate, before such a unit of the text.
+  const bool subStartsLow = !sub.empty() && isLowSurrogate(sub.front());
+  const bool subEndsHigh = !sub.empty() && isHighSurrogate(sub.back());
+  unichar last = 0;  // the unit written last (0: none, or one that joins nothing)
   // The members are found a batch at a time, from the first one on.
   UInteger from = 0;
   UInteger found[256];
@@ -249,23 +268,28 @@ String stringWithSubstitute(const String& self, const String& substitute, const 
       at = found[j];
       // A member above U+FFFF is matched, and replaced, as its whole surrogate pair.
       const UInteger width = isHighSurrogate(v[at]) && at + 1 < v.size() && isLowSurrogate(v[at + 1]) ? 2 : 1;
-      out.put(v.data() + from, at - from);
+      put(v.data() + from, at - from);
+      if (mayJoin && at > from) last = v[at - 1];
       from = at + width;
-      if (mayJoin) {
-        const int next = !sub.empty() ? sub.front() : from < v.size() ? v[from] : -1;
-        const bool joinsBefore = out.endsWithHighSurrogate() && next >= 0 && isLowSurrogate(static_cast<unichar>(next));
-        const bool joinsAfter = !sub.empty() && isHighSurrogate(sub.back()) && from < v.size() && isLowSurrogate(v[from]);
-        if (joinsBefore || joinsAfter) {
+      if (mayJoin && (isHighSurrogate(last) || subEndsHigh)) {
+        const bool lowNext = from < v.size() && isLowSurrogate(v[from]);
+        if ((isHighSurrogate(last) && (sub.empty() ? lowNext : subStartsLow)) || (subEndsHigh && lowNext)) {
           // The text from here on is no longer divided into characters as the batch found it.
-          from = scan = joined.replaceAndSettle(from);
+          const auto [resume, total] = settleJoins(v, sub, set, m, written, from);
+          written = total;
+          out = m.mutableData();
+          last = written ? out[written - 1] : 0;
+          from = scan = resume;
           break;
         }
       }
-      out.put(sub.data(), sub.size());
+      if (mayJoin && !sub.empty()) last = sub.back();
+      put(sub.data(), sub.size());
     }
   }
-  out.put(v.data() + from, v.size() - from);
-  return std::move(out).take();
+  put(v.data() + from, v.size() - from);
+  m.setLength(written);
+  return std::move(m).take();
 }
 
 String stringByRemovingLineBreaks(const String& self) {
