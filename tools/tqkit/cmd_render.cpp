@@ -121,7 +121,8 @@ int runRender(const std::vector<std::string>& argv) {
   if (!image) throw tq::cli::Failure(path + ": window " + std::to_string(index) + " is empty or too large to draw");
   const std::string out = *args.value("png");
   // The picture is put in place only once the report about it has been written.
-  tq::cli::StagedFile png(out, tq::cli::pngBytes(image->surface()));
+  tq::cli::OutputFiles png;
+  png.write({}, out, tq::cli::pngBytes(image->surface()));
   if (args.has("json")) {
     tq::cli::Json json;
     const tq::Rect r = item.rect();

@@ -93,6 +93,8 @@ bool KeyedArchive::stringOf(const ArchiveValue& value, std::string& out) const {
     ArchiveValue next = find(o, stringKeys_[0]);
     if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[1]);
     if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[2]);
+    // A localizable string may keep its text only as the development language's.
+    if (next.kind == ArchiveValue::Kind::Nil && cls == "NSLocalizableString") next = find(o, "NSDev");
     if (next.kind == ArchiveValue::Kind::Nil) {
       // An empty string object, or an attributed string without text.
       out.clear();

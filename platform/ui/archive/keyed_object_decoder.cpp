@@ -114,6 +114,10 @@ class KeyedNibDecoder {
     }
     resolveReferences();
     for (uint32_t c : layout_.connectors) connect(c);
+    for (const auto& [key, text, object] : localizable_) {
+      std::shared_ptr<InterfaceObject> holder = object >= 0 ? memo_[static_cast<std::size_t>(object)] : nullptr;
+      nib_.localizableStrings_.push_back({key, text, holder});
+    }
     for (const auto& object : made_) object->awakeFromNib();
     if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
@@ -122,7 +126,7 @@ class KeyedNibDecoder {
     std::vector<Nib::IdentifiedObject> identified;
     identified.reserve(made_.size() + 2);
     for (uint32_t i = 0; i < memo_.size(); ++i) {
-      if (memo_[i]) identified.emplace_back(identifiers_[i], memo_[i]);
+      if (memo_[i] && !identifiers_[i].isNil()) identified.emplace_back(identifiers_[i], memo_[i]);
     }
     if (options_.owner) identified.emplace_back(u"-2", options_.owner);
     if (options_.application) identified.emplace_back(u"-3", options_.application);
@@ -144,13 +148,20 @@ class KeyedNibDecoder {
   ArchiveValue get(uint32_t o, const char* name) const { return a_.find(o, key(name)); }
   bool has(uint32_t o, const char* name) const { return a_.has(o, key(name)); }
 
-  String string(uint32_t o, const char* key) const {
-    std::string s;
-    return a_.stringOf(get(o, key), s) ? utf8(s) : String();
-  }
+  String string(uint32_t o, const char* key) const { return stringValue(get(o, key)); }
   String stringValue(const ArchiveValue& v) const {
     std::string s;
-    return a_.stringOf(v, s) ? utf8(s) : String();
+    if (!a_.stringOf(v, s)) return String();
+    String text = utf8(s);
+    if (v.isObject() && a_.className(v.index) == "NSLocalizableString") noteLocalizable(v.index, text);
+    return text;
+  }
+  // A string archived with the key its strings tables name it by ("170.title"): kept with the
+  // object being read, once per archived string.
+  void noteLocalizable(uint32_t string, const String& text) const {
+    std::string key;
+    if (!a_.stringOf(get(string, "NSKey"), key) || key.empty() || !localizableSeen_.insert(string).second) return;
+    localizable_.push_back({utf8(key), text, current_});
   }
   double number(uint32_t o, const char* key, double fallback) const {
     double v = 0;
@@ -303,12 +314,12 @@ class KeyedNibDecoder {
 
   // --- object bookkeeping --------------------------------------------------------------------------
 
+  // The identifier the archive itself gives the object (the owner's is "-2"), nil when it gives
+  // none: a made-up one (the object's index, say) would differ between two compilations of the same
+  // interface, and tools that match objects across files go by identifier.
   String identifierOf(uint32_t o) const {
     if (static_cast<int64_t>(o) == layout_.owner) return u"-2";
-    if (o < layout_.identifiers.size() && layout_.identifiers[o] != archive::ArchiveLayout::kNoIdentifier) {
-      return utf8(std::to_string(layout_.identifiers[o]));
-    }
-    return utf8("obj-" + std::to_string(o));
+    return designerIdentifierOf(o);
   }
 
   // The designer's identifier of an archived object, nil when the archive gives none.
@@ -379,7 +390,10 @@ class KeyedNibDecoder {
       a_.stringOf(get(o, "NSOriginalClassName"), original);
       cls = original.empty() ? std::string_view("NSObject") : std::string_view(original);
     }
+    const int64_t outer = current_;
+    current_ = o;
     std::shared_ptr<InterfaceObject> made = decodeAs(o, cls, custom, depth);
+    current_ = outer;
     state_[o] = 2;
     return made;
   }
@@ -1036,8 +1050,7 @@ class KeyedNibDecoder {
     }
     // The title last, as in the document reader: a pop-up takes its title from the selected item.
     if (!as<PopUpButtonCell>(cell.get()) && !as<ImageCell>(cell.get())) {
-      std::string text;
-      if (a_.stringOf(contents, text)) cell->setTitle(utf8(text));
+      if (String text = stringValue(contents); !text.isNil()) cell->setTitle(text);
     }
     return cell;
   }
@@ -1219,9 +1232,9 @@ class KeyedNibDecoder {
         options.emplace_back(key, Value(v.integer != 0));
       } else if (v.kind == ArchiveValue::Kind::Integer) {
         options.emplace_back(key, Value(static_cast<long long>(v.integer)));
-      } else if (a_.stringOf(v, text)) {
-        charge(2 * text.size());  // a text of its own for each binding, however many share it
-        options.emplace_back(key, Value(utf8(text)));
+      } else if (String value = stringValue(v); !value.isNil()) {
+        charge(2 * value.length() * sizeof(unichar));  // a text of its own for each binding, however many share it
+        options.emplace_back(key, Value(value));
       } else if (a_.numberOf(v, n)) {
         if (n == std::floor(n) && std::fabs(n) < 9e15) {
           options.emplace_back(key, Value(static_cast<long long>(n)));
@@ -1284,6 +1297,15 @@ class KeyedNibDecoder {
   std::vector<std::pair<OutlineView*, uint32_t>> outlineColumns_;
   std::vector<std::pair<TabView*, uint32_t>> selectedTabs_;
   std::vector<std::pair<PopUpButtonCell*, uint32_t>> selectedItems_;
+  // The archive object being decoded (-1 outside the tree: connections), and the localizable
+  // strings met so far with the object each was met in.
+  int64_t current_ = -1;
+  struct Localizable {
+    String key, text;
+    int64_t object;
+  };
+  mutable std::vector<Localizable> localizable_;
+  mutable std::unordered_set<uint32_t> localizableSeen_;
 };
 
 Nib decodeKeyedArchive(const KeyedArchive& archive, const NibLoadOptions& options, const String& documentType,

@@ -41,7 +41,7 @@
 //
 // Compiled forms: top-level objects are those whose parent is the File's Owner, in the archive's
 // order; archive identifiers are the designer's object IDs where the archive keeps them ("25"),
-// else "obj-N" with N the object's index in the archive. Connections come from the archive's
+// else nil (as are the connection ends' identifiers). Connections come from the archive's
 // connectors (outlets, actions, bindings with their options, tool tips). Windows are visible at
 // launch when the archive lists them so (in the older XML archive, unless a window's properties
 // say "visibleAtLaunch" 0). Toolbars (Toolbar, ToolbarItem), stack views (StackView) and text
@@ -108,7 +108,8 @@ struct NibConnection {
   Kind kind = Kind::Outlet;
   // Property name (outlets), selector (actions) or binding name (bindings).
   String label;
-  // The archive identifiers of the two ends ("-2" for the owner).
+  // The archive identifiers of the two ends ("-2" for the owner; nil for an object the archive
+  // gives no identifier).
   String sourceIdentifier;
   String destinationIdentifier;
   // Bindings: the key path observed.
@@ -119,6 +120,17 @@ struct NibConnection {
   // The connection's own archive identifier (strings tables name a binding's display pattern and
   // placeholders by it); nil when the archive gives none.
   String identifier;
+};
+
+// A string that a compiled interface archives with the key the strings tables generated for the
+// interface name it by (an NSLocalizableString with its "NSKey", such as "170.title").
+struct NibLocalizableString {
+  String key;
+  // The text as archived: the development language's.
+  String text;
+  // The object being read when the string was met (the cell for a button's title, the window for
+  // its title; not owned); empty for strings outside the object tree (a binding's placeholder).
+  std::weak_ptr<Object> object;
 };
 
 // The objects and connections of one successfully read archive.
@@ -146,6 +158,9 @@ class Nib {
   // The nib folder the document was read from (NAME.nib/ holding keyedobjects.nib and the images
   // the interface names: InterfaceImageSource finds them), nil when the document was a file of its own.
   const String& resourceFolder() const { return resourceFolder_; }
+  // The strings the archive marks as localizable with their keys, in the order read; empty for the
+  // XML forms, whose tables name strings by the objects' identifiers.
+  const std::vector<NibLocalizableString>& localizableStrings() const { return localizableStrings_; }
   void setResourceFolder(String folder) { resourceFolder_ = std::move(folder); }
 
  private:
@@ -169,6 +184,7 @@ class Nib {
   std::size_t objectCount_ = 0;
   String documentType_;
   std::unordered_map<String, Data> embeddedImages_;
+  std::vector<NibLocalizableString> localizableStrings_;
 };
 
 struct NibReadError {
