@@ -127,8 +127,18 @@ int runRender(const std::vector<std::string>& argv) {
                               std::to_string(items.size() - 1) + "; see --list)");
   }
 
-  tq::PangoTextMeasurer::install();
   const Drawable& item = items[static_cast<std::size_t>(index)];
+  const tq::Size size = item.window ? tq::renderedWindowSize(*item.window, !args.has("no-title-bar"))
+                                    : tq::Size{item.rect().w, item.rect().h};
+  if (!tq::renderedSizeFits(size, scale) && size.width > 0 && size.height > 0) {
+    char what[200];
+    std::snprintf(what, sizeof what,
+                  ": window %ld is %g x %g points at scale %g; pictures over %g pixels a side or %.0f pixels in all "
+                  "are not drawn",
+                  index, size.width, size.height, scale, tq::kMaxRenderSide, tq::kMaxRenderPixels);
+    throw tq::cli::Failure(path + what);
+  }
+  tq::PangoTextMeasurer::install();
   tq::WindowRenderOptions options;
   options.scale = scale;
   options.titleBar = !args.has("no-title-bar");
@@ -137,7 +147,9 @@ int runRender(const std::vector<std::string>& argv) {
                            : tq::renderView(*item.view, scale, nullptr, options.images);
   if (!image) throw tq::cli::Failure(path + ": window " + std::to_string(index) + " is empty or too large to draw");
   const std::string out = *args.value("png");
-  tq::cli::writeFileAtomically(out, tq::cli::pngBytes(image->surface()));
+  // The picture is put in place only once the report about it has been written.
+  tq::cli::OutputFiles png;
+  png.write({}, out, tq::cli::pngBytes(image->surface()));
   if (args.has("json")) {
     tq::cli::Json json;
     const tq::Rect r = item.rect();
@@ -146,6 +158,8 @@ int runRender(const std::vector<std::string>& argv) {
     json.key("width").number(r.w).key("height").number(r.h).key("scale").number(scale).endObject();
     json.newline();
   }
+  tq::cli::flushStandardOutput();
+  png.commit();
   return 0;
 }
 
@@ -163,7 +177,8 @@ tq::cli::Registration render(
      "their text, image views, toolbar items with their images, views and labels. Named images come\n"
      "from the document itself, its folder and the folders around it (.lproj, resources); the\n"
      "platform's common template images draw as stand-ins, other missing images as grey\n"
-     "placeholders, custom views as dashed outlines with their class name.\n\n"
+     "placeholders, custom views as dashed outlines with their class name. Pictures over 16384\n"
+     "pixels a side or 8192 x 8192 pixels in all are refused.\n\n"
      "  --window N     which window or top-level view, counting from 0 in document order (default 0)\n"
      "  --list         list the windows and views that can be drawn, with their sizes\n"
      "  --scale S      pixels per point (default 1; 2 for a sharper picture)\n"

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "text_system.h"
+#include "tq/platform/base/character_set.h"
 #include "tq/platform/ui/drawing/drawing_recorder.h"
 #include "tq/platform/ui/drawing/graphics_context.h"
 
@@ -15,6 +16,8 @@ namespace {
 
 // Pango widths are ints in 1/1024 points; wider bounds than this count as unbounded.
 constexpr double kMaxWidth = 1.0e6;
+// Texts longer than this are measured in part (see measure()).
+constexpr std::size_t kLongestMeasuredText = 8192;
 
 bool wraps(LineBreakMode mode) {
   return mode == LineBreakMode::ByWordWrapping || mode == LineBreakMode::ByCharWrapping;
@@ -50,6 +53,48 @@ std::size_t firstLineLength(const std::string& s) {
 }
 
 double usableWidth(double width) { return width > 0 && width < kMaxWidth ? width : 0; }
+
+// The end of the first line of UTF-16 text (the same breaks as firstLineLength).
+std::size_t firstLineEnd(std::u16string_view s) {
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    if (s[i] == u'\n' || s[i] == u'\r' || s[i] == 0x2028 || s[i] == 0x2029) return i;
+  }
+  return s.size();
+}
+
+// A cut that does not split a surrogate pair.
+std::size_t pairSafe(std::u16string_view s, std::size_t at) {
+  return at > 0 && at < s.size() && isLowSurrogate(s[at]) && isHighSurrogate(s[at - 1]) ? at - 1 : at;
+}
+
+// The part of a text that can show in an area `width` points wide and `height` high (one line for
+// the one-line modes), so that a text of millions of characters is never shaped whole. No character
+// that shows advances less than an eighth of the font's size; a line holds twice as many code units
+// as such characters (marks, surrogate pairs) and some more. The one-line modes keep the first
+// line: its start, its end for a head truncation, or both for a middle one.
+String visiblePart(const String& text, const Font& font, LineBreakMode mode, double width, double height) {
+  const std::u16string_view v = text.view();
+  const double w = usableWidth(width);
+  if (w <= 0) return text;
+  const double perLine = 2 * std::ceil(w / std::max(font.pointSize() / 8, 0.25)) + 64;
+  const double lines = wraps(mode) ? std::ceil(std::max(height, 0.0) / font.defaultLineHeight()) + 1 : 1;
+  if (!(lines * perLine < static_cast<double>(v.size()))) return text;
+  const auto keep = static_cast<std::size_t>(lines * perLine);
+  if (wraps(mode)) return String(v.substr(0, pairSafe(v, keep)));
+  const std::u16string_view line = v.substr(0, firstLineEnd(v));
+  if (line.size() <= keep) return String(line);
+  const std::size_t tail = pairSafe(line, line.size() - keep);
+  switch (mode) {
+    case LineBreakMode::ByTruncatingHead: return String(line.substr(tail));
+    case LineBreakMode::ByTruncatingMiddle: {
+      if (line.size() <= 2 * keep) return String(line);
+      std::u16string both(line.substr(0, pairSafe(line, keep)));
+      both += line.substr(tail);
+      return String(both);
+    }
+    default: return String(line.substr(0, pairSafe(line, keep)));
+  }
+}
 
 // Sets the thread's layout up for a text; the caller holds the text system's lock. The text is only
 // handed to Pango again when it changed, so measuring then drawing one text lays it out once.
@@ -136,7 +181,52 @@ struct Measured {
   UInteger lines = 1;
 };
 
-Measured measure(const String& text, const Font& font, LineBreakMode mode, double boundsWidth) {
+Measured measureText(const String& text, const Font& font, LineBreakMode mode, double boundsWidth);
+
+// The explicit lines of a text (as Pango breaks paragraphs: CR LF, LF, CR, U+2028, U+2029): their
+// number and the longest one's length in code units.
+std::pair<UInteger, std::size_t> explicitLines(std::u16string_view v) {
+  UInteger lines = 1;
+  std::size_t longest = 0, start = 0;
+  for (std::size_t i = 0; i < v.size(); ++i) {
+    const char16_t c = v[i];
+    if (c != u'\n' && c != u'\r' && c != 0x2028 && c != 0x2029) continue;
+    longest = std::max(longest, i - start);
+    if (c == u'\r' && i + 1 < v.size() && v[i + 1] == u'\n') ++i;
+    start = i + 1;
+    ++lines;
+  }
+  return {lines, std::max(longest, v.size() - start)};
+}
+
+// A text of more than kLongestMeasuredText code units is measured on that many: the text system
+// takes time growing with the square of a long word's length to break it into lines, and lengths
+// past a million points are beyond it. The rest is taken in proportion: the lines of a wrapping
+// text to its length, widths to the length of the longest line.
+Measured measure(const String& whole, const Font& font, LineBreakMode mode, double boundsWidth) {
+  // One line in a bounded width measures at most that width: what cannot show need not be shaped.
+  const String text = wraps(mode) ? whole : visiblePart(whole, font, mode, boundsWidth, 0);
+  const std::u16string_view v = text.view();
+  if (v.size() <= kLongestMeasuredText) return measureText(text, font, mode, boundsWidth);
+  const std::size_t part = pairSafe(v, kLongestMeasuredText);
+  const std::u16string_view head = v.substr(0, part);
+  Measured m = measureText(String(head), font, mode, boundsWidth);
+  const double w = usableWidth(boundsWidth);
+  if (wraps(mode) && w > 0) {
+    m.lines = static_cast<UInteger>(std::ceil(static_cast<double>(m.lines) * static_cast<double>(v.size()) / part));
+    return m;
+  }
+  const auto [lines, longest] = explicitLines(wraps(mode) ? v : v.substr(0, firstLineEnd(v)));
+  const std::size_t headLongest = explicitLines(wraps(mode) ? head : head.substr(0, firstLineEnd(head))).second;
+  if (wraps(mode)) m.lines = lines;
+  if (longest > headLongest && headLongest > 0) {
+    m.width = std::ceil(m.width * static_cast<double>(longest) / static_cast<double>(headLongest));
+    if (w > 0) m.width = std::min(m.width, std::ceil(w - 1e-6));
+  }
+  return m;
+}
+
+Measured measureText(const String& text, const Font& font, LineBreakMode mode, double boundsWidth) {
   Measured m;
   if (text.length() == 0) return m;
   auto& system = detail::TextSystem::shared();
@@ -207,6 +297,7 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
     recorder->add(std::move(r));
   }
   if (text.length() == 0 || rect.isEmpty()) return;
+  const String shown = visiblePart(text, *font, attributes.lineBreakMode, rect.w, rect.h);
 
   cairo_t* cr = context->cairo();
   const bool flipped = context->userSpaceIsFlipped();
@@ -238,7 +329,7 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
   const detail::ShapingFont& shaping = system.shapingFont(*font);
   hb_buffer_t* buffer = system.threadBuffer();
   int64_t units = 0;
-  if (shapeSimpleText(text.view(), shaping, buffer, units) &&
+  if (shapeSimpleText(shown.view(), shaping, buffer, units) &&
       (fitsOneLine(units, rect.w) || mode == LineBreakMode::ByClipping)) {
     // One line of one font: draw the shaped glyphs as they are.
     thread_local std::vector<cairo_glyph_t> glyphs;
@@ -259,7 +350,7 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
     return;
   }
 
-  PangoLayout* layout = prepareLayout(text, *font, mode, attributes.alignment, rect.w);
+  PangoLayout* layout = prepareLayout(shown, *font, mode, attributes.alignment, rect.w);
   const bool bounded = pango_layout_get_width(layout) >= 0;
   PangoLayoutIter* iter = pango_layout_get_iter(layout);
   int index = 0;

@@ -374,6 +374,17 @@ void drawTree(const View& view, bool inFlippedSpace, bool evenIfHidden = false) 
 
 }  // namespace
 
+bool renderedSizeFits(Size size, double scale) {
+  const double w = std::ceil(size.width * scale), h = std::ceil(size.height * scale);
+  return w > 0 && h > 0 && w <= kMaxRenderSide && h <= kMaxRenderSide && w * h <= kMaxRenderPixels;
+}
+
+Size renderedWindowSize(const Window& window, bool titleBar) {
+  const Rect content = window.contentRect();
+  const bool bar = titleBar && (window.styleMask() & NSWindowStyleMaskTitled);
+  return {content.w, content.h + toolbarHeight(window) + (bar ? kTitleBarHeight : 0)};
+}
+
 void drawViewHierarchy(const View& view, bool inFlippedSpace, const ViewDrawingOptions& options) {
   const Session session({options.images.get(), options.dark, options.drawnView ? &options.drawnView : nullptr});
   drawTree(view, inFlippedSpace);
@@ -383,6 +394,7 @@ namespace {
 
 GraphicsContextRef renderInto(Size size, double scale, const ColorRef& background,
                               std::shared_ptr<DrawingRecorder> recorder, const std::function<void()>& draw) {
+  if (!renderedSizeFits(size, scale)) return nullptr;
   auto context = GraphicsContext::imageContext(size, false, scale);
   if (!context) return nullptr;
   context->setRecorder(std::move(recorder));

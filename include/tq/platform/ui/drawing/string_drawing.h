@@ -18,6 +18,16 @@
 // Alignment (TextAlignment): Left and Natural align to the leading edge (left for left-to-right
 // text), Right to the trailing edge, Center centres each line, Justified stretches full lines.
 //
+// Long texts: only the part of a text that can show is shaped, so a text of millions of characters
+// costs what its visible part costs. Drawing, and measuring in the one-line modes with a width,
+// keep of each line the code units that could fill it (twice the width over an eighth of the font's
+// size, and 64 more; for a head truncation the line's end, for a middle one its start and end) and
+// of a wrapping text the lines that fit the height and one more. A text of more than 8,192 code
+// units (after that cut) is measured on its first 8,192 and the rest taken in proportion: a
+// wrapping text's number of lines to its length, widths to the length of its longest line (the
+// text system breaks a long word in time growing with the square of its length, and cannot hold
+// lengths past a million points).
+//
 // Performance: no text system is made per call. The font map and context are shared by the process,
 // each thread reuses one layout, and measuring then drawing the same text reuses its layout. The
 // widths of one-line texts already measured are remembered per font (up to 4,096 texts of at most 256

@@ -63,9 +63,21 @@ struct WindowRenderOptions {
   std::function<void(const View&, Rect)> drawnView;
 };
 
+// The largest picture renderWindow and renderView make, and a presenter of live windows shows: at
+// most kMaxRenderSide pixels a side and kMaxRenderPixels in all (8192 x 8192, 256 MiB of pixels).
+// Larger ones are not drawn at all (nil), so that a document naming a window of 30000 x 30000
+// points costs nothing to refuse.
+inline constexpr double kMaxRenderSide = 16384;
+inline constexpr double kMaxRenderPixels = 8192.0 * 8192.0;
+// Whether a picture of `size` points at `scale` pixels per point is within those limits (and not
+// empty).
+bool renderedSizeFits(Size size, double scale);
+// The size in points of renderWindow's picture of the window (content, toolbar and title bar).
+Size renderedWindowSize(const Window& window, bool titleBar = true);
+
 // A new image of the window: its title bar (when titled) and its toolbar (when it has a visible
 // one) above its content view drawn at the content rectangle's size. Heads-up windows draw dark. Nil when the window's content is empty or
-// too large for an image.
+// the picture would be larger than the limits above.
 GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions& options = {});
 // The toolbar renderWindow draws for a window whose toolbar is visible: a strip under the title bar
 // with the toolbar's default items (its allowed items when it lists no defaults) from the left, each
@@ -81,9 +93,9 @@ struct ToolbarItemPlacement {
 double toolbarHeight(const Window& window);
 std::vector<ToolbarItemPlacement> toolbarItemPlacements(const Window& window, bool titleBar = true);
 
-// A new image of a view tree on a window-coloured background, the size of the view's frame. The view
-// itself is drawn even when it is hidden (a top-level view that its application shows later); its
-// hidden subviews are not.
+// A new image of a view tree on a window-coloured background, the size of the view's frame (nil
+// when empty or larger than the limits above). The view itself is drawn even when it is hidden (a
+// top-level view that its application shows later); its hidden subviews are not.
 // `drawnView` as ViewDrawingOptions::drawnView.
 GraphicsContextRef renderView(const View& view, double scale = 1.0,
                               std::shared_ptr<DrawingRecorder> recorder = nullptr,
