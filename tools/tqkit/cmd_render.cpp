@@ -36,6 +36,21 @@ std::vector<Drawable> drawables(const tq::Nib& nib) {
   return found;
 }
 
+// Those of the items that render draws (at scale 1; an empty window or view has nothing to draw),
+// counting the others in `left`. --list offers these, and --window counts among them.
+std::vector<Drawable> drawableOnly(std::vector<Drawable> items, std::size_t& left) {
+  std::vector<Drawable> kept;
+  for (auto& item : items) {
+    const bool can = item.window ? tq::canRenderWindow(*item.window) : tq::canRenderView(*item.view, 1.0);
+    if (can) {
+      kept.push_back(std::move(item));
+    } else {
+      ++left;
+    }
+  }
+  return kept;
+}
+
 // The images the document names: those it holds, then files beside it.
 std::shared_ptr<tq::InterfaceImageSource> imagesOf(const tq::Nib& nib, const std::string& path) {
   auto images = std::make_shared<tq::InterfaceImageSource>(tq::String::fromUTF8(path));
@@ -70,7 +85,8 @@ int runRender(const std::vector<std::string>& argv) {
     const std::string& reason = result.error().reason;
     throw tq::cli::Failure(reason.find(path) == std::string::npos ? path + ": " + reason : reason);
   }
-  const auto items = drawables(result.nib());
+  std::size_t left = 0;
+  const auto items = drawableOnly(drawables(result.nib()), left);
 
   if (list) {
     if (args.has("json")) {
@@ -90,10 +106,16 @@ int runRender(const std::vector<std::string>& argv) {
         std::printf("%zu  %s  %gx%g  %s\n", i, items[i].kind().c_str(), r.w, r.h, items[i].title().c_str());
       }
     }
+    if (left > 0) {
+      std::fflush(stdout);  // the note follows the list it is about
+      std::fprintf(stderr, "tqkit render: %s: %zu window%s or view%s with an empty or too large frame not listed\n",
+                   path.c_str(), left, left == 1 ? "" : "s", left == 1 ? "" : "s");
+    }
     return 0;
   }
 
-  if (items.empty()) throw tq::cli::Failure(path + ": no window or top-level view to draw");
+  if (items.empty()) throw tq::cli::Failure(path + ": no window or top-level view to draw" +
+                                            (left > 0 ? " (the document's are empty or too large)" : ""));
   if (static_cast<std::size_t>(index) >= items.size()) {
     throw tq::cli::UsageError("--window " + std::to_string(index) + ": the document has " +
                               std::to_string(items.size()) + " windows and views (0 to " +
@@ -106,9 +128,13 @@ int runRender(const std::vector<std::string>& argv) {
   options.scale = scale;
   options.titleBar = !args.has("no-title-bar");
   options.images = imagesOf(result.nib(), path);
+  if (item.window ? !tq::canRenderWindow(*item.window, options) : !tq::canRenderView(*item.view, scale)) {
+    throw tq::cli::UsageError("--window " + std::to_string(index) + " is too large to draw at --scale " +
+                              args.value("scale").value_or("1") + "; try a smaller scale");
+  }
   auto image = item.window ? tq::renderWindow(*item.window, options)
                            : tq::renderView(*item.view, scale, nullptr, options.images);
-  if (!image) throw tq::cli::Failure(path + ": window " + std::to_string(index) + " is empty or too large to draw");
+  if (!image) throw tq::cli::Failure(path + ": window " + std::to_string(index) + ": no memory for its picture");
   const std::string out = *args.value("png");
   tq::cli::writeFileAtomically(out, tq::cli::pngBytes(image->surface()));
   if (args.has("json")) {
@@ -130,13 +156,17 @@ tq::cli::Registration render(
      "folder) and draws one of its windows, with its title bar and toolbar, or one of its top-level\n"
      "views (drawn even when archived hidden) into the PNG file OUT: frames, titles, labels, text\n"
      "fields, buttons, check boxes, pop-up buttons, segmented controls, boxes, tab views, tables,\n"
-     "scroll views, sliders, steppers, level and progress indicators, date pickers, text views with\n"
-     "their text, image views, toolbar items with their images, views and labels. Named images come\n"
-     "from the document itself, its folder and the folders around it (.lproj, resources); the\n"
-     "platform's common template images draw as stand-ins, other missing images as grey\n"
-     "placeholders, custom views as dashed outlines with their class name.\n\n"
-     "  --window N     which window or top-level view, counting from 0 in document order (default 0)\n"
-     "  --list         list the windows and views that can be drawn, with their sizes\n"
+     "scroll views, split views, combo boxes, sliders, steppers, level and progress indicators, date\n"
+     "pickers, text views with their text, image views, toolbar items with their images, views and\n"
+     "labels. Named images come from the document itself, its folder and the folders around it\n"
+     "(.lproj, resources); the platform's common template images draw as stand-ins, other missing\n"
+     "images as grey placeholders, custom views that show nothing else as dashed outlines with\n"
+     "their class name.\n\n"
+     "  --window N     which window or top-level view, counting from 0 in the order --list shows\n"
+     "                 (default 0)\n"
+     "  --list         list the windows and views that can be drawn, in document order, with their\n"
+     "                 sizes (those with an empty or too large frame are left out, and counted on\n"
+     "                 standard error)\n"
      "  --scale S      pixels per point (default 1; 2 for a sharper picture)\n"
      "  --no-title-bar draw the content only\n"
      "  --json         describe what was drawn (or the list) as JSON\n\n"
