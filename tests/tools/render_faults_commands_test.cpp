@@ -1,6 +1,8 @@
-// tqkit render as a user meets it: --list offers exactly what render draws.
+// tqkit render and localize as a user meets them: --list offers exactly what render draws, and text
+// that no installed font can show is named on standard error, once per font and script.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -28,10 +30,22 @@ std::string document(const std::string& objects) {
          "version=\"3.0\"><objects>" + objects + "</objects></document>";
 }
 
+std::string label(const char* id, int y, const char* title) {
+  return std::string("<textField id=\"") + id + "\"><rect key=\"frame\" x=\"10\" y=\"" + std::to_string(y) +
+         "\" width=\"200\" height=\"17\"/><textFieldCell key=\"cell\" title=\"" + title + "\" id=\"" + id +
+         "c\"><font key=\"font\" metaFont=\"system\"/></textFieldCell></textField>";
+}
+
 std::size_t count(const std::string& text, const std::string& what) {
   std::size_t n = 0;
   for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1), ++n) {}
   return n;
+}
+
+// Whether fontconfig knows a font that has the character.
+bool someFontHas(unsigned c) {
+  return sh("fc-list ':charset=" + [&] { char b[16]; std::snprintf(b, sizeof b, "%x", c); return std::string(b); }() +
+            "' family | grep -q .").status == 0;
 }
 
 }  // namespace
@@ -57,4 +71,35 @@ TEST(RenderFaults, ListOffersWhatRenderDrawsAndNumbersAsRenderCounts) {
   auto past = sh("$T render '" + file + "' --window 2 --png '" + dir.str() + "/2.png' 2>&1");
   EXPECT_EQ(past.status, 2) << past.out;
   EXPECT_NE(past.out.find("the document has 2 windows and views (0 to 1; see --list)"), std::string::npos) << past.out;
+}
+
+TEST(RenderFaults, TextNoFontCoversIsNamedOncePerFontAndScript) {
+  if (sh("command -v fc-list >/dev/null").status != 0) GTEST_SKIP() << "no fc-list to ask";
+  tq::test::TempDir dir;
+  const std::string file = dir.str() + "/Texts.xib";
+  // Two labels in Linear B (no usual font has it) and one in Chinese, in the same font.
+  write(file, document(view("1", 300, 80,
+                            label("a", 55, "Linear B \xF0\x90\x80\x80\xF0\x90\x80\x81") +
+                                label("b", 30, "\xF0\x90\x80\x82") + label("c", 5, "\xE8\xAE\xBE\xE7\xBD\xAE"))));
+  const bool linearB = !someFontHas(0x10000), han = !someFontHas(0x8BBE);
+  auto r = sh("$T render '" + file + "' --png '" + dir.str() + "/t.png' 2>&1 >/dev/null");
+  ASSERT_EQ(r.status, 0) << r.out;
+  EXPECT_EQ(count(r.out, "\n"), std::size_t(linearB) + std::size_t(han)) << r.out;
+  if (linearB) {
+    EXPECT_EQ(r.out.find("tqkit render: no installed font has [Linb] characters, such as \xF0\x90\x80\x80\xF0\x90\x80\x81 in "
+                         "\"Linear B \xF0\x90\x80\x80\xF0\x90\x80\x81\" (font "),
+              0u)
+        << r.out;
+  }
+  if (han) EXPECT_NE(r.out.find("Han (Chinese characters, kanji, hanja) [Hani]"), std::string::npos) << r.out;
+
+  // localize measures the translations in the same text system, and says the same.
+  const fs::path resources = dir.path() / "T.app/Contents/Resources";
+  write(resources / "Base.lproj/Texts.xib", document(view("1", 300, 40, label("a", 10, "Hello"))));
+  write(resources / "el.lproj/Texts.strings", "\"ac.title\" = \"\xF0\x90\x80\x83\";\n");
+  auto l = sh("$T localize '" + (dir.path() / "T.app").string() + "' Texts --language el --by-id 2>&1 >/dev/null");
+  ASSERT_EQ(l.status, 0) << l.out;
+  EXPECT_EQ(count(l.out, "tqkit localize: no installed font has [Linb] characters, such as \xF0\x90\x80\x83 in "),
+            linearB ? 1u : 0u)
+      << l.out;
 }

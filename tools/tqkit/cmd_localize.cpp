@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "font_coverage.h"
 #include "output_file.h"
 #include "localize_report.h"
 #include "tq/platform/ui/drawing/pango_text_measurer.h"
@@ -484,6 +485,7 @@ int runLocalize(const std::vector<std::string>& argv) {
   if (!all && args.value("html")) throw tq::cli::UsageError("--html DIR goes with --all");
   // Sizes (check boxes fitted to their titles, the fit test) measured by the text system that draws.
   tq::PangoTextMeasurer::install();
+  tq::cli::warnOfUncoveredCharacters("localize");
   if (all) return runAll(args, bundlePath);
 
   if (const auto language = args.value("language")) ::setenv("LANGUAGE", language->c_str(), 1);
@@ -502,7 +504,9 @@ tq::cli::Registration localize(
      "before and after with the object that holds it (controls by their cell's identifier, as the\n"
      "tables name them). Then it reports the strings the table lacks, the keys of the table that\n"
      "matched nothing (for a table of the interface's own: --by-id or --table), each translated text that no longer fits its control (measured with the\n"
-     "control's font), each resized check box and those that now reach past their superview.\n\n"
+     "control's font), each resized check box and those that now reach past their superview.\n"
+     "Text in a script no installed font covers is measured (and drawn) as boxes, so its fit is\n"
+     "unknown; each such font and script is named once on standard error.\n\n"
      "  --language L  the user's language for choosing the bundle's localization (as LANGUAGE)\n"
      "  --table T     the strings table name (without .strings)\n"
      "  --by-id       apply instead a table keyed by object identifier and property, as generated\n"

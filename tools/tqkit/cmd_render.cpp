@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "font_coverage.h"
 #include "output_file.h"
 #include "tq/platform/ui/archive/nib_reader.h"
 #include "tq/platform/ui/drawing/named_images.h"
@@ -123,6 +124,7 @@ int runRender(const std::vector<std::string>& argv) {
   }
 
   tq::PangoTextMeasurer::install();
+  tq::cli::warnOfUncoveredCharacters("render");
   const Drawable& item = items[static_cast<std::size_t>(index)];
   tq::WindowRenderOptions options;
   options.scale = scale;
@@ -161,7 +163,9 @@ tq::cli::Registration render(
      "labels. Named images come from the document itself, its folder and the folders around it\n"
      "(.lproj, resources); the platform's common template images draw as stand-ins, other missing\n"
      "images as grey placeholders, custom views that show nothing else as dashed outlines with\n"
-     "their class name.\n\n"
+     "their class name.\n"
+     "Text in a script no installed font covers is drawn as boxes; each such font and script is\n"
+     "named once on standard error.\n\n"
      "  --window N     which window or top-level view, counting from 0 in the order --list shows\n"
      "                 (default 0)\n"
      "  --list         list the windows and views that can be drawn, in document order, with their\n"

@@ -1,14 +1,17 @@
 // Faults seen in rendered windows of real applications, each drawn from a document in the form it
 // was met in and checked on the recording context: split view panes, combo boxes, spinning
-// indicators, custom view stand-ins, pull-downs, template image stand-ins and scrollers.
+// indicators, custom view stand-ins, pull-downs, template image stand-ins, scrollers, and text in
+// scripts no installed font covers.
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <fstream>
 #include <functional>
 #include <regex>
 
 #include "support/test_paths.h"
 #include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/drawing/string_drawing.h"
 #include "tq/platform/ui/drawing/view_drawing.h"
 #include "tq/platform/ui/model/progress_indicator.h"
 
@@ -313,4 +316,62 @@ TEST(DrawingFaults, AScrollerShowsAKnobOnlyWhenThereIsSomethingToScroll) {
       EXPECT_NEAR(knobs[0].contextRect().maxY(), 98, 0.5);
     }
   }
+}
+
+namespace {
+
+// Whether fontconfig knows a font that has the character (the system's own answer, without Pango).
+bool someFontHas(char32_t c) {
+  char command[64];
+  std::snprintf(command, sizeof command, "fc-list ':charset=%x' family 2>/dev/null", static_cast<unsigned>(c));
+  std::FILE* p = ::popen(command, "r");
+  if (!p) return true;
+  char buffer[256];
+  const bool any = std::fgets(buffer, sizeof buffer, p) != nullptr;
+  ::pclose(p);
+  return any;
+}
+
+}  // namespace
+
+TEST(DrawingFaults, TextNoFontCoversIsReportedByScriptAsTheFontConfigurationSays) {
+  if (std::system("command -v fc-list >/dev/null 2>&1") != 0) GTEST_SKIP() << "no fc-list to ask";
+  struct Row {
+    const char16_t* text;
+    char32_t first;
+    const char16_t* script;
+    const char16_t* characters;
+  };
+  // Chinese (covered once the set-up script's font is in) and Linear B (which no usual font has).
+  const Row rows[] = {{u"\u504f\u597d\u8bbe\u7f6e OK", 0x504F, u"Hani", u"\u504f\u597d\u8bbe\u7f6e"},
+                      {u"A \U00010000\U00010001\U00010000", 0x10000, u"Linb", u"\U00010000\U00010001"}};
+  std::vector<UncoveredCharacters> heard;
+  setUncoveredCharactersHandler([&](const UncoveredCharacters& u) { heard.push_back(u); });
+  auto context = GraphicsContext::imageContext({300, 40}, false);
+  GraphicsContext::setCurrentContext(context);
+  for (const Row& row : rows) {
+    SCOPED_TRACE(String(row.script).UTF8String());
+    heard.clear();
+    TextAttributes a;
+    a.font = Font::fontWithName(u"Helvetica", 13);
+    drawText(row.text, {0, 0, 300, 40}, a);
+    const auto found = uncoveredCharacters(row.text, a.font);
+    if (someFontHas(row.first)) {
+      EXPECT_TRUE(heard.empty());
+      EXPECT_TRUE(found.empty());
+      continue;
+    }
+    ASSERT_EQ(heard.size(), 1u);
+    ASSERT_EQ(found.size(), 1u);
+    for (const auto& u : {heard[0], found[0]}) {
+      EXPECT_EQ(u.script, String(row.script));
+      EXPECT_EQ(u.characters, String(row.characters)) << "each once, in order";
+      EXPECT_EQ(u.fontName, String(u"Helvetica"));
+      EXPECT_EQ(u.text, String(row.text));
+    }
+  }
+  GraphicsContext::setCurrentContext(nullptr);
+  setUncoveredCharactersHandler(nullptr);
+  heard.clear();
+  EXPECT_TRUE(uncoveredCharacters(u"Plain Latin text", nullptr).empty());
 }
