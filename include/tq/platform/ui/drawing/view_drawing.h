@@ -3,8 +3,9 @@
 // it: frames, titles, labels, text fields, push buttons, check boxes and radio buttons, pop-ups,
 // segmented controls, boxes, tab views, tables (header, columns and row grid), scroll views,
 // sliders (linear and circular), steppers, level and progress indicators, date pickers, colour
-// wells, text views and image views; combo boxes with their arrow button; split views with their
-// dividers.
+// wells, text views and image views; token fields show each token as a rounded label; combo boxes
+// their arrow button; split views their dividers. Grid and stack views show the controls they hold
+// (their subviews); controls of plug-in classes are drawn as the class the reader took them for.
 //
 // Pop-up buttons show the blue badge with two arrows; pull-down buttons one small arrow of their
 // own, right of their title or of their image (a gear menu's gear). Spinning progress indicators
