@@ -19,7 +19,7 @@ std::string scriptName(const std::string& code) {
       {"Hani", "Han (Chinese characters, kanji, hanja)"}, {"Hira", "Hiragana"}, {"Kana", "Katakana"},
       {"Hang", "Hangul"}, {"Arab", "Arabic"}, {"Hebr", "Hebrew"}, {"Thai", "Thai"}, {"Deva", "Devanagari"},
       {"Beng", "Bengali"}, {"Taml", "Tamil"}, {"Geor", "Georgian"}, {"Armn", "Armenian"}, {"Ethi", "Ethiopic"},
-      {"Khmr", "Khmer"}, {"Mymr", "Myanmar"}, {"Sinh", "Sinhala"}, {"Zsye", "emoji"}, {"Zyyy", "common"}};
+      {"Khmr", "Khmer"}, {"Mymr", "Myanmar"}, {"Sinh", "Sinhala"}, {"Zsye", "emoji"}, {"Zyyy", "common (punctuation, symbols)"}};
   for (const auto& [c, name] : kNames) {
     if (code == c) return std::string(name) + " [" + code + "]";
   }
