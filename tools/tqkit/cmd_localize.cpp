@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "font_coverage.h"
 #include "localize_bundle.h"
 #include "localize_page.h"
 #include "localize_report.h"
@@ -450,6 +451,7 @@ int runLocalize(const std::vector<std::string>& argv) {
   if (!all && args.value("html")) throw tq::cli::UsageError("--html DIR goes with --all");
   // Sizes (check boxes fitted to their titles, the fit test) measured by the text system that draws.
   tq::PangoTextMeasurer::install();
+  tq::cli::warnOfUncoveredCharacters("localize");
   if (all) return runAll(args, bundlePath);
 
   if (const auto language = args.value("language")) ::setenv("LANGUAGE", language->c_str(), 1);
@@ -470,7 +472,9 @@ tq::cli::Registration localize(
      "matched nothing (for a table of the interface's own: --by-id or --table), each translated\n"
      "text that no longer fits its control (measured with the control's font), each resized check\n"
      "box and those that now reach past their superview. A string counts as translated when the\n"
-     "table holds its key, also when the translation is the same text.\n\n"
+     "table holds its key, also when the translation is the same text. Text in a script no\n"
+     "installed font covers is measured (and drawn) as boxes, so its fit is unknown; each such\n"
+     "font and script is named once on standard error.\n\n"
      "  --language L  the user's language for choosing the bundle's localization (as LANGUAGE)\n"
      "  --table T     the strings table name (without .strings)\n"
      "  --by-id       apply instead a table keyed by object identifier and property, as generated\n"

@@ -679,6 +679,11 @@ class KeyedNibDecoder {
       progress->setMinValue(number(o, "NSMinValue", progress->minValue()));
       progress->setMaxValue(number(o, "NSMaxValue", progress->maxValue()));
       progress->setDoubleValue(number(o, "NSValue", progress->doubleValue()));
+      // The indicator's flags: indeterminate 0x2, spinning 0x1000, hidden while stopped 0x2000.
+      const auto flags = static_cast<unsigned long>(integer(o, "NSpiFlags", 0));
+      progress->setIndeterminate((flags & 0x2) != 0);
+      progress->setStyle((flags & 0x1000) ? ProgressIndicator::Style::Spinning : ProgressIndicator::Style::Bar);
+      progress->setDisplayedWhenStopped((flags & 0x2000) == 0);
     }
 
     for (uint32_t c : memberObjects(ref(o, "NSViewConstraints"))) {

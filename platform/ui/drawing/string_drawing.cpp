@@ -2,7 +2,9 @@
 #include "tq/platform/ui/drawing/string_drawing.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <mutex>
 #include <vector>
 
 #include "text_system.h"
@@ -176,6 +178,62 @@ bool fitsOneLine(int64_t units, double width) {
 
 FontRef fontOrSystem(const FontRef& font) { return font ? font : Font::systemFontOfSize(0); }
 
+// --- characters no font covers ----------------------------------------------------------------
+
+std::mutex handlerMutex;
+std::function<void(const UncoveredCharacters&)> uncoveredHandler;  // guarded by handlerMutex
+std::atomic<bool> hasUncoveredHandler{false};
+
+// The characters a laid-out layout shows as boxes: Pango marks a glyph of a character no font has
+// with the unknown flag, the character's code in the rest of the glyph. Caller holds the lock.
+std::vector<UncoveredCharacters> collectUncovered(PangoLayout* layout, const String& text, const Font& font) {
+  std::vector<UncoveredCharacters> found;
+  if (pango_layout_get_unknown_glyphs_count(layout) == 0) return found;
+  std::vector<std::u32string> characters;
+  PangoLayoutIter* iter = pango_layout_get_iter(layout);
+  do {
+    PangoLayoutRun* run = pango_layout_iter_get_run_readonly(iter);
+    for (int i = 0; run && i < run->glyphs->num_glyphs; ++i) {
+      const PangoGlyph glyph = run->glyphs->glyphs[i].glyph;
+      if (!(glyph & PANGO_GLYPH_UNKNOWN_FLAG)) continue;
+      const gunichar c = glyph & ~PANGO_GLYPH_UNKNOWN_FLAG;
+      const uint32_t tag = g_unicode_script_to_iso15924(g_unichar_get_script(c));
+      const char code[4] = {char(tag >> 24), char(tag >> 16), char(tag >> 8), char(tag)};
+      const String script = String::fromUTF8(std::string_view(code, 4));
+      auto it = std::find_if(found.begin(), found.end(), [&](const auto& f) { return f.script == script; });
+      if (it == found.end()) {
+        found.push_back({font.fontName(), font.pointSize(), script, String(), text});
+        characters.emplace_back();
+        it = found.end() - 1;
+      }
+      std::u32string& seen = characters[static_cast<std::size_t>(it - found.begin())];
+      if (seen.find(c) == std::u32string::npos) seen.push_back(c);
+    }
+  } while (pango_layout_iter_next_run(iter));
+  pango_layout_iter_free(iter);
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    std::string utf8;
+    for (char32_t c : characters[i]) {
+      char buffer[6];
+      utf8.append(buffer, static_cast<std::size_t>(g_unichar_to_utf8(c, buffer)));
+    }
+    found[i].characters = String::fromUTF8(utf8);
+  }
+  return found;
+}
+
+// Tells the handler, if any, of what collectUncovered found; called without the text system's lock.
+void reportUncovered(const std::vector<UncoveredCharacters>& found) {
+  if (found.empty()) return;
+  std::function<void(const UncoveredCharacters&)> handler;
+  {
+    std::lock_guard<std::mutex> guard(handlerMutex);
+    handler = uncoveredHandler;
+  }
+  if (!handler) return;
+  for (const auto& f : found) handler(f);
+}
+
 struct Measured {
   double width = 0;
   UInteger lines = 1;
@@ -245,6 +303,8 @@ Measured measureText(const String& text, const Font& font, LineBreakMode mode, d
     return m;
   }
   PangoLayout* layout = prepareLayout(text, font, mode, TextAlignment::Left, boundsWidth);
+  std::vector<UncoveredCharacters> uncovered;
+  if (hasUncoveredHandler) uncovered = collectUncovered(layout, text, font);
   if (wraps(mode)) {
     m.lines = std::max(1, pango_layout_get_line_count(layout));
     for (GSList* l = pango_layout_get_lines_readonly(layout); l; l = l->next) {
@@ -256,6 +316,8 @@ Measured measureText(const String& text, const Font& font, LineBreakMode mode, d
   // Rounded up to whole points; a hair of float noise does not cost a point.
   m.width = std::ceil(m.width - 1e-6);
   if (w > 0) m.width = std::min(m.width, std::ceil(w - 1e-6));
+  guard.unlock();
+  reportUncovered(uncovered);
   return m;
 }
 
@@ -351,6 +413,8 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
   }
 
   PangoLayout* layout = prepareLayout(shown, *font, mode, attributes.alignment, rect.w);
+  std::vector<UncoveredCharacters> uncovered;
+  if (hasUncoveredHandler) uncovered = collectUncovered(layout, shown, *font);
   const bool bounded = pango_layout_get_width(layout) >= 0;
   PangoLayoutIter* iter = pango_layout_get_iter(layout);
   int index = 0;
@@ -370,6 +434,21 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
   } while (pango_layout_iter_next_line(iter));
   pango_layout_iter_free(iter);
   cairo_restore(cr);
+  guard.unlock();
+  reportUncovered(uncovered);
+}
+
+std::vector<UncoveredCharacters> uncoveredCharacters(const String& text, const FontRef& font) {
+  if (text.length() == 0) return {};
+  const FontRef f = fontOrSystem(font);
+  auto guard = detail::TextSystem::shared().lock();
+  return collectUncovered(prepareLayout(text, *f, LineBreakMode::ByWordWrapping, TextAlignment::Left, 0), text, *f);
+}
+
+void setUncoveredCharactersHandler(std::function<void(const UncoveredCharacters&)> handler) {
+  std::lock_guard<std::mutex> guard(handlerMutex);
+  hasUncoveredHandler = static_cast<bool>(handler);
+  uncoveredHandler = std::move(handler);
 }
 
 }  // namespace tq

@@ -37,6 +37,9 @@
 // Threads: any thread; the work is serialised inside the text system.
 #pragma once
 
+#include <functional>
+#include <vector>
+
 #include "tq/platform/base/string.h"
 #include "tq/platform/ui/drawing/font.h"
 #include "tq/platform/ui/model/cell.h"
@@ -68,5 +71,26 @@ UInteger numberOfLinesOfText(const String& text, const TextAttributes& attribute
 // (its maximum y in an unflipped user space, its minimum y in a flipped one) and the text reads
 // upright either way. Lines are clipped to the rectangle. Does nothing without a current context.
 void drawText(const String& text, Rect rect, const TextAttributes& attributes);
+
+// Characters no installed font covers. Text is drawn and measured with the font asked for and,
+// character by character, whatever installed font covers what it lacks; a character no font
+// covers is drawn as a box showing its code, and measured as that box, so that the text looks and
+// measures unlike what its readers see. Such characters are found per text and script:
+struct UncoveredCharacters {
+  String fontName;    // the font asked for ("Helvetica")
+  double fontSize = 0;
+  String script;      // the characters' script: its four-letter ISO 15924 code ("Hani", "Hira", "Hang")
+  String characters;  // each uncovered character of that script, once, in the text's order
+  String text;        // the whole text
+};
+// The uncovered characters of a text laid out in a font (nil: the system font), one entry per script
+// in order of first appearance; empty when every character has a font.
+std::vector<UncoveredCharacters> uncoveredCharacters(const String& text, const FontRef& font);
+// Sets the process's handler (nil: none) of uncovered characters met while drawing or measuring
+// text (drawText, sizeOfText, numberOfLinesOfText): it is called with each entry every time such a
+// text is laid out, on the thread laying it out, after the text system's work is done (it may
+// measure and draw). The library writes nothing itself; a tool reports what its handler hears.
+// Texts of printable Latin characters that the font asked for covers are never reported.
+void setUncoveredCharactersHandler(std::function<void(const UncoveredCharacters&)> handler);
 
 }  // namespace tq
