@@ -244,8 +244,8 @@ TEST_F(HostileBounds, ANameSwitchedToAFifoNeverMakesTheReaderWait) {
 
 TEST_F(HostileBounds, BackReferencesAreRefusedAtOnce) {
   const Outcome r = run("net keys '(.*)(.*)(.*)(.*)(.*)(.*)(.*)(.*)(.*)\\9\\8\\7\\6\\5\\4\\3\\2\\1X'");
-  EXPECT_EQ(r.status, 2);
-  ASSERT_FALSE(r.errLines.empty());
+  EXPECT_EQ(r.status, 1);
+  ASSERT_EQ(r.errLines.size(), 1u);
   EXPECT_EQ(r.errLines[0], "tqkit net keys: the pattern is not supported: back-references such as \\9 cannot be "
                            "matched in time linear in the key");
 }
