@@ -29,10 +29,12 @@ GtkWidget* buildBox(GtkPresenter::Impl& impl, Box& box) {
   }
   // The frame with its title draws behind the content view, which keeps its own frame.
   GtkWidget* container = frameBoxNew(&box);
-  const bool framed = !box.isTransparent() && box.boxType() != BoxType::Custom && box.borderType() != BorderType::NoBorder;
-  if (framed) {
+  const bool titled = box.titlePosition() != TitlePosition::NoTitle;
+  const bool bordered = box.boxType() != BoxType::Custom && box.borderType() != BorderType::NoBorder;
+  if (!box.isTransparent() && (titled || bordered)) {
     GtkWidget* frame = gtk_frame_new(nullptr);
-    if (box.titlePosition() != TitlePosition::NoTitle) {
+    if (!bordered) gtk_widget_add_css_class(frame, "tq-borderless");
+    if (titled) {
       GtkWidget* title = gtk_label_new(utf8(box.title()).c_str());
       applyFont(title, box.titleFont());
       gtk_frame_set_label_widget(GTK_FRAME(frame), title);

@@ -369,7 +369,12 @@ GtkWidget* buildTextField(GtkPresenter::Impl& impl, TextField& field) {
                      (field.cell() && field.cell()->isEditable());
   TextField* f = &field;
   if (!entry) {
-    GtkWidget* label = gtk_label_new(utf8(field.stringValue()).c_str());
+    // An empty label shows its placeholder, dimmed.
+    auto shownText = [](const TextField& f) {
+      return f.stringValue().length() == 0 && f.placeholderString().length() > 0 ? f.placeholderString() : f.stringValue();
+    };
+    GtkWidget* label = gtk_label_new(utf8(shownText(field)).c_str());
+    if (field.stringValue().length() == 0 && field.placeholderString().length() > 0) gtk_widget_add_css_class(label, "dim-label");
     const TextAlignment alignment = field.alignment();
     gtk_label_set_xalign(GTK_LABEL(label), xAlignment(alignment));
     gtk_label_set_justify(GTK_LABEL(label), alignment == TextAlignment::Right    ? GTK_JUSTIFY_RIGHT
@@ -405,11 +410,14 @@ GtkWidget* buildTextField(GtkPresenter::Impl& impl, TextField& field) {
       gtk_label_set_attributes(GTK_LABEL(label), attrs);
       pango_attr_list_unref(attrs);
     }
-    String shown = field.stringValue();
-    impl.addSyncer([f, label, shown]() mutable {
-      if (f->stringValue() == shown) return false;
-      shown = f->stringValue();
+    String shown = shownText(field);
+    impl.addSyncer([f, label, shown, shownText]() mutable {
+      const String now = shownText(*f);
+      if (now == shown) return false;
+      shown = now;
       gtk_label_set_text(GTK_LABEL(label), utf8(shown).c_str());
+      if (f->stringValue().length() == 0 && f->placeholderString().length() > 0) gtk_widget_add_css_class(label, "dim-label");
+      else gtk_widget_remove_css_class(label, "dim-label");
       return true;
     });
     return label;

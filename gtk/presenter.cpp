@@ -142,6 +142,8 @@ GtkWindow* GtkPresenter::Impl::buildWindow(const InterfaceObject& object) {
   auto* window = dynamic_cast<const Window*>(&object);
   auto* topView = dynamic_cast<const View*>(&object);
   if (!window && !topView) return nullptr;
+  // The values a new widget starts with are the model's own: setting them sends no action.
+  Pushing building(*this);
   installPresenterStyles();
   GtkWidget* gwin = gtk_window_new();
   gtk_widget_add_css_class(gwin, "tq-presented");
@@ -186,6 +188,8 @@ GtkWindow* GtkPresenter::Impl::buildWindow(const InterfaceObject& object) {
   } else {
     // A top-level view is its own content: it fills the window.
     GtkWidget* view = build(*content);
+    // A view archived hidden is one its application shows later: shown on its own, it is shown.
+    gtk_widget_set_visible(view, TRUE);
     box = frameBoxNew(nullptr);
     frameBoxAddFilling(box, view);
     frameBoxSetNaturalSize(box, content->frame().size());
@@ -350,6 +354,7 @@ GtkWidget* GtkPresenter::widgetForView(const View& view) {
   if (auto it = impl_->widgets.find(&view); it != impl_->widgets.end()) return it->second;
   if (!isTopLevel(impl_->objects, view) || impl_->windows.count(&view)) return nullptr;
   installPresenterStyles();
+  Impl::Pushing building(*impl_);
   GtkWidget* widget = impl_->build(const_cast<View&>(view));
   if (widget) impl_->detached.push_back(GTK_WIDGET(g_object_ref_sink(widget)));
   return widget;

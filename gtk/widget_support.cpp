@@ -116,6 +116,7 @@ window.tq-presented .tq-content columnview.tq-cells > listview > row { padding: 
 window.tq-presented .tq-content columnview.tq-cells > listview > row > cell { padding: 0; }
 window.tq-presented .tq-content columnview.tq-cells > header > button { min-height: 0; padding: 1px 4px; }
 window.tq-presented.tq-hud .tq-content { background-color: #2a2a2a; color: #eeeeee; }
+window.tq-presented .tq-content frame.tq-borderless { border: none; }
 window.tq-presented .tq-toolbar { padding: 4px 6px; border-bottom: 1px solid alpha(black, 0.15); }
 window.tq-presented .tq-toolbar button { padding: 2px 6px; }
 )css";
