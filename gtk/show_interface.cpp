@@ -62,6 +62,8 @@ struct ShowState {
 
 }  // namespace
 
+ObjectRef makeShowOwner(bool logActions) { return std::make_shared<LoggingResponder>(logActions); }
+
 int showInterface(const GtkShowRequest& request, std::string& error) {
   if (!gtk_init_check()) {
     error = "cannot open a display: DISPLAY is not set, or its display server refuses the connection";
@@ -72,7 +74,7 @@ int showInterface(const GtkShowRequest& request, std::string& error) {
     error = "nothing to show";
     return 1;
   }
-  auto responder = std::make_shared<LoggingResponder>(request.logActions);
+  ObjectRef responder = request.owner ? request.owner : makeShowOwner(request.logActions);
   GtkPresenterOptions options;
   options.owner = responder;
   options.application = responder;
@@ -139,6 +141,10 @@ int showInterface(const GtkShowRequest& request, std::string& error) {
 }
 
 }  // namespace tq
+
+extern "C" void tqkit_gtk_make_show_owner(bool logActions, tq::ObjectRef* owner) {
+  *owner = tq::makeShowOwner(logActions);
+}
 
 extern "C" int tqkit_gtk_show(const tq::GtkShowRequest* request, std::string* error) {
   std::string ignored;

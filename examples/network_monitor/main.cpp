@@ -110,13 +110,18 @@ class MonitorController : public tq::Object,
     store_->addObserver(me, &MonitorController::interfacesChanged, u"State:/Network/Interface");
     auto& centre = tq::NotificationCenter::defaultCenter();
     std::weak_ptr<MonitorController> weak = me;
-    auto linkPost = [weak](const char* format) {
-      return [weak, format](const tq::Notification& n) {
-        if (auto c = weak.lock()) c->linkChanged(n.userInfo().objectForKey(u"interface").stringValue(), format);
+    // The notification names the link's new state (the observer records it after posting).
+    auto linkPost = [weak](bool up) {
+      return [weak, up](const tq::Notification& n) {
+        const String name = n.userInfo().objectForKey(u"interface").stringValue();
+        if (auto c = weak.lock()) {
+          c->up_[name.UTF8String()] = up;
+          c->linkChanged(name, up ? "%@ is up" : "%@ is down");
+        }
       };
     };
-    centre.addObserverForName(u"EthernetActivatedNotification", nullptr, linkPost("%@ is up"));
-    centre.addObserverForName(u"EthernetDeactivatedNotification", nullptr, linkPost("%@ is down"));
+    centre.addObserverForName(u"EthernetActivatedNotification", nullptr, linkPost(true));
+    centre.addObserverForName(u"EthernetDeactivatedNotification", nullptr, linkPost(false));
     auto wifiPost = [weak](const char* format) {
       return [weak, format](const tq::Notification& n) {
         const tq::Value ssid = n.userInfo().objectForKey(u"SSID");
@@ -184,7 +189,9 @@ class MonitorController : public tq::Object,
       if (type == String(u"IEEE80211")) {
         tq::AirportObserver::initWithService(name, store_);
       } else {
-        ethernet_[name.UTF8String()] = tq::EthernetObserver::initWithService(name, store_, tq::systemMediaSource());
+        auto ether = tq::EthernetObserver::initWithService(name, store_, tq::systemMediaSource());
+        ethernet_[name.UTF8String()] = ether;
+        up_[name.UTF8String()] = ether->currentActive();
       }
       store_->addObserver(me, &MonitorController::addressChanged, String::fromUTF8("State:/Network/Interface/" + name.UTF8String() + "/IPv4"));
     }
@@ -225,7 +232,7 @@ class MonitorController : public tq::Object,
       auto ether = ethernet_.find(name);
       const tq::Dictionary link = store_->valueForKey(String::fromUTF8("State:/Network/Interface/" + name + "/Link")).dictionaryValue();
       // An Ethernet link's state is what its observer last reported.
-      r.up = ether != ethernet_.end() ? ether->second->currentActive() : link.objectForKey(u"Active").boolValue();
+      r.up = up_.count(name) ? up_[name] : link.objectForKey(u"Active").boolValue();
       const tq::Dictionary v4 = store_->valueForKey(String::fromUTF8("State:/Network/Interface/" + name + "/IPv4")).dictionaryValue();
       r.address = v4.objectForKey(u"Addresses").arrayValue().firstObject().stringValue();
       if (r.address.isNil()) r.address = String::empty();
@@ -294,6 +301,7 @@ class MonitorController : public tq::Object,
   std::shared_ptr<tq::IPv4Observer> ipv4_;
   std::map<std::string, std::shared_ptr<tq::EthernetObserver>> ethernet_;
   std::map<std::string, bool> watched_;
+  std::map<std::string, bool> up_;  // Ethernet links, as their observers reported them
   std::vector<std::string> names_;
   std::vector<Row> rows_;
   tq::ImageRef icons_[4];

@@ -140,12 +140,16 @@ void localize(const std::vector<tq::ObjectRef>& objects, const fs::path& file, c
 
 // The tqkit-gtk library: named by TQKIT_GTK_LIBRARY, else installed beside the tool's own
 // libraries, else where the build made it.
-using ShowFunction = int (*)(const tq::GtkShowRequest*, std::string*);
+struct GtkLibrary {
+  void (*makeOwner)(bool, tq::ObjectRef*) = nullptr;
+  int (*show)(const tq::GtkShowRequest*, std::string*) = nullptr;
+};
 
-ShowFunction loadShow(std::string& why) {
+GtkLibrary loadGtkLibrary() {
+  GtkLibrary found;
 #ifdef TQKIT_GTK_LINKED
-  (void)why;
-  return &tqkit_gtk_show;
+  found.makeOwner = &tqkit_gtk_make_show_owner;
+  found.show = &tqkit_gtk_show;
 #elif defined(TQKIT_GTK_SONAME)
   std::vector<std::string> candidates;
   if (const char* named = std::getenv("TQKIT_GTK_LIBRARY"); named && *named) candidates.push_back(named);
@@ -157,21 +161,22 @@ ShowFunction loadShow(std::string& why) {
   }
   candidates.push_back(TQKIT_GTK_BUILD_PATH);
   candidates.push_back(TQKIT_GTK_SONAME);
+  std::string why;
   for (const auto& path : candidates) {
     if (path.find('/') != std::string::npos && !fs::exists(path)) continue;
     if (void* library = ::dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL)) {
-      if (void* symbol = ::dlsym(library, "tqkit_gtk_show")) return reinterpret_cast<ShowFunction>(symbol);
-      why = path + ": no tqkit_gtk_show in it";
-      return nullptr;
+      found.makeOwner = reinterpret_cast<decltype(found.makeOwner)>(::dlsym(library, "tqkit_gtk_make_show_owner"));
+      found.show = reinterpret_cast<decltype(found.show)>(::dlsym(library, "tqkit_gtk_show"));
+      if (found.makeOwner && found.show) return found;
+      throw tq::cli::Failure(path + ": not a tqkit-gtk library of this version");
     }
     why = ::dlerror();
   }
-  if (why.empty()) why = "tqkit-gtk is not installed";
-  return nullptr;
+  throw tq::cli::Failure(why.empty() ? "tqkit-gtk is not installed" : why);
 #else
-  why = "this tqkit was built without GTK 4 (libgtk-4-dev), so it cannot show windows";
-  return nullptr;
+  throw tq::cli::Failure("this tqkit was built without GTK 4 (libgtk-4-dev), so it cannot show windows");
 #endif
+  return found;
 }
 
 int runShow(const std::vector<std::string>& argv) {
@@ -190,7 +195,14 @@ int runShow(const std::vector<std::string>& argv) {
     const fs::path copy = file.parent_path().parent_path() / (language + ".lproj") / file.filename();
     if (fs::exists(copy)) file = copy;
   }
-  tq::NibReadResult result = tq::readNibFile(file.string());
+  // The library is loaded first: it makes the File's Owner the interface is read with.
+  const GtkLibrary gtk = loadGtkLibrary();
+  tq::ObjectRef owner;
+  gtk.makeOwner(args.has("log-actions"), &owner);
+  tq::NibLoadOptions load;
+  load.owner = owner;
+  load.application = owner;
+  tq::NibReadResult result = tq::readNibFile(file.string(), load);
   if (!result) {
     const std::string& reason = result.error().reason;
     throw tq::cli::Failure(reason.find(file.string()) == std::string::npos ? file.string() + ": " + reason : reason);
@@ -218,12 +230,10 @@ int runShow(const std::vector<std::string>& argv) {
   request.dumpWidgets = args.has("dump-widgets");
   request.logActions = args.has("log-actions");
   request.quitAfterMs = quitAfter;
+  request.owner = owner;
 
-  std::string why;
-  ShowFunction show = loadShow(why);
-  if (!show) throw tq::cli::Failure(why);
   std::string error;
-  const int status = show(&request, &error);
+  const int status = gtk.show(&request, &error);
   if (status != 0) throw tq::cli::Failure(error.empty() ? "the window could not be shown" : error);
   return 0;
 }
