@@ -186,11 +186,7 @@ GtkWidget* buildButton(GtkPresenter::Impl& impl, Button& model) {
       if (!cell->isBordered() && !GTK_IS_CHECK_BUTTON(widget)) gtk_widget_add_css_class(widget, "flat");
     }
     if (GtkShortcutTrigger* trigger = triggerOf(cell->keyEquivalent())) {
-      GtkEventController* shortcuts = gtk_shortcut_controller_new();
-      gtk_shortcut_controller_set_scope(GTK_SHORTCUT_CONTROLLER(shortcuts), GTK_SHORTCUT_SCOPE_GLOBAL);
-      gtk_shortcut_controller_add_shortcut(GTK_SHORTCUT_CONTROLLER(shortcuts),
-                                           gtk_shortcut_new(trigger, g_object_ref(gtk_activate_action_get())));
-      gtk_widget_add_controller(widget, shortcuts);
+      impl.addKeyEquivalent(trigger, widget);
       if (cell->keyEquivalent() == String(u"\r")) gtk_widget_add_css_class(widget, "suggested-action");
     }
   }
@@ -274,14 +270,24 @@ GtkWidget* buildPopUp(GtkPresenter::Impl& impl, PopUpButton& popup) {
   if (popup.pullsDown()) {
     GtkWidget* button = gtk_menu_button_new();
     gtk_menu_button_set_label(GTK_MENU_BUTTON(button), utf8(popup.title()).c_str());
-    if (auto menu = popup.menu()) {
-      GSimpleActionGroup* group = g_simple_action_group_new();
-      GMenuModel* model = impl.menuModel(*menu, group, nullptr, 1);
-      gtk_menu_button_set_menu_model(GTK_MENU_BUTTON(button), model);
-      g_object_unref(model);
-      gtk_widget_insert_action_group(button, "tq", G_ACTION_GROUP(group));
-      g_object_set_data(G_OBJECT(group), "tq-anchor", button);
-      g_object_unref(group);
+    if (popup.menu()) {
+      // The menu is made when the button is first opened.
+      auto* l = link(button, &impl, &popup);
+      gtk_menu_button_set_create_popup_func(
+          GTK_MENU_BUTTON(button),
+          [](GtkMenuButton* menuButton, gpointer data) {
+            auto* pl = static_cast<Link*>(data);
+            auto* p = static_cast<PopUpButton*>(pl->view);
+            if (!p->menu()) return;
+            GSimpleActionGroup* group = g_simple_action_group_new();
+            GMenuModel* model = pl->impl->menuModel(*p->menu(), group, nullptr, 1);
+            gtk_widget_insert_action_group(GTK_WIDGET(menuButton), "tq", G_ACTION_GROUP(group));
+            g_object_set_data(G_OBJECT(group), "tq-anchor", menuButton);
+            g_object_unref(group);
+            gtk_menu_button_set_menu_model(menuButton, model);
+            g_object_unref(model);
+          },
+          l, nullptr);
     }
     auto cell = popup.popUpCell();
     if (cell && cell->imagePosition() == CellImagePosition::ImageOnly) {
@@ -400,15 +406,20 @@ GtkWidget* buildTextField(GtkPresenter::Impl& impl, TextField& field) {
     gtk_label_set_selectable(GTK_LABEL(label), field.cell() && field.cell()->isSelectable());
     gtk_widget_set_overflow(label, GTK_OVERFLOW_HIDDEN);
     if (field.cell()) {
-      PangoAttrList* attrs = fontAttributes(field.font());
-      if (cell && cell->textColor() && !cell->textColor()->isNamed()) {
+      const bool coloured = cell && cell->textColor() && !cell->textColor()->isNamed();
+      if (coloured) {
+        PangoAttrList* shared = fontAttributes(field.font());
+        PangoAttrList* attrs = pango_attr_list_copy(shared);
+        pango_attr_list_unref(shared);
         const auto& c = *cell->textColor();
         pango_attr_list_insert(attrs, pango_attr_foreground_new(static_cast<guint16>(c.red * 65535),
                                                                 static_cast<guint16>(c.green * 65535),
                                                                 static_cast<guint16>(c.blue * 65535)));
+        gtk_label_set_attributes(GTK_LABEL(label), attrs);
+        pango_attr_list_unref(attrs);
+      } else {
+        applyFont(label, field.font());
       }
-      gtk_label_set_attributes(GTK_LABEL(label), attrs);
-      pango_attr_list_unref(attrs);
     }
     String shown = shownText(field);
     impl.addSyncer([f, label, shown, shownText]() mutable {
@@ -429,7 +440,7 @@ GtkWidget* buildTextField(GtkPresenter::Impl& impl, TextField& field) {
   if (!field.placeholderString().isNil()) {
     g_object_set(widget, "placeholder-text", utf8(field.placeholderString()).c_str(), nullptr);
   }
-  if (GTK_IS_ENTRY(widget)) {
+  if (GTK_IS_ENTRY(widget) && !isDefaultFont(field.font())) {
     PangoAttrList* attrs = fontAttributes(field.font());
     gtk_entry_set_attributes(GTK_ENTRY(widget), attrs);
     pango_attr_list_unref(attrs);

@@ -106,6 +106,26 @@ void add(GtkWidget* widget, FrameChild child) {
 }  // namespace
 
 void frameBoxAddView(GtkWidget* box, GtkWidget* child, View* view) { add(box, {child, view, {}, false}); }
+
+void frameBoxInsertView(GtkWidget* widget, GtkWidget* child, View* view) {
+  auto* box = TQ_FRAME_BOX(widget);
+  // Before the first child that shows a later subview of the same superview.
+  const View* parent = view->superview();
+  auto position = [&](const View* v) -> long {
+    if (!parent || !v) return -1;
+    const auto& subs = parent->subviews();
+    for (std::size_t i = 0; i < subs.size(); ++i) {
+      if (subs[i].get() == v) return static_cast<long>(i);
+    }
+    return -1;
+  };
+  const long mine = position(view);
+  auto it = box->children->begin();
+  while (it != box->children->end() && !(it->view && position(it->view) > mine)) ++it;
+  GtkWidget* next = it == box->children->end() ? nullptr : it->widget;
+  box->children->insert(it, {child, view, {}, false});
+  gtk_widget_insert_before(child, widget, next);
+}
 void frameBoxAddAt(GtkWidget* box, GtkWidget* child, Rect topDown) { add(box, {child, nullptr, topDown, false}); }
 void frameBoxAddFilling(GtkWidget* box, GtkWidget* child) { add(box, {child, nullptr, {}, true}); }
 

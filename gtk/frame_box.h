@@ -29,6 +29,9 @@ void frameBoxSetAutoresizes(GtkWidget* box, bool autoresizes);
 
 // Adds a child placed at the frame of `view` (a subview of the box's view), read at each layout.
 void frameBoxAddView(GtkWidget* box, GtkWidget* child, View* view);
+// The same for a view shown later: the child goes among the others in the order of the views in
+// their superview, so that it draws over the views before it and under those after it.
+void frameBoxInsertView(GtkWidget* box, GtkWidget* child, View* view);
 // Adds a child at a fixed rectangle in top-down coordinates of the box's view.
 void frameBoxAddAt(GtkWidget* box, GtkWidget* child, Rect topDown);
 // Adds a child that fills the whole box (a decoration drawn behind the later children).

@@ -100,10 +100,37 @@ void GtkPresenter::Impl::watchView(View& view, GtkWidget* widget) {
   });
 }
 
+void GtkPresenter::Impl::addKeyEquivalent(GtkShortcutTrigger* trigger, GtkWidget* widget) {
+  GtkShortcutAction* activate = gtk_callback_action_new(
+      [](GtkWidget*, GVariant*, gpointer target) -> gboolean { return gtk_widget_activate(GTK_WIDGET(target)); }, widget,
+      nullptr);
+  if (!keyEquivalents) {
+    // A widget built outside a window (a view handed to the host) keeps its own.
+    GtkEventController* own = gtk_shortcut_controller_new();
+    gtk_shortcut_controller_set_scope(GTK_SHORTCUT_CONTROLLER(own), GTK_SHORTCUT_SCOPE_GLOBAL);
+    gtk_shortcut_controller_add_shortcut(GTK_SHORTCUT_CONTROLLER(own), gtk_shortcut_new(trigger, activate));
+    gtk_widget_add_controller(widget, own);
+    return;
+  }
+  gtk_shortcut_controller_add_shortcut(keyEquivalents, gtk_shortcut_new(trigger, activate));
+}
+
 void GtkPresenter::Impl::buildSubviews(View& parent, GtkWidget* box) {
   for (const auto& sub : parent.subviews()) {
     if (!sub) continue;
-    if (GtkWidget* w = build(*sub)) frameBoxAddView(box, w, sub.get());
+    if (!sub->isHidden()) {
+      if (GtkWidget* w = build(*sub)) frameBoxAddView(box, w, sub.get());
+      continue;
+    }
+    // A hidden view costs nothing until it is shown: its widgets are made then.
+    View* later = sub.get();
+    bool built = false;
+    addSyncer([this, later, box, built]() mutable {
+      if (built || later->isHidden()) return false;
+      built = true;
+      if (GtkWidget* w = build(*later)) frameBoxInsertView(box, w, later);
+      return true;
+    });
   }
 }
 
@@ -132,7 +159,6 @@ GtkWidget* GtkPresenter::Impl::build(View& view) {
       buildSubviews(view, widget);
     }
   }
-  gtk_widget_add_css_class(widget, "tq-view");
   remember(widget, &view);
   watchView(view, widget);
   return widget;
@@ -165,6 +191,10 @@ GtkWindow* GtkPresenter::Impl::buildWindow(const InterfaceObject& object) {
 
   GtkWidget* root = gtk_box_new(GTK_ORIENTATION_VERTICAL, 0);
   gtk_window_set_child(w, root);
+  GtkEventController* keys = gtk_shortcut_controller_new();
+  gtk_shortcut_controller_set_scope(GTK_SHORTCUT_CONTROLLER(keys), GTK_SHORTCUT_SCOPE_GLOBAL);
+  gtk_widget_add_controller(gwin, keys);
+  keyEquivalents = GTK_SHORTCUT_CONTROLLER(keys);
   if (window && mainMenu) gtk_box_append(GTK_BOX(root), buildMenuBar(*mainMenu, w));
   if (window) {
     if (auto toolbar = std::dynamic_pointer_cast<Toolbar>(window->toolbar()); toolbar && toolbar->isVisible()) {
@@ -181,10 +211,7 @@ GtkWindow* GtkPresenter::Impl::buildWindow(const InterfaceObject& object) {
     frameBoxSetNaturalSize(box, rect.size());
     const bool resizable = style & NSWindowStyleMaskResizable;
     frameBoxSetMinimumSize(box, resizable ? window->minSize() : rect.size());
-    if (content) {
-      remember(box, content);
-      gtk_widget_add_css_class(box, "tq-view");
-    }
+    if (content) remember(box, content);
   } else {
     // A top-level view is its own content: it fills the window.
     GtkWidget* view = build(*content);
@@ -222,6 +249,7 @@ GtkWindow* GtkPresenter::Impl::buildWindow(const InterfaceObject& object) {
                      return TRUE;
                    }),
                    this);
+  keyEquivalents = nullptr;
   windows[&object] = w;
   windowOrder.push_back(w);
   return w;

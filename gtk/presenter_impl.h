@@ -66,6 +66,10 @@ struct GtkPresenter::Impl {
   // The comparisons every view gets: hidden, tool tip, frame, and enabled for controls.
   void watchView(View& view, GtkWidget* widget);
   void addSyncer(std::function<bool()> syncer) { syncers.push_back(std::move(syncer)); }
+  // A key that activates a widget from anywhere in its window (a button's key equivalent). The
+  // window being built collects them in one shortcut controller.
+  void addKeyEquivalent(GtkShortcutTrigger* trigger, GtkWidget* widget);
+  GtkShortcutController* keyEquivalents = nullptr;
 
   // Family builders (controls.cpp, containers.cpp, tables.cpp, menus.cpp, fallback.cpp).
   GtkWidget* buildControl(View& view);     // buttons, fields, pop-ups, sliders, ...; nullptr if not one
@@ -101,9 +105,12 @@ struct GtkPresenter::Impl {
 // The presenter inside that made a widget (or one of its ancestors), or nullptr.
 GtkPresenter::Impl* presenterOfWidget(GtkWidget* widget);
 
-// Text attributes for the model's font, at its size in pixels (a point of the model is a pixel).
+// Text attributes for the model's font, at its size in pixels (a point of the model is a pixel); a
+// new reference to a list shared by every widget of that font.
 PangoAttrList* fontAttributes(const FontDescriptor& font);
-// Applies the font to a label, or to the label inside a button.
+// Whether a font is the system font at its standard size, which presented windows show anyway.
+bool isDefaultFont(const FontDescriptor& font);
+// Applies the font to a label, or to the label inside a button (nothing for the default font).
 void applyFont(GtkWidget* widget, const FontDescriptor& font);
 // The label a button shows (its child when that is a label), or nullptr.
 GtkWidget* buttonLabel(GtkWidget* button);

@@ -1,6 +1,8 @@
 // Small pieces every family of widgets uses: fonts, images as textures, the library's drawing in a
 // drawing area, and the style sheet of presented windows.
 #include <cstring>
+#include <map>
+#include <tuple>
 
 #include "presenter_impl.h"
 #include "tq/platform/ui/drawing/font.h"
@@ -13,6 +15,10 @@ namespace tq {
 std::string utf8(const String& s) { return s.isNil() ? std::string() : s.UTF8String(); }
 
 PangoAttrList* fontAttributes(const FontDescriptor& descriptor) {
+  // One list per font, shared: interfaces use a handful of fonts for hundreds of labels.
+  static std::map<std::tuple<std::string, double, bool>, PangoAttrList*> lists;
+  const auto key = std::make_tuple(utf8(descriptor.name), descriptor.size, descriptor.bold);
+  if (auto it = lists.find(key); it != lists.end()) return pango_attr_list_ref(it->second);
   FontRef font = Font::fontWithDescriptor(descriptor);
   if (!font) font = Font::systemFontOfSize(0);
   PangoFontDescription* description = pango_font_description_copy(font->pangoFontDescription());
@@ -21,7 +27,12 @@ PangoAttrList* fontAttributes(const FontDescriptor& descriptor) {
   PangoAttrList* list = pango_attr_list_new();
   pango_attr_list_insert(list, pango_attr_font_desc_new(description));
   pango_font_description_free(description);
-  return list;
+  lists.emplace(key, list);
+  return pango_attr_list_ref(list);
+}
+
+bool isDefaultFont(const FontDescriptor& font) {
+  return !font.bold && font.size == Font::systemFontSize() && font.name == FontDescriptor::systemFamilyName();
 }
 
 GtkWidget* buttonLabel(GtkWidget* button) {
@@ -36,6 +47,8 @@ GtkWidget* buttonLabel(GtkWidget* button) {
 }
 
 void applyFont(GtkWidget* widget, const FontDescriptor& font) {
+  // The style sheet gives presented windows the system font already.
+  if (isDefaultFont(font)) return;
   GtkWidget* label = GTK_IS_LABEL(widget) ? widget : buttonLabel(widget);
   if (!label) return;
   PangoAttrList* list = fontAttributes(font);

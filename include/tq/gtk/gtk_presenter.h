@@ -44,6 +44,8 @@
 //   TextView               GtkTextView with its text
 //   Menu (main menu)       GtkPopoverMenuBar; key equivalents as shortcuts of the window (command
 //                          and control as Ctrl, option as Alt, shift as Shift)
+// A view hidden when its window is built gets its widgets when it is first shown; a pull-down's
+// menu is made when it is first opened.
 // Everything else with a frame (custom views without subviews, date pickers, colour wells, path
 // controls, circular sliders, rating indicators, views known only by class name) is drawn by the
 // library's own view drawing (drawViewHierarchy) in a GtkDrawingArea at its frame; nothing the
@@ -125,7 +127,8 @@ class GtkPresenter : public Object {
   // call; the host's container then holds it). nullptr for other objects.
   GtkWidget* widgetForView(const View& view);
 
-  // The widget made for a view, table column or window (its GtkWindow), or nullptr.
+  // The widget made for a view, table column or window (its GtkWindow), or nullptr (also for a view
+  // that has been hidden since its window was built).
   GtkWidget* widgetFor(const InterfaceObject& object) const;
   // The model object a widget was made for, or nullptr.
   InterfaceObject* objectForWidget(GtkWidget* widget) const;
