@@ -12,6 +12,7 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-dejavu-core iproute2 xxd util-linux
   fonts-dejavu-extra
+  libgtk-4-dev xvfb xauth xdotool
 )
 
 missing=()

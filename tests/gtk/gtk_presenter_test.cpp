@@ -318,6 +318,8 @@ TEST_F(ControlsWindow, ValuesSetOnTheModelShowInTheWidgets) {
   object<PopUpButton>("pop-size").popUpCell()->selectItemAtIndex(2);
   object<Control>("sld-level").cell()->setDoubleValue(9);
   model->setTitle(u"Renamed");
+  EXPECT_EQ(test::byIdentifier(inspectWindow(window)).count("lbl-later"), 0u) << "hidden at load";
+  object<TextField>("lbl-later").setHidden(false);
   ASSERT_TRUE(settle());
 
   const auto records = inspectWindow(window);
@@ -328,6 +330,11 @@ TEST_F(ControlsWindow, ValuesSetOnTheModelShowInTheWidgets) {
   EXPECT_EQ(found.at("pop-size").text, "Large");
   EXPECT_FALSE(found.at("fld-name").sensitive);
   EXPECT_EQ(found.count("btn-copy"), 0u) << "a hidden view's widget is not on screen";
+  // A view hidden at load, shown: at its frame (290 from the content's left, 250 + 17 from its bottom).
+  ASSERT_EQ(found.count("lbl-later"), 1u);
+  EXPECT_EQ(found.at("lbl-later").text, "Later");
+  EXPECT_EQ(found.at("lbl-later").x - found.at("cnt-01").x, 290);
+  EXPECT_EQ(found.at("lbl-later").y - found.at("cnt-01").y, 360 - 250 - 17);
   auto* check = GTK_CHECK_BUTTON(presenter->widgetFor(object<Button>("chk-remember")));
   EXPECT_TRUE(gtk_check_button_get_active(check));
   EXPECT_DOUBLE_EQ(gtk_range_get_value(GTK_RANGE(presenter->widgetFor(object<Control>("sld-level")))), 9);

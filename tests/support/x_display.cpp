@@ -62,6 +62,8 @@ XDisplay::XDisplay() {
   ::setenv("GDK_BACKEND", "x11", 1);
   ::setenv("GTK_A11Y", "none", 1);
   ::setenv("NO_AT_BRIDGE", "1", 1);
+  // A virtual display has no GPU: GTK draws with Cairo rather than OpenGL in software.
+  ::setenv("GSK_RENDERER", "cairo", 0);
   ::unsetenv("DBUS_SESSION_BUS_ADDRESS");
   ok_ = true;
 }
