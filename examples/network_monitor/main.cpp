@@ -8,7 +8,8 @@
 //   network_monitor                    the window, until it is closed (or Ctrl+Q)
 //   network_monitor --dump-widgets     also the widgets as JSON lines on standard output, after the
 //                                      first frame and after each change the window shows
-//   network_monitor --screenshot PNG   also a picture of the window after its first frame
+//   network_monitor --screenshot PNG   also a picture of the window after its first frame (and, with
+//                                      --dump-widgets, after each change, with each dump)
 //   network_monitor --quit-after MS    close after MS milliseconds
 #include <gtk/gtk.h>
 
@@ -80,7 +81,8 @@ class MonitorController : public tq::Object,
   }
 
   // Loads, translates and shows the window; starts watching the network.
-  bool start(bool dump) {
+  bool start(bool dump, std::string screenshot) {
+    screenshot_ = std::move(screenshot);
     bundle_ = tq::Bundle::bundleForClass(typeid(*this));
     objects_ = tq::loadNibWithName(u"Monitor", self());
     if (objects_.empty() || !window_.lock() || !table_.lock()) {
@@ -285,6 +287,7 @@ class MonitorController : public tq::Object,
     tq::afterNextFrame(gtkWindow_, [me] {
       me->pendingDump_ = false;
       tq::writeWidgetDump(me->gtkWindow_, stdout);
+      if (!me->screenshot_.empty()) tq::saveScreenshot(me->gtkWindow_, me->screenshot_);
     });
   }
 
@@ -307,6 +310,7 @@ class MonitorController : public tq::Object,
   tq::ImageRef icons_[4];
   bool dump_ = false;
   bool pendingDump_ = false;
+  std::string screenshot_;
 };
 
 // The application object: the end of the responder chain, where Quit arrives.
@@ -343,7 +347,7 @@ int main(int argc, char** argv) {
   auto application = std::make_shared<Application>();
   auto controller = std::make_shared<MonitorController>();
   controller->setApplication(application);
-  if (!controller->start(dump)) return 1;
+  if (!controller->start(dump, screenshot)) return 1;
   controller->presenter()->setWindowClosedHandler([&](const tq::InterfaceObject&) { application->done = true; });
   if (!screenshot.empty()) {
     tq::afterNextFrame(controller->gtkWindow(), [&] {

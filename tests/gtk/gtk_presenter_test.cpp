@@ -172,6 +172,9 @@ TEST(GtkPresenterCorpus, EveryWindowShowsItsWidgetsWhereItsFramesPutThemAndEvery
       const auto records = inspectWindow(window);
       const auto byId = test::byIdentifier(records);
       ++windows;
+      std::string name = fs::relative(file, test::corpusDir()).string();
+      std::replace(name.begin(), name.end(), '/', '_');
+      EXPECT_TRUE(saveScreenshot(window, test::artefact(name + "-" + std::to_string(i) + ".png")));
 
       auto* w = dynamic_cast<Window*>(&object);
       const View* root = w ? w->contentView().get() : dynamic_cast<View*>(&object);
@@ -430,8 +433,7 @@ TEST_F(ControlsWindow, TableCellsAreDrawnByTheirCellsWithTheirHighlightAndSepara
   // Each row as high as the row height and the intercell spacing.
   EXPECT_EQ(cells["1 name"].y - cells["0 name"].y, 18 + 2);
 
-  test::TempDir dir;
-  const std::string png = (dir.path() / "table.png").string();
+  const std::string png = test::artefact("table-cells.png");
   ASSERT_TRUE(saveScreenshot(window, png));
   Png shot(png);
   // The picture is of the window's area, which starts at x, y of its surface.

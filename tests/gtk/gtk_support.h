@@ -6,6 +6,7 @@
 #include <gtk/gtk.h>
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <string>
@@ -60,6 +61,12 @@ inline std::map<std::string, WidgetRecord> byIdentifier(const std::vector<Widget
     if (!r.identifier.empty()) found[r.identifier] = r;
   }
   return found;
+}
+
+// Where the tests keep their screenshots (made when needed): build/tests/artefacts/gtk.
+inline std::string artefact(const std::string& name) {
+  std::filesystem::create_directories(TQ_TEST_ARTEFACTS_DIR);
+  return std::string(TQ_TEST_ARTEFACTS_DIR) + "/" + name;
 }
 
 // The X11 window of a presented window.

@@ -2,6 +2,7 @@
 // veth pair made by the test appears in its table, goes down and comes back, and each change of
 // link shows in the dumped widgets as the Ethernet observer's notifications report it.
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <map>
 #include <string>
@@ -44,7 +45,11 @@ Shown parse(const std::vector<std::string>& lines) {
 // The monitor, read dump by dump.
 class Monitor {
  public:
-  Monitor() : process_({TQ_NETWORK_MONITOR, "--dump-widgets"}) {}
+  Monitor() : process_({TQ_NETWORK_MONITOR, "--dump-widgets", "--screenshot", artefact()}) {}
+  static std::string artefact() {
+    std::filesystem::create_directories(TQ_TEST_ARTEFACTS_DIR);
+    return std::string(TQ_TEST_ARTEFACTS_DIR) + "/network-monitor.png";
+  }
 
   // Reads dumps until one satisfies `want` (within 10 s); that one, or the last read.
   Shown waitFor(const std::function<bool(const Shown&)>& want) {
