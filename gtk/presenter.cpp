@@ -1,6 +1,7 @@
 // The presenter: windows, the dispatch of each view to the widget of its family, the model
 // comparisons run as the main loop iterates, and the sending of actions.
 #include <algorithm>
+#include <utility>
 
 #include "frame_box.h"
 #include "presenter_impl.h"
@@ -115,6 +116,17 @@ void GtkPresenter::Impl::addKeyEquivalent(GtkShortcutTrigger* trigger, GtkWidget
   gtk_shortcut_controller_add_shortcut(keyEquivalents, gtk_shortcut_new(trigger, activate));
 }
 
+std::shared_ptr<bool> GtkPresenter::Impl::aliveWhile(GtkWidget* root) {
+  auto alive = std::make_shared<bool>(true);
+  g_signal_connect_data(root, "destroy", G_CALLBACK(+[](GtkWidget*, gpointer data) {
+                          *static_cast<std::shared_ptr<bool>*>(data)->get() = false;
+                        }),
+                        new std::shared_ptr<bool>(alive),
+                        [](gpointer data, GClosure*) { delete static_cast<std::shared_ptr<bool>*>(data); },
+                        static_cast<GConnectFlags>(0));
+  return alive;
+}
+
 void GtkPresenter::Impl::buildSubviews(View& parent, GtkWidget* box) {
   for (const auto& sub : parent.subviews()) {
     if (!sub) continue;
@@ -125,10 +137,13 @@ void GtkPresenter::Impl::buildSubviews(View& parent, GtkWidget* box) {
     // A hidden view costs nothing until it is shown: its widgets are made then.
     View* later = sub.get();
     bool built = false;
-    addSyncer([this, later, box, built]() mutable {
+    std::shared_ptr<bool> tree = building;
+    addSyncer([this, later, box, built, tree]() mutable {
       if (built || later->isHidden()) return false;
       built = true;
+      std::shared_ptr<bool> outer = std::exchange(building, tree);
       if (GtkWidget* w = build(*later)) frameBoxInsertView(box, w, later);
+      building = outer;
       return true;
     });
   }
@@ -169,9 +184,10 @@ GtkWindow* GtkPresenter::Impl::buildWindow(const InterfaceObject& object) {
   auto* topView = dynamic_cast<const View*>(&object);
   if (!window && !topView) return nullptr;
   // The values a new widget starts with are the model's own: setting them sends no action.
-  Pushing building(*this);
+  Pushing guard(*this);
   installPresenterStyles();
   GtkWidget* gwin = gtk_window_new();
+  building = aliveWhile(gwin);
   gtk_widget_add_css_class(gwin, "tq-presented");
   g_object_set_data(G_OBJECT(gwin), kPresenterKey, this);
   auto* w = GTK_WINDOW(gwin);
@@ -250,6 +266,7 @@ GtkWindow* GtkPresenter::Impl::buildWindow(const InterfaceObject& object) {
                    }),
                    this);
   keyEquivalents = nullptr;
+  building = nullptr;
   windows[&object] = w;
   windowOrder.push_back(w);
   return w;
@@ -382,9 +399,21 @@ GtkWidget* GtkPresenter::widgetForView(const View& view) {
   if (auto it = impl_->widgets.find(&view); it != impl_->widgets.end()) return it->second;
   if (!isTopLevel(impl_->objects, view) || impl_->windows.count(&view)) return nullptr;
   installPresenterStyles();
-  Impl::Pushing building(*impl_);
+  Impl::Pushing guard(*impl_);
+  // The tree's comparisons stop when the host destroys it; its flag is set once the root exists.
+  auto alive = std::make_shared<bool>(true);
+  impl_->building = alive;
   GtkWidget* widget = impl_->build(const_cast<View&>(view));
-  if (widget) impl_->detached.push_back(GTK_WIDGET(g_object_ref_sink(widget)));
+  impl_->building = nullptr;
+  if (widget) {
+    impl_->detached.push_back(GTK_WIDGET(g_object_ref_sink(widget)));
+    g_signal_connect_data(widget, "destroy", G_CALLBACK(+[](GtkWidget*, gpointer data) {
+                            *static_cast<std::shared_ptr<bool>*>(data)->get() = false;
+                          }),
+                          new std::shared_ptr<bool>(alive),
+                          [](gpointer data, GClosure*) { delete static_cast<std::shared_ptr<bool>*>(data); },
+                          static_cast<GConnectFlags>(0));
+  }
   return widget;
 }
 

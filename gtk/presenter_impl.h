@@ -65,7 +65,15 @@ struct GtkPresenter::Impl {
   void remember(GtkWidget* widget, InterfaceObject* object);
   // The comparisons every view gets: hidden, tool tip, frame, and enabled for controls.
   void watchView(View& view, GtkWidget* widget);
-  void addSyncer(std::function<bool()> syncer) { syncers.push_back(std::move(syncer)); }
+  // Adds a comparison for the window (or host-held view tree) being built: it stops when that
+  // window's widgets are destroyed (by the host, or by GTK at its end).
+  void addSyncer(std::function<bool()> syncer) {
+    syncers.push_back([alive = building, syncer = std::move(syncer)] { return (!alive || *alive) && syncer(); });
+  }
+  // The window or view tree being built: true until its widgets are destroyed.
+  std::shared_ptr<bool> building;
+  // Makes a flag for a window or tree about to be built, false once `root` is destroyed.
+  std::shared_ptr<bool> aliveWhile(GtkWidget* root);
   // A key that activates a widget from anywhere in its window (a button's key equivalent). The
   // window being built collects them in one shortcut controller.
   void addKeyEquivalent(GtkShortcutTrigger* trigger, GtkWidget* widget);

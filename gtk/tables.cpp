@@ -147,6 +147,7 @@ CellViewInfo cellViewInfo(GtkWidget* widget) {
 }
 
 TableState::~TableState() {
+  if (selection) g_object_unref(selection);
   if (rows) g_object_unref(rows);
 }
 
@@ -220,7 +221,8 @@ GtkWidget* GtkPresenter::Impl::buildTable(TableView& table) {
   gtk_single_selection_set_autoselect(state->selection, FALSE);
   gtk_single_selection_set_can_unselect(state->selection, TRUE);
   gtk_single_selection_set_selected(state->selection, GTK_INVALID_LIST_POSITION);
-  GtkWidget* view = gtk_column_view_new(GTK_SELECTION_MODEL(state->selection));
+  // The state keeps the selection, so that the host's calls stay safe after the widgets are gone.
+  GtkWidget* view = gtk_column_view_new(GTK_SELECTION_MODEL(g_object_ref(state->selection)));
   gtk_widget_add_css_class(view, "tq-cells");
   gtk_column_view_set_show_row_separators(GTK_COLUMN_VIEW(view), FALSE);
   gtk_column_view_set_show_column_separators(GTK_COLUMN_VIEW(view), TRUE);

@@ -25,7 +25,7 @@
 //                          GtkMenuButton titled by the first item, with the others in its menu
 //   TextField              GtkLabel when it cannot be edited, else GtkEntry (GtkPasswordEntry for
 //                          "NSSecureTextField", GtkSearchEntry for a SearchField), placeholders kept
-//   "NSComboBox"           GtkEntry
+//   "NSComboBox"           GtkEntry (the model keeps no list of a combo box's items)
 //   "NSSlider"             GtkScale (circular sliders are drawn, see below)
 //   "NSStepper"            two small GtkButtons with up and down arrows, stepping by 1
 //   "NSLevelIndicator"     GtkLevelBar (continuous and discrete capacity styles)

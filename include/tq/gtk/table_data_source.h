@@ -11,8 +11,10 @@
 //   3. the copy draws itself into the cell's frame: the row's rectangle inset by half the table's
 //      intercell spacing on each side, as high as the table's row height. A selected row is first
 //      filled with the cell's highlightColorWithFrame().
-// A click on a check box cell toggles its state and hands the new value to setObjectValue(). Rows
-// are asked for again when the host calls GtkPresenter::reloadData(), and as rows scroll into view.
+// A click on a check box cell of an editable column toggles its state and hands the new value to
+// setObjectValue(). Rows are asked for again when the host calls GtkPresenter::reloadData(), and as
+// rows scroll into view. An outline view's rows are listed the same way, flat: the source gives
+// them in the order they show (indent with the cell's text or image if levels matter).
 //
 // Threads: the interface (main) thread; the presenter keeps the source (shared) while it shows the
 // table.
