@@ -88,8 +88,16 @@ GtkWidget* buildTabView(GtkPresenter::Impl& impl, TabView& tabs) {
     gtk_notebook_append_page(GTK_NOTEBOOK(notebook), page, label);
     labels.push_back(label);
   }
-  if (tabs.indexOfSelectedTabViewItem() >= 0) {
-    gtk_notebook_set_current_page(GTK_NOTEBOOK(notebook), static_cast<int>(tabs.indexOfSelectedTabViewItem()));
+  if (tabs.indexOfSelectedTabViewItem() > 0) {
+    // A notebook switches pages (and moves the focus) only once it is in a window.
+    g_signal_connect_data(notebook, "realize", G_CALLBACK(+[](GtkWidget* w, gpointer data) {
+                            auto* t = static_cast<TabView*>(data);
+                            g_signal_handlers_disconnect_by_data(w, data);
+                            if (t->indexOfSelectedTabViewItem() >= 0) {
+                              gtk_notebook_set_current_page(GTK_NOTEBOOK(w), static_cast<int>(t->indexOfSelectedTabViewItem()));
+                            }
+                          }),
+                          &tabs, nullptr, static_cast<GConnectFlags>(0));
   }
   auto* l = new TabsLink{&impl, &tabs};
   g_object_set_data_full(G_OBJECT(notebook), "tq-tabs", l, [](gpointer p) { delete static_cast<TabsLink*>(p); });

@@ -328,6 +328,9 @@ bool GtkPresenter::Impl::send(const String& selector, const ObjectRef& target, c
 
 GtkPresenter::Impl::~Impl() {
   dying = true;
+  // Widgets that change as they are taken apart (radio groups, selections) write nothing back and
+  // send no action.
+  ++pushing;
   if (syncSource) {
     g_source_destroy(syncSource);
     g_source_unref(syncSource);

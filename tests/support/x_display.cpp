@@ -2,6 +2,7 @@
 #include "support/x_display.h"
 
 #include <poll.h>
+#include <sys/prctl.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -33,6 +34,8 @@ XDisplay::XDisplay() {
   }
   const pid_t pid = ::fork();
   if (pid == 0) {
+    // The server goes with the test program, however that ends.
+    ::prctl(PR_SET_PDEATHSIG, SIGTERM);
     ::close(fds[0]);
     // Xvfb picks a free display number and writes it to the descriptor.
     const std::string fd = std::to_string(fds[1]);
