@@ -29,12 +29,12 @@ namespace {
 namespace fs = std::filesystem;
 
 
-// Every interface file and compiled nib folder of the corpus.
+// Every interface file, storyboard and compiled nib folder of the corpus.
 std::vector<fs::path> corpusInterfaces() {
   std::vector<fs::path> found;
   for (auto it = fs::recursive_directory_iterator(test::corpusDir()); it != fs::recursive_directory_iterator(); ++it) {
     const fs::path& p = it->path();
-    if (p.extension() == ".xib" || (p.extension() == ".nib" && it->is_directory())) {
+    if (p.extension() == ".xib" || p.extension() == ".storyboard" || (p.extension() == ".nib" && it->is_directory())) {
       found.push_back(p);
       if (it->is_directory()) it.disable_recursion_pending();
     }

@@ -4,10 +4,12 @@
 #include <dlfcn.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -16,6 +18,7 @@
 #include "tq/interface/tq_localizer.h"
 #include "tq/platform/bundle/bundle.h"
 #include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/archive/storyboard_reader.h"
 #include "tq/platform/ui/drawing/image.h"
 #include "tq/platform/ui/drawing/named_images.h"
 #include "tq/platform/ui/model/box.h"
@@ -202,15 +205,30 @@ int runShow(const std::vector<std::string>& argv) {
   tq::NibLoadOptions load;
   load.owner = owner;
   load.application = owner;
-  tq::NibReadResult result = tq::readNibFile(file.string(), load);
+  // A storyboard is shown scene by scene, as `tqkit render` lists them.
+  std::optional<tq::StoryboardReadResult> storyboard;
+  if (tq::isStoryboardPath(file.string())) storyboard = tq::readStoryboardFile(file.string(), load);
+  tq::NibReadResult result = storyboard ? (*storyboard ? storyboard->storyboard().nibResult()
+                                                       : tq::NibReadResult(storyboard->error()))
+                                        : tq::readNibFile(file.string(), load);
   if (!result) {
     const std::string& reason = result.error().reason;
     throw tq::cli::Failure(reason.find(file.string()) == std::string::npos ? file.string() + ": " + reason : reason);
   }
-  const auto& objects = result.nib().topLevelObjects();
+  std::vector<tq::ObjectRef> objects = result.nib().topLevelObjects();
   std::vector<tq::ObjectRef> shown;
-  for (const auto& o : objects) {
-    if (dynamic_cast<tq::Window*>(o.get()) || dynamic_cast<tq::View*>(o.get())) shown.push_back(o);
+  if (storyboard) {
+    for (const auto& scene : storyboard->storyboard().scenes()) {
+      tq::ObjectRef o = scene.window() ? tq::ObjectRef(scene.window()) : tq::ObjectRef(scene.view());
+      if (!o) continue;
+      shown.push_back(o);
+      // A scene's view that sits in another scene's window is shown in a window of its own.
+      if (std::find(objects.begin(), objects.end(), o) == objects.end()) objects.push_back(o);
+    }
+  } else {
+    for (const auto& o : objects) {
+      if (dynamic_cast<tq::Window*>(o.get()) || dynamic_cast<tq::View*>(o.get())) shown.push_back(o);
+    }
   }
   if (shown.empty()) throw tq::cli::Failure(path + ": no window or top-level view to show");
   if (static_cast<std::size_t>(index) >= shown.size()) {
@@ -243,9 +261,9 @@ tq::cli::Registration showCommand(
      "usage: tqkit show FILE [--window N] [--language L] [--screenshot PNG] [--dump-widgets]\n"
      "                  [--log-actions] [--quit-after MS]\n\n"
      "Reads the interface FILE in any form the readers take (.xib, the older XML archive, a compiled\n"
-     ".nib file or folder) and shows one of its windows, or a top-level view in a window of its own,\n"
-     "as real GTK 4 widgets: buttons, check boxes, fields, pop-ups, tables, tab views... (see the\n"
-     "tqkit-gtk documentation). The window stays until it is closed.\n\n"
+     ".nib file or folder, a storyboard scene by scene) and shows one of its windows, or a top-level\n"
+     "view in a window of its own, as real GTK 4 widgets: buttons, check boxes, fields, pop-ups,\n"
+     "tables, tab views... (see the tqkit-gtk documentation). The window stays until it is closed.\n\n"
      "  --window N        which window or top-level view, counting from 0 in document order, as\n"
      "                    `tqkit render --list` numbers them (default 0)\n"
      "  --language L      translated into L: the copy of FILE in L.lproj beside FILE's .lproj folder\n"
