@@ -9,6 +9,7 @@
 #include "tq/platform/ui/drawing/image.h"
 #include "tq/platform/ui/model/text_measurer.h"
 #include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/combo_box.h"
 #include "tq/platform/ui/model/image_view.h"
 #include "tq/platform/ui/model/progress_indicator.h"
 #include "tq/platform/ui/model/segmented_control.h"
@@ -366,6 +367,37 @@ void onEdited(GtkEditable* editable, gpointer) {
   static_cast<Control*>(l->view)->setStringValue(String::fromUTF8(gtk_editable_get_text(editable)));
 }
 
+// A combo box: GTK's combo box with an entry, its items from the model, the entry's text the
+// field's string value.
+GtkWidget* buildComboBox(GtkPresenter::Impl& impl, ComboBox& combo) {
+  G_GNUC_BEGIN_IGNORE_DEPRECATIONS
+  GtkWidget* widget = gtk_combo_box_text_new_with_entry();
+  for (const String& item : combo.objectValues()) gtk_combo_box_text_append_text(GTK_COMBO_BOX_TEXT(widget), utf8(item).c_str());
+  G_GNUC_END_IGNORE_DEPRECATIONS
+  GtkWidget* entry = gtk_combo_box_get_child(GTK_COMBO_BOX(widget));
+  gtk_editable_set_text(GTK_EDITABLE(entry), utf8(combo.stringValue()).c_str());
+  if (!combo.placeholderString().isNil()) gtk_entry_set_placeholder_text(GTK_ENTRY(entry), utf8(combo.placeholderString()).c_str());
+  link(entry, &impl, &combo);
+  link(widget, &impl, &combo);
+  g_signal_connect(entry, "changed", G_CALLBACK(onEdited), nullptr);
+  g_signal_connect(entry, "activate", G_CALLBACK(onClicked), nullptr);
+  // An item chosen from the list (its text is in the entry already) sends the action.
+  g_signal_connect(widget, "changed", G_CALLBACK(+[](GtkComboBox* box, gpointer) {
+                     if (gtk_combo_box_get_active(box) >= 0) onClicked(GTK_WIDGET(box), nullptr);
+                   }),
+                   nullptr);
+  ComboBox* c = &combo;
+  String shown = combo.stringValue();
+  impl.addSyncer([c, entry, shown]() mutable {
+    if (c->stringValue() == shown) return false;
+    shown = c->stringValue();
+    if (String::fromUTF8(gtk_editable_get_text(GTK_EDITABLE(entry))) == shown) return false;
+    gtk_editable_set_text(GTK_EDITABLE(entry), utf8(shown).c_str());
+    return true;
+  });
+  return widget;
+}
+
 GtkWidget* buildTextField(GtkPresenter::Impl& impl, TextField& field) {
   auto cell = field.textFieldCell();
   const String name = field.className();
@@ -434,6 +466,7 @@ GtkWidget* buildTextField(GtkPresenter::Impl& impl, TextField& field) {
     return label;
   }
 
+  if (auto* combo = dynamic_cast<ComboBox*>(&field)) return buildComboBox(impl, *combo);
   GtkWidget* widget = secure ? gtk_password_entry_new() : search ? gtk_search_entry_new() : gtk_entry_new();
   gtk_editable_set_text(GTK_EDITABLE(widget), utf8(field.stringValue()).c_str());
   gtk_editable_set_alignment(GTK_EDITABLE(widget), xAlignment(field.alignment()));

@@ -320,6 +320,7 @@ TEST_F(ControlsWindow, ValuesSetOnTheModelShowInTheWidgets) {
   object<TextField>("fld-name").setEnabled(false);
   object<PopUpButton>("pop-size").popUpCell()->selectItemAtIndex(2);
   object<Control>("sld-level").cell()->setDoubleValue(9);
+  object<TextField>("cmb-speed").setStringValue(u"Slow");
   model->setTitle(u"Renamed");
   EXPECT_EQ(test::byIdentifier(inspectWindow(window)).count("lbl-later"), 0u) << "hidden at load";
   object<TextField>("lbl-later").setHidden(false);
@@ -331,6 +332,9 @@ TEST_F(ControlsWindow, ValuesSetOnTheModelShowInTheWidgets) {
   EXPECT_EQ(found.at("lbl-info").text, "Changed");
   EXPECT_EQ(found.at("btn-press").text, "Push me");
   EXPECT_EQ(found.at("pop-size").text, "Large");
+  GtkWidget* combo = presenter->widgetFor(object<TextField>("cmb-speed"));
+  ASSERT_TRUE(GTK_IS_COMBO_BOX(combo));
+  EXPECT_STREQ(gtk_editable_get_text(GTK_EDITABLE(gtk_combo_box_get_child(GTK_COMBO_BOX(combo)))), "Slow");
   EXPECT_FALSE(found.at("fld-name").sensitive);
   EXPECT_EQ(found.count("btn-copy"), 0u) << "a hidden view's widget is not on screen";
   // A view hidden at load, shown: at its frame (290 from the content's left, 250 + 17 from its bottom).

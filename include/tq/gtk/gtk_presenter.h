@@ -25,7 +25,7 @@
 //                          GtkMenuButton titled by the first item, with the others in its menu
 //   TextField              GtkLabel when it cannot be edited, else GtkEntry (GtkPasswordEntry for
 //                          "NSSecureTextField", GtkSearchEntry for a SearchField), placeholders kept
-//   "NSComboBox"           GtkEntry (the model keeps no list of a combo box's items)
+//   ComboBox               GtkComboBoxText with an entry: the items, the string value in the entry
 //   "NSSlider"             GtkScale (circular sliders are drawn, see below)
 //   "NSStepper"            two small GtkButtons with up and down arrows, stepping by 1
 //   "NSLevelIndicator"     GtkLevelBar (continuous and discrete capacity styles)
@@ -46,8 +46,9 @@
 //                          and control as Ctrl, option as Alt, shift as Shift)
 // A view hidden when its window is built gets its widgets when it is first shown; a pull-down's
 // menu is made when it is first opened.
+// Stack and grid views place their views at their archived frames, as plain views do.
 // Everything else with a frame (custom views without subviews, date pickers, colour wells, path
-// controls, circular sliders, rating indicators, views known only by class name) is drawn by the
+// controls, rule editors, circular sliders, rating indicators, views known only by class name) is drawn by the
 // library's own view drawing (drawViewHierarchy) in a GtkDrawingArea at its frame; nothing the
 // model holds is left out. fallbackClassNames() lists which classes went that way.
 //
