@@ -57,7 +57,9 @@ std::string widgetRecordJSON(const WidgetRecord& record);
 void writeWidgetDump(GtkWindow* window, std::FILE* out);
 
 // Draws the window as it is now into a PNG file (the whole window, client-side title bar
-// included). False, with the reason in `error` when given, when it cannot.
+// included; its pixel (0, 0) is at the window record's x, y in the surface, past the room the
+// surface keeps for shadows). Written beside the destination and renamed over it. False, with the
+// reason in `error` when given, when it cannot.
 bool saveScreenshot(GtkWindow* window, const std::string& path, std::string* error = nullptr);
 
 // Runs `then` once, from the main loop, after the window's next frame has been drawn (its first,
