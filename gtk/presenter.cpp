@@ -8,7 +8,9 @@
 #include "tables.h"
 #include "tq/gtk/action_handling.h"
 #include "tq/platform/ui/model/matrix.h"
+#include "tq/platform/ui/model/grid_view.h"
 #include "tq/platform/ui/model/scroll_view.h"
+#include "tq/platform/ui/model/stack_view.h"
 #include "tq/platform/ui/model/toolbar.h"
 
 namespace tq {
@@ -166,7 +168,8 @@ GtkWidget* GtkPresenter::Impl::build(View& view) {
     // A custom view (or one known only by class name) without subviews is drawn; one with
     // subviews is a container for them.
     const bool leaf = view.subviews().empty();
-    const bool plain = name == String(u"NSView") && view.customClassName().isNil();
+    const bool plain = (name == String(u"NSView") && view.customClassName().isNil()) ||
+                       dynamic_cast<StackView*>(&view) || dynamic_cast<GridView*>(&view);
     if (leaf && !plain) {
       widget = buildFallback(view);
     } else {
