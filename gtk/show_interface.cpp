@@ -41,13 +41,20 @@ class LoggingResponder : public Object, public ActionHandling {
 
  private:
   static std::string escape(const std::string& s) {
-    // The record's JSON writer escapes strings; take its "text" field back out.
-    WidgetRecord r;
-    r.text = s;
-    const std::string json = widgetRecordJSON(r);
-    const std::size_t start = json.find("\"text\":\"") + 8;
-    const std::size_t end = json.find("\",\"x\":");
-    return json.substr(start, end - start);
+    std::string out;
+    for (unsigned char c : s) {
+      if (c == '"' || c == '\\') {
+        out += '\\';
+        out += static_cast<char>(c);
+      } else if (c < 0x20) {
+        char buf[8];
+        std::snprintf(buf, sizeof buf, "\\u%04x", c);
+        out += buf;
+      } else {
+        out += static_cast<char>(c);
+      }
+    }
+    return out;
   }
   bool log_;
 };
