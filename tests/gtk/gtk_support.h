@@ -35,8 +35,9 @@ inline bool startGtk(std::string& why) {
     if (!::tq::test::startGtk(why_)) GTEST_SKIP() << why_;    \
   } while (0)
 
-// Iterates the main loop until `done` answers true or `ms` milliseconds pass; answers `done()`.
-inline bool runUntil(const std::function<bool()>& done, int ms = 5000) {
+// Iterates the main loop until `done` answers true or `ms` milliseconds pass; answers `done()`. The
+// default is generous: a loaded machine (the suite runs in parallel) can take seconds to deliver.
+inline bool runUntil(const std::function<bool()>& done, int ms = 20000) {
   const auto end = std::chrono::steady_clock::now() + std::chrono::milliseconds(ms);
   while (!done() && std::chrono::steady_clock::now() < end) {
     while (g_main_context_iteration(nullptr, FALSE)) {
