@@ -385,28 +385,45 @@ TEST(LocalizeLayouts, ALinkedLanguageFolderIsReportedOnceAsAnAlias) {
 
 // One string of a storyboard, held by the object the tables name it by.
 struct Item {
-  std::string kind;  // "window", "label", "check", "separator", "untitledBox" or "column"
+  std::string kind;  // "window", "tab", "label", "check", "separator", "untitledBox" or "column"
   std::string id;
   std::string text;
   std::string note;  // the designer's note to translators
   // Whether a translator must translate it: a separator's title and a box's placed with no title
   // are never shown, and "#bc-ignore!" in the text or the note says not to.
   bool localizable;
-  std::string key() const { return id + (kind == "column" ? ".headerCell.title" : ".title"); }
-  // Compiled storyboards keep no notes: what only the note marks is to be translated there.
-  bool localizableIn(const std::string& interface) const { return localizable || (interface == "Pane" && !note.empty()); }
+  std::string key() const { return id + (kind == "column" ? ".headerCell.title" : kind == "tab" ? ".label" : ".title"); }
+  // What the compiled storyboard holds of it: not the tabs, nor the notes (what only the note marks
+  // is to be translated there).
+  bool in(const std::string& form) const { return form == "document" || kind != "tab"; }
+  bool localizableIn(const std::string& form) const { return in(form) && (localizable || (form == "compiled" && !note.empty())); }
 };
 
-// The document: a window controller whose content is a view controller holding every other item.
+// The document: a window controller whose content is a tab view controller, a "tab" item starting
+// each pane (a view controller of its own) holding the items up to the next.
 std::string storyboardDocument(const std::vector<Item>& items) {
-  std::string title, views;
-  int y = 20;
+  std::string title, tabs, segues, panes, views;
+  int y = 20, pane = 0;
+  const auto endPane = [&] {
+    if (pane == 0) return;
+    const std::string p = std::to_string(pane);
+    panes += " <scene sceneID=\"S-pane" + p + "\"><objects><viewController id=\"VC" + p +
+             "\" sceneMemberID=\"viewController\"><view key=\"view\" id=\"V" + p +
+             "\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"360\" height=\"300\"/><subviews>" + views +
+             "</subviews></view></viewController></objects></scene>\n";
+    views.clear(), y = 20;
+  };
   for (const Item& i : items) {
     const std::string frame = "<rect key=\"frame\" x=\"20\" y=\"" + std::to_string(y) + "\" width=\"300\" height=\"22\"/>";
     const std::string note = i.note.empty() ? "" : "<attributedString key=\"userComments\"><fragment content=\"" + i.note + "\"/></attributedString>";
     y += 30;
     if (i.kind == "window") {
       title = i.text;
+    } else if (i.kind == "tab") {
+      endPane();
+      const std::string p = std::to_string(++pane);
+      tabs += "<tabViewItem label=\"" + i.text + "\" id=\"" + i.id + "\"/>";
+      segues += "<segue destination=\"VC" + p + "\" kind=\"relationship\" relationship=\"tabItems\" id=\"R" + p + "\"/>";
     } else if (i.kind == "label" || i.kind == "check") {
       const bool label = i.kind == "label";
       views += std::string(label ? "<textField" : "<button") + " id=\"v" + i.id + "\">" + frame +
@@ -424,30 +441,31 @@ std::string storyboardDocument(const std::vector<Item>& items) {
                "\"/><textFieldCell key=\"dataCell\" id=\"d" + i.id + "\"/></tableColumn></tableColumns></tableView>";
     }
   }
-  const std::string height = std::to_string(y + 20);
+  endPane();
   return R"(<?xml version="1.0" encoding="UTF-8"?>
 <document type="com.apple.InterfaceBuilder3.Cocoa.Storyboard.XIB" version="3.0" initialViewController="WC">
 <scenes>
  <scene sceneID="S-window"><objects>
   <windowController id="WC" sceneMemberID="viewController">
    <window key="window" title=")" + title + R"(" id="W-1"><windowStyleMask key="styleMask" titled="YES"/>
-    <rect key="contentRect" x="100" y="500" width="360" height=")" + height + R"("/>
-    <view key="contentView" id="WV"><rect key="frame" x="0" y="0" width="360" height=")" + height + R"("/></view>
+    <rect key="contentRect" x="100" y="500" width="360" height="300"/>
+    <view key="contentView" id="WV"><rect key="frame" x="0" y="0" width="360" height="300"/></view>
    </window>
-   <connections><segue destination="VC" kind="relationship" relationship="window.shadowedContentViewController" id="R1"/></connections>
+   <connections><segue destination="TVC" kind="relationship" relationship="window.shadowedContentViewController" id="R0"/></connections>
   </windowController>
  </objects></scene>
- <scene sceneID="S-pane"><objects>
-  <viewController id="VC" sceneMemberID="viewController">
-   <view key="view" id="V"><rect key="frame" x="0" y="0" width="360" height=")" + height + R"("/><subviews>)" + views + R"(</subviews></view>
-  </viewController>
+ <scene sceneID="S-tabs"><objects>
+  <tabViewController id="TVC" sceneMemberID="viewController"><tabViewItems>)" + tabs + R"(</tabViewItems>
+   <tabView key="tabView" type="noTabsNoBorder" id="TV"><rect key="frame" x="0" y="0" width="360" height="300"/></tabView>
+   <connections><outlet property="tabView" destination="TV" id="O1"/>)" + segues + R"(</connections>
+  </tabViewController>
  </objects></scene>
-</scenes></document>
+)" + panes + R"(</scenes></document>
 )";
 }
 
 // The same strings compiled: NAME.storyboardc with one window controller's nib, each string an
-// NSLocalizableString with the key the tables name it by (notes are not compiled).
+// NSLocalizableString with the key the tables name it by.
 void writeCompiledStoryboard(const fs::path& folder, const std::vector<Item>& items) {
   write(folder / "Info.plist", R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>
 <key>NSStoryboardMainEntry</key><string>WC</string>
@@ -473,6 +491,7 @@ void writeCompiledStoryboard(const fs::path& folder, const std::vector<Item>& it
   std::vector<uint64_t> views;
   int y = 20;
   for (const Item& i : items) {
+    if (!i.in("compiled")) continue;
     if (i.kind == "window") {
       w.ref(window, "NSWindowTitle", localized(i));
       continue;
@@ -501,24 +520,30 @@ void writeCompiledStoryboard(const fs::path& folder, const std::vector<Item>& it
 }
 
 // A Base storyboard (document and compiled) with per-language tables, and a language with its own
-// copies: one row per interface and language, each counted from the items and the tables; the
-// strings no translator must translate neither translated nor missing; one picture per scene.
+// copies: one row per interface and language, each counted from the items and the tables, the
+// pane a tab does not show included; the strings no translator must translate neither translated
+// nor missing; one picture per scene.
 TEST(LocalizeLayouts, StoryboardsWithTablesAndCopies) {
   const std::vector<Item> items = {{"window", "W-1", "Preferences", "", true},
+                                   {"tab", "TAB-1", "General", "", true},
                                    {"label", "L-1", "Name", "", true},
                                    {"check", "K-1", "Check for updates", "", true},
                                    {"column", "COL-1", "Name", "", true},
                                    {"separator", "SEP-1", "Title", "", false},
                                    {"untitledBox", "BOX-1", "Box", "", false},
+                                   {"tab", "TAB-2", "Advanced", "", true},
                                    {"label", "L-2", "#bc-ignore!", "", false},
-                                   {"check", "K-2", "https://example.org", "#bc-ignore!", false}};
+                                   {"check", "K-2", "https://example.org", "#bc-ignore!", false},
+                                   {"check", "K-3", "Use a proxy", "", true}};
   // Tables keyed as the document tools generate them: a stale key, and one for an ignored string.
   const std::map<std::string, std::string> tables = {
       {"de", "\"W-1.title\" = \"Einstellungen\";\n\"L-1.title\" = \"Name\";\n\"COL-1.headerCell.title\" = \"Name\";\n"
-             "\"L-2.title\" = \"#bc-ignore!\";\n\"GONE-1.title\" = \"Weg\";\n"},
+             "\"TAB-2.label\" = \"Erweitert\";\n\"K-3.title\" = \"Proxy verwenden\";\n\"L-2.title\" = \"#bc-ignore!\";\n"
+             "\"GONE-1.title\" = \"Weg\";\n"},
       {"it", ""}};  // no table at all
   // The French copies: translated, but without the first check box.
-  const std::map<std::string, std::string> french = {{"W-1", "Préférences"}, {"L-1", "Nom"}, {"COL-1", "Nom"}};
+  const std::map<std::string, std::string> french = {{"W-1", "Préférences"}, {"TAB-1", "Général"}, {"L-1", "Nom"},
+                                                     {"COL-1", "Nom"}, {"TAB-2", "Avancé"}, {"K-3", "Utiliser un proxy"}};
   std::vector<Item> copy;
   for (Item i : items) {
     if (i.id == "K-1") continue;
@@ -541,20 +566,23 @@ TEST(LocalizeLayouts, StoryboardsWithTablesAndCopies) {
   const fs::path page = b.dir() / "page";
   const std::string json = b.report("--json --html '" + page.string() + "'");
 
-  std::set<std::string> keys, inCopy;
-  for (const Item& i : items) keys.insert(i.key());
+  std::set<std::string> inCopy;
   for (const Item& i : copy) inCopy.insert(i.id);
-  for (const std::string name : {"Main", "Pane"}) {
+  for (const auto& [name, form] : std::map<std::string, std::string>{{"Main", "document"}, {"Pane", "compiled"}}) {
     long localizable = 0;
-    for (const Item& i : items) localizable += i.localizableIn(name);
+    std::set<std::string> keys;
+    for (const Item& i : items) {
+      localizable += i.localizableIn(form);
+      if (i.in(form)) keys.insert(i.key());
+    }
     for (const auto& [language, table] : tables) {
       long translated = 0, unused = 0;
-      for (const Item& i : items) translated += i.localizableIn(name) && keysOf(table).count(i.key());
+      for (const Item& i : items) translated += i.localizableIn(form) && keysOf(table).count(i.key());
       for (const auto& k : keysOf(table)) unused += !keys.count(k);
       expectCounts(rowOf(json, name, language), "by-id", {translated, localizable - translated, unused}, name + " " + language);
     }
     long present = 0;
-    for (const Item& i : items) present += i.localizableIn(name) && inCopy.count(i.id);
+    for (const Item& i : items) present += i.localizableIn(form) && inCopy.count(i.id);
     expectCounts(rowOf(json, name, "fr"), "copy", {present, localizable - present, 0}, name + " fr");
   }
   // The compiled header cell's key names its column.

@@ -111,7 +111,14 @@ class Collector {
       } else if (auto* w = dynamic_cast<Window*>(o.get())) {
         add(w, w, "title", [w] { return w->title(); }, [w](String x) { w->setTitle(std::move(x)); });
         Scope content(*this, w->contentView().get(), "content");
-        view(w->contentView().get());
+        if (auto* tabs = dynamic_cast<TabView*>(w->contentView().get())) {
+          // A tab view controller's tab view is the window's content itself. Its labels and the
+          // panes it does not show are in the tables, though the localizer, which walks only the
+          // content's subviews, does not reach them.
+          tabItems(tabs, false);
+        } else {
+          view(w->contentView().get());
+        }
       } else if (auto* v = dynamic_cast<View*>(o.get())) {
         view(v);
       }
@@ -180,7 +187,7 @@ class Collector {
     p.property = std::move(property);
     p.get = std::move(get);
     p.set = std::move(set);
-    p.localizerVisits = !inPrototype_;
+    p.localizerVisits = !inPrototype_ && !outsideLocalizer_;
     // A compiled interface keeps the tables' key with the string; the key names the object, and
     // finds the same string in another compilation of the interface wherever it was placed.
     if (!keyHolder) keyHolder = keyObject;
@@ -228,6 +235,27 @@ class Collector {
     }
   }
 
+  // Every item of a tab view, the hidden ones too: its label, tool tip and view. `localizerWalks`:
+  // the localizer walks the tab view's items; else only what is a subview of the tab view.
+  void tabItems(TabView* tabs, bool localizerWalks) {
+    const bool outer = outsideLocalizer_;
+    int index = 0;
+    for (const auto& item : tabs->tabViewItems()) {
+      TabViewItem* t = item.get();
+      Scope at(*this, t, "tab[" + std::to_string(index++) + "]");
+      outsideLocalizer_ = outer || !localizerWalks;
+      add(t, t, "label", [t] { return t->label(); }, [t](String x) { t->setLabel(std::move(x)); });
+      if (t->toolTip().length() > 0) {
+        add(t, t, "toolTip", [t] { return t->toolTip(); }, [t](String x) { t->setToolTip(std::move(x)); })
+            .localizerVisits = false;
+      }
+      outsideLocalizer_ = outer || (!localizerWalks && !(t->view() && t->view()->superview() == tabs));
+      Scope content(*this, t->view().get(), "view");
+      view(t->view().get());
+    }
+    outsideLocalizer_ = outer;
+  }
+
   void view(View* v) {
     if (!v) return;
     std::map<std::string, int> seen;
@@ -259,18 +287,7 @@ class Collector {
           add(cell, cell, "title", [cell] { return cell->title(); }, [cell](String x) { cell->setTitle(std::move(x)); });
         }
       } else if (auto* tabs = dynamic_cast<TabView*>(s)) {
-        int index = 0;
-        for (const auto& item : tabs->tabViewItems()) {
-          TabViewItem* t = item.get();
-          Scope at(*this, t, "tab[" + std::to_string(index++) + "]");
-          add(t, t, "label", [t] { return t->label(); }, [t](String x) { t->setLabel(std::move(x)); });
-          if (t->toolTip().length() > 0) {
-            add(t, t, "toolTip", [t] { return t->toolTip(); }, [t](String x) { t->setToolTip(std::move(x)); })
-                .localizerVisits = false;
-          }
-          Scope content(*this, t->view().get(), "view");
-          view(t->view().get());
-        }
+        tabItems(tabs, true);
         descend = false;
       } else if (auto* field = dynamic_cast<TextField*>(s)) {
         auto* cell = field->cell().get();
@@ -390,6 +407,7 @@ class Collector {
   }
 
   bool inPrototype_ = false;
+  bool outsideLocalizer_ = false;  // below a place the localizer's walk does not reach
   std::vector<Step> path_;
   // Every object walked: its anchor and position (bindings are placed by their bound object).
   std::unordered_map<const Object*, std::pair<std::string, std::string>> places_;
