@@ -524,8 +524,8 @@ ReadInterface readInterface(const std::string& file) {
 }
 
 // What the pictures show, each with its name: the windows and top-level views of a nib (the panes
-// many interfaces keep beside their window); of a storyboard, each scene's window or view, as
-// `tqkit render` offers them, named by the scene.
+// many interfaces keep beside their window); of a storyboard, each scene's window or view, named by
+// the scene. Only what can be drawn, as `tqkit render` offers them.
 std::vector<std::pair<std::string, std::shared_ptr<Object>>> drawables(const ReadInterface& in) {
   std::vector<std::pair<std::string, std::shared_ptr<Object>>> found;
   std::set<std::string> names;
@@ -538,21 +538,21 @@ std::vector<std::pair<std::string, std::shared_ptr<Object>>> drawables(const Rea
     for (int n = 2; !names.insert(name).second; ++n) name = (window ? "window-" : "view-") + id + "-" + std::to_string(n);
     found.emplace_back(std::move(name), std::move(o));
   };
+  const auto drawable = [](const Window* window, const View* view) {
+    return window ? canRenderWindow(*window) : view && canRenderView(*view);
+  };
   if (in.storyboard) {
     for (const auto& scene : in.storyboard->storyboard().scenes()) {
       const auto window = scene.window();
       const auto view = window ? nullptr : scene.view();
-      const View* root = window ? window->contentView().get() : view.get();
-      if (!root || root->bounds().isEmpty() || (window && window->contentRect().isEmpty())) continue;
+      if (!drawable(window.get(), view.get())) continue;
       add(window != nullptr, u8(scene.identifier), window ? std::shared_ptr<Object>(window) : view);
     }
     return found;
   }
   for (const auto& o : in.read.nib().topLevelObjects()) {
     const auto* window = dynamic_cast<const Window*>(o.get());
-    const auto* view = dynamic_cast<const View*>(o.get());
-    const View* root = window ? window->contentView().get() : view;
-    if (!root || root->bounds().isEmpty()) continue;
+    if (!drawable(window, window ? nullptr : dynamic_cast<const View*>(o.get()))) continue;
     add(window != nullptr, idOf(o.get()), o);
   }
   return found;
