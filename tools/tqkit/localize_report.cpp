@@ -524,8 +524,8 @@ ReadInterface readInterface(const std::string& file) {
 }
 
 // What the pictures show, each with its name: the windows and top-level views of a nib (the panes
-// many interfaces keep beside their window); of a storyboard, each scene's window or view, named by
-// the scene. Only what can be drawn, as `tqkit render` offers them.
+// many interfaces keep beside their window); of a storyboard, each scene's window or view, as
+// `tqkit render` offers them, named by the scene. Empty ones are left out.
 std::vector<std::pair<std::string, std::shared_ptr<Object>>> drawables(const ReadInterface& in) {
   std::vector<std::pair<std::string, std::shared_ptr<Object>>> found;
   std::set<std::string> names;
@@ -539,7 +539,8 @@ std::vector<std::pair<std::string, std::shared_ptr<Object>>> drawables(const Rea
     found.emplace_back(std::move(name), std::move(o));
   };
   const auto drawable = [](const Window* window, const View* view) {
-    return window ? canRenderWindow(*window) : view && canRenderView(*view);
+    const View* root = window ? window->contentView().get() : view;
+    return root && !root->bounds().isEmpty() && !(window && window->contentRect().isEmpty());
   };
   if (in.storyboard) {
     for (const auto& scene : in.storyboard->storyboard().scenes()) {
