@@ -1,33 +1,53 @@
 // tqkit: the command-line face of the library. `tqkit --help` lists the commands.
+//
+// Choosing and running a command, in the program and in each command module (command_modules.h);
+// the program's main() is at the end.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli.h"
+#include "command_modules.h"
 #include "tq/platform/base/exception.h"
 
 namespace {
 
-void printHelp(std::FILE* out) {
+// elsewhere: the commands kept in modules, "NAME\tSUMMARY\n" lines.
+void printHelp(std::FILE* out, const std::string& elsewhere) {
   std::fprintf(out,
                "usage: tqkit COMMAND [ARGS...]\n"
                "       tqkit COMMAND --help\n\n"
                "commands:\n");
-  for (const auto& c : tq::cli::commands()) std::fprintf(out, "  %-18s %s\n", c.name.c_str(), c.summary.c_str());
+  std::vector<std::pair<std::string, std::string>> all;
+  for (const auto& c : tq::cli::commands()) all.emplace_back(c.name, c.summary);
+  for (std::size_t at = 0, end; (end = elsewhere.find('\n', at)) != std::string::npos; at = end + 1) {
+    std::size_t tab = elsewhere.find('\t', at);
+    if (tab < end) all.emplace_back(elsewhere.substr(at, tab - at), elsewhere.substr(tab + 1, end - tab - 1));
+  }
+  std::sort(all.begin(), all.end());
+  for (const auto& [name, summary] : all) std::fprintf(out, "  %-18s %s\n", name.c_str(), summary.c_str());
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  std::vector<std::string> args(argv + 1, argv + argc);
+std::string tq::cli::commandListing() {
+  std::string out;
+  for (const auto& c : commands()) out += c.name + "\t" + c.summary + "\n";
+  return out;
+}
+
+int tq::cli::runCommandLine(const std::vector<std::string>& args, const std::string& elsewhere, bool onlyMine) {
   if (args.empty()) {
-    printHelp(stderr);
+    printHelp(stderr, elsewhere);
     return 2;
   }
   if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
-    printHelp(stdout);
+    printHelp(stdout, elsewhere);
     return 0;
   }
   // The longest registered name that the arguments start with ("net status" before "net").
@@ -49,8 +69,9 @@ int main(int argc, char** argv) {
     }
   }
   if (!chosen) {
+    if (onlyMine) return kNotRegisteredHere;
     std::fprintf(stderr, "tqkit: unknown command '%s'\n", args[0].c_str());
-    printHelp(stderr);
+    printHelp(stderr, elsewhere);
     return 2;
   }
   std::vector<std::string> rest(args.begin() + static_cast<long>(words), args.end());
@@ -84,3 +105,19 @@ int main(int argc, char** argv) {
     return 1;
   }
 }
+
+#ifndef TQKIT_COMMAND_MODULE
+// The program holds the commands that start at once; the others are in command modules, loaded
+// when one of their commands is asked for.
+int main(int argc, char** argv) {
+  std::vector<std::string> args(argv + 1, argv + argc);
+  bool help = args.empty() || args[0] == "--help" || args[0] == "-h" || args[0] == "help";
+  if (!help) {
+    int status = tq::cli::runCommandLine(args, "", true);
+    if (status != tq::cli::kNotRegisteredHere) return status;
+    if (std::optional<int> inModule = tq::cli::runInModule(argc, argv)) return *inModule;
+  }
+  // Help, or a command found nowhere: both list every command, the modules' included.
+  return tq::cli::runCommandLine(args, tq::cli::moduleListing(), false);
+}
+#endif
