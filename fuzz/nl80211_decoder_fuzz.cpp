@@ -20,7 +20,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   tq::nl80211::BssInfo bss;
   if (tq::nl80211::decodeBss(message, bss) && (bss.bssid.length() != 6 || bss.ssid.length() > 32)) std::abort();
   tq::nl80211::Event event;
-  tq::nl80211::decodeEvent(message, 0x1c, event);
+  if (tq::nl80211::decodeEvent(message, 0x1c, event) &&
+      ((event.bssid && event.bssid.length() != 6) || event.ssid.length() > 32))
+    std::abort();
   if (tq::nl80211::ssidFromInformationElements({data, size}).length() > 32) std::abort();
   return 0;
 }

@@ -1004,6 +1004,8 @@ struct LinuxNetworkStore::Impl {
   // stays the same: its watchers learn of the primary address that way.
   void deliver() {
     remake();
+    auto keep = owner->shared_from_this();  // the callout may drop the host's last reference
+    reportDepartures();
     std::vector<String> out;
     bool globalOut = false;
     for (store::Slot* s : table.owed()) {
@@ -1030,8 +1032,33 @@ struct LinuxNetworkStore::Impl {
     if (out.empty() || !callout) return;
     lastBatch = Clock::now();  // the window spaces the callouts, not the reading
     ++stats.batches;
-    auto keep = owner->shared_from_this();  // the callout may drop the host's last reference
     callout(*owner, Array::withStrings(out));
+  }
+
+  // A wireless link that goes (or stops being wireless) while its last report showed it joined
+  // leaves its network first: its AirPort key is reported as not joined, in a batch of its own, and
+  // then removed by the batch that follows. (The kernel too disconnects an interface before it
+  // removes it; the two are usually read together.)
+  void reportDepartures() {
+    std::vector<String> left;
+    for (store::Slot* s : table.owed()) {
+      if (!s->group || s->part != store::Part::AirPort || !s->value.isNil() || !table.watched(*s)) continue;
+      Value status = s->before.dictionaryValue().objectForKey(words().linkStatus);
+      if (!status.isNil() && status.integerValue() != 1) left.push_back(table.keyOf(*s));
+    }
+    if (left.empty() || !callout) return;
+    departed = left;
+    ++stats.batches;
+    callout(*owner, Array::withStrings(left));
+    departed.clear();
+  }
+
+  // The AirPort keys being reported as left (see reportDepartures), read as not joined meanwhile.
+  std::vector<String> departed;
+  Value departedValue(const String& key) const {
+    for (const String& k : departed)
+      if (k == key) return Dictionary{{words().linkStatus, Value(1)}};
+    return Value();
   }
 };
 
@@ -1065,6 +1092,8 @@ StoreConnectionFactory LinuxNetworkStore::factory(Options options) {
 
 Value LinuxNetworkStore::copyValue(const String& key) {
   if (key.isNil()) return Value();
+  if (!impl_->departed.empty())
+    if (Value left = impl_->departedValue(key); !left.isNil()) return left;
   impl_->remake();
   return impl_->current(key.view());
 }

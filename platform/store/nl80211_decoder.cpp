@@ -156,6 +156,16 @@ bool decodeEvent(std::span<const uint8_t> message, uint16_t familyId, Event& eve
   out.command = genlHeader(nlh)->cmd;
   uint32_t ifindex = 0;
   if (u32(top[NL80211_ATTR_IFINDEX], ifindex) && ifindex <= 0x7FFFFFFF) out.ifindex = static_cast<int>(ifindex);
+  if (const nlattr* mac = top[NL80211_ATTR_MAC]; mac && mnl_attr_get_payload_len(mac) == 6) out.bssid = bytes(mac);
+  if (out.command == NL80211_CMD_CONNECT || out.command == NL80211_CMD_ROAM) {
+    if (const nlattr* ies = top[NL80211_ATTR_REQ_IE])
+      out.ssid = ssidFromInformationElements(
+          {static_cast<const uint8_t*>(mnl_attr_get_payload(ies)), mnl_attr_get_payload_len(ies)});
+    const nlattr* status = top[NL80211_ATTR_STATUS_CODE];
+    bool succeeded = status && mnl_attr_validate(status, MNL_TYPE_U16) >= 0 && mnl_attr_get_u16(status) == 0;
+    out.connected = out.command == NL80211_CMD_ROAM || (succeeded && !top[NL80211_ATTR_TIMED_OUT]);
+  }
+  out.byAccessPoint = out.command == NL80211_CMD_DISCONNECT && top[NL80211_ATTR_DISCONNECTED_BY_AP];
   switch (out.command) {
     case NL80211_CMD_CONNECT:
     case NL80211_CMD_DISCONNECT:
@@ -174,7 +184,7 @@ bool decodeEvent(std::span<const uint8_t> message, uint16_t familyId, Event& eve
     default:
       break;
   }
-  event = out;
+  event = std::move(out);
   return true;
 }
 

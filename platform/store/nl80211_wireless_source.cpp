@@ -1,16 +1,21 @@
 // The kernel's wireless state through nl80211: one socket for queries (interfaces, scan results)
-// and one joined to the "mlme" and "config" groups for events.
+// and one joined to the "mlme" and "config" groups for events. What the queries answer is shown as
+// the AssociationTracker corrects it with the events; its held departures end on a timer, which is
+// waited for together with the event socket through one epoll descriptor.
 #include <libmnl/libmnl.h>
 #include <linux/genetlink.h>
 #include <linux/netlink.h>
 #include <linux/nl80211.h>
-#include <poll.h>
+#include <sys/epoll.h>
 #include <sys/socket.h>
+#include <sys/timerfd.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <functional>
 #include <vector>
 
+#include "association_tracker.h"
 #include "tq/platform/store/nl80211_decoder.h"
 #include "tq/platform/store/wireless_source.h"
 
@@ -33,10 +38,31 @@ struct Socket {
   }
 };
 
+struct Descriptor {
+  int fd = -1;
+  Descriptor() = default;
+  Descriptor(const Descriptor&) = delete;
+  Descriptor& operator=(const Descriptor&) = delete;
+  ~Descriptor() {
+    if (fd >= 0) ::close(fd);
+  }
+};
+
 class Nl80211WirelessSource : public WirelessSource {
  public:
+  explicit Nl80211WirelessSource(std::chrono::milliseconds roamWindow) : tracker_(roamWindow) {}
+
   bool open() {
     if (!query_.open(false) || !events_.open(true)) return false;
+    epoll_.fd = epoll_create1(EPOLL_CLOEXEC);
+    timer_.fd = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+    if (epoll_.fd < 0 || timer_.fd < 0) return false;
+    for (int fd : {mnl_socket_get_fd(events_.nl), timer_.fd}) {
+      epoll_event ev{};
+      ev.events = EPOLLIN;
+      ev.data.fd = fd;
+      if (epoll_ctl(epoll_.fd, EPOLL_CTL_ADD, fd, &ev) != 0) return false;
+    }
     // Generic netlink answers come back at once; a bounded wait keeps a wedged kernel from hanging
     // the loop.
     timeval tv{1, 0};
@@ -65,7 +91,9 @@ class Nl80211WirelessSource : public WirelessSource {
       if (nl80211::decodeInterface({reinterpret_cast<uint8_t*>(nlh), nlh->nlmsg_len}, info))
         interfaces.push_back(info);
     });
-    for (const auto& info : interfaces) all[info.ifindex] = stateOf(info);
+    for (const auto& info : interfaces)
+      if (info.ifindex > 0) all[info.ifindex] = stateOf(info);
+    armTimer();
     return all;
   }
 
@@ -75,12 +103,16 @@ class Nl80211WirelessSource : public WirelessSource {
     request(familyId_, NL80211_CMD_GET_INTERFACE, 0, interfaceIndex, [&](nlmsghdr* nlh) {
       wireless = nl80211::decodeInterface({reinterpret_cast<uint8_t*>(nlh), nlh->nlmsg_len}, found) || wireless;
     });
-    if (!wireless || found.ifindex != interfaceIndex) return false;
+    if (!wireless || found.ifindex != interfaceIndex) {
+      tracker_.forget(interfaceIndex);
+      return false;
+    }
     state = stateOf(found);
+    armTimer();
     return true;
   }
 
-  int eventDescriptor() const override { return mnl_socket_get_fd(events_.nl); }
+  int eventDescriptor() const override { return epoll_.fd; }
 
   Changes readEvents() override {
     Changes changes;
@@ -97,25 +129,44 @@ class Nl80211WirelessSource : public WirelessSource {
       for (auto* nlh = reinterpret_cast<nlmsghdr*>(buf.data()); mnl_nlmsg_ok(nlh, len); nlh = mnl_nlmsg_next(nlh, &len)) {
         nl80211::Event event;
         if (!nl80211::decodeEvent({reinterpret_cast<uint8_t*>(nlh), nlh->nlmsg_len}, familyId_, event)) continue;
+        tracker_.event(event);
         if (event.changesState && event.ifindex > 0) changes.interfaces.push_back(event.ifindex);
       }
     }
+    // Held departures that are due: their interfaces are read again and now show them.
+    uint64_t ticks;
+    while (::read(timer_.fd, &ticks, sizeof ticks) > 0) {
+    }
+    for (int index : tracker_.expired(store::AssociationTracker::Clock::now())) changes.interfaces.push_back(index);
+    armTimer();
     return changes;
   }
 
  private:
   State stateOf(const nl80211::InterfaceInfo& info) {
-    State state;
+    store::AssociationTracker::Reading reading;
     request(familyId_, NL80211_CMD_GET_SCAN, NLM_F_DUMP, info.ifindex, [&](nlmsghdr* nlh) {
       nl80211::BssInfo bss;
-      if (state.joined || !nl80211::decodeBss({reinterpret_cast<uint8_t*>(nlh), nlh->nlmsg_len}, bss)) return;
+      if (reading.joined || !nl80211::decodeBss({reinterpret_cast<uint8_t*>(nlh), nlh->nlmsg_len}, bss)) return;
       if (!bss.associated) return;
-      state.joined = true;
-      state.bssid = bss.bssid;
-      state.ssid = bss.ssid;
+      reading.joined = true;
+      reading.bssid = bss.bssid;
+      reading.bssSsid = bss.ssid;
     });
-    if (state.joined && info.ssid) state.ssid = info.ssid;
-    return state;
+    reading.interfaceSsid = info.ssid;
+    return tracker_.present(info.ifindex, reading, store::AssociationTracker::Clock::now());
+  }
+
+  // Sets the timer for the next held departure, or stops it.
+  void armTimer() {
+    itimerspec when{};
+    if (auto next = tracker_.nextDeadline()) {
+      auto wait = std::chrono::duration_cast<std::chrono::nanoseconds>(*next - store::AssociationTracker::Clock::now());
+      if (wait.count() < 1) wait = std::chrono::nanoseconds(1);  // zero would stop the timer
+      when.it_value.tv_sec = static_cast<time_t>(wait.count() / 1000000000);
+      when.it_value.tv_nsec = static_cast<long>(wait.count() % 1000000000);
+    }
+    timerfd_settime(timer_.fd, 0, &when, nullptr);
   }
 
   // Sends one request on the query socket and hands every answer message to `each`.
@@ -150,14 +201,17 @@ class Nl80211WirelessSource : public WirelessSource {
 
   Socket query_;
   Socket events_;
+  Descriptor epoll_;
+  Descriptor timer_;
   uint16_t familyId_ = 0;
   uint32_t seq_ = 0;
+  store::AssociationTracker tracker_;
 };
 
 }  // namespace
 
-std::unique_ptr<WirelessSource> makeNl80211WirelessSource() {
-  auto source = std::make_unique<Nl80211WirelessSource>();
+std::unique_ptr<WirelessSource> makeNl80211WirelessSource(std::chrono::milliseconds roamWindow) {
+  auto source = std::make_unique<Nl80211WirelessSource>(roamWindow);
   if (!source->open()) return nullptr;
   return source;
 }

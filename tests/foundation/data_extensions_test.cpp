@@ -29,16 +29,9 @@ const std::string kParseFailure =
 
 }  // namespace
 
-TEST(DataHex, EncodesLowerCaseHighNibbleFirst) {
-  EXPECT_EQ(hexadecimalRepresentation(Data{0x00, 0xAB, 0xFF}), String(u"00abff"));
-  EXPECT_EQ(hexadecimalRepresentation(Data{0x0F, 0xF0, 0x12}), String(u"0ff012"));
-  String empty = hexadecimalRepresentation(Data::empty());
-  EXPECT_FALSE(empty.isNil());
-  EXPECT_EQ(empty.length(), 0u);
+TEST(DataHex, EncodesEveryByteValueAtEveryLengthLowerCaseHighNibbleFirst) {
+  EXPECT_EQ(hexadecimalRepresentation(Data::empty()), String(u""));
   EXPECT_TRUE(hexadecimalRepresentation(Data()).isNil());
-}
-
-TEST(DataHex, EncodesEveryByteValueAtEveryLength) {
   // Lengths around the vector widths, with every byte value present.
   // The largest are encoded a megabyte of text at a time, pages faulted in ahead, ending in a
   // partial step; from 16 MiB the second half is filled by a second thread, split at a step
@@ -87,19 +80,6 @@ TEST(DataHex, RejectsFailuresFarIntoLongText) {
   }
 }
 
-TEST(DataHex, RoundTripsRandomBuffers) {
-  uint32_t seed = 12345;
-  for (UInteger n : {1u, 7u, 64u, 100u, 5000u}) {
-    std::string bytes;
-    for (UInteger i = 0; i < n; ++i) {
-      seed = seed * 1664525u + 1013904223u;
-      bytes.push_back(static_cast<char>(seed >> 24));
-    }
-    Data d = Data::withString(bytes);
-    EXPECT_EQ(dataWithHexadecimalRepresentation(hexadecimalRepresentation(d)), d);
-  }
-}
-
 TEST(DataSha1, GivesTheTwentyRawDigestBytes) {
   Data empty = sha1(Data::empty());
   EXPECT_EQ(empty.length(), 20u);
@@ -112,13 +92,10 @@ TEST(DataSha1, GivesTheTwentyRawDigestBytes) {
   EXPECT_TRUE(sha1(Data()).isNil());
 }
 
+// What the search finds is compared with a plain scan by byte_search_test; here the wrappers.
 TEST(DataSearch, FindsTheFirstOccurrence) {
   Data d = Data::withString("abcbc");
   EXPECT_EQ(indexOfBytes(d, "bc", 2), 1u);
-  EXPECT_EQ(indexOfBytes(d, "c", 1), 2u);
-  EXPECT_EQ(indexOfBytes(d, "abcbc", 5), 0u);
-  EXPECT_EQ(indexOfBytes(d, "abcbcx", 6), NotFound) << "longer than the buffer";
-  EXPECT_EQ(indexOfBytes(d, "cb", 2), 2u);
   EXPECT_EQ(indexOfBytes(d, "bb", 2), NotFound);
   EXPECT_EQ(indexOfBytes(d, nullptr, 0), 0u);
   EXPECT_EQ(indexOfBytes(Data::empty(), nullptr, 0), 0u) << "length 0 is found even in an empty buffer";

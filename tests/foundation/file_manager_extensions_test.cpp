@@ -108,14 +108,6 @@ TEST(UniqueName, NumbersBeforeTheLastExtensionInTheSameFolder) {
   EXPECT_EQ(tq::uniqueNameForFile(m, u"/d/x.txt"), String(u"/d/x 100.txt"));
 }
 
-TEST(UniqueName, OnDiskAnyKindOfObjectCounts) {
-  tq::test::TempDir tmp;
-  touch(tmp.path() / "Report.txt");
-  fs::create_directory(tmp.path() / "Report 02.txt");
-  EXPECT_EQ(tq::uniqueNameForFile(FileManager::defaultManager(), S((tmp.path() / "Report.txt").string())),
-            S((tmp.path() / "Report 03.txt").string()));
-}
-
 TEST(UniqueNames, BatchAgainstFolderAndEarlierResults) {
   FakeManager m;
   EXPECT_EQ(names(tq::uniqueNamesForFileNames(m, Array{u"a.txt", u"a.txt", u"a.txt"}, u"/e")),
@@ -144,12 +136,14 @@ TEST(UniqueNames, OneExistenceTestPerNameForManyCopies) {
   EXPECT_EQ(m.existenceTests, 3000);
 }
 
+// On disk any kind of object counts: a folder named like a file takes its number.
 TEST(UniqueNames, RealFolderIsConsulted) {
   tq::test::TempDir tmp;
   touch(tmp.path() / "photo.jpg");
-  touch(tmp.path() / "photo 02.jpg");
-  Array result = tq::uniqueNamesForFileNames(FileManager::defaultManager(), Array{u"photo.jpg", u"photo.jpg"},
-                                             S(tmp.str()));
+  fs::create_directory(tmp.path() / "photo 02.jpg");
+  EXPECT_EQ(tq::uniqueNameForFile(FileManager::defaultManager(), S((tmp.path() / "photo.jpg").string())),
+            S((tmp.path() / "photo 03.jpg").string()));
+  Array result = tq::uniqueNamesForFileNames(FileManager::defaultManager(), Array{u"photo.jpg", u"photo.jpg"}, S(tmp.str()));
   EXPECT_EQ(names(result), (std::vector<std::string>{"photo 03.jpg", "photo 04.jpg"}));
 }
 

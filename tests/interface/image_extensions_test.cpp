@@ -59,28 +59,21 @@ class ScopedCurrentContext {
 
 }  // namespace
 
-TEST(BitmapFileTypes, ExtensionsMapExactlyAndFallBackToTIFF) {
-  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"tiff"), NSTIFFFileType);
-  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"bmp"), NSBMPFileType);
-  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"gif"), NSGIFFileType);
-  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"jpg"), NSJPEGFileType);
-  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"png"), 4u);
-  EXPECT_EQ(bitmapImageFileTypeFromExtension(u"jp2"), NSJPEG2000FileType);
-  for (const char16_t* other : {u"PNG", u"jpeg", u"tif", u"", u"png "}) {
-    EXPECT_EQ(bitmapImageFileTypeFromExtension(other), NSTIFFFileType) << String(other).UTF8String();
-  }
-  EXPECT_EQ(bitmapImageFileTypeFromExtension(String()), NSTIFFFileType);
-}
-
-TEST(BitmapFileTypes, TypesMapToConstantExtensionsAndBack) {
-  EXPECT_EQ(extensionFromBitmapImageFileType(5), String(u"jp2"));
-  EXPECT_TRUE(extensionFromBitmapImageFileType(6).isNil());
-  EXPECT_TRUE(extensionFromBitmapImageFileType(static_cast<BitmapImageFileType>(-1)).isNil());
+// The table: tiff 0, bmp 1, gif 2, jpg 3, png 4, jp2 5; other extensions (case and spelling
+// exactly) fall back to TIFF, and each type maps back to its one constant extension.
+TEST(BitmapFileTypes, ExtensionsMapExactlyAndBack) {
+  const char16_t* extensions[] = {u"tiff", u"bmp", u"gif", u"jpg", u"png", u"jp2"};
   for (BitmapImageFileType t = 0; t <= 5; ++t) {
+    EXPECT_EQ(bitmapImageFileTypeFromExtension(extensions[t]), t);
     const String e = extensionFromBitmapImageFileType(t);
-    EXPECT_EQ(bitmapImageFileTypeFromExtension(e), t);
+    EXPECT_EQ(e, String(extensions[t]));
     EXPECT_TRUE(e.isIdenticalTo(extensionFromBitmapImageFileType(t)));
   }
+  for (const String& other : {String(u"PNG"), String(u"jpeg"), String(u"tif"), String(u""), String(u"png "), String()}) {
+    EXPECT_EQ(bitmapImageFileTypeFromExtension(other), NSTIFFFileType) << other.UTF8String();
+  }
+  EXPECT_TRUE(extensionFromBitmapImageFileType(6).isNil());
+  EXPECT_TRUE(extensionFromBitmapImageFileType(static_cast<BitmapImageFileType>(-1)).isNil());
 }
 
 TEST(ImageNamedFromBundle, ReadsAFreshImageEveryCall) {
@@ -103,29 +96,6 @@ TEST(ImageNamedFromBundle, ReadsAFreshImageEveryCall) {
   EXPECT_FALSE(imageNamedFromBundle(u"icon", nullptr));
 }
 
-TEST(ImageNamedFromBundle, ByIdentifierFindsOnlyOpenBundles) {
-  test::TempDir dir;
-  writePNG(dir.path() / "Resources" / "badge.png");
-  std::ofstream(dir.path() / "Info.plist")
-      << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-         "<key>CFBundleIdentifier</key><string>org.tqkit.test.images</string></dict></plist>\n";
-  EXPECT_FALSE(imageNamedFromBundleWithIdentifier(u"badge", u"org.tqkit.test.nobody"));
-  ASSERT_TRUE(Bundle::bundleWithPath(String::fromUTF8(dir.str())));
-  ImageRef image = imageNamedFromBundleWithIdentifier(u"badge", u"org.tqkit.test.images");
-  ASSERT_TRUE(image);
-  EXPECT_EQ(image->size(), (Size{4, 2}));
-  EXPECT_FALSE(imageNamedFromBundleWithIdentifier(u"badge", String()));
-}
-
-TEST(ImageNamedFromBundle, ByClassSearchesTheBundleOfTheClassCode) {
-  struct LocalOwner : Object {};
-  writePNG(mainFolder().dir.path() / "owner-icon.png");
-  ImageRef image = imageNamedFromBundleWithClass<LocalOwner>(u"owner-icon");
-  ASSERT_TRUE(image);
-  EXPECT_EQ(image->size(), (Size{4, 2}));
-  EXPECT_FALSE(imageNamedFromBundleWithClass<LocalOwner>(u"nothing-here"));
-}
-
 // A class object that records the names and bundles it was asked for and halves what it loads.
 struct HalfSizeImages : ImageClassMethods {
   mutable std::vector<std::pair<std::string, std::string>> asked;
@@ -143,9 +113,10 @@ TEST(ImageNamedFromBundle, AnOverrideOfTheBundleFormChangesTheClassAndIdentifier
   std::ofstream(dir.path() / "Info.plist")
       << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
          "<key>CFBundleIdentifier</key><string>org.tqkit.test.halves</string></dict></plist>\n";
+  struct LocalOwner : Object {};
+  EXPECT_FALSE(imageNamedFromBundleWithIdentifier(u"seal", u"org.tqkit.test.halves")) << "found only in open bundles";
   auto bundle = Bundle::bundleWithPath(String::fromUTF8(dir.str()));
   ASSERT_TRUE(bundle);
-  struct LocalOwner : Object {};
   writePNG(mainFolder().dir.path() / "owner-seal.png");
 
   const HalfSizeImages halves;
@@ -162,8 +133,11 @@ TEST(ImageNamedFromBundle, AnOverrideOfTheBundleFormChangesTheClassAndIdentifier
   // An identifier no open bundle has reaches the override with no bundle, which answers nil.
   EXPECT_FALSE(halves.imageNamedFromBundleWithIdentifier(u"seal", u"org.tqkit.test.nobody"));
   EXPECT_EQ(halves.asked.back().second, "");
-  // The image class itself is unchanged.
+  // The image class itself is unchanged, and finds by class in the main bundle.
   EXPECT_EQ(imageNamedFromBundleWithIdentifier(u"seal", u"org.tqkit.test.halves")->size(), (Size{4, 2}));
+  EXPECT_EQ(imageNamedFromBundleWithClass<LocalOwner>(u"owner-seal")->size(), (Size{4, 2}));
+  EXPECT_FALSE(imageNamedFromBundleWithClass<LocalOwner>(u"nothing-here"));
+  EXPECT_FALSE(imageNamedFromBundleWithIdentifier(u"seal", String()));
 }
 
 TEST(DrawFlipped, InRectShowsTheImageUprightInAFlippedSpaceAndRestoresTheState) {
@@ -187,15 +161,10 @@ TEST(DrawFlipped, InRectShowsTheImageUprightInAFlippedSpaceAndRestoresTheState) 
   EXPECT_EQ(GraphicsContext::currentContext(), context);
 
   // Device rectangle (10, 20, 32, 16): red top half, blue bottom half, nothing around it.
-  EXPECT_TRUE(isRed(pixelAt(*context, 10, 20)));
-  EXPECT_TRUE(isRed(pixelAt(*context, 41, 26)));
-  EXPECT_TRUE(isBlue(pixelAt(*context, 10, 29)));
-  EXPECT_TRUE(isBlue(pixelAt(*context, 41, 35)));
-  EXPECT_EQ(pixelAt(*context, 10, 19).a, 0);
-  EXPECT_EQ(pixelAt(*context, 10, 36).a, 0);
-  EXPECT_EQ(pixelAt(*context, 9, 25).a, 0);
-  EXPECT_EQ(pixelAt(*context, 42, 25).a, 0);
+  EXPECT_TRUE(isRed(pixelAt(*context, 10, 20)) && isRed(pixelAt(*context, 41, 26)));
+  EXPECT_TRUE(isBlue(pixelAt(*context, 10, 29)) && isBlue(pixelAt(*context, 41, 35)));
   EXPECT_EQ(test::inkedPixels(*context, 0, 0, 64, 64), 32 * 16);
+  EXPECT_EQ(test::inkedPixels(*context, 10, 20, 42, 36), 32 * 16);
 }
 
 TEST(DrawFlipped, InRectInAnUnflippedSpaceShowsTheImageUpsideDown) {
@@ -229,21 +198,12 @@ TEST(DrawFlipped, WithoutACurrentContextDoesNothing) {
 }
 
 TEST(IsSwitchButton, OnlyCheckBoxes) {
-  Button checkBox;
+  Button checkBox, push, radio, custom, bare;
   checkBox.setButtonType(ButtonType::Switch);
-  EXPECT_TRUE(isSwitchButton(checkBox));
-
-  Button push;
-  EXPECT_FALSE(isSwitchButton(push));
-  Button radio;
   radio.setButtonType(ButtonType::Radio);
-  EXPECT_FALSE(isSwitchButton(radio));
-
-  Button custom;
   custom.setCell(std::make_shared<TextFieldCell>(u"no button type"));
-  EXPECT_FALSE(isSwitchButton(custom));
-  Button bare;
   bare.setCell(nullptr);
-  EXPECT_FALSE(isSwitchButton(bare));
+  EXPECT_TRUE(isSwitchButton(checkBox));
+  for (const Button* other : {&push, &radio, &custom, &bare}) EXPECT_FALSE(isSwitchButton(*other));
   EXPECT_FALSE(isSwitchButton(static_cast<const Button*>(nullptr)));
 }

@@ -8,12 +8,10 @@
 #include <fstream>
 
 #include "support/test_paths.h"
-#include "tq/interface/tq_localizer.h"
 #include "tq/platform/bundle/bundle.h"
 #include "tq/platform/ui/model/class_registry.h"
 #include "tq/platform/ui/model/generic_object.h"
 #include "tq/platform/ui/model/menu.h"
-#include "tq/platform/ui/model/text_field.h"
 #include "tq/platform/ui/model/window.h"
 
 using namespace tq;
@@ -21,30 +19,17 @@ using namespace tq;
 namespace {
 
 constexpr const char* kDocument = R"(<?xml version="1.0" encoding="UTF-8"?>
-<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0" toolsVersion="21507" targetRuntime="MacOSX.Cocoa">
-  <objects>
-    <customObject id="-2" userLabel="File's Owner" customClass="Owner">
-      <connections><outlet property="window" destination="w1" id="c1"/></connections>
-    </customObject>
-    <customObject id="-1" userLabel="First Responder" customClass="FirstResponder"/>
-    <window title="TITLE" id="w1">
-      <rect key="contentRect" x="0" y="0" width="200" height="100"/>
-      <view key="contentView" id="v1">
-        <rect key="frame" x="0.0" y="0.0" width="200" height="100"/>
-        <subviews>
-          <textField id="t1">
-            <rect key="frame" x="10" y="10" width="100" height="20"/>
-            <textFieldCell key="cell" title="Name" id="t1c"/>
-          </textField>
-        </subviews>
-      </view>
-    </window>
-    <menu title="File" id="m1">
-      <items><menuItem title="Open" id="m2"/></items>
-    </menu>
-    <customObject id="o1" customClass="SomeController"/>
-  </objects>
-</document>
+<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0" toolsVersion="21507" targetRuntime="MacOSX.Cocoa"><objects>
+  <customObject id="-2" userLabel="File's Owner" customClass="Owner">
+    <connections><outlet property="window" destination="w1" id="c1"/></connections></customObject>
+  <customObject id="-1" userLabel="First Responder" customClass="FirstResponder"/>
+  <window title="TITLE" id="w1"><rect key="contentRect" x="0" y="0" width="200" height="100"/>
+    <view key="contentView" id="v1"><rect key="frame" x="0.0" y="0.0" width="200" height="100"/><subviews>
+      <textField id="t1"><rect key="frame" x="10" y="10" width="100" height="20"/><textFieldCell key="cell" title="Name" id="t1c"/></textField>
+    </subviews></view></window>
+  <menu title="File" id="m1"><items><menuItem title="Open" id="m2"/></items></menu>
+  <customObject id="o1" customClass="SomeController"/>
+</objects></document>
 )";
 
 void writeNib(const std::filesystem::path& path, const std::string& title) {
@@ -121,15 +106,11 @@ TEST(NibLoading, NibFilesAndFoldersComeBeforeInterfaceDocuments) {
   EXPECT_EQ(windowIn(loadNibWithName(u"Both", owner))->title(), String(u"Both: nib"));
 }
 
-TEST(NibLoading, UnknownNamesAndANullOwnerGiveAnEmptyArray) {
+TEST(NibLoading, UnknownNamesAndANullOwnerGiveNothingAndAppendingAddsInOrder) {
   auto owner = std::make_shared<Owner>();
   EXPECT_TRUE(loadNibWithName(u"Nothing", owner).empty());
   EXPECT_TRUE(loadNibWithName(String(), owner).empty());
   EXPECT_TRUE(loadNibWithName(u"Main", nullptr).empty());
-}
-
-TEST(NibLoading, AppendingAddsInOrderAndSharesOwnership) {
-  auto owner = std::make_shared<Owner>();
   auto first = std::make_shared<GenericObject>();
   std::vector<std::shared_ptr<Object>> array{first};
   loadNibWithName(u"Main", owner, array);
@@ -161,16 +142,4 @@ TEST(NibLoading, AnOwnerFromAnotherBundleFindsTheNibInItsOwnBundle) {
   EXPECT_EQ(windowIn(loadNibWithName(u"Main", owner))->title(), String(u"From the library's bundle"));
   // The program's own owner still finds the main bundle's nib.
   EXPECT_EQ(windowIn(loadNibWithName(u"Main", std::make_shared<Owner>()))->title(), String(u"From xib"));
-}
-
-TEST(NibLoading, LoadThenLocalize) {
-  std::ofstream(mainFolder().dir.path() / "Localizable.strings") << "\"Name\" = \"Nom\";\n\"From xib\" = \"Du xib\";\n";
-  auto objects = loadNibWithName(u"Main", std::make_shared<Owner>());
-  TQLocalizer::localizeObjects(objects, String(), Bundle::mainBundle());
-  Window* window = windowIn(objects);
-  ASSERT_TRUE(window);
-  EXPECT_EQ(window->title(), String(u"Du xib"));
-  auto* field = dynamic_cast<TextField*>(window->contentView()->subviews().at(0).get());
-  ASSERT_TRUE(field);
-  EXPECT_EQ(field->stringValue(), String(u"Nom"));
 }

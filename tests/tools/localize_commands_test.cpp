@@ -39,43 +39,31 @@ std::set<std::string> keysOf(const fs::path& table) {
 
 std::size_t count(const std::string& text, const std::string& what) {
   std::size_t n = 0;
-  for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+  for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1), ++n) {}
   return n;
+}
+
+// Symlinks in `to` to every entry of `from` (folders linked whole).
+void linkEntries(const fs::path& from, const fs::path& to) {
+  fs::create_directories(to);
+  for (const auto& e : fs::directory_iterator(from)) fs::create_symlink(e.path(), to / e.path().filename());
 }
 
 // A small interface: a window with a check box near the right edge of a box, a segmented control
 // with two labels and a tool tip, and a label.
 const char* kXib = R"(<?xml version="1.0" encoding="UTF-8"?>
-<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0">
-  <objects>
-    <window title="Options" id="W1-aa-001">
-      <rect key="contentRect" x="0" y="0" width="300" height="120"/>
-      <view key="contentView" id="V1-aa-001">
-        <rect key="frame" x="0" y="0" width="300" height="120"/>
-        <subviews>
-          <button id="B1-aa-001">
-            <rect key="frame" x="180" y="80" width="80" height="18"/>
-            <buttonCell key="cell" type="check" title="Fast" id="C1-aa-001"><font key="font" metaFont="system"/></buttonCell>
-          </button>
-          <segmentedControl id="S1-aa-001">
-            <rect key="frame" x="10" y="40" width="200" height="24"/>
-            <segmentedCell key="cell" id="SC-aa-001">
-              <font key="font" metaFont="system"/>
-              <segments>
-                <segment label="Left" toolTip="Go left"/>
-                <segment label="Right"/>
-              </segments>
-            </segmentedCell>
-          </segmentedControl>
-          <textField id="T1-aa-001">
-            <rect key="frame" x="10" y="10" width="60" height="17"/>
-            <textFieldCell key="cell" title="Name:" id="TC-aa-001"><font key="font" metaFont="system"/></textFieldCell>
-          </textField>
-        </subviews>
-      </view>
-    </window>
-  </objects>
-</document>
+<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
+  <window title="Options" id="W1-aa-001"><rect key="contentRect" x="0" y="0" width="300" height="120"/>
+    <view key="contentView" id="V1-aa-001"><rect key="frame" x="0" y="0" width="300" height="120"/><subviews>
+      <button id="B1-aa-001"><rect key="frame" x="180" y="80" width="80" height="18"/>
+        <buttonCell key="cell" type="check" title="Fast" id="C1-aa-001"><font key="font" metaFont="system"/></buttonCell></button>
+      <segmentedControl id="S1-aa-001"><rect key="frame" x="10" y="40" width="200" height="24"/>
+        <segmentedCell key="cell" id="SC-aa-001"><font key="font" metaFont="system"/>
+          <segments><segment label="Left" toolTip="Go left"/><segment label="Right"/></segments></segmentedCell></segmentedControl>
+      <textField id="T1-aa-001"><rect key="frame" x="10" y="10" width="60" height="17"/>
+        <textFieldCell key="cell" title="Name:" id="TC-aa-001"><font key="font" metaFont="system"/></textFieldCell></textField>
+    </subviews></view></window>
+</objects></document>
 )";
 
 TEST(LocalizeCommand, GeneratedTablesAreReadInEveryKeyFormTheyHold) {
@@ -93,6 +81,9 @@ TEST(LocalizeCommand, GeneratedTablesAreReadInEveryKeyFormTheyHold) {
   EXPECT_NE(r.out.find("\"property\":\"ibShadowedDisplayPattern\",\"key\":\"xTt-zi-wf0.ibShadowedDisplayPattern\","
                        "\"before\":\"%{value1}@\",\"after\":\"%{value1}@\",\"status\":\"translated\""),
             std::string::npos);
+  EXPECT_NE(r.out.find("\"before\":\"Cancel\",\"after\":\"Annuler\",\"status\":\"translated\""), std::string::npos);
+  EXPECT_EQ(sh("$T localize '" + bundle.string() + "' NoSuchInterface 2>/dev/null").status, 1);
+  EXPECT_EQ(sh("$T localize 2>/dev/null").status, 2);
 }
 
 TEST(LocalizeCommand, ReportsUnusedKeysShadowedLabelsAndOverflowPastTheSuperview) {
@@ -137,10 +128,7 @@ TEST(LocalizeCommand, AllWritesOneSummaryAndAPageWithPicturesOrNothing) {
   tq::test::TempDir dir;
   // A bundle laid out from the corpus's files: Base interfaces, a French and an English folder.
   const fs::path resources = dir.path() / "HandBrake.app/Contents/Resources";
-  for (const char* folder : {"Base.lproj", "fr.lproj", "en.lproj"}) {
-    fs::create_directories(resources / folder);
-    for (const auto& e : fs::directory_iterator(corpus / folder)) fs::create_symlink(e.path(), resources / folder / e.path().filename());
-  }
+  for (const char* folder : {"Base.lproj", "fr.lproj", "en.lproj"}) linkEntries(corpus / folder, resources / folder);
   const std::string bundle = (dir.path() / "HandBrake.app").string();
   const fs::path page = dir.path() / "report";
   auto r = sh("$T localize '" + bundle + "' --all --html '" + page.string() + "' --json");
@@ -176,11 +164,6 @@ TEST(LocalizeCommand, AllWritesOneSummaryAndAPageWithPicturesOrNothing) {
   EXPECT_EQ(sh("$T localize '" + bundle + "' Audio --html x 2>/dev/null").status, 2);
 }
 
-// Symlinks in `to` to every entry of `from` (folders linked whole).
-void linkEntries(const fs::path& from, const fs::path& to) {
-  fs::create_directories(to);
-  for (const auto& e : fs::directory_iterator(from)) fs::create_symlink(e.path(), to / e.path().filename());
-}
 
 // The entry of a --json summary for one interface and language: the text from its "interface" key
 // to the next interface's.

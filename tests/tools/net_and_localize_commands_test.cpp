@@ -1,11 +1,10 @@
-// The network and localization commands of the tqkit tool, run as a user runs them. The network
+// The network commands of the tqkit tool, run as a user runs them. The network
 // commands read a fresh network namespace (unshare -n, as root) so that what they print is known.
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "support/shell.h"
-#include "support/test_paths.h"
 
 namespace {
 
@@ -35,18 +34,6 @@ TEST(NetCommands, GetKeysAndStatusReadTheKernelsState) {
   EXPECT_NE(r.out.find("\"name\":\"va\""), std::string::npos) << r.out;
   EXPECT_EQ(sh("unshare -n $T net get State:/Network/Interface/nothere/Link").status, 1)
       << "a key without a value is a failure for scripts";
-}
-
-TEST(LocalizeCommand, ByIdentifierTranslatesACorpusInterface) {
-  TQ_SKIP_WITHOUT_CORPUS();
-  const std::string bundle = (tq::test::corpusDir() / "handbrake/macosx").string();
-  auto r = sh("$T localize '" + bundle + "' HBTitleSelection --language fr --by-id --json");
-  ASSERT_EQ(r.status, 0) << r.out;
-  EXPECT_NE(r.out.find("\"before\":\"Cancel\",\"after\":\"Annuler\",\"status\":\"translated\""), std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("\"missing\":[]"), std::string::npos) << r.out;
-  EXPECT_EQ(sh("$T localize '" + bundle + "' NoSuchInterface 2>/dev/null").status, 1);
-  EXPECT_EQ(sh("$T localize 2>/dev/null").status, 2);
 }
 
 }  // namespace

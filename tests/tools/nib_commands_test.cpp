@@ -13,7 +13,6 @@ using tq::test::sh;
 
 std::string corpus(const char* relative) { return "'" + (tq::test::corpusDir() / relative).string() + "'"; }
 
-const char* kSparkle = "transmission-sparkle/macosx/Sparkle.framework";
 const char* kSparkleResources = "transmission-sparkle/macosx/Sparkle.framework/Versions/B/Resources";
 
 TEST(NibCommand, ReadsEveryFormAndListsTheVisibleStrings) {
@@ -67,16 +66,6 @@ TEST(RenderCommand, DrawsAWindowOfACompiledNib) {
   };
   EXPECT_EQ(be32(16), 350);
   EXPECT_GT(bytes.size(), 5000u) << "a drawn window, not a blank one";
-}
-
-TEST(LocalizeCommand, TranslatesABuiltFrameworksCompiledNib) {
-  TQ_SKIP_WITHOUT_CORPUS();
-  auto r = sh("$T localize " + corpus(kSparkle) + " SUUpdateAlert --language de --table Sparkle --json");
-  ASSERT_EQ(r.status, 0) << r.out;
-  EXPECT_NE(r.out.find("\"before\":\"Skip This Version\",\"after\":\"Diese Version überspringen\",\"status\":\"translated\""),
-            std::string::npos)
-      << r.out;
-  EXPECT_NE(r.out.find("\"localizations\":[\"de\"]"), std::string::npos);
 }
 
 }  // namespace

@@ -334,6 +334,45 @@ TEST_F(LinuxNetworkStoreTest, WirelessStateFromTheSuppliedSource) {
             "Ethernet");
 }
 
+// The kernel disconnects a wireless interface before it removes it, and the store reads both at
+// once: watchers still see the departure (a batch of its own, read as not joined) before the removal.
+TEST_F(LinuxNetworkStoreTest, AWirelessLinkThatGoesWhileJoinedLeavesItsNetworkFirst) {
+  auto text = [](const Value& v) { return v.isNil() ? std::string("nil") : v.description().UTF8String(); };
+  const Value notJoined = Dictionary{{u"Link Status", Value(1)}};
+  struct Case {
+    const char* name;
+    bool joined;
+    std::vector<Value> expected;  // the AirPort value read in each batch that names the key
+  };
+  const Case cases[] = {{"joined", true, {notJoined, Value()}}, {"not joined", false, {Value()}}};
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.name);
+    ASSERT_EQ(makeLink(nl, "wl0"), 0);
+    int index = static_cast<int>(test::linkIndex("wl0"));
+    auto wireless = std::make_shared<FakeWireless>();
+    wireless->states[index] = {c.joined, Data{0, 0x11, 0x22, 0x33, 0x44, 0x55}, Data::withString("home")};
+    auto options = defaultOptions();
+    options.wireless = wireless;
+    std::vector<std::string> seen;
+    String key = airportKey("wl0");
+    auto watcher = LinuxNetworkStore::create(u"test", [&](StoreConnection& s, const Array& keys) {
+      for (const String& k : keys.strings())
+        if (k == key) seen.push_back(text(s.copyValue(k)));
+    }, options);
+    ASSERT_TRUE(watcher);
+    loop.addSource(watcher->runLoopSource());
+    watcher->setNotificationKeys(Array{Value(key)}, Array());
+    wireless->states.erase(index);
+    ASSERT_EQ(nl.deleteLink("wl0"), 0);
+    ASSERT_TRUE(runUntil([&] { return !seen.empty() && seen.back() == "nil"; }));
+    loop.runFor(30ms);
+    std::vector<std::string> expected;
+    for (const Value& v : c.expected) expected.push_back(text(v));
+    EXPECT_EQ(seen, expected);
+    loop.removeSource(watcher->runLoopSource());
+  }
+}
+
 TEST(LinuxNetworkStoreLifetime, SourceOutlivesTheStoreSafely) {
   TQ_ENTER_FRESH_NETNS(ns);
   test::NetlinkRequests nl;

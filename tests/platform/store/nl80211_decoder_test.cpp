@@ -154,6 +154,41 @@ TEST(Nl80211Decoder, EventsThatChangeTheAssociation) {
   EXPECT_FALSE(decodeEvent(other.done(), 0x1c, ev)) << "another family's message";
 }
 
+TEST(Nl80211Decoder, WhatConnectRoamAndDisconnectEventsSayOfTheAssociation) {
+  std::vector<uint8_t> request = ies("tq-home");  // the station's association request
+  struct Case {
+    const char* name;
+    uint8_t cmd;
+    int status;  // -1: no status attribute
+    bool timedOut, byAp;
+    bool connected, byAccessPoint;
+    const char* ssid;  // nullptr: nil
+  };
+  const Case cases[] = {
+      {"connect", NL80211_CMD_CONNECT, 0, false, false, true, false, "tq-home"},
+      {"connect refused", NL80211_CMD_CONNECT, 17, false, false, false, false, "tq-home"},
+      {"connect timed out", NL80211_CMD_CONNECT, 0, true, false, false, false, "tq-home"},
+      {"connect without status", NL80211_CMD_CONNECT, -1, false, false, false, false, "tq-home"},
+      {"roam", NL80211_CMD_ROAM, -1, false, false, true, false, "tq-home"},
+      {"left by the station", NL80211_CMD_DISCONNECT, -1, false, false, false, false, nullptr},
+      {"left by the access point", NL80211_CMD_DISCONNECT, -1, false, true, false, true, nullptr},
+  };
+  for (const Case& c : cases) {
+    Builder e(0x1c, c.cmd);
+    e.u32(NL80211_ATTR_IFINDEX, 2).bytes(NL80211_ATTR_MAC, kBssid);
+    if (c.cmd != NL80211_CMD_DISCONNECT) e.bytes(NL80211_ATTR_REQ_IE, request);
+    if (c.status >= 0) e.u16(NL80211_ATTR_STATUS_CODE, static_cast<uint16_t>(c.status));
+    if (c.timedOut) e.put(NL80211_ATTR_TIMED_OUT, nullptr, 0);
+    if (c.byAp) e.put(NL80211_ATTR_DISCONNECTED_BY_AP, nullptr, 0);
+    Event ev;
+    ASSERT_TRUE(decodeEvent(e.done(), 0x1c, ev)) << c.name;
+    EXPECT_EQ(ev.bssid, Data::withVector(kBssid)) << c.name;
+    EXPECT_EQ(ev.connected, c.connected) << c.name;
+    EXPECT_EQ(ev.byAccessPoint, c.byAccessPoint) << c.name;
+    EXPECT_EQ(ev.ssid, c.ssid ? Data::withString(c.ssid) : Data()) << c.name;
+  }
+}
+
 TEST(Nl80211Decoder, InformationElementsAndMalformedInput) {
   EXPECT_EQ(ssidFromInformationElements(ies("net")), Data::withString("net"));
   std::vector<uint8_t> hidden = {0, 0};

@@ -25,7 +25,12 @@
 //   "State:/Network/Interface/NAME/AirPort"   wireless links only: {"Link Status": 4} with "BSSID"
 //                                             (6 bytes of Data) and "SSID" (a String when the bytes
 //                                             are UTF-8, else the raw Data) while joined to a
-//                                             network; {"Link Status": 1} when not joined.
+//                                             network; {"Link Status": 1} when not joined. As the
+//                                             wireless source shows it: with nl80211, a roam between
+//                                             access points is a new BSSID with the link joined
+//                                             throughout (see makeNl80211WirelessSource). A link
+//                                             that goes while joined is first reported not joined,
+//                                             in a batch of its own, then removed.
 //   "State:/Network/Global/IPv4"              {"PrimaryInterface": NAME, "PrimaryService": NAME,
 //                                             "Router": GATEWAY (only for a hop with a gateway)},
 //                                             from the unicast default routes (0.0.0.0/0) of the main

@@ -45,10 +45,24 @@ bool decodeBss(std::span<const uint8_t> message, BssInfo& bss);
 // An event of the "mlme" or "config" groups. `command` is the NL80211_CMD_* value. `changesState`
 // is true for the commands after which the interface's association may differ (connect,
 // disconnect, roam, associate, deauthenticate, disassociate, new or deleted interface, IBSS join).
+//
+// What a connect, roam or disconnect event says of the association itself:
+//   bssid          the access point (NL80211_ATTR_MAC, 6 bytes); nil when absent.
+//   ssid           connect and roam: the SSID the station asked for, from the SSID element of its
+//                  association request (NL80211_ATTR_REQ_IE); nil when absent. The kernel's
+//                  interface answers carry no SSID when a user-space supplicant manages the link,
+//                  and a hidden network's beacons carry none either; this one is always there.
+//   connected      connect: the association was made (status code 0, no time-out); roam: true.
+//   byAccessPoint  disconnect: the access point ended the association
+//                  (NL80211_ATTR_DISCONNECTED_BY_AP); false when the station left.
 struct Event {
   uint8_t command = 0;
   int ifindex = 0;
   bool changesState = false;
+  Data bssid;
+  Data ssid;
+  bool connected = false;
+  bool byAccessPoint = false;
 };
 bool decodeEvent(std::span<const uint8_t> message, uint16_t familyId, Event& event);
 

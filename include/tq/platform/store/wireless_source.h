@@ -7,6 +7,7 @@
 // Threads: a source is used on the thread of the store that owns it.
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <vector>
@@ -45,6 +46,19 @@ class WirelessSource {
 
 // The kernel's wireless state through nl80211; nullptr when the kernel has no nl80211 family
 // (no cfg80211) or generic netlink cannot be reached.
-std::unique_ptr<WirelessSource> makeNl80211WirelessSource();
+//
+// What it shows of a station, beyond what the kernel answers when asked:
+//   - the SSID whenever joined: from the interface answer, else from the connect event (what the
+//     station asked for; a supplicant-managed link and a hidden network leave the others without
+//     one), else from the access point's entry;
+//   - a roam as one change: a move between access points arrives as a departure made by the
+//     station followed by a connect, with the kernel answering "not joined" in between. A departure
+//     the station made is shown only once `roamWindow` has passed without a new association (so a
+//     roam shows as a new BSSID, joined throughout); a departure by the access point, or a
+//     reconnection that failed, is shown at once. A window of zero shows every departure at once.
+//   - interfaces with a network device only (the P2P device a supplicant adds has none).
+// The event descriptor also becomes readable when a held departure is due.
+std::unique_ptr<WirelessSource> makeNl80211WirelessSource(
+    std::chrono::milliseconds roamWindow = std::chrono::milliseconds(1000));
 
 }  // namespace tq

@@ -27,16 +27,6 @@ class CurrentContext {
   GraphicsContextRef context;
 };
 
-void expectSameTransform(const AffineTransform& a, const AffineTransform& b) {
-  const auto &x = a.transformStruct(), &y = b.transformStruct();
-  EXPECT_DOUBLE_EQ(x.m11, y.m11);
-  EXPECT_DOUBLE_EQ(x.m12, y.m12);
-  EXPECT_DOUBLE_EQ(x.m21, y.m21);
-  EXPECT_DOUBLE_EQ(x.m22, y.m22);
-  EXPECT_DOUBLE_EQ(x.tX, y.tX);
-  EXPECT_DOUBLE_EQ(x.tY, y.tY);
-}
-
 }  // namespace
 
 TEST(GraphicsContext, CurrentContextIsPerThreadAndStacked) {
@@ -87,7 +77,7 @@ TEST(GraphicsContext, RestoreBringsBackTransformClipAndOperationButNotInterpolat
   EXPECT_NE(ctx.clipBoundingBox(), clipBefore);
   GraphicsContext::restoreGraphicsState();
 
-  expectSameTransform(ctx.currentTransform(), transformBefore);
+  EXPECT_EQ(ctx.currentTransform(), transformBefore);
   EXPECT_EQ(ctx.clipBoundingBox(), clipBefore);
   EXPECT_EQ(ctx.compositingOperation(), NSCompositeSourceOver);
   EXPECT_EQ(ctx.imageInterpolation(), NSImageInterpolationNone) << "interpolation is not graphics state";
@@ -139,11 +129,7 @@ TEST(GraphicsContext, StrokedLineCoversItsRowWithButtCaps) {
   EXPECT_EQ(BezierPath::defaultLineWidth(), 1.0);
   Color::lightGrayColor()->set();
   BezierPath::strokeLineFromPoint({10, 28.5}, {30, 28.5});
-  for (int x = 10; x < 30; ++x) {
-    const auto p = pixelAt(ctx, x, 28);
-    ASSERT_EQ(p.a, 255) << x;
-    ASSERT_EQ(p.r, 170) << x;
-  }
+  for (int x = 10; x < 30; ++x) ASSERT_TRUE(pixelAt(ctx, x, 28).a == 255 && pixelAt(ctx, x, 28).r == 170) << x;
   EXPECT_EQ(test::inkedPixels(ctx, 0, 0, 40, 28), 0);
   EXPECT_EQ(test::inkedPixels(ctx, 0, 29, 40, 40), 0);
   EXPECT_EQ(pixelAt(ctx, 9, 28).a, 0);
@@ -200,10 +186,10 @@ TEST(AffineTransform, ConcatMovesDrawingAndSetReplaces) {
   EXPECT_EQ(pixelAt(ctx, 13, 23).a, 255);
   EXPECT_EQ(pixelAt(ctx, 14, 24).a, 0);
   EXPECT_EQ(pixelAt(ctx, 11, 22).a, 0);
-  expectSameTransform(ctx.currentTransform(), t);
+  EXPECT_EQ(ctx.currentTransform(), t);
 
   AffineTransform::transform().set();
-  expectSameTransform(ctx.currentTransform(), AffineTransform());
+  EXPECT_EQ(ctx.currentTransform(), AffineTransform());
   rectFill({0, 0, 1, 1});
   EXPECT_EQ(pixelAt(ctx, 0, 0).a, 255);
 }
@@ -265,13 +251,11 @@ TEST(Color, NamedColoursHaveThePlatformValues) {
   EXPECT_TRUE(current.context->fillColor()->isEqual(*Color::greenColor()));
 }
 
-TEST(GraphicsContext, OperationsAndInterpolationMapToCairo) {
-  EXPECT_EQ(cairoOperatorForCompositingOperation(NSCompositeClear), CAIRO_OPERATOR_CLEAR);
-  EXPECT_EQ(cairoOperatorForCompositingOperation(NSCompositeCopy), CAIRO_OPERATOR_SOURCE);
-  EXPECT_EQ(cairoOperatorForCompositingOperation(NSCompositeSourceOver), CAIRO_OPERATOR_OVER);
-  EXPECT_EQ(cairoOperatorForCompositingOperation(NSCompositeDestinationOut), CAIRO_OPERATOR_DEST_OUT);
-  EXPECT_EQ(cairoOperatorForCompositingOperation(NSCompositePlusLighter), CAIRO_OPERATOR_ADD);
-  EXPECT_EQ(cairoOperatorForCompositingOperation(999), CAIRO_OPERATOR_OVER);
+// Operators the pixel tests above do not draw with, and the filters, by their Porter-Duff names.
+TEST(GraphicsContext, OperationsAndInterpolationMapToCairoAndHugeContextsAreRefused) {
+  for (auto [op, cairo] : {std::pair{NSCompositeClear, CAIRO_OPERATOR_CLEAR}, {NSCompositeDestinationOut, CAIRO_OPERATOR_DEST_OUT},
+                           {NSCompositePlusLighter, CAIRO_OPERATOR_ADD}, {999, CAIRO_OPERATOR_OVER}})
+    EXPECT_EQ(cairoOperatorForCompositingOperation(op), cairo) << op;
   EXPECT_EQ(cairoFilterForImageInterpolation(NSImageInterpolationNone), CAIRO_FILTER_NEAREST);
   EXPECT_EQ(cairoFilterForImageInterpolation(NSImageInterpolationHigh), CAIRO_FILTER_BEST);
   EXPECT_EQ(GraphicsContext::imageContext({0, 10}, true), nullptr);
