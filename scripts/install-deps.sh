@@ -8,7 +8,7 @@ packages=(
   build-essential cmake ninja-build pkg-config git
   clang libclang-rt-14-dev
   libssl-dev uuid-dev libglib2.0-dev libmnl-dev libplist-dev libpugixml-dev
-  libcairo2-dev libpango1.0-dev libgdk-pixbuf-2.0-dev
+  libcairo2-dev libpango1.0-dev libgdk-pixbuf-2.0-dev libpng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-dejavu-core iproute2 xxd util-linux
   fonts-dejavu-extra

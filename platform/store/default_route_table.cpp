@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cstring>
 
 namespace tq::store {
 
@@ -37,14 +38,27 @@ bool ipv4(const nlattr* a, uint32_t& v) {
   return true;
 }
 
+// A gateway given as RTA_VIA (another family's address, or IPv4 written that way).
+void via(const nlattr* a, RouteHop& hop) {
+  std::size_t n = mnl_attr_get_payload_len(a);
+  auto* v = static_cast<const rtvia*>(mnl_attr_get_payload(a));
+  if (n < sizeof(rtvia)) return;
+  n -= sizeof(rtvia);
+  if (v->rtvia_family == AF_INET6 && n >= 16)
+    std::copy_n(v->rtvia_addr, 16, hop.gateway6.begin());
+  else if (v->rtvia_family == AF_INET && n >= 4)
+    std::memcpy(&hop.gateway, v->rtvia_addr, 4);
+}
+
 }  // namespace
 
-bool DefaultRoute::sameRoute(const DefaultRoute& o) const {
-  if (tos != o.tos || metric != o.metric || type != o.type || scope != o.scope || protocol != o.protocol ||
-      prefsrc != o.prefsrc || nhid != o.nhid)
+bool DefaultRoute::sameRoute(const DefaultRoute& o, bool shown) const {
+  if (tos != o.tos || metric != o.metric || scope != o.scope || protocol != o.protocol || prefsrc != o.prefsrc ||
+      nhid != o.nhid)
     return false;
-  if (nhid) return true;  // the object decides the hops
-  if (hops.size() != o.hops.size()) return false;
+  // The object decides the hops; a type shown for a blackhole object says nothing of the route's own.
+  if (nhid) return type == o.type || (shown && (typeOfObject || o.typeOfObject));
+  if (type != o.type || hops.size() != o.hops.size()) return false;
   for (std::size_t i = 0; i < hops.size(); ++i)
     if (!hops[i].sameAs(o.hops[i])) return false;
   return true;
@@ -78,6 +92,10 @@ bool DefaultRouteTable::applyRoute(const nlmsghdr* nlh, bool removed, bool fromD
   u32(tb[RTA_PRIORITY], r.metric);
   ipv4(tb[RTA_PREFSRC], r.prefsrc);
   u32(tb[RTA_NH_ID], r.nhid);
+  if (r.nhid && r.type == RTN_BLACKHOLE) {
+    auto object = nexthops_.find(r.nhid);
+    r.typeOfObject = object != nexthops_.end() && object->second.blackhole;
+  }
   if (const nlattr* mp = tb[RTA_MULTIPATH]) {
     auto* p = static_cast<const uint8_t*>(mnl_attr_get_payload(mp));
     std::size_t left = mnl_attr_get_payload_len(mp);
@@ -92,6 +110,7 @@ bool DefaultRouteTable::applyRoute(const nlmsghdr* nlh, bool removed, bool fromD
       auto* attr = reinterpret_cast<const nlattr*>(p + RTNH_ALIGN(sizeof(rtnexthop)));
       while (attrLen > 0 && mnl_attr_ok(attr, attrLen)) {
         if (mnl_attr_get_type(attr) == RTA_GATEWAY) ipv4(attr, hop.gateway);
+        if (mnl_attr_get_type(attr) == RTA_VIA) via(attr, hop);
         attrLen -= static_cast<int>(MNL_ALIGN(attr->nla_len));
         attr = mnl_attr_next(attr);
       }
@@ -107,12 +126,15 @@ bool DefaultRouteTable::applyRoute(const nlmsghdr* nlh, bool removed, bool fromD
     if (u32(tb[RTA_OIF], oif)) {
       hop.oif = static_cast<int>(oif);
       ipv4(tb[RTA_GATEWAY], hop.gateway);
+      if (tb[RTA_VIA]) via(tb[RTA_VIA], hop);
       hop.dead = (rtm->rtm_flags & RTNH_F_DEAD) != 0;
       r.hops.push_back(hop);
     }
   }
 
-  auto same = [&](const DefaultRoute& o) { return o.sameRoute(r); };
+  // A message that adds a route names its own type, unless it is older than the dump that holds it.
+  bool adds = !removed && (nlh->nlmsg_flags & NLM_F_CREATE);
+  auto same = [&](const DefaultRoute& o) { return o.sameRoute(r, !adds); };
   if (removed) {
     auto it = std::find_if(routes_.begin(), routes_.end(), same);
     if (it == routes_.end()) return false;
@@ -134,14 +156,13 @@ bool DefaultRouteTable::applyRoute(const nlmsghdr* nlh, bool removed, bool fromD
   auto last = routes_.begin() + static_cast<std::ptrdiff_t>(end);
   auto existing = std::find_if(first, last, same);
   if (existing != last) {
-    // The kernel refuses exact duplicates, so this is the route itself: a nexthop object's update
-    // announced for it, or a message older than the dump that already holds it.
-    bool changed = false;
-    for (std::size_t i = 0; i < r.hops.size() && i < existing->hops.size(); ++i)
-      changed |= existing->hops[i].dead != r.hops[i].dead;
-    if (existing->hops.size() != r.hops.size()) changed = true;
-    existing->hops = std::move(r.hops);
-    return changed;
+    // The kernel refuses exact duplicates, so this is the route itself: announced again because its
+    // nexthop object changed (which may change the type shown), or a message older than the dump
+    // that already holds it (whose dead marks may be out of date: the table's stand).
+    if (!existing->nhid || (existing->type == r.type && existing->typeOfObject == r.typeOfObject)) return false;
+    existing->type = r.type;
+    existing->typeOfObject = r.typeOfObject;
+    return true;
   }
   if ((nlh->nlmsg_flags & NLM_F_REPLACE) && pos < end) {
     *first = std::move(r);
@@ -155,27 +176,19 @@ bool DefaultRouteTable::applyRoute(const nlmsghdr* nlh, bool removed, bool fromD
 
 bool DefaultRouteTable::applyNexthop(const nlmsghdr* nlh, bool removed, bool) {
   if (mnl_nlmsg_get_payload_len(nlh) < sizeof(nhmsg)) return false;
-  auto* nhm = static_cast<const nhmsg*>(mnl_nlmsg_get_payload(nlh));
   Attrs<NHA_MAX + 1> tb;
   if (mnl_attr_parse(nlh, sizeof(nhmsg), collect<NHA_MAX + 1>, &tb) < 0) return false;
   NexthopObject nh;
   if (!u32(tb[NHA_ID], nh.id) || nh.id == 0) return false;
   if (removed) return removeNexthop(nh.id);
-  nh.ipv4 = nhm->nh_family == AF_INET || nhm->nh_family == AF_UNSPEC;
   nh.blackhole = tb[NHA_BLACKHOLE] != nullptr;
   uint32_t oif = 0;
   if (u32(tb[NHA_OIF], oif)) nh.oif = static_cast<int>(oif);
-  if (const nlattr* gw = tb[NHA_GATEWAY]) {
-    if (mnl_attr_get_payload_len(gw) == 4)
-      nh.gateway = mnl_attr_get_u32(gw);
-    else
-      nh.ipv4 = false;
-  }
+  ipv4(tb[NHA_GATEWAY], nh.gateway);  // an IPv6 gateway leaves it 0
   if (const nlattr* g = tb[NHA_GROUP]) {
     auto* entries = static_cast<const nexthop_grp*>(mnl_attr_get_payload(g));
     std::size_t n = mnl_attr_get_payload_len(g) / sizeof(nexthop_grp);
     for (std::size_t i = 0; i < n; ++i) nh.group.push_back(entries[i].id);
-    nh.ipv4 = true;
   }
   nexthops_[nh.id] = std::move(nh);
   return true;
@@ -215,10 +228,10 @@ bool DefaultRouteTable::dropDeadRoutes() {
          }) > 0;
 }
 
-bool DefaultRouteTable::markHopsDead(int index) {
+bool DefaultRouteTable::markHopsDead(int index, bool force) {
   bool changed = false;
   for (DefaultRoute& r : routes_) {
-    if (r.nhid) continue;
+    if (r.nhid || (!force && r.scope == RT_SCOPE_HOST)) continue;
     for (RouteHop& h : r.hops)
       if (h.oif == index && !h.dead) h.dead = changed = true;
   }
@@ -226,13 +239,13 @@ bool DefaultRouteTable::markHopsDead(int index) {
 }
 
 bool DefaultRouteTable::linkDown(int index) {
-  bool changed = markHopsDead(index);
+  bool changed = markHopsDead(index, false);
   changed |= dropDeadRoutes();
   changed |= flushNexthopsOn(index, true);
   return changed;
 }
 
-bool DefaultRouteTable::linkUp(int index) {
+bool DefaultRouteTable::reviveHops(int index) {
   bool changed = false;
   for (DefaultRoute& r : routes_)
     for (RouteHop& h : r.hops)
@@ -255,7 +268,7 @@ bool DefaultRouteTable::linkRemoved(int index) {
 }
 
 bool DefaultRouteTable::lastAddressGone(int index) {
-  bool changed = markHopsDead(index);
+  bool changed = markHopsDead(index, true);
   changed |= dropDeadRoutes();
   return changed;
 }

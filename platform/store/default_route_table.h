@@ -7,15 +7,23 @@
 // the group's first route. Its notifications carry those flags, so the list is followed without
 // reading it again.
 //
-// The kernel also drops routes without a word (no RTM_DELROUTE): when a link goes down or away, when
-// the last IPv4 address of a link goes, when the preferred source address of a route stops being a
-// local address, and when a nexthop object goes (nexthop objects go silently too, when their link
-// goes down, loses carrier or goes away). The store tells the table of those events and the table
-// drops what the kernel drops.
+// The kernel also changes routes without a word (no route message), and the store tells the table
+// of the events that make it do so:
+//  - a link goes down: the hops through it die, except the one hop of a host-scope route; a route
+//    left with no live hop goes; the nexthop objects on the link go, blackholes aside;
+//  - a link comes up, or is given an IPv4 address while it is up: the dead hops through it revive;
+//  - a link loses carrier: the nexthop objects on it go, blackholes aside;
+//  - a link's last IPv4 address goes: every hop through it dies, and routes left with no live hop go;
+//  - a link goes away: every route with a hop through it goes, and every nexthop object on it;
+//  - an address stops being local to any link: the routes preferring it as their source go;
+//  - a nexthop object goes: the routes using it go, groups lose it, and a group left empty goes too.
+// A route by nexthop object has no hops of its own: the object decides them, and while the object is
+// a blackhole the kernel shows the route as one, whatever its own type.
 #pragma once
 
 #include <linux/netlink.h>
 
+#include <array>
 #include <cstdint>
 #include <map>
 #include <vector>
@@ -24,31 +32,36 @@ namespace tq::store {
 
 struct RouteHop {
   int oif = 0;
-  uint32_t gateway = 0;  // network byte order; 0 for a device route
+  uint32_t gateway = 0;                // IPv4 gateway, network byte order; 0 for none or an IPv6 one
+  std::array<uint8_t, 16> gateway6{};  // an IPv6 gateway ("via inet6"), else zero
   uint8_t weight = 0;
-  bool dead = false;  // the kernel marked it dead (its link went down)
-  bool sameAs(const RouteHop& o) const { return oif == o.oif && gateway == o.gateway && weight == o.weight; }
+  bool dead = false;  // the kernel marked it dead
+  bool sameAs(const RouteHop& o) const {
+    return oif == o.oif && gateway == o.gateway && gateway6 == o.gateway6 && weight == o.weight;
+  }
 };
 
 struct DefaultRoute {
   uint8_t tos = 0;
-  uint8_t type = 0;
+  uint8_t type = 0;   // as the kernel reports it: a route by a blackhole nexthop object reads blackhole
+  bool typeOfObject = false;  // `type` is the object's blackhole, not the route's own type
   uint8_t scope = 0;
   uint8_t protocol = 0;
   uint32_t metric = 0;
   uint32_t prefsrc = 0;
   uint32_t nhid = 0;             // nexthop object, 0 when the route carries its own nexthops
   std::vector<RouteHop> hops;    // as the message gives them (expanded from the object when it names one)
-  // Whether the kernel would take the two for the same route (the same route information).
-  bool sameRoute(const DefaultRoute& o) const;
+  // Whether the kernel would take the two for the same route (the same route information). `shown`:
+  // the type either one reads may be its blackhole object's rather than its own (a message about a
+  // route that exists already: an update or a removal).
+  bool sameRoute(const DefaultRoute& o, bool shown) const;
 };
 
 struct NexthopObject {
   uint32_t id = 0;
   int oif = 0;
-  uint32_t gateway = 0;  // IPv4 gateway, network byte order
+  uint32_t gateway = 0;  // IPv4 gateway, network byte order; 0 for none or an IPv6 one
   bool blackhole = false;
-  bool ipv4 = true;
   std::vector<uint32_t> group;  // member ids, for a group
 };
 
@@ -60,7 +73,7 @@ class DefaultRouteTable {
 
   // What the kernel does silently. Each returns true when the table changed.
   bool linkDown(int index);       // IFF_UP cleared
-  bool linkUp(int index);         // IFF_UP set: dead nexthops on it revive
+  bool reviveHops(int index);     // IFF_UP set, or an IPv4 address added while up
   bool carrierLost(int index);    // lower layer down while up
   bool linkRemoved(int index);
   bool lastAddressGone(int index);
@@ -68,8 +81,9 @@ class DefaultRouteTable {
 
   void clear();
 
-  // Calls f(metric, oif, gateway) for every usable hop of every unicast default route, in the
-  // kernel's order; hops of a route that names a nexthop object come from that object.
+  // Calls f(route, oif, gateway) for every hop of every unicast default route, in the kernel's
+  // order; the hops of a route that names a nexthop object come from that object. `gateway` is the
+  // IPv4 gateway, 0 for a device hop or an IPv6 gateway.
   template <class F>
   void forEachHop(F f) const {
     for (const DefaultRoute& r : routes_) {
@@ -79,18 +93,18 @@ class DefaultRouteTable {
         if (it != nexthops_.end()) {
           const NexthopObject& nh = it->second;
           if (nh.group.empty()) {
-            if (!nh.blackhole && nh.ipv4) f(r.metric, nh.oif, nh.gateway);
+            if (!nh.blackhole) f(r, nh.oif, nh.gateway);
           } else {
             for (uint32_t member : nh.group) {
               auto m = nexthops_.find(member);
-              if (m != nexthops_.end() && !m->second.blackhole && m->second.ipv4 && m->second.group.empty())
-                f(r.metric, m->second.oif, m->second.gateway);
+              if (m != nexthops_.end() && !m->second.blackhole && m->second.group.empty())
+                f(r, m->second.oif, m->second.gateway);
             }
           }
           continue;
         }
       }
-      for (const RouteHop& h : r.hops) f(r.metric, h.oif, h.gateway);
+      for (const RouteHop& h : r.hops) f(r, h.oif, h.gateway);
     }
   }
 
@@ -103,8 +117,9 @@ class DefaultRouteTable {
   bool removeNexthop(uint32_t id);
   bool flushNexthopsOn(int index, bool keepBlackholes);
   bool dropRoutesUsing(uint32_t nhid);
-  // Marks the hops of routes (not those by nexthop object) through link `index` dead.
-  bool markHopsDead(int index);
+  // Marks the hops of routes (not those by nexthop object) through link `index` dead; unless
+  // `force`, not the hop of a host-scope route.
+  bool markHopsDead(int index, bool force);
   bool dropDeadRoutes();
 
   std::vector<DefaultRoute> routes_;

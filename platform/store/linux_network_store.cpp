@@ -4,6 +4,7 @@
 #include "default_route_table.h"
 #include "key_table.h"
 
+#include <arpa/inet.h>
 #include <glib.h>
 #include <libmnl/libmnl.h>
 #include <linux/if.h>
@@ -196,6 +197,7 @@ struct LinuxNetworkStore::Impl {
   store::Slot* listSlot = nullptr;
   store::Slot* globalSlot = nullptr;
   int primaryIndex = 0;  // the link named by the global value; its IPv4 value is always made
+  uint32_t primarySource = 0;  // the address the kernel sends from through it, when one of its own
 
   // Work owed: which parts of which links are to be made again, and whether the list and global
   // keys are.
@@ -218,6 +220,9 @@ struct LinuxNetworkStore::Impl {
   std::vector<std::pair<int, store::Address>> dumpAddresses;
   store::DefaultRouteTable dumpRoutes;
   std::vector<std::vector<uint8_t>> deferred;
+  // For each kind of message (links, addresses, nexthop objects, routes), how many of `deferred`
+  // were read before the dump of that kind was asked for.
+  std::array<std::size_t, 4> staleBefore{};
 
   Clock::time_point lastBatch{};
   GSource* source = nullptr;
@@ -508,7 +513,7 @@ struct LinuxNetworkStore::Impl {
       bool wasUp = old.flags & IFF_UP, isUp = info.flags & IFF_UP;
       bool changed = false;
       if (wasUp && !isUp) changed |= routes.linkDown(index);
-      if (!wasUp && isUp) changed |= routes.linkUp(index);
+      if (!wasUp && isUp) changed |= routes.reviveHops(index);
       if (lowerUp(old.flags) && !lowerUp(info.flags)) changed |= routes.carrierLost(index);
       if (changed) markGlobal();
       if (parts == 0) return;
@@ -584,8 +589,13 @@ struct LinuxNetworkStore::Impl {
       // when it is nowhere local any more, and every route through the link when it was its last.
       localAddressMayBeGone(a.local);
       if (last && routes.lastAddressGone(index)) markGlobal();
-    } else if (!addresses[index].add(a, false)) {
-      return;
+    } else {
+      if (!addresses[index].add(a, false)) return;
+      // An address given to a link that is up revives the hops through it that the kernel marked
+      // dead when its last address went. (The kernel does so for a new or promoted address; a link
+      // that is up and has addresses has no dead hops, so other address messages find none.)
+      auto link = links.find(index);
+      if (link != links.end() && (link->second.flags & IFF_UP)) routes.reviveHops(index);
     }
     markDirty(index, kIPv4);
     markGlobal();
@@ -635,9 +645,47 @@ struct LinuxNetworkStore::Impl {
     }
   }
 
+  // The kind of a message or dump request, as an index of staleBefore (4: none the store follows).
+  static std::size_t kindOf(uint16_t type) {
+    switch (type) {
+      case RTM_NEWLINK:
+      case RTM_DELLINK:
+      case RTM_GETLINK:
+        return 0;
+      case RTM_NEWADDR:
+      case RTM_DELADDR:
+      case RTM_GETADDR:
+        return 1;
+      case RTM_NEWNEXTHOP:
+      case RTM_DELNEXTHOP:
+      case RTM_GETNEXTHOP:
+        return 2;
+      case RTM_NEWROUTE:
+      case RTM_DELROUTE:
+      case RTM_GETROUTE:
+        return 3;
+      default:
+        return 4;
+    }
+  }
+
   // Sends one dump request and handles its answers until the dump ends; events that come in
-  // between are kept for later. False when the dump failed or was interrupted.
+  // between are kept for later. What waits on the socket before the request is read first, so
+  // that the events older than the dump are known. False when the dump failed or was interrupted.
   bool dump(uint16_t type) {
+    inDump = true;
+    dumpSeq = 0;  // no dump's: every message read now is kept for later
+    for (;;) {
+      ssize_t n = recv(mnl_socket_get_fd(nl), buffer.data(), buffer.size(), MSG_DONTWAIT);
+      if (n < 0 && errno == EINTR) continue;
+      if (n < 0 && errno == ENOBUFS) {
+        overrun();
+        continue;
+      }
+      if (n < 0) break;
+      handleBuffer(static_cast<int>(n));
+    }
+    staleBefore[kindOf(type)] = deferred.size();
     std::array<uint8_t, 128> req{};
     nlmsghdr* nlh = mnl_nlmsg_put_header(req.data());
     nlh->nlmsg_type = type;
@@ -712,11 +760,17 @@ struct LinuxNetworkStore::Impl {
       std::vector<std::pair<int, LinkInfo>>().swap(dumpLinks);
       std::vector<std::pair<int, store::Address>>().swap(dumpAddresses);
       if (wireless) replaceWirelessStates(wireless->readAll());
+      // The events that came during the dumps, in order. Those older than the dump of their kind
+      // are left out: the dumps show their effects and those of the silent changes after them,
+      // which they could undo (a route message bringing back a route the kernel dropped since).
       std::vector<std::vector<uint8_t>> later;
       later.swap(deferred);
-      for (auto& m : later) {
+      for (std::size_t i = 0; i < later.size(); ++i) {
+        auto* m = reinterpret_cast<const nlmsghdr*>(later[i].data());
+        std::size_t kind = kindOf(m->nlmsg_type);
+        if (kind == 4 || i < staleBefore[kind]) continue;
         ++stats.messages;
-        handleMessage(reinterpret_cast<const nlmsghdr*>(m.data()));
+        handleMessage(m);
       }
       markGlobal();
       return;
@@ -839,15 +893,23 @@ struct LinuxNetworkStore::Impl {
     addrs.reserve(n);
     masks.reserve(n);
     bool allBroadcast = true;
-    for (const store::ListedAddress& a : it->second.addresses()) {
+    // The primary interface names first the address the kernel sends from, the others in order.
+    const auto& list = it->second.addresses();
+    auto lead = list.end();
+    if (index == primaryIndex && primarySource)
+      lead = std::find_if(list.begin(), list.end(), [&](const store::ListedAddress& a) { return a.local == primarySource; });
+    auto take = [&](const store::ListedAddress& a) {
       addrs.emplace_back(a.localText());
       masks.emplace_back(a.maskText());
-      if (!allBroadcast) continue;
+      if (!allBroadcast) return;
       if (a.hasBroadcast)
         broadcasts.emplace_back(a.broadcastText());
       else
         allBroadcast = false;
-    }
+    };
+    if (lead != list.end()) take(*lead);
+    for (auto a = list.begin(); a != list.end(); ++a)
+      if (a != lead) take(*a);
     std::vector<Dictionary::Entry> entries;
     entries.reserve(3);
     entries.emplace_back(w.addresses, Array(std::move(addrs)));
@@ -876,25 +938,46 @@ struct LinuxNetworkStore::Impl {
 
   static bool linkActive(const LinkInfo& l) { return (l.flags & IFF_UP) && l.carrier; }
 
-  // The global value, and the index of the primary interface (0 when none).
-  Value globalValue(int& primary) const {
-    bool found = false;
+  // The address the kernel sends from through one hop of a route: the route's preferred source;
+  // else, among the link's primary addresses (not secondaries) of a scope at least as wide as the
+  // route's, in the kernel's order, the first whose subnet holds the IPv4 gateway, or the first of
+  // all when none does or the hop has no IPv4 gateway. 0 when the link has none: the kernel then
+  // takes an address of another link.
+  uint32_t sourceThrough(const store::DefaultRoute& r, int oif, uint32_t gateway) const {
+    if (r.prefsrc) return r.prefsrc;
+    auto a = addresses.find(oif);
+    if (a == addresses.end()) return 0;
+    uint32_t first = 0;
+    for (const store::ListedAddress& x : a->second.addresses()) {
+      if (x.secondary || std::min<uint8_t>(x.scope, RT_SCOPE_HOST) > r.scope) continue;
+      uint32_t mask = x.prefix == 0 ? 0 : htonl(~0u << (32 - std::min<uint8_t>(x.prefix, 32)));
+      if (!gateway || ((x.address ^ gateway) & mask) == 0) return x.local;
+      if (!first) first = x.local;
+    }
+    return first;
+  }
+
+  // The global value, the index of the primary interface (0 when none) and the address the kernel
+  // sends from through it.
+  Value globalValue(int& primary, uint32_t& source) const {
+    const store::DefaultRoute* bestRoute = nullptr;
     uint32_t bestMetric = 0;
     int bestOif = 0;
     uint32_t bestGateway = 0;
-    routes.forEachHop([&](uint32_t metric, int oif, uint32_t gateway) {
-      if (found && metric >= bestMetric) return;
+    routes.forEachHop([&](const store::DefaultRoute& r, int oif, uint32_t gateway) {
+      if (bestRoute && r.metric >= bestMetric) return;
       auto link = links.find(oif);
       if (link == links.end() || !linkActive(link->second)) return;
       auto a = addresses.find(oif);
       if (a == addresses.end() || a->second.empty()) return;
-      found = true;
-      bestMetric = metric;
+      bestRoute = &r;
+      bestMetric = r.metric;
       bestOif = oif;
       bestGateway = gateway;
     });
-    primary = found ? bestOif : 0;
-    if (!found) return Value();
+    primary = bestRoute ? bestOif : 0;
+    source = bestRoute ? sourceThrough(*bestRoute, bestOif, bestGateway) : 0;
+    if (!bestRoute) return Value();
     const Words& w = words();
     const String& name = links.at(bestOif).key;
     std::vector<Dictionary::Entry> entries;
@@ -956,6 +1039,20 @@ struct LinuxNetworkStore::Impl {
   // parts of each link that changed, the interface list and the global key.
   void remake() {
     if (!pending) return;
+    Value global;
+    if (globalDirty) {
+      // First, since the primary interface's IPv4 value depends on it: when the primary or its
+      // source changes, so do the values of the old and the new primary.
+      int primary = 0;
+      uint32_t source = 0;
+      global = globalValue(primary, source);
+      if (primary != primaryIndex || source != primarySource) {
+        for (int index : {primaryIndex, primary})
+          if (index && links.count(index)) markDirty(index, kIPv4);
+        primaryIndex = primary;
+        primarySource = source;
+      }
+    }
     pending = false;
     for (int index : dirtyOrder) {
       auto p = published.find(index);
@@ -979,10 +1076,8 @@ struct LinuxNetworkStore::Impl {
     }
     if (globalDirty) {
       globalDirty = false;
-      int primary = 0;
-      table.set(*globalSlot, globalValue(primary));
-      primaryIndex = primary;
-      if (auto p = published.find(primary); p != published.end()) materialize((*p->second)[store::Part::IPv4]);
+      table.set(*globalSlot, std::move(global));
+      if (auto p = published.find(primaryIndex); p != published.end()) materialize((*p->second)[store::Part::IPv4]);
     }
   }
 

@@ -4,6 +4,7 @@
 #include <sys/eventfd.h>
 #include <unistd.h>
 
+#include <cstdlib>
 #include <random>
 
 #include "support/fake_wireless.h"
@@ -218,13 +219,15 @@ TEST_F(LinuxStoreObservers, EveryActivityChangePostsOnceAndEveryPrimaryChangeIsC
     return ipv4->getPrimaryIP().UTF8String() == t.address;
   };
 
-  std::mt19937 rng(7);
+  // TQ_STORE_DIFF_STEPS and TQ_STORE_DIFF_SEED, as for the store's differential test.
+  const char* stepsEnv = std::getenv("TQ_STORE_DIFF_STEPS");
+  const char* seedEnv = std::getenv("TQ_STORE_DIFF_SEED");
+  int steps = stepsEnv ? std::atoi(stepsEnv) : 200;
+  std::mt19937 rng(seedEnv ? static_cast<unsigned>(std::strtoul(seedEnv, nullptr, 10)) : 7u);
   auto pick = [&](int n) { return std::uniform_int_distribution<int>(0, n - 1)(rng); };
   Truth before = truth();
   int activityChanges = 0, primaryChanges = 0;
   std::map<std::string, bool> nearUp = {{"va", true}, {"vb", true}, {"vc", true}};
-  const char* env = std::getenv("TQ_STORE_DIFF_STEPS");
-  int steps = env ? std::atoi(env) / 2 : 200;
   for (int step = 0; step < steps; ++step) {
     const std::string& n = names[static_cast<std::size_t>(pick(3))];
     std::string slot = std::to_string(&n - names.data() + 1);

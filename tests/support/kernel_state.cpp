@@ -9,6 +9,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <functional>
 #include <sstream>
@@ -109,6 +110,46 @@ std::size_t utf8Length(const std::string& s, std::size_t i) {
   static const uint32_t least[] = {0, 0, 0x80, 0x800, 0x10000};
   if (cp < least[len] || cp > 0x10FFFF || (cp >= 0xD800 && cp <= 0xDFFF)) return 0;
   return len;
+}
+
+// The source address the kernel gives a packet to an outside address sent through link `oif`, as
+// `ip route get 198.51.100.1 oif DEV` shows it (0 when it gives none).
+uint32_t kernelSourceThrough(int oif) {
+  int fd = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
+  if (fd < 0) return 0;
+  struct {
+    nlmsghdr h;
+    rtmsg r;
+    char attrs[64];
+  } req{};
+  req.h.nlmsg_type = RTM_GETROUTE;
+  req.h.nlmsg_flags = NLM_F_REQUEST;
+  req.h.nlmsg_seq = 1;
+  req.r.rtm_family = AF_INET;
+  req.r.rtm_dst_len = 32;
+  std::size_t len = NLMSG_LENGTH(sizeof(rtmsg));
+  auto put = [&](uint16_t type, uint32_t value) {
+    auto* a = reinterpret_cast<rtattr*>(reinterpret_cast<uint8_t*>(&req) + NLMSG_ALIGN(len));
+    a->rta_type = type;
+    a->rta_len = RTA_LENGTH(4);
+    std::memcpy(RTA_DATA(a), &value, 4);
+    len = NLMSG_ALIGN(len) + RTA_SPACE(4);
+  };
+  in_addr outside{};
+  inet_pton(AF_INET, "198.51.100.1", &outside);
+  put(RTA_DST, outside.s_addr);
+  put(RTA_OIF, static_cast<uint32_t>(oif));
+  req.h.nlmsg_len = static_cast<uint32_t>(len);
+  uint32_t source = 0;
+  std::vector<uint8_t> buf(1 << 14);
+  if (::send(fd, &req, len, 0) >= 0) {
+    ssize_t n = ::recv(fd, buf.data(), buf.size(), 0);
+    auto* m = reinterpret_cast<const nlmsghdr*>(buf.data());
+    if (n > 0 && NLMSG_OK(m, static_cast<int>(n)) && m->nlmsg_type == RTM_NEWROUTE)
+      source = u32(attributes(m, sizeof(rtmsg))[RTA_PREFSRC]);
+  }
+  ::close(fd);
+  return source;
 }
 
 }  // namespace
@@ -232,6 +273,12 @@ std::map<std::string, Value> expectedStoreFromKernel() {
         Dictionary{{u"DeviceName", S(name)}, {u"Type", S(type)}};
     out["State:/Network/Interface/" + name + "/Link"] = Dictionary{{u"Active", Value(active(index))}};
     auto& list = addresses[index];
+    if (found && index == bestOif) {
+      // The primary interface names first the address the kernel sends from.
+      uint32_t source = kernelSourceThrough(bestOif);
+      auto it = std::find_if(list.begin(), list.end(), [&](const Addr& x) { return x.local == source; });
+      if (it != list.end()) std::rotate(list.begin(), it, it + 1);
+    }
     if (!list.empty()) {
       MutableArray a, masks, broadcasts;
       bool all = true;

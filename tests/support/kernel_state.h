@@ -12,7 +12,9 @@
 namespace tq::test {
 
 // Key (UTF-8) to value, for every key the store should hold in the calling thread's namespace.
-// Wireless keys are not modelled (the namespace has no wireless links).
+// Wireless keys are not modelled (the namespace has no wireless links). The primary interface's
+// addresses start with the one the kernel itself gives as the source through that interface (its
+// answer to a route query for an outside address), the others in the kernel's order.
 std::map<std::string, Value> expectedStoreFromKernel();
 
 // The escaping of interface names written out again: UTF-8 stays, a backslash doubles, any other

@@ -4,19 +4,24 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <map>
-#include <set>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli.h"
-#include "output_file.h"
+#include "localize_bundle.h"
+#include "localize_page.h"
 #include "localize_report.h"
+#include "output_file.h"
 #include "tq/platform/ui/drawing/pango_text_measurer.h"
 
 namespace {
@@ -60,11 +65,13 @@ class FolderOutput {
 // --- one interface ------------------------------------------------------------------------------
 
 std::string locate(const tq::Bundle& bundle, const std::string& nib) {
-  if (isFile(nib) || (isFolder(nib) && fs::path(nib).extension() == ".nib")) return nib;
-  const String name = String::fromUTF8(fs::path(nib).extension() == ".xib" || fs::path(nib).extension() == ".nib"
-                                           ? fs::path(nib).stem().string()
-                                           : nib);
-  const String path = bundle.pathForNibResource(name);
+  const auto extension = fs::path(nib).extension();
+  if (isFile(nib) || (isFolder(nib) && (extension == ".nib" || extension == ".storyboardc"))) return nib;
+  const bool named = extension == ".xib" || extension == ".nib" || extension == ".storyboard" || extension == ".storyboardc";
+  const String name = String::fromUTF8(named ? fs::path(nib).stem().string() : nib);
+  String path = bundle.pathForNibResource(name);
+  if (path.isNil()) path = bundle.pathForResource(name, u"storyboardc");
+  if (path.isNil()) path = bundle.pathForResource(name, u"storyboard");
   if (path.isNil()) throw tq::cli::Failure(nib + ": no such interface in " + u8(bundle.bundlePath()));
   // A nib folder is read in place: its compiled interface, or its designable.nib.
   return path.UTF8String();
@@ -102,7 +109,7 @@ void writeStringsJson(tq::cli::Json& j, const loc::Report& r) {
   }
   j.endArray();
   j.key("missing").beginArray();
-  for (const auto& m : r.missing) j.string(m);
+  for (const auto& m : r.missing) j.string(m.key);
   j.endArray();
   j.key("unused").beginArray();
   for (const auto& u : r.unused) j.string(u);
@@ -114,23 +121,25 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
   loc::Options options;
   options.mode = args.has("by-id") ? loc::Mode::ById : loc::Mode::Localizer;
   if (auto t = args.value("table")) options.table = String::fromUTF8(*t);
-  options.pictures = args.value("png").has_value();
+  std::vector<std::string> pngs;
+  std::optional<FolderOutput> out;
+  if (auto dir = args.value("png")) {
+    out.emplace(*dir);
+    options.pictures = loc::Pictures::BeforeAndAfter;
+    options.onPicture = [&](const std::string& picture, const char* when, const tq::GraphicsContextRef& image) {
+      const std::string name = picture + "-" + when + ".png";
+      out->addPNG(name, image);
+      pngs.push_back(out->finalPath(name));
+    };
+  }
   const std::string file = locate(*bundle, nib);
   loc::Report report = loc::localizeInterface(bundle, file, options);
   if (!report.error.empty()) throw tq::cli::Failure(report.error);
-
-  std::vector<std::string> pngs;
-  if (auto dir = args.value("png")) {
-    FolderOutput out(*dir);
-    for (const auto& p : report.pictures) {
-      for (const auto& [suffix, image] : {std::pair{"before", p.before}, std::pair{"after", p.after}}) {
-        const std::string name = p.name + "-" + suffix + ".png";
-        out.addPNG(name, image);
-        pngs.push_back(out.finalPath(name));
-      }
-    }
-    out.commit();
-  }
+  // Listed as before and after of each picture in turn.
+  std::stable_sort(pngs.begin(), pngs.end(), [](const std::string& a, const std::string& b) {
+    return a.substr(0, a.rfind('-')) < b.substr(0, b.rfind('-'));
+  });
+  if (out) out->commit();
 
   if (json) {
     tq::cli::Json j;
@@ -185,191 +194,89 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
 
 // --- every interface of a bundle ----------------------------------------------------------------
 
-struct Job {
-  std::string file;         // the interface
-  std::string localization; // the language reported
-  loc::Mode mode;
-  std::string developmentCopy;
-  std::string table;  // for the localizer: a table the program shares, when not the default one
+// Text kept out of memory until the end: the rows of the --json summary, written in order to a
+// scratch file and copied out whole.
+class Spool {
+ public:
+  Spool() : file_(std::tmpfile()) {
+    if (!file_) throw tq::cli::Failure(std::string("cannot make a scratch file: ") + std::strerror(errno));
+  }
+  ~Spool() { std::fclose(file_); }
+  Spool(const Spool&) = delete;
+  Spool& operator=(const Spool&) = delete;
+  std::FILE* file() { return file_; }
+  // Copies everything written to `out` but the first `skip` bytes, each line's newline replaced
+  // by `separator` (none after the last).
+  void copyLines(std::FILE* out, char separator, long skip = 0) {
+    std::fseek(file_, skip, SEEK_SET);
+    bool pending = false;
+    for (int c; (c = std::getc(file_)) != EOF;) {
+      if (pending) std::putc(separator, out), pending = false;
+      if (c == '\n') {
+        pending = true;
+      } else {
+        std::putc(c, out);
+      }
+    }
+    if (std::ferror(file_)) throw tq::cli::Failure("cannot read the scratch file back");
+  }
+
+ private:
+  std::FILE* file_;
 };
 
-// The names of the strings tables the bundle's localizations hold ("Localizable", "Sparkle"...).
-std::set<std::string> tablesOf(const fs::path& resources, const std::vector<std::string>& languages) {
-  std::set<std::string> names;
-  for (const auto& l : languages) {
-    std::error_code ec;
-    for (const auto& e : fs::directory_iterator(resources / (l + ".lproj"), ec)) {
-      if (e.path().extension() == ".strings") names.insert(e.path().stem().string());
-    }
+void writeRowJson(std::FILE* out, const loc::Report& r) {
+  tq::cli::Json j(out);
+  j.beginObject();
+  j.key("interface").string(r.interfaceName);
+  j.key("localization").string(r.localization).key("mode").string(loc::modeName(r.mode));
+  j.key("table");
+  if (r.table.empty()) {
+    j.null();
+  } else {
+    j.string(r.table);
   }
-  return names;
+  j.key("translated").number(static_cast<long long>(r.translated()));
+  j.key("missingCount").number(static_cast<long long>(r.missing.size()));
+  j.key("unusedCount").number(static_cast<long long>(r.unused.size()));
+  j.key("overflowing").number(static_cast<long long>(r.overflows.size()));
+  j.key("path").string(r.interfacePath);
+  j.key("tableFound").boolean(r.tableFound);
+  if (!r.error.empty()) j.key("error").string(r.error);
+  writeStringsJson(j, r);
+  j.endObject();
+  j.newline();
 }
 
-bool isInterface(const fs::path& p) { return p.extension() == ".xib" || p.extension() == ".nib"; }
+// The progress line on a terminal: how far, and which interface and language.
+class Progress {
+ public:
+  explicit Progress(std::size_t total) : total_(total), shown_(::isatty(2) != 0) {}
+  ~Progress() { finish(); }
+  // Clears the line, before anything else is printed.
+  void finish() {
+    if (shown_ && done_ > 0) std::fprintf(stderr, "\r\033[K");
+    shown_ = false;
+  }
+  void step(const std::string& interface, const std::string& localization) {
+    ++done_;
+    if (shown_) std::fprintf(stderr, "\r%zu/%zu %s %s\033[K", done_, total_, interface.c_str(), localization.c_str());
+  }
 
-// The interfaces of a bundle and how each is localized: a Base interface by the identifier-keyed
-// table of each language, an unlocalized one by the localizer with each language's table, a
-// language's own copy against the development language's copy.
-std::vector<Job> jobsOf(const tq::Bundle& bundle) {
-  const fs::path resources = u8(bundle.resourcePath());
-  std::vector<std::string> languages;
-  for (const auto& l : bundle.localizations()) {
-    if (u8(l) != "Base") languages.push_back(u8(l));
-  }
-  // The development language: the bundle's region, else English by either name.
-  std::string development = u8(bundle.developmentLocalization());
-  if (development.empty() || std::find(languages.begin(), languages.end(), development) == languages.end()) {
-    for (const char* english : {"en", "English"}) {
-      if (std::find(languages.begin(), languages.end(), english) != languages.end()) development = english;
-    }
-  }
-  // Interfaces outside the language folders are in the development language and translated by the
-  // localizer from the default table; a bundle without one (a framework that names its table after
-  // itself) is translated from the one table its languages hold, or the one named for the bundle.
-  std::string sharedTable;
-  const std::set<std::string> tables = tablesOf(resources, languages);
-  if (!tables.count("Localizable")) {
-    const std::string own = fs::path(u8(bundle.bundlePath())).stem().string();
-    if (tables.size() == 1) {
-      sharedTable = *tables.begin();
-    } else if (tables.count(own)) {
-      sharedTable = own;
-    }
-  }
-  std::map<std::string, std::vector<std::string>> copies;  // interface name -> languages holding a copy
-  std::vector<Job> jobs;
-  std::vector<fs::path> entries;
-  for (const auto& e : fs::directory_iterator(resources)) entries.push_back(e.path());
-  std::sort(entries.begin(), entries.end());
-  for (const auto& p : entries) {
-    if (isInterface(p)) {
-      for (const auto& l : languages) {
-        if (l != development) jobs.push_back({p.string(), l, loc::Mode::Localizer, {}, sharedTable});
-      }
-    }
-  }
-  for (const auto& l : bundle.localizations()) {
-    const fs::path folder = resources / (u8(l) + ".lproj");
-    std::vector<fs::path> inside;
-    for (const auto& e : fs::directory_iterator(folder)) {
-      if (isInterface(e.path())) inside.push_back(e.path());
-    }
-    std::sort(inside.begin(), inside.end());
-    for (const auto& p : inside) {
-      if (u8(l) == "Base") {
-        // The Base interface is in the development language, which needs no table.
-        for (const auto& other : languages) {
-          if (other != development) jobs.push_back({p.string(), other, loc::Mode::ById, {}, {}});
-        }
-      } else {
-        copies[p.filename().string()].push_back(u8(l));
-      }
-    }
-  }
-  // The development language's copy is the original; the others are its translations.
-  for (const auto& [name, holders] : copies) {
-    const bool held = std::find(holders.begin(), holders.end(), development) != holders.end();
-    const std::string original = (resources / ((held ? development : holders.front()) + ".lproj") / name).string();
-    for (const auto& l : holders) {
-      if (l == (held ? development : holders.front())) continue;
-      jobs.push_back({(resources / (l + ".lproj") / name).string(), l, loc::Mode::Copy, original, {}});
-    }
-  }
-  return jobs;
-}
+ private:
+  std::size_t total_, done_ = 0;
+  bool shown_;
+};
 
-std::string html(const std::string& s) {
-  std::string out;
-  for (char c : s) {
-    switch (c) {
-      case '<': out += "&lt;"; break;
-      case '>': out += "&gt;"; break;
-      case '&': out += "&amp;"; break;
-      case '"': out += "&quot;"; break;
-      default: out += c;
-    }
+// The development language's bundle for the pictures before, a language's for its row: each
+// reads the user's language once, on first use.
+std::shared_ptr<tq::Bundle> bundleIn(const std::string& bundlePath, const std::string& localization) {
+  if (localization.empty()) {
+    ::unsetenv("LANGUAGE");
+  } else {
+    ::setenv("LANGUAGE", localization.c_str(), 1);
   }
-  return out;
-}
-
-std::string fileSafe(const std::string& s) {
-  std::string out;
-  for (char c : s) out += std::isalnum(static_cast<unsigned char>(c)) || c == '-' || c == '_' ? c : '_';
-  return out;
-}
-
-// The page a localization engineer opens: the summary, then per interface and language the
-// pictures before and after side by side with overflowing controls outlined, and the lists.
-void writePage(FolderOutput& out, const std::string& bundlePath, const std::vector<loc::Report>& reports,
-               double seconds) {
-  std::string page =
-      "<!DOCTYPE html>\n<html><head><meta charset=\"utf-8\"><title>Localization report</title>\n<style>"
-      "body{font:14px sans-serif;margin:2em;color:#222}table{border-collapse:collapse}"
-      "td,th{border:1px solid #ccc;padding:3px 8px;text-align:right}td:first-child,th:first-child,"
-      "td:nth-child(2){text-align:left}.bad{color:#b00;font-weight:bold}.pair{display:flex;gap:16px;"
-      "flex-wrap:wrap;align-items:flex-start}figure{margin:0}figcaption{color:#666;font-size:12px}"
-      "img{border:1px solid #ddd;max-width:100%}section{margin-top:2.5em;border-top:2px solid #eee}"
-      "</style></head><body>\n<h1>Localization report</h1>\n<p>" +
-      html(bundlePath) + " &mdash; " + std::to_string(reports.size()) + " interface and language pairs in " +
-      std::to_string(seconds).substr(0, std::to_string(seconds).find('.') + 3) + " s</p>\n";
-  page += "<table><tr><th>interface</th><th>language</th><th>mode</th><th>translated</th><th>missing</th>"
-          "<th>unused</th><th>overflowing</th></tr>\n";
-  for (std::size_t i = 0; i < reports.size(); ++i) {
-    const auto& r = reports[i];
-    const auto cell = [](std::size_t n) {
-      return std::string("<td") + (n ? " class=\"bad\"" : "") + ">" + std::to_string(n) + "</td>";
-    };
-    page += "<tr><td><a href=\"#r" + std::to_string(i) + "\">" + html(r.interfaceName) + "</a></td><td>" +
-            html(r.localization) + "</td><td>" + loc::modeName(r.mode) + "</td>";
-    if (!r.error.empty()) {
-      page += "<td colspan=\"4\" class=\"bad\">" + html(r.error) + "</td></tr>\n";
-      continue;
-    }
-    page += "<td>" + std::to_string(r.translated()) + "</td>" + cell(r.missing.size()) + cell(r.unused.size()) +
-            cell(r.overflows.size()) + "</tr>\n";
-  }
-  page += "</table>\n";
-  for (std::size_t i = 0; i < reports.size(); ++i) {
-    const auto& r = reports[i];
-    page += "<section id=\"r" + std::to_string(i) + "\"><h2>" + html(r.interfaceName) + " &mdash; " +
-            html(r.localization) + "</h2>\n<p>" + html(r.interfacePath) + " (" + loc::modeName(r.mode) +
-            (r.table.empty() ? "" : ", table " + html(r.table)) + ")</p>\n";
-    if (!r.error.empty()) {
-      page += "<p class=\"bad\">" + html(r.error) + "</p></section>\n";
-      continue;
-    }
-    for (const auto& p : r.pictures) {
-      const std::string base = fileSafe(r.interfaceName + "-" + r.localization + "-" + p.name);
-      page += "<div class=\"pair\">";
-      for (const auto& [suffix, image] : {std::pair{"before", p.before}, std::pair{"after", p.after}}) {
-        if (!image) continue;
-        const std::string name = base + "-" + suffix + ".png";
-        out.addPNG(name, image);
-        page += "<figure><img src=\"" + html(name) + "\" alt=\"" + suffix + "\"><figcaption>" + html(p.name) + ", " +
-                suffix + "</figcaption></figure>";
-      }
-      page += "</div>\n";
-    }
-    const auto list = [&](const char* title, const std::vector<std::string>& items) {
-      if (items.empty()) return;
-      page += "<h3>" + std::string(title) + " (" + std::to_string(items.size()) + ")</h3><ul>";
-      for (const auto& item : items) page += "<li>" + html(item) + "</li>";
-      page += "</ul>\n";
-    };
-    std::vector<std::string> overflows;
-    for (const auto& o : r.overflows) {
-      overflows.push_back(o.kind == "text" ? o.cls + " #" + o.id + "." + o.property + " \"" + o.text + "\" needs " +
-                                                 std::to_string(static_cast<int>(o.needed)) + ", has " +
-                                                 std::to_string(static_cast<int>(o.width))
-                                           : o.cls + " #" + o.id + " \"" + o.text + "\" reaches past its superview");
-    }
-    list("Overflowing (outlined in red)", overflows);
-    list("Missing", r.missing);
-    list("Unused keys", r.unused);
-    page += "</section>\n";
-  }
-  page += "</body></html>\n";
-  out.add("index.html", std::move(page));
+  return std::make_shared<tq::Bundle>(String::fromUTF8(bundlePath));
 }
 
 int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
@@ -378,94 +285,135 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
   if (!bundle) throw tq::cli::Failure(bundlePath + ": not a folder");
   const auto htmlDir = args.value("html");
   const bool json = args.has("json");
-  std::vector<loc::Report> reports;
-  const auto jobs = jobsOf(*bundle);
-  if (jobs.empty()) {
+  const loc::BundlePlan plan = loc::planBundle(*bundle);
+  std::size_t total = 0;
+  for (const auto& i : plan.interfaces) total += i.rows.size();
+  if (plan.interfaces.empty()) throw tq::cli::Failure(bundlePath + ": no interfaces in any localization");
+  if (total == 0) {
     // Interfaces in one language only leave nothing to compare; say which.
-    std::size_t interfaces = 0;
-    std::error_code ec;
-    for (const auto& e : fs::directory_iterator(u8(bundle->resourcePath()), ec)) {
-      if (isInterface(e.path())) ++interfaces;
-      if (e.path().extension() != ".lproj") continue;
-      for (const auto& inside : fs::directory_iterator(e.path(), ec)) interfaces += isInterface(inside.path());
-    }
-    if (interfaces == 0) throw tq::cli::Failure(bundlePath + ": no interfaces in any localization");
-    throw tq::cli::Failure(bundlePath + ": " + std::to_string(interfaces) +
+    throw tq::cli::Failure(bundlePath + ": " + std::to_string(plan.interfaceFiles) +
                            " interfaces, all in one language and with no other language's table to compare");
   }
-  std::size_t done = 0;
-  for (const Job& job : jobs) {
-    // A bundle of its own per language: the preferred localization is read on first use.
-    ::setenv("LANGUAGE", job.localization.c_str(), 1);
-    auto localized = std::make_shared<tq::Bundle>(String::fromUTF8(bundlePath));
-    loc::Options options;
-    options.mode = job.mode;
-    options.localization = job.localization;
-    options.developmentCopy = job.developmentCopy;
-    options.pictures = htmlDir.has_value();
-    if (auto t = args.value("table")) {
-      options.table = String::fromUTF8(*t);
-    } else if (!job.table.empty()) {
-      options.table = String::fromUTF8(job.table);
-      options.sharedTable = true;
+
+  std::optional<loc::Page> page;
+  if (htmlDir) page.emplace(*htmlDir);
+  std::optional<Spool> rowsJson;
+  if (json) rowsJson.emplace();
+  std::vector<loc::RowSummary> rows;
+  Progress progress(total);
+  for (const auto& interface : plan.interfaces) {
+    // The development language's strings, for the copies compared with them and the languages
+    // that lack the interface; and its pictures, the "before" of every language.
+    loc::Catalog development;
+    const bool compared = std::any_of(interface.rows.begin(), interface.rows.end(), [](const loc::Row& r) {
+      return r.mode == loc::Mode::Copy || r.mode == loc::Mode::Absent;
+    });
+    if (compared) development = loc::catalogOf(interface.developmentFile);
+    if (page) {
+      std::string error;
+      auto names = loc::drawInterface(bundleIn(bundlePath, plan.development), interface.developmentFile,
+                                      page->beforePictures(interface.name), error);
+      page->beginInterface(interface, std::move(names), error);
     }
-    reports.push_back(loc::localizeInterface(localized, job.file, options));
-    if (!json && ::isatty(2)) {
-      std::fprintf(stderr, "\r%zu/%zu %s %s\033[K", ++done, jobs.size(), fs::path(job.file).filename().c_str(),
-                   job.localization.c_str());
+    for (const auto& row : interface.rows) {
+      loc::Options options;
+      options.mode = row.mode;
+      options.localization = row.localization;
+      options.development = &development;
+      if (page) {
+        options.pictures = loc::Pictures::After;
+        options.onPicture = page->afterPictures(interface.name, row.localization);
+        options.unchangedIsBefore = row.file == interface.developmentFile;
+      }
+      if (auto t = args.value("table")) {
+        options.table = String::fromUTF8(*t);
+      } else if (!row.sharedTable.empty()) {
+        options.table = String::fromUTF8(row.sharedTable);
+        options.sharedTable = true;
+      }
+      const std::string file = row.mode == loc::Mode::Absent ? interface.developmentFile : row.file;
+      const loc::Report report = loc::localizeInterface(bundleIn(bundlePath, row.localization), file, options);
+      rows.push_back(loc::summaryOf(report));
+      if (page) page->addRow(report);
+      if (rowsJson) writeRowJson(rowsJson->file(), report);
+      progress.step(interface.name, row.localization);
     }
   }
-  if (!json && ::isatty(2)) std::fprintf(stderr, "\r\033[K");
+  progress.finish();
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
-  if (htmlDir) {
-    FolderOutput out(*htmlDir);
-    writePage(out, bundlePath, reports, seconds);
-    out.commit();
-  }
+  if (page) page->finish(bundlePath, plan, rows, seconds);
 
   std::size_t translated = 0, missing = 0, unused = 0, overflowing = 0, failed = 0;
-  for (const auto& r : reports) {
-    translated += r.translated(), missing += r.missing.size(), unused += r.unused.size();
-    overflowing += r.overflows.size(), failed += !r.error.empty();
+  for (const auto& r : rows) {
+    translated += r.translated, missing += r.missing, unused += r.unused;
+    overflowing += r.overflowing, failed += !r.error.empty();
   }
+  const auto totals = loc::languageTotals(plan, rows);
   if (json) {
-    tq::cli::Json j;
-    j.beginObject().key("bundle").string(bundlePath).key("seconds").number(seconds);
-    j.key("interfaces").beginArray();
-    for (const auto& r : reports) {
+    using tq::cli::Json;
+    std::printf("{\"bundle\":\"%s\",\"development\":\"%s\",\"interfaces\":[", Json::escape(bundlePath).c_str(),
+                Json::escape(plan.development).c_str());
+    rowsJson->copyLines(stdout, ',');
+    std::optional<Spool> tail;
+    tail.emplace();
+    Json j(tail->file());
+    j.beginObject();
+    j.key("languages").beginArray();
+    for (const auto& t : totals) {
       j.beginObject();
-      j.key("interface").string(r.interfaceName).key("path").string(r.interfacePath);
-      j.key("localization").string(r.localization).key("mode").string(loc::modeName(r.mode));
-      j.key("table").string(r.table);
-      if (!r.error.empty()) j.key("error").string(r.error);
-      j.key("translated").number(static_cast<long long>(r.translated()));
-      j.key("missingCount").number(static_cast<long long>(r.missing.size()));
-      j.key("unusedCount").number(static_cast<long long>(r.unused.size()));
-      j.key("overflowing").number(static_cast<long long>(r.overflows.size()));
-      writeStringsJson(j, r);
+      j.key("localization").string(t.localization);
+      j.key("aliases").beginArray();
+      for (const auto& a : t.aliases) j.string(a);
+      j.endArray();
+      j.key("interfaces").number(static_cast<long long>(t.interfaces));
+      j.key("absent").number(static_cast<long long>(t.absent));
+      j.key("withoutTable").number(static_cast<long long>(t.noTable));
+      j.key("unreadable").number(static_cast<long long>(t.unreadable));
+      j.key("translated").number(static_cast<long long>(t.translated));
+      j.key("missingCount").number(static_cast<long long>(t.missing));
+      j.key("unusedCount").number(static_cast<long long>(t.unused));
+      j.key("overflowing").number(static_cast<long long>(t.overflowing));
+      j.key("completeness").number(std::round(t.completeness() * 10000) / 10000);
       j.endObject();
     }
+    j.endArray();
+    j.key("aliases").beginArray();
+    for (const auto& a : plan.aliases) j.beginObject().key("localization").string(a.localization).key("sameAs").string(a.sameAs).endObject();
     j.endArray();
     j.key("totals").beginObject();
     j.key("translated").number(static_cast<long long>(translated)).key("missing").number(static_cast<long long>(missing));
     j.key("unused").number(static_cast<long long>(unused)).key("overflowing").number(static_cast<long long>(overflowing));
     j.key("unreadable").number(static_cast<long long>(failed));
     j.endObject();
+    j.key("seconds").number(seconds);
     if (htmlDir) j.key("html").string((fs::path(*htmlDir) / "index.html").string());
     j.endObject();
     j.newline();
+    // The one document: the rows, then the rest of the object above (without its opening brace).
+    std::fputs("],", stdout);
+    tail->copyLines(stdout, '\n', 1);
+    std::fputs("\n", stdout);
     return 0;
   }
   std::printf("%-28s %-10s %-9s %10s %8s %7s %11s\n", "interface", "language", "mode", "translated", "missing",
               "unused", "overflowing");
-  for (const auto& r : reports) {
+  for (const auto& r : rows) {
     if (!r.error.empty()) {
-      std::printf("%-28s %-10s %-9s unreadable: %s\n", r.interfaceName.c_str(), r.localization.c_str(),
+      std::printf("%-28s %-10s %-9s unreadable: %s\n", r.interface.c_str(), r.localization.c_str(),
                   loc::modeName(r.mode), r.error.c_str());
       continue;
     }
-    std::printf("%-28s %-10s %-9s %10zu %8zu %7zu %11zu\n", r.interfaceName.c_str(), r.localization.c_str(),
-                loc::modeName(r.mode), r.translated(), r.missing.size(), r.unused.size(), r.overflows.size());
+    std::printf("%-28s %-10s %-9s %10zu %8zu %7zu %11zu%s\n", r.interface.c_str(), r.localization.c_str(),
+                loc::modeName(r.mode), r.translated, r.missing, r.unused, r.overflowing,
+                r.mode != loc::Mode::Absent && !r.tableFound ? ("  (no table " + r.table + ")").c_str() : "");
+  }
+  std::printf("\n%-10s %8s %10s %8s %7s %11s %10s %6s\n", "language", "complete", "translated", "missing", "unused",
+              "overflowing", "interfaces", "absent");
+  for (const auto& t : totals) {
+    std::string name = t.localization;
+    for (const auto& a : t.aliases) name += " (also " + a + ")";
+    std::printf("%-10s %7.0f%% %10zu %8zu %7zu %11zu %10zu %6zu\n", name.c_str(), std::floor(t.completeness() * 100),
+                t.translated, t.missing, t.unused, t.overflowing, t.interfaces, t.absent);
   }
   std::printf("\ntotal: %zu translated, %zu missing, %zu unused, %zu overflowing, %zu unreadable (%.2f s)\n",
               translated, missing, unused, overflowing, failed, seconds);
@@ -501,31 +449,58 @@ tq::cli::Registration localize(
      "bundle's default table; menu titles use table \"default\"), and lists every visible string\n"
      "before and after with the object that holds it (controls by their cell's identifier, as the\n"
      "tables name them). Then it reports the strings the table lacks, the keys of the table that\n"
-     "matched nothing (for a table of the interface's own: --by-id or --table), each translated text that no longer fits its control (measured with the\n"
-     "control's font), each resized check box and those that now reach past their superview.\n\n"
+     "matched nothing (for a table of the interface's own: --by-id or --table), each translated\n"
+     "text that no longer fits its control (measured with the control's font), each resized check\n"
+     "box and those that now reach past their superview. A string counts as translated when the\n"
+     "table holds its key, also when the translation is the same text.\n\n"
      "  --language L  the user's language for choosing the bundle's localization (as LANGUAGE)\n"
      "  --table T     the strings table name (without .strings)\n"
      "  --by-id       apply instead a table keyed by object identifier and property, as generated\n"
      "                beside a Base interface (\"ID.title\", \"ID.headerCell.title\",\n"
      "                \"ID.ibShadowedLabels[0]\", \"ID.ibShadowedToolTips[0]\", \"ID.toolTip\",\n"
-     "                \"ID.ibShadowedDisplayPattern\", \"ID.ibShadowedNullPlaceholder\", ...); the table\n"
-     "                defaults to the NIB's name\n"
+     "                \"ID.ibShadowedDisplayPattern\", \"ID.ibShadowedNullPlaceholder\", ...); strings of\n"
+     "                a compiled nib by the keys it keeps (\"170.title\"); the table defaults to the\n"
+     "                NIB's name\n"
      "  --png DIR     draw each window before and after into DIR (overflowing controls outlined)\n"
-     "  --all         every interface of the bundle in every localization it holds: Base interfaces\n"
-     "                with each language's identifier-keyed table, unlocalized ones (compiled\n"
-     "                nibs of a built framework too) with the localizer and each language's\n"
-     "                table (Localizable, else the one table the languages hold, else the one\n"
-     "                named for the bundle; such a shared table reports no unused keys), a\n"
-     "                language's own copy against the development language's copy object by\n"
-     "                object (an object the copy lacks is missing); one summary (translated,\n"
-     "                missing, unused, overflowing per interface and language)\n"
-     "  --html DIR    with --all: a page DIR/index.html with the summary and, per interface and\n"
-     "                language, the pictures before and after side by side (PNG files beside it)\n"
-     "  --json        one JSON object: strings (status translated, untranslated or empty),\n"
-     "                overflows, resized, missing, unused, png; with --all the summary with each\n"
-     "                interface's lists and the totals\n\n"
-     "Files are written whole or not at all. Exit status: 0 on success, 1 when the bundle or\n"
-     "interface cannot be read or a file written, 2 on a usage error.\n",
+     "  --all         every interface of the bundle in every language, one row per interface and\n"
+     "                language, in the one way that language gets the interface:\n"
+     "                  copy       its own copy (LANG.lproj/NAME.nib or .xib), compared with the\n"
+     "                             development language's object by object: by the identifiers\n"
+     "                             the files give, else by the place in the object tree; a string\n"
+     "                             counts as translated when the copy has it;\n"
+     "                  by-id      the Base interface with the language's table named after it;\n"
+     "                  localizer  the unlocalized interface (compiled nibs of a built framework\n"
+     "                             too) with the table the languages hold (Localizable, else the\n"
+     "                             one table they hold, else the one named for the bundle; such a\n"
+     "                             shared table reports no unused keys);\n"
+     "                  absent     none of these: the interface shows in the development language\n"
+     "                             and each of its strings is missing.\n"
+     "                The development language (the bundle's region, else en or English) gets no\n"
+     "                rows; a language folder that is a link to another is reported once, as an\n"
+     "                alias. Then each language's totals and completeness (translated out of\n"
+     "                translated and missing). A progress line goes to standard error when it is a\n"
+     "                terminal.\n"
+     "  --html DIR    with --all: a page DIR/index.html: the languages' totals, the table of rows,\n"
+     "                then per interface the development language's pictures beside each\n"
+     "                language's, and what is missing with the development language's text beside\n"
+     "                its key (PNG files beside it, written as they are drawn)\n"
+     "  --json        one JSON object. For one interface: strings (status translated,\n"
+     "                untranslated or empty), overflows, resized, missing, unused, png. With --all:\n"
+     "                  \"bundle\", \"development\",\n"
+     "                  \"interfaces\": one object per row, in this order: \"interface\",\n"
+     "                    \"localization\", \"mode\" (\"copy\", \"by-id\", \"localizer\" or \"absent\"),\n"
+     "                    \"table\" (null without one), \"translated\", \"missingCount\",\n"
+     "                    \"unusedCount\", \"overflowing\", then \"path\" (the file the language\n"
+     "                    shows), \"tableFound\", \"error\" (only when unreadable), and the lists\n"
+     "                    \"strings\", \"overflows\", \"resized\", \"missing\" (keys), \"unused\";\n"
+     "                  \"languages\": per language \"localization\", \"aliases\", \"interfaces\",\n"
+     "                    \"absent\", \"withoutTable\", \"unreadable\", \"translated\",\n"
+     "                    \"missingCount\", \"unusedCount\", \"overflowing\", \"completeness\" (0 to 1);\n"
+     "                  \"aliases\": {\"localization\", \"sameAs\"} per linked folder;\n"
+     "                  \"totals\", \"seconds\", and \"html\" with --html.\n\n"
+     "Files are written whole or not at all. Exit status: 0 on success (also when some interfaces\n"
+     "cannot be read: their rows say why), 1 when the bundle or interface cannot be read or a file\n"
+     "written, 2 on a usage error.\n",
      runLocalize});
 
 }  // namespace

@@ -2,12 +2,14 @@
 #include <cmath>
 #include <cstdio>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "cli.h"
 #include "output_file.h"
 #include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/archive/storyboard_reader.h"
 #include "tq/platform/ui/drawing/named_images.h"
 #include "tq/platform/ui/drawing/pango_text_measurer.h"
 #include "tq/platform/ui/drawing/view_drawing.h"
@@ -19,6 +21,7 @@ namespace {
 struct Drawable {
   std::shared_ptr<tq::Window> window;
   std::shared_ptr<tq::View> view;
+  std::string scene;  // a storyboard's: the scene's controller, identifier and storyboard identifier
   std::string kind() const { return (window ? window->className() : view->className()).UTF8String(); }
   std::string title() const { return window ? window->title().UTF8String() : std::string(); }
   tq::Rect rect() const { return window ? window->contentRect() : view->frame(); }
@@ -28,10 +31,28 @@ std::vector<Drawable> drawables(const tq::Nib& nib) {
   std::vector<Drawable> found;
   for (const auto& object : nib.topLevelObjects()) {
     if (auto window = std::dynamic_pointer_cast<tq::Window>(object)) {
-      found.push_back({window, nullptr});
+      found.push_back({window, nullptr, {}});
     } else if (auto view = std::dynamic_pointer_cast<tq::View>(object)) {
-      found.push_back({nullptr, view});
+      found.push_back({nullptr, view, {}});
     }
+  }
+  return found;
+}
+
+// A storyboard's scenes that show a window or a view, in document order.
+std::vector<Drawable> drawables(const tq::Storyboard& storyboard) {
+  std::vector<Drawable> found;
+  for (const auto& scene : storyboard.scenes()) {
+    auto window = scene.window();
+    auto view = scene.view();
+    // Only what can be drawn is offered.
+    if (!window && !(view && !view->frame().isEmpty())) continue;
+    if (window && (!window->contentView() || window->contentRect().isEmpty())) continue;
+    const auto& c = scene.controller;
+    std::string name = (c->customClassName().isNil() ? c->className() : c->customClassName()).UTF8String();
+    name += " scene " + scene.identifier.UTF8String();
+    if (!scene.storyboardIdentifier.isNil()) name += " (" + scene.storyboardIdentifier.UTF8String() + ")";
+    found.push_back({window, window ? nullptr : view, name});
   }
   return found;
 }
@@ -65,12 +86,16 @@ int runRender(const std::vector<std::string>& argv) {
     }
   }
 
-  tq::NibReadResult result = tq::readNibFile(path);
+  // A storyboard is drawn scene by scene.
+  std::optional<tq::StoryboardReadResult> storyboard;
+  if (tq::isStoryboardPath(path)) storyboard = tq::readStoryboardFile(path);
+  tq::NibReadResult result = storyboard ? (*storyboard ? storyboard->storyboard().nibResult() : tq::NibReadResult(storyboard->error()))
+                                        : tq::readNibFile(path);
   if (!result) {
     const std::string& reason = result.error().reason;
     throw tq::cli::Failure(reason.find(path) == std::string::npos ? path + ": " + reason : reason);
   }
-  const auto items = drawables(result.nib());
+  const auto items = storyboard ? drawables(storyboard->storyboard()) : drawables(result.nib());
 
   if (list) {
     if (args.has("json")) {
@@ -80,6 +105,7 @@ int runRender(const std::vector<std::string>& argv) {
         const tq::Rect r = items[i].rect();
         json.beginObject().key("index").number(static_cast<long long>(i)).key("class").string(items[i].kind());
         json.key("title").string(items[i].title()).key("width").number(r.w).key("height").number(r.h);
+        if (!items[i].scene.empty()) json.key("scene").string(items[i].scene);
         json.endObject();
       }
       json.endArray();
@@ -87,7 +113,8 @@ int runRender(const std::vector<std::string>& argv) {
     } else {
       for (std::size_t i = 0; i < items.size(); ++i) {
         const tq::Rect r = items[i].rect();
-        std::printf("%zu  %s  %gx%g  %s\n", i, items[i].kind().c_str(), r.w, r.h, items[i].title().c_str());
+        const std::string label = items[i].title() + (items[i].title().empty() || items[i].scene.empty() ? "" : "  ") + items[i].scene;
+        std::printf("%zu  %s  %gx%g  %s\n", i, items[i].kind().c_str(), r.w, r.h, label.c_str());
       }
     }
     return 0;
@@ -127,8 +154,10 @@ tq::cli::Registration render(
      "usage: tqkit render FILE [--window N] [--scale S] [--no-title-bar] --png OUT [--json]\n"
      "       tqkit render FILE --list [--json]\n\n"
      "Reads the interface FILE in any form (.xib, the older XML archive, a compiled .nib file or\n"
-     "folder) and draws one of its windows, with its title bar and toolbar, or one of its top-level\n"
-     "views (drawn even when archived hidden) into the PNG file OUT: frames, titles, labels, text\n"
+     "folder, a .storyboard or compiled .storyboardc, whose scenes are listed and drawn one by one:\n"
+     "a window controller's window with its content, a view controller's view) and draws one of\n"
+     "its windows, with its title bar and toolbar, or one of its top-level views (drawn even when\n"
+     "archived hidden) into the PNG file OUT: frames, titles, labels, text\n"
      "fields, buttons, check boxes, pop-up buttons, segmented controls, boxes, tab views, tables,\n"
      "scroll views, sliders, steppers, level and progress indicators, date pickers, text views with\n"
      "their text, image views, toolbar items with their images, views and labels. Named images come\n"

@@ -7,6 +7,7 @@
 #include <cmath>
 #include <filesystem>
 #include <functional>
+#include <map>
 #include <set>
 #include <unordered_map>
 
@@ -26,6 +27,7 @@
 #include "tq/platform/ui/model/table_view.h"
 #include "tq/platform/ui/model/text_field.h"
 #include "tq/platform/ui/model/text_measurer.h"
+#include "tq/platform/ui/model/view.h"
 #include "tq/platform/ui/model/window.h"
 
 namespace tq::cli::localizing {
@@ -37,6 +39,7 @@ const char* modeName(Mode mode) {
     case Mode::Localizer: return "localizer";
     case Mode::ById: return "by-id";
     case Mode::Copy: return "copy";
+    case Mode::Absent: return "absent";
   }
   return "";
 }
@@ -46,6 +49,11 @@ std::size_t Report::translated() const {
       std::count_if(strings.begin(), strings.end(), [](const StringEntry& s) { return s.status == "translated"; }));
 }
 
+std::size_t Catalog::visible() const {
+  return static_cast<std::size_t>(
+      std::count_if(entries.begin(), entries.end(), [](const CatalogEntry& e) { return !e.text.empty(); }));
+}
+
 namespace {
 
 std::string u8(const String& s) { return s.isNil() ? std::string() : s.UTF8String(); }
@@ -53,12 +61,16 @@ std::string u8(const String& s) { return s.isNil() ? std::string() : s.UTF8Strin
 // One visible string of the interface: where it is, how to read and write it, how it is looked up.
 struct Probe {
   std::string cls, id, property;
+  std::string anchor, position;  // as in CatalogEntry
+  const Object* object = nullptr;     // the object that shows it
+  const Object* keyObject = nullptr;  // the object the tables name it by (a control's cell)
   std::function<String()> get;
   std::function<void(String)> set;
   bool classLookup = false;           // menu titles: untrimmed, table "default" when none is named
   bool localizerVisits = true;        // TQLocalizer translates it (tool tips it does not)
   const Control* control = nullptr;   // the control that shows it, for the fit test
   String before, after;
+  std::string key;                    // for tables keyed by identifier
 };
 
 // The markers of binding placeholders and the properties the document tools name them by.
@@ -71,16 +83,26 @@ constexpr MarkerName kMarkers[] = {{NSMultipleValuesMarker, "ibShadowedMultipleV
                                    {NSNoSelectionMarker, "ibShadowedNoSelectionPlaceholder"},
                                    {NSNotApplicableMarker, "ibShadowedNotApplicablePlaceholder"}};
 
+std::string idOf(const Object* o) {
+  const auto* io = dynamic_cast<const InterfaceObject*>(o);
+  return io ? u8(io->archiveIdentifier()) : std::string();
+}
+
+// Walks an interface as the localizer does and lists every visible string with the place it has
+// in the object tree, so that two copies of one interface can be compared string by string.
 class Collector {
  public:
   std::vector<Probe> probes;
 
   void objects(const Nib& nib) {
+    std::map<std::string, int> seen;
     for (const auto& o : nib.topLevelObjects()) {
+      Scope top(*this, o.get(), indexed(seen, o.get()));
       if (auto* m = dynamic_cast<Menu*>(o.get())) {
         menu(m);
       } else if (auto* w = dynamic_cast<Window*>(o.get())) {
         add(w, w, "title", [w] { return w->title(); }, [w](String x) { w->setTitle(std::move(x)); });
+        Scope content(*this, w->contentView().get(), "content");
         view(w->contentView().get());
       } else if (auto* v = dynamic_cast<View*>(o.get())) {
         view(v);
@@ -90,17 +112,68 @@ class Collector {
   }
 
  private:
-  static std::string idOf(const InterfaceObject* o) { return o ? u8(o->archiveIdentifier()) : std::string(); }
+  // One step of the path from the top: an object and its name among its parent's parts.
+  struct Step {
+    const Object* object;
+    std::string name;
+  };
+  struct Scope {
+    Scope(Collector& c, const Object* o, std::string name) : c_(c) {
+      c_.path_.push_back({o, std::move(name)});
+      if (o) c_.places_.emplace(o, c_.placeOf(""));
+    }
+    ~Scope() { c_.path_.pop_back(); }
+    Scope(const Scope&) = delete;
+    Scope& operator=(const Scope&) = delete;
+    Collector& c_;
+  };
+
+  static std::string classOf(const Object* o) { return o ? u8(o->className()) : std::string("nil"); }
+  // "NSButton[2]": the class and how many siblings of that class came before.
+  static std::string indexed(std::map<std::string, int>& seen, const Object* o) {
+    const std::string cls = classOf(o);
+    return cls + "[" + std::to_string(seen[cls]++) + "]";
+  }
+
+  // The anchor and position of the path as it stands, with `property` appended.
+  std::pair<std::string, std::string> placeOf(const std::string& property) const {
+    std::string position;
+    for (const Step& s : path_) position += (position.empty() ? "" : "/") + s.name;
+    std::string anchor;
+    for (std::size_t i = path_.size(); i-- > 0;) {
+      const std::string id = idOf(path_[i].object);
+      if (id.empty()) continue;
+      anchor = id;
+      for (std::size_t j = i + 1; j < path_.size(); ++j) anchor += "/" + path_[j].name;
+      break;
+    }
+    if (!property.empty()) {
+      position += "." + property;
+      if (!anchor.empty()) anchor += "." + property;
+    }
+    return {anchor, position};
+  }
 
   Probe& add(const InterfaceObject* o, const InterfaceObject* keyObject, std::string property,
              std::function<String()> get, std::function<void(String)> set) {
     Probe p;
     p.cls = u8(o->className());
     p.id = idOf(keyObject);
+    p.object = o;
+    p.keyObject = keyObject;
+    // A control's strings belong to its cell, which is a step of its own below the control.
+    const bool cellStep = keyObject && keyObject != o && (path_.empty() || path_.back().object != keyObject);
+    if (cellStep) path_.push_back({keyObject, "cell"});
+    std::tie(p.anchor, p.position) = placeOf(property);
+    if (cellStep) path_.pop_back();
     p.property = std::move(property);
     p.get = std::move(get);
     p.set = std::move(set);
     p.localizerVisits = !inPrototype_;
+    // A compiled interface keeps the tables' key with the string; the key names the object.
+    if (const String key = keyObject ? keyObject->localizableKeyFor(String::fromUTF8(p.property)) : String(); !key.isNil()) {
+      p.id = u8(key).substr(0, u8(key).find('.'));
+    }
     probes.push_back(std::move(p));
     return probes.back();
   }
@@ -114,18 +187,24 @@ class Collector {
   void menu(Menu* m) {
     if (!m) return;
     add(m, m, "title", [m] { return m->title(); }, [m](String s) { m->setTitle(std::move(s)); }).classLookup = true;
+    int index = 0;
     for (const auto& item : m->itemArray()) {
       MenuItem* i = item.get();
+      Scope s(*this, i, "item[" + std::to_string(index++) + "]");
       if (i->isSeparatorItem()) continue;
       add(i, i, "title", [i] { return i->title(); }, [i](String s) { i->setTitle(std::move(s)); }).classLookup = true;
+      Scope sub(*this, i->submenu().get(), "submenu");
       menu(i->submenu().get());
     }
   }
 
   void menuItems(Menu* m) {
     if (!m) return;
+    Scope s(*this, m, "menu");
+    int index = 0;
     for (const auto& item : m->itemArray()) {
       MenuItem* i = item.get();
+      Scope at(*this, i, "item[" + std::to_string(index++) + "]");
       if (i->isSeparatorItem()) continue;
       add(i, i, "title", [i] { return i->title(); }, [i](String s) { i->setTitle(std::move(s)); });
     }
@@ -133,8 +212,10 @@ class Collector {
 
   void view(View* v) {
     if (!v) return;
+    std::map<std::string, int> seen;
     for (const auto& sub : v->subviews()) {
       View* s = sub.get();
+      Scope here(*this, s, indexed(seen, s));
       bool descend = true;
       toolTip(s);
       if (auto* popUp = dynamic_cast<PopUpButton*>(s)) {
@@ -151,18 +232,23 @@ class Collector {
       } else if (auto* box = dynamic_cast<Box*>(s)) {
         add(box, box, "title", [box] { return box->title(); }, [box](String x) { box->setTitle(std::move(x)); });
       } else if (auto* matrix = dynamic_cast<Matrix*>(s)) {
+        int index = 0;
         for (const auto& c : matrix->cells()) {
           Cell* cell = c.get();
+          Scope at(*this, cell, "cell[" + std::to_string(index++) + "]");
           add(cell, cell, "title", [cell] { return cell->title(); }, [cell](String x) { cell->setTitle(std::move(x)); });
         }
       } else if (auto* tabs = dynamic_cast<TabView*>(s)) {
+        int index = 0;
         for (const auto& item : tabs->tabViewItems()) {
           TabViewItem* t = item.get();
+          Scope at(*this, t, "tab[" + std::to_string(index++) + "]");
           add(t, t, "label", [t] { return t->label(); }, [t](String x) { t->setLabel(std::move(x)); });
           if (t->toolTip().length() > 0) {
             add(t, t, "toolTip", [t] { return t->toolTip(); }, [t](String x) { t->setToolTip(std::move(x)); })
                 .localizerVisits = false;
           }
+          Scope content(*this, t->view().get(), "view");
           view(t->view().get());
         }
         descend = false;
@@ -176,8 +262,10 @@ class Collector {
               [field](String x) { field->setPlaceholderString(std::move(x)); });
         }
       } else if (auto* table = dynamic_cast<TableView*>(s)) {
+        int index = 0;
         for (const auto& column : table->tableColumns()) {
           TableColumn* c = column.get();
+          Scope at(*this, c, "column[" + std::to_string(index++) + "]");
           add(c, c, "headerCell.title", [c] { return c->title(); }, [c](String x) { c->setTitle(std::move(x)); });
           if (c->headerToolTip().length() > 0) {
             add(c, c, "headerToolTip", [c] { return c->headerToolTip(); },
@@ -186,9 +274,11 @@ class Collector {
           }
           Cell* data = c->dataCell().get();
           if (auto* withMenu = dynamic_cast<HasMenu*>(data)) {
+            Scope cell(*this, data, "dataCell");
             menuItems(withMenu->menu().get());
           } else if (data && data->title().length() > 0 && data->imageName().isNil()) {
             // The data cell's own text: a sample the tables carry, which the localizer leaves.
+            Scope cell(*this, data, "dataCell");
             add(data, data, "title", [data] { return data->title(); }, [data](String x) { data->setTitle(std::move(x)); })
                 .localizerVisits = false;
           }
@@ -196,7 +286,11 @@ class Collector {
           // document's tables, though the localizer does not visit them.
           const bool outer = inPrototype_;
           inPrototype_ = true;
-          for (const auto& prototype : c->prototypeCellViews()) view(prototype.get());
+          int prototypeIndex = 0;
+          for (const auto& prototype : c->prototypeCellViews()) {
+            Scope p(*this, prototype.get(), "prototype[" + std::to_string(prototypeIndex++) + "]");
+            view(prototype.get());
+          }
           inPrototype_ = outer;
         }
       } else if (auto* seg = dynamic_cast<SegmentedControl*>(s)) {
@@ -220,49 +314,135 @@ class Collector {
     }
   }
 
-  // Display patterns and string placeholders of bindings, named by the binding's identifier.
+  // Display patterns and string placeholders of bindings, named by the binding's identifier and
+  // found again by the bound object's place and the binding's name.
   void bindings(const Nib& nib) {
+    int index = 0;
     for (const auto& c : nib.connections()) {
-      if (c.kind != NibConnection::Kind::Binding || c.identifier.isNil()) continue;
+      if (c.kind != NibConnection::Kind::Binding) continue;
       auto source = std::dynamic_pointer_cast<InterfaceObject>(c.source.lock());
       if (!source) continue;
       std::shared_ptr<Binder> binder = source->binderForBinding(c.label);
       if (!binder) continue;
-      const std::string cls = "CocoaBindingsConnection";
+      const std::string bindingId = u8(c.identifier);
+      // Tables name a binding's strings by the binding's identifier only.
+      const bool nameable = !bindingId.empty();
+      const auto place = places_.find(source.get());
+      const std::string where = "@" + u8(c.label);
+      std::string anchor = nameable ? bindingId : (place != places_.end() && !place->second.first.empty()
+                                                       ? place->second.first + where
+                                                       : std::string());
+      const std::string position =
+          (place != places_.end() ? place->second.second : "binding[" + std::to_string(index) + "]") + where;
+      ++index;
+      const auto probe = [&](const char* property) -> Probe& {
+        Probe p;
+        p.cls = "CocoaBindingsConnection";
+        p.id = bindingId;
+        p.property = property;
+        p.object = source.get();
+        p.anchor = anchor.empty() ? std::string() : anchor + "." + property;
+        p.position = position + "." + property;
+        probes.push_back(std::move(p));
+        return probes.back();
+      };
       Binder* b = binder.get();
       if (b->className().isEqual(u"NSDisplayPatternBinder") && isFirstOfGroup(c.label) &&
           b->displayPattern().length() > 0) {
-        Probe p;
-        p.cls = cls;
-        p.id = u8(c.identifier);
-        p.property = "ibShadowedDisplayPattern";
+        Probe& p = probe("ibShadowedDisplayPattern");
         p.get = [b] { return b->valueForKey(u"displayPattern").stringValue(); };
         p.set = [b](String x) { b->setValue(Value(std::move(x)), u"displayPattern"); };
-        probes.push_back(std::move(p));
       }
       std::shared_ptr<BindingInfo> info = b->bindingInfoForBinding(c.label);
       if (!info) continue;
       for (const MarkerName& m : kMarkers) {
         const Value placeholder = info->placeholderForMarker(m.marker);
         if (placeholder.isNil() || placeholder.type() != Value::Type::String) continue;
-        Probe p;
-        p.cls = cls;
-        p.id = u8(c.identifier);
-        p.property = m.property;
+        Probe& p = probe(m.property);
         BindingInfo* i = info.get();
         const BindingMarker marker = m.marker;
         p.get = [i, marker] { return i->placeholderForMarker(marker).stringValue(); };
         p.set = [i, marker](String x) { i->setPlaceholder(Value(std::move(x)), marker, false); };
-        probes.push_back(std::move(p));
       }
     }
   }
 
   bool inPrototype_ = false;
+  std::vector<Step> path_;
+  // Every object walked: its anchor and position (bindings are placed by their bound object).
+  std::unordered_map<const Object*, std::pair<std::string, std::string>> places_;
 
   // A display pattern belongs to the group's first value binding ("displayPatternValue1").
   static bool isFirstOfGroup(const String& binding) { return u8(binding).ends_with("1"); }
 };
+
+// The key a table keyed by identifier names a string by: the key a compiled interface keeps with
+// the string ("170.title"), else the object's identifier and the property.
+class IdentifierKeys {
+ public:
+  explicit IdentifierKeys(const Nib& nib) {
+    for (const auto& s : nib.localizableStrings()) byText_.emplace(s.text.u16string(), &s);
+  }
+
+  std::string keyOf(const Probe& p) const {
+    const auto [first, last] = byText_.equal_range(p.before.isNil() ? std::u16string() : p.before.u16string());
+    const NibLocalizableString* best = nullptr;
+    int bestScore = -1;
+    for (auto it = first; it != last; ++it) {
+      const NibLocalizableString& s = *it->second;
+      const std::shared_ptr<Object> holder = s.object.lock();
+      const std::string key = u8(s.key);
+      const auto dot = key.find('.');
+      int score = 0;
+      if (holder && (holder.get() == p.keyObject || holder.get() == p.object)) score += 2;
+      if (dot != std::string::npos && key.compare(dot + 1, std::string::npos, p.property) == 0) score += 1;
+      if (score > bestScore) best = &s, bestScore = score;
+    }
+    // A key found by its text alone is taken only when no other string has that text.
+    if (best && (bestScore > 0 || std::distance(first, last) == 1)) return u8(best->key);
+    return p.id.empty() ? std::string() : p.id + "." + p.property;
+  }
+
+ private:
+  std::unordered_multimap<std::u16string, const NibLocalizableString*> byText_;
+};
+
+// For each development string, the index of the same string in the language's copy, or -1. The
+// files' identifiers decide where both have them, unless they disagree with the object tree for
+// most strings (two files whose identifiers were made apart); then, and for strings without
+// identifiers, the place in the tree decides. A copy's string is matched at most once, and only
+// to a string of the same class.
+std::vector<long> matchCopy(const std::vector<CatalogEntry>& development, const std::vector<Probe>& copy) {
+  std::unordered_map<std::string, std::size_t> byAnchor, byPosition;
+  for (std::size_t i = 0; i < copy.size(); ++i) {
+    if (!copy[i].anchor.empty()) byAnchor.emplace(copy[i].anchor, i);
+    byPosition.emplace(copy[i].position, i);
+  }
+  std::size_t both = 0, agreeing = 0;
+  for (const auto& e : development) {
+    if (e.anchor.empty()) continue;
+    auto it = byAnchor.find(e.anchor);
+    if (it == byAnchor.end() || copy[it->second].cls != e.cls) continue;
+    ++both;
+    agreeing += copy[it->second].position == e.position;
+  }
+  const bool identifiersHold = agreeing * 2 >= both;
+  std::vector<long> match(development.size(), -1);
+  std::vector<bool> taken(copy.size(), false);
+  const auto take = [&](std::size_t i, const std::unordered_map<std::string, std::size_t>& index, const std::string& at) {
+    auto it = index.find(at);
+    if (at.empty() || it == index.end() || taken[it->second] || copy[it->second].cls != development[i].cls) return;
+    match[i] = static_cast<long>(it->second);
+    taken[it->second] = true;
+  };
+  if (identifiersHold) {
+    for (std::size_t i = 0; i < development.size(); ++i) take(i, byAnchor, development[i].anchor);
+  }
+  for (std::size_t i = 0; i < development.size(); ++i) {
+    if (match[i] < 0) take(i, byPosition, development[i].position);
+  }
+  return match;
+}
 
 // The check boxes and their frames, to report the ones the localizer resized.
 void checkBoxes(View* v, std::vector<std::pair<Button*, Rect>>& out) {
@@ -362,7 +542,63 @@ GraphicsContextRef picture(const std::shared_ptr<Object>& o, const std::shared_p
 
 String trimmed(const String& s) { return s.stringByTrimmingCharactersInSet(CharacterSet::whitespaceAndNewlineCharacterSet()); }
 
+// The strings of a read interface, each with its text as it stands.
+std::vector<Probe> probesOf(const Nib& nib) {
+  Collector collector;
+  collector.objects(nib);
+  for (auto& p : collector.probes) p.before = p.get();
+  return std::move(collector.probes);
+}
+
+// Every string of the development interface left untranslated: what a language shows that has
+// no copy of it.
+void reportAbsent(const Catalog& development, Report& report) {
+  for (const auto& d : development.entries) {
+    StringEntry e;
+    e.cls = d.cls, e.id = d.id, e.property = d.property, e.key = d.key, e.before = d.text;
+    e.afterIsNil = true;
+    e.status = d.text.empty() ? "empty" : "untranslated";
+    if (!d.text.empty()) report.missing.push_back({d.key, d.text});
+    report.strings.push_back(std::move(e));
+  }
+}
+
 }  // namespace
+
+Catalog catalogOf(const std::string& file) {
+  Catalog catalog;
+  catalog.path = file;
+  NibReadResult read = readNibFile(documentIn(file));
+  if (!read) {
+    catalog.error = read.error().reason;
+    return catalog;
+  }
+  for (const Probe& p : probesOf(read.nib())) {
+    CatalogEntry e;
+    e.cls = p.cls, e.id = p.id, e.property = p.property, e.text = u8(p.before);
+    // Named as tables name it where the object has an identifier, else by its place.
+    e.key = !p.id.empty() ? p.id + "." + p.property : !p.anchor.empty() ? p.anchor : p.position;
+    e.anchor = p.anchor, e.position = p.position;
+    catalog.entries.push_back(std::move(e));
+  }
+  return catalog;
+}
+
+std::vector<std::string> drawInterface(const std::shared_ptr<Bundle>& bundle, const std::string& file,
+                                       const PictureSink& sink, std::string& error) {
+  std::vector<std::string> names;
+  NibReadResult read = readNibFile(documentIn(file));
+  if (!read) {
+    error = read.error().reason;
+    return names;
+  }
+  const auto images = imagesOf(read.nib(), file, bundle);
+  for (const auto& [name, o] : drawables(read.nib())) {
+    sink(name, "before", picture(o, images, {}));
+    names.push_back(name);
+  }
+  return names;
+}
 
 Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::string& file, const Options& options) {
   Report report;
@@ -373,141 +609,123 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
   if (report.localization.empty() && bundle && !bundle->preferredLocalizations().empty()) {
     report.localization = u8(bundle->preferredLocalizations().front());
   }
+  const bool copy = options.mode == Mode::Copy;
+  if (copy || options.mode == Mode::Absent) {
+    if (!options.development) {
+      report.error = "no development copy to compare with";
+      return report;
+    }
+    if (!options.development->error.empty()) {
+      report.error = "the development copy cannot be read: " + options.development->error;
+      return report;
+    }
+    if (!copy) {
+      reportAbsent(*options.development, report);
+      return report;
+    }
+  }
   const String table = !options.table.isNil()                ? options.table
                        : options.mode == Mode::ById          ? String::fromUTF8(report.interfaceName)
                        : options.mode == Mode::Localizer     ? String(u"Localizable")
                                                              : String();
   report.table = u8(table);
 
-  auto read = std::make_shared<NibReadResult>(readNibFile(documentIn(file)));
-  if (!*read) {
-    report.error = read->error().reason;
+  NibReadResult read = readNibFile(documentIn(file));
+  if (!read) {
+    report.error = read.error().reason;
     return report;
   }
-  report.objects = read;
-  const Nib& nib = read->nib();
+  const Nib& nib = read.nib();
   const auto& objects = nib.topLevelObjects();
   const auto images = imagesOf(nib, file, bundle);
 
-  Collector collector;
-  collector.objects(nib);
-  auto& probes = collector.probes;
-  for (auto& p : probes) p.before = p.get();
+  std::vector<Probe> probes = probesOf(nib);
   std::vector<std::pair<Button*, Rect>> boxes;
-  std::vector<std::pair<View*, Rect>> frames;
   for (const auto& o : objects) {
     if (auto* w = dynamic_cast<Window*>(o.get())) checkBoxes(w->contentView().get(), boxes);
     if (auto* v = dynamic_cast<View*>(o.get())) checkBoxes(v, boxes);
   }
   const auto shown = drawables(nib);
-  if (options.pictures) {
-    for (const auto& [name, o] : shown) report.pictures.push_back({name, picture(o, images, {}), nullptr});
+  if (options.pictures == Pictures::BeforeAndAfter && options.onPicture) {
+    for (const auto& [name, o] : shown) options.onPicture(name, "before", picture(o, images, {}));
   }
 
   const String localization = String::fromUTF8(report.localization);
   const Dictionary strings = bundle && !table.isNil() ? bundle->stringsTable(table, localization) : Dictionary();
+  report.tableFound = copy || static_cast<bool>(strings);
   std::set<std::string> used;
   const auto inTable = [&](const std::string& key) { return !strings.objectForKey(String::fromUTF8(key)).isNil(); };
 
   if (options.mode == Mode::ById) {
+    const IdentifierKeys keys(nib);
     for (auto& p : probes) {
-      if (p.id.empty()) continue;
-      const Value found = strings.objectForKey(String::fromUTF8(p.id + "." + p.property));
+      p.key = keys.keyOf(p);
+      if (p.key.empty()) continue;
+      const Value found = strings.objectForKey(String::fromUTF8(p.key));
       if (!found.isNil() && found.type() == Value::Type::String) p.set(found.stringValue());
     }
   } else if (options.mode == Mode::Localizer) {
     TQLocalizer::localizeObjects(objects, options.table, bundle);
   }
+  for (auto& p : probes) p.after = p.get();
 
-  // The development copy's strings, by object and property, for a localized copy.
-  std::unordered_map<std::string, String> development;
-  std::vector<std::pair<std::string, std::string>> developmentOrder;  // key, class
-  if (options.mode == Mode::Copy) {
-    NibReadResult dev = readNibFile(documentIn(options.developmentCopy));
-    if (dev) {
-      Collector other;
-      other.objects(dev.nib());
-      for (auto& p : other.probes) {
-        if (p.id.empty()) continue;
-        const std::string key = p.id + "." + p.property;
-        if (development.emplace(key, p.get()).second) developmentOrder.emplace_back(key, p.cls);
-      }
-    }
-  }
-
-  for (auto& p : probes) {
-    StringEntry e;
-    e.cls = p.cls, e.id = p.id, e.property = p.property;
-    p.after = p.get();
-    if (options.mode == Mode::Copy) {
-      const auto it = development.find(p.id + "." + p.property);
-      p.before = it != development.end() ? it->second : String();
-    }
-    e.before = u8(p.before);
-    e.after = u8(p.after);
-    e.afterIsNil = p.after.isNil();
-    bool nameable = true;
-    if (options.mode == Mode::Localizer && !p.localizerVisits) continue;  // the localizer leaves these
-    if (p.before.length() == 0) {
-      e.status = "empty";
-      report.strings.push_back(std::move(e));
-      continue;
-    }
-    bool found = false;
-    switch (options.mode) {
-      case Mode::ById:
-        nameable = !p.id.empty();
-        e.key = nameable ? p.id + "." + p.property : std::string();
-        found = nameable && inTable(e.key);
-        break;
-      case Mode::Localizer:
-        if (p.classLookup) {
-          // Menu titles come from table "default" when none is named, untrimmed.
-          e.key = u8(p.before);
-          const String menuTable = options.table.isNil() ? String(u"default") : options.table;
-          found = bundle && !bundle->stringsTable(menuTable, localization).objectForKey(p.before).isNil();
-          if (menuTable == table) used.insert(e.key);
-        } else {
-          e.key = u8(trimmed(p.before));
-          found = inTable(e.key);
-        }
-        break;
-      case Mode::Copy:
-        e.key = p.id + "." + p.property;
-        found = p.after.length() > 0 && !(p.after == p.before);
-        break;
-    }
-    if (!e.key.empty()) used.insert(e.key);
-    e.status = found ? "translated" : "untranslated";
-    if (!found) report.missing.push_back(nameable ? e.key : e.before);
-    report.strings.push_back(std::move(e));
-
+  std::vector<const View*> outline;
+  const auto measure = [&](const Probe& p, const String& text) {
     // Texts that no longer fit their control (translated ones only: the others are as designed).
-    if (found && p.control) {
-      const Fit f = fitOf(*p.control, p.after);
-      if (f.overflows) report.overflows.push_back({p.cls, p.id, p.property, u8(p.after), "text", f.width, f.needed, p.control});
-    }
-  }
+    if (!p.control) return;
+    const Fit f = fitOf(*p.control, text);
+    if (!f.overflows) return;
+    report.overflows.push_back({p.cls, p.id, p.property, u8(text), "text", f.width, f.needed});
+    outline.push_back(p.control);
+  };
 
-  // A string of the development copy whose object or property the translated copy lacks is missing
-  // too: the copy shows nothing in its place.
-  if (options.mode == Mode::Copy) {
-    std::set<std::string> inCopy;
-    for (const auto& p : probes) {
-      if (!p.id.empty()) inCopy.insert(p.id + "." + p.property);
-    }
-    for (const auto& [key, cls] : developmentOrder) {
-      const String& text = development[key];
-      if (text.length() == 0 || inCopy.count(key)) continue;
+  if (copy) {
+    // The development copy's strings, each with what the language's copy shows in its place.
+    const auto& development = options.development->entries;
+    const std::vector<long> match = matchCopy(development, probes);
+    for (std::size_t i = 0; i < development.size(); ++i) {
+      const CatalogEntry& d = development[i];
       StringEntry e;
-      e.cls = cls;
-      e.key = key;
-      e.id = key.substr(0, key.find('.'));
-      e.property = key.substr(key.find('.') + 1);
-      e.before = u8(text);
-      e.afterIsNil = true;
-      e.status = "untranslated";
-      report.missing.push_back(key);
+      e.cls = d.cls, e.id = d.id, e.property = d.property, e.key = d.key, e.before = d.text;
+      const Probe* there = match[i] >= 0 ? &probes[static_cast<std::size_t>(match[i])] : nullptr;
+      e.afterIsNil = !there || there->after.isNil();
+      e.after = there ? u8(there->after) : std::string();
+      const bool found = there && there->after.length() > 0;
+      e.status = d.text.empty() ? "empty" : found ? "translated" : "untranslated";
+      if (!d.text.empty() && !found) report.missing.push_back({e.key, e.before});
+      if (!d.text.empty() && found) measure(*there, there->after);
+      report.strings.push_back(std::move(e));
+    }
+  } else {
+    for (auto& p : probes) {
+      if (options.mode == Mode::Localizer && !p.localizerVisits) continue;  // the localizer leaves these
+      StringEntry e;
+      e.cls = p.cls, e.id = p.id, e.property = p.property;
+      e.before = u8(p.before);
+      e.after = u8(p.after);
+      e.afterIsNil = p.after.isNil();
+      if (p.before.length() == 0) {
+        e.status = "empty";
+        report.strings.push_back(std::move(e));
+        continue;
+      }
+      bool found = false;
+      if (options.mode == Mode::ById) {
+        e.key = p.key;
+        found = !e.key.empty() && inTable(e.key);
+      } else if (p.classLookup) {
+        // Menu titles come from table "default" when none is named, untrimmed.
+        e.key = u8(p.before);
+        const String menuTable = options.table.isNil() ? String(u"default") : options.table;
+        found = bundle && !bundle->stringsTable(menuTable, localization).objectForKey(p.before).isNil();
+      } else {
+        e.key = u8(trimmed(p.before));
+        found = inTable(e.key);
+      }
+      used.insert(e.key);
+      e.status = found ? "translated" : "untranslated";
+      if (!found) report.missing.push_back({e.key.empty() ? e.before : e.key, e.before});
+      if (found) measure(p, p.after);
       report.strings.push_back(std::move(e));
     }
   }
@@ -532,15 +750,23 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
       const Rect f = b->frame(), bounds = super->bounds();
       if (f.maxX() > bounds.maxX() + 0.5 || f.x < bounds.x - 0.5) {
         report.overflows.push_back({u8(b->className()), id, "frame", u8(b->title()), "superview", bounds.w,
-                                    std::ceil(f.maxX()), b});
+                                    std::ceil(f.maxX())});
+        outline.push_back(b);
       }
     }
   }
 
-  if (options.pictures) {
-    std::vector<const View*> outline;
-    for (const auto& o : report.overflows) outline.push_back(o.view);
-    for (std::size_t i = 0; i < shown.size(); ++i) report.pictures[i].after = picture(shown[i].second, images, outline);
+  // An interface the language leaves as it was looks as it did: the pictures before show it.
+  report.picturesUnchanged =
+      options.unchangedIsBefore && !copy && outline.empty() && report.resized.empty() &&
+      std::all_of(probes.begin(), probes.end(), [](const Probe& p) {
+        return p.after.isNil() == p.before.isNil() && (p.after.isNil() || p.after == p.before);
+      });
+  for (const auto& [name, o] : shown) {
+    report.pictures.push_back(name);
+    if (options.pictures != Pictures::None && options.onPicture && !report.picturesUnchanged) {
+      options.onPicture(name, "after", picture(o, images, outline));
+    }
   }
   return report;
 }

@@ -10,6 +10,7 @@
 
 #include <cairo.h>
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -18,10 +19,23 @@ namespace tq::cli {
 
 class OutputFiles {
  public:
+  OutputFiles() = default;
+  OutputFiles(const OutputFiles&) = delete;
+  OutputFiles& operator=(const OutputFiles&) = delete;
+  // Removes the temporary files written and the folders made, unless committed.
+  ~OutputFiles();
+
   // Stages the bytes of one file; nothing is written yet.
   void add(std::string path, std::string bytes);
+  // Writes one file's temporary now, so that its bytes are not held until commit (for outputs of
+  // many or large files), creating `folder` (and missing parents) first. The bytes come in pieces:
+  // `next` fills `piece` and returns false when there are no more. Throws Failure.
+  void write(const std::string& folder, const std::string& path,
+             const std::function<bool(std::string& piece)>& next);
+  void write(const std::string& folder, const std::string& path, std::string_view bytes);
   // Creates `folder` (and missing parents) if it does not exist, writes every staged file and only
-  // then renames them all into place. folder may be empty. Throws Failure; see above.
+  // then renames them all, and those written before, into place. folder may be empty. Throws
+  // Failure; see above.
   void commit(const std::string& folder = {});
 
  private:
@@ -30,6 +44,10 @@ class OutputFiles {
     std::string bytes;
   };
   std::vector<File> files_;
+  // Files written ahead: final path and temporary; folders made for them, outermost first.
+  std::vector<std::pair<std::string, std::string>> written_;
+  std::vector<std::string> made_;
+  bool foldersReady_ = false;
 };
 
 // One file, whole or not at all (OutputFiles with a single file and no folder).

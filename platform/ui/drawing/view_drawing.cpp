@@ -11,6 +11,7 @@
 #include "tq/platform/ui/drawing/string_drawing.h"
 #include "tq/platform/ui/model/box.h"
 #include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/combo_box.h"
 #include "tq/platform/ui/model/color.h"
 #include "tq/platform/ui/model/image_view.h"
 #include "tq/platform/ui/model/matrix.h"
@@ -21,6 +22,7 @@
 #include "tq/platform/ui/model/table_view.h"
 #include "tq/platform/ui/model/text_field.h"
 #include "tq/platform/ui/model/text_view.h"
+#include "tq/platform/ui/model/token_field.h"
 
 namespace tq {
 
@@ -84,16 +86,46 @@ void drawTextFieldCell(const TextFieldCell& cell, Rect r, bool search) {
   }
 }
 
+// A token field: its face as a field's, then each token a rounded label from the left, as many as
+// the field's width holds. Without tokens it is an empty field (with its placeholder).
+void drawTokenFieldCell(const TokenFieldCell& cell, Rect r) {
+  const std::vector<String> tokens = cell.tokens();
+  if (tokens.empty()) return drawTextFieldCell(cell, r, false);
+  if (cell.isBezeled() || cell.isBordered()) {
+    fill(r, fieldBackground(cell));
+    rounded(r, 0, nullptr, settings().dark ? edgeColor() : gray(0.68));
+  }
+  const FontRef font = Font::fontWithDescriptor(cell.font());
+  TextAttributes a;
+  a.font = font;
+  const double h = std::min(r.h - 4, std::ceil(font->defaultLineHeight()) + 2);
+  const ColorRef face = settings().dark ? rgb(0.25, 0.35, 0.55) : rgb(0.86, 0.91, 1.0);
+  const ColorRef edge = settings().dark ? rgb(0.4, 0.5, 0.75) : rgb(0.62, 0.73, 0.95);
+  double x = r.x + 3;
+  for (const String& token : tokens) {
+    const double w = std::min(sizeOfText(token, a, {0, 0}).width + 10, r.maxX() - 3 - x);
+    if (w < 12) break;
+    const Rect t{x, r.y + (r.h - h) / 2, w, h};
+    rounded(t, std::min(4.0, h / 2), face, edge);
+    text(token, inset(t, 5, 0), cell.font(), textColorOf(cell), TextAlignment::Natural, LineBreakMode::ByTruncatingTail);
+    x += w + 3;
+  }
+}
+
 // A cell of a class the platform does not define (the library's cells, a host's subclass) may
 // draw differently: it draws itself.
 bool isPlatformTextFieldCell(const TextFieldCell& cell) {
   const std::type_info& type = typeid(cell);
-  return type == typeid(TextFieldCell) || type == typeid(SearchFieldCell) || type == typeid(TableHeaderCell);
+  return type == typeid(TextFieldCell) || type == typeid(SearchFieldCell) || type == typeid(TableHeaderCell) ||
+         type == typeid(ComboBoxCell) || type == typeid(TokenFieldCell);
 }
 
 // Draws any cell in a frame of the current user space.
 void drawCell(const Cell& cell, Rect r, const View* controlView) {
   if (auto button = dynamic_cast<const ButtonCell*>(&cell)) return drawButtonCell(*button, r);
+  if (auto tokens = dynamic_cast<const TokenFieldCell*>(&cell); tokens && typeid(cell) == typeid(TokenFieldCell)) {
+    return drawTokenFieldCell(*tokens, r);
+  }
   if (auto field = dynamic_cast<const TextFieldCell*>(&cell)) {
     if (!isPlatformTextFieldCell(*field)) {
       // Drawing adjusts the cell's own line breaking, as it does on screen.

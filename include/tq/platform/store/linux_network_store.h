@@ -19,8 +19,10 @@
 //   "State:/Network/Interface/NAME/IPv4"      {"Addresses": [A, ...], "SubnetMasks": [M, ...],
 //                                             "BroadcastAddresses": [B, ...]}, only for links with at
 //                                             least one IPv4 address: dotted-quad strings in the
-//                                             kernel's order (primary addresses first); the three
-//                                             arrays are parallel, and "BroadcastAddresses" is
+//                                             kernel's order (primary addresses first), except that
+//                                             the primary interface's list starts with the address
+//                                             the kernel sends from (see "Primary address"); the
+//                                             three arrays are parallel, and "BroadcastAddresses" is
 //                                             left out unless every address has a broadcast address.
 //   "State:/Network/Interface/NAME/AirPort"   wireless links only: {"Link Status": 4} with "BSSID"
 //                                             (6 bytes of Data) and "SSID" (a String when the bytes
@@ -38,8 +40,20 @@
 //                                             routes and of the hops of a multipath route, among
 //                                             those of lowest metric whose link is active and has an
 //                                             IPv4 address. A route that names a nexthop object (or
-//                                             group) takes its hops from the object. Absent when no
-//                                             hop qualifies.
+//                                             group) takes its hops from the object. A hop through
+//                                             an IPv6 gateway counts alike whether the route names it
+//                                             ("via inet6") or its nexthop object does; it gives no
+//                                             "Router". Absent when no hop qualifies.
+//
+// Primary address. The first address of the primary interface's IPv4 value is the one the kernel
+// gives as the source of what it sends through the primary hop (what `ip route get` to an outside
+// address through that interface shows), so that the first address a reader takes is the machine's
+// address as others see it: the route's preferred source ("src") when it has one; otherwise the
+// first of the interface's primary addresses (not secondaries, in the kernel's order) of a scope at
+// least as wide as the route's whose subnet holds the route's IPv4 gateway, or the first of those
+// when none does or the hop has no IPv4 gateway (a device route, an IPv6 gateway). When that address
+// is not one of the interface's own (a preferred source on another link, or no address of a wide
+// enough scope, when the kernel takes one from another link), the list keeps the kernel's order.
 //
 // copyKeyList matches over exactly these keys. Renamed, removed and re-created links are followed:
 // the keys under an old name disappear (reported as changed, with no value) and the new ones appear.
@@ -63,10 +77,17 @@
 // secondaries and promotions), RTM_NEWROUTE/RTM_DELROUTE (IPv4 default routes of the main table,
 // placed as the kernel places them: add and prepend first among routes of equal metric, append
 // last, replace and change in place of the first), RTM_NEWNEXTHOP/RTM_DELNEXTHOP (nexthop objects
-// and groups). What the kernel changes without a message is followed too: routes through a link
-// that goes down or away, routes through a link whose last IPv4 address goes, routes whose
-// preferred source address stops being local, routes using a nexthop object that goes; nexthop
-// objects on a link that goes down, loses carrier or goes away.
+// and groups). What the kernel changes without a message is followed too:
+//   - a link goes down: the hops through it die (the hop of a host-scope route aside), routes left
+//     without a live hop go, and so do the nexthop objects on it (blackholes aside);
+//   - a link comes up, or is given an IPv4 address while it is up: its dead hops revive;
+//   - a link loses carrier: the nexthop objects on it go (blackholes aside);
+//   - a link's last IPv4 address goes: every hop through it dies, and routes left without a live
+//     hop go;
+//   - a link goes away: every route with a hop through it goes, and every nexthop object on it;
+//   - an address stops being local to any link: the routes preferring it as their source go;
+//   - a nexthop object goes: the routes using it go, and it leaves its groups (a group left empty
+//     goes, with its routes).
 //
 // Change delivery. Kernel messages are read when the run loop finds a socket readable (the
 // connection's RunLoopSource watches its descriptors; nothing polls and no thread is started). Each
@@ -82,7 +103,9 @@
 // Consistency. When the kernel drops messages for this socket (ENOBUFS on a full receive buffer),
 // or a dump is interrupted, the whole state is read again and compared with what the store holds,
 // link by link: only what differs is made again and reported, so the store never drifts from the
-// kernel and a read that finds little changed costs little more than the kernel's dumps.
+// kernel and a read that finds little changed costs little more than the kernel's dumps. Events
+// that come during the read are applied after it, except those older than the dump of their kind
+// (which shows their effects already, and those of the silent changes that followed them).
 //
 // Threads: create, use and destroy a store on one thread; its source is to be added to that thread's
 // loop. The callout runs on that loop.

@@ -4,10 +4,14 @@
 //   - the older XML archive (<archive type="com.apple.InterfaceBuilder3.Cocoa.XIB">, keyed
 //     <object> elements), as projects of that era kept their interfaces and their translated copies;
 //   - the compiled keyed archive (a binary property list, "bplist00", whose $top names
-//     IB.objectdata), as built bundles hold them in NAME.nib/keyedobjects.nib;
+//     IB.objectdata), as built bundles hold them in NAME.nib/keyedobjects.nib, and the same archive
+//     saved as an XML property list (read by the same decoder, with the same bounds; control
+//     characters written raw in its strings are kept, as the platform keeps them);
 //   - the NIBArchive form of current build tools (a file starting "NIBArchive"), as NAME.nib or
-//     NAME.nib/keyedobjects-NNNNNN.nib.
-// All four give the same model: the same classes and class names for the same controls, so code
+//     NAME.nib/keyedobjects-NNNNNN.nib;
+//   - storyboards (NAME.storyboard, NAME.storyboardc/), read scene by scene (see
+//     storyboard_reader.h): readNibFile and readNibData give the storyboard's nib.
+// All of them give the same model: the same classes and class names for the same controls, so code
 // that walks or draws the model does not care which form was read.
 //
 //   tq::NibLoadOptions options;
@@ -20,7 +24,9 @@
 // controls of the model with their cells, menus and menu items, table columns, tab view items,
 // bindings with their options and placeholders (strings, numbers and booleans; strings marked
 // base64-UTF8 decoded), custom classes (through a ClassRegistry; unknown ones fall back to the
-// element's base class), outlets and actions. Elements the model has no class for become the
+// element's base class), outlets and actions; view, window, tab view and split view controllers;
+// grid views (rows, columns, cells and their views), stack views (every gravity area), combo boxes
+// with their items, token fields, rule and predicate editors with their row templates' views. Elements the model has no class for become the
 // nearest base: a View (when they have a frame) or a GenericObject, with className() giving the
 // platform name: a Control when they have a cell ("NSStepper"), an ActionCell for unknown cells
 // ("NSStepperCell"), a View when they have a frame or subviews ("NSProgressIndicator"), else a
@@ -40,8 +46,13 @@
 // is sent awakeFromNib(), in document order, then the owner when it is an InterfaceObject.
 //
 // Compiled forms: top-level objects are those whose parent is the File's Owner, in the archive's
-// order; archive identifiers are the designer's object IDs where the archive keeps them ("25"),
-// else "obj-N" with N the object's index in the archive. Connections come from the archive's
+// order. A class the decoder does not know is read as the nearest class it knows along the chain
+// of superclasses the archive declares (a keyed archive's $classes, the older XML archive's class
+// descriptions), its own name kept as customClassName(): a plug-in's pop-up button is a
+// PopUpButton with its menu. A localizable string (NSLocalizableString) gives its development
+// text, and its table key ("170.title") is recorded on the object that holds it
+// (InterfaceObject::localizableKeys()). Archive identifiers are the designer's object IDs where the archive keeps them ("25"),
+// else nil (as are the connection ends' identifiers). Connections come from the archive's
 // connectors (outlets, actions, bindings with their options, tool tips). Windows are visible at
 // launch when the archive lists them so (in the older XML archive, unless a window's properties
 // say "visibleAtLaunch" 0). Toolbars (Toolbar, ToolbarItem), stack views (StackView) and text
@@ -104,7 +115,8 @@ struct NibConnection {
   Kind kind = Kind::Outlet;
   // Property name (outlets), selector (actions) or binding name (bindings).
   String label;
-  // The archive identifiers of the two ends ("-2" for the owner).
+  // The archive identifiers of the two ends ("-2" for the owner; nil for an object the archive
+  // gives no identifier).
   String sourceIdentifier;
   String destinationIdentifier;
   // Bindings: the key path observed.
@@ -115,6 +127,17 @@ struct NibConnection {
   // The connection's own archive identifier (strings tables name a binding's display pattern and
   // placeholders by it); nil when the archive gives none.
   String identifier;
+};
+
+// A string that a compiled interface archives with the key the strings tables generated for the
+// interface name it by (an NSLocalizableString with its "NSKey", such as "170.title").
+struct NibLocalizableString {
+  String key;
+  // The text as archived: the development language's.
+  String text;
+  // The object being read when the string was met (the cell for a button's title, the window for
+  // its title; not owned); empty for strings outside the object tree (a binding's placeholder).
+  std::weak_ptr<Object> object;
 };
 
 // The objects and connections of one successfully read archive.
@@ -132,7 +155,9 @@ class Nib {
   // The number of interface objects made (top-level objects and everything inside them).
   std::size_t objectCount() const { return objectCount_; }
   // The archive's format: "com.apple.InterfaceBuilder3.Cocoa.XIB" for both XML forms,
-  // "NSKeyedArchiver" for the compiled keyed archive, "NIBArchive".
+  // "NSKeyedArchiver" for the compiled keyed archive (binary or XML), "NIBArchive",
+  // "com.apple.InterfaceBuilder3.Cocoa.Storyboard.XIB" for a storyboard document (a compiled
+  // storyboard gives its nibs' format).
   const String& documentType() const { return documentType_; }
   // The bytes of the image files the document itself holds, by image name (a TIFF or PNG each;
   // read them with Image::imageWithData). Images named but not held are found beside the document.
@@ -140,11 +165,15 @@ class Nib {
   // The nib folder the document was read from (NAME.nib/ holding keyedobjects.nib and the images
   // the interface names: InterfaceImageSource finds them), nil when the document was a file of its own.
   const String& resourceFolder() const { return resourceFolder_; }
+  // The strings the archive marks as localizable with their keys, in the order read; empty for the
+  // XML forms, whose tables name strings by the objects' identifiers.
+  const std::vector<NibLocalizableString>& localizableStrings() const { return localizableStrings_; }
   void setResourceFolder(String folder) { resourceFolder_ = std::move(folder); }
 
  private:
   friend class NibBuilder;
   friend class KeyedNibDecoder;
+  friend class StoryboardBuilder;
   using IdentifiedObject = std::pair<String, std::weak_ptr<Object>>;
   // Takes the identified objects in the order they were made, with the placeholders; where an
   // identifier is given twice the later object holds it. Sorted once, looked up by halving.
@@ -157,6 +186,7 @@ class Nib {
   std::size_t objectCount_ = 0;
   String documentType_;
   std::unordered_map<String, Data> embeddedImages_;
+  std::vector<NibLocalizableString> localizableStrings_;
 };
 
 struct NibReadError {
@@ -187,12 +217,14 @@ class NibReadResult {
 // Reads an interface document in memory, of any of the forms above (told apart by their first
 // bytes and root element).
 NibReadResult readNibData(std::string_view document, const NibLoadOptions& options = {});
-// Reads an interface file, or a nib folder through nibDocumentPath(). Errors start with the path of
-// the file read: "PrefsWindow.nib/keyedobjects.nib: damaged compiled interface: ...".
+// Reads an interface file, a nib folder through nibDocumentPath(), or a compiled storyboard folder
+// (NAME.storyboardc). Errors start with the path of the file read:
+// "PrefsWindow.nib/keyedobjects.nib: damaged compiled interface: ...".
 NibReadResult readNibFile(const std::string& path, const NibLoadOptions& options = {});
 // The file that holds the interface of `path`: path itself when it is not a folder; for a nib
-// folder its keyedobjects.nib, else the newest keyedobjects-NNNNNN.nib (highest number), else
-// designable.nib (the XML source, read only when nothing compiled is there).
+// folder the newest keyedobjects-NNNNNN.nib (highest number: the version for the newest system),
+// else keyedobjects.nib, else designable.nib (the XML source, read only when nothing compiled is
+// there).
 std::string nibDocumentPath(const std::string& path);
 
 }  // namespace tq

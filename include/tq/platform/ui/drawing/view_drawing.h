@@ -3,7 +3,9 @@
 // it: frames, titles, labels, text fields, push buttons, check boxes and radio buttons, pop-ups,
 // segmented controls, boxes, tab views, tables (header, columns and row grid), scroll views,
 // sliders (linear and circular), steppers, level and progress indicators, date pickers, colour
-// wells, text views and image views.
+// wells, text views and image views; token fields show each token as a rounded label. Grid and
+// stack views show the controls they hold (their subviews); controls of plug-in classes are drawn
+// as the class the reader took them for.
 //
 // Named images come from ViewDrawingOptions::images (the document's own folder, its bundle); names
 // no source has draw as stand-ins: own vector shapes for the platform's common template images

@@ -1,0 +1,457 @@
+// tqkit localize --all on bundles in each layout a release engineer meets: languages with their own
+// compiled copies, Base compiled nibs with tables keyed as the document tools generate them, xibs
+// with tables, an interface a language lacks, a language folder that is a link to another. Every
+// count is checked against what the test wrote into the files.
+#include <gtest/gtest.h>
+#include <plist/plist.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <regex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "support/shell.h"
+#include "support/test_paths.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tq::test::sh;
+
+void write(const fs::path& path, const std::string& bytes) {
+  fs::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+std::string readAll(const fs::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+std::size_t count(const std::string& text, const std::string& what) {
+  std::size_t n = 0;
+  for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+  return n;
+}
+
+// --- compiled interfaces, written as the archiver writes them ---------------------------------------
+
+// One string of a compiled alert: a window title, or the title of a button or label.
+struct Text {
+  int oid;          // the object's designer id (the window's, or the control's; cells have none)
+  std::string cls;  // "NSWindowTemplate", "NSButton" or "NSTextField"
+  std::string text;
+  std::string key;  // the NSLocalizableString key, or empty for a plain string
+};
+
+// A compiled nib holding one window with the given strings. `padding` unrelated objects come
+// first, so that objects sit at other places of the archive than in another compilation.
+std::string compiledAlert(const std::vector<Text>& texts, int padding) {
+  plist_t objects = plist_new_array();
+  std::map<std::string, uint64_t> classes;
+  const auto append = [&](plist_t item) {
+    plist_array_append_item(objects, item);
+    return static_cast<uint64_t>(plist_array_get_size(objects) - 1);
+  };
+  append(plist_new_string("$null"));
+  for (int i = 0; i < padding; ++i) append(plist_new_string(("padding " + std::to_string(i)).c_str()));
+  const auto object = [&](const std::string& cls) {
+    if (!classes.count(cls)) {
+      plist_t d = plist_new_dict();
+      plist_dict_set_item(d, "$classname", plist_new_string(cls.c_str()));
+      classes[cls] = append(d);
+    }
+    plist_t d = plist_new_dict();
+    plist_dict_set_item(d, "$class", plist_new_uid(classes[cls]));
+    return append(d);
+  };
+  const auto set = [&](uint64_t o, const char* key, plist_t value) {
+    plist_dict_set_item(plist_array_get_item(objects, static_cast<uint32_t>(o)), key, value);
+  };
+  const auto string = [&](const std::string& s, const std::string& key) {
+    if (key.empty()) return append(plist_new_string(s.c_str()));
+    const uint64_t o = object("NSLocalizableString");
+    set(o, "NSKey", plist_new_string(key.c_str()));
+    set(o, "NS.string", plist_new_string(s.c_str()));
+    return o;
+  };
+  const auto array = [&](const std::vector<uint64_t>& members) {
+    const uint64_t a = object("NSMutableArray");
+    plist_t list = plist_new_array();
+    for (uint64_t m : members) plist_array_append_item(list, plist_new_uid(m));
+    set(a, "NS.objects", list);
+    return a;
+  };
+  const uint64_t owner = object("NSCustomObject");
+  set(owner, "NSClassName", plist_new_uid(append(plist_new_string("NSObject"))));
+  const uint64_t window = object("NSWindowTemplate");
+  set(window, "NSWindowRect", plist_new_string("{{100, 100}, {420, 160}}"));
+  const uint64_t content = object("NSView");
+  set(content, "NSFrameSize", plist_new_string("{420, 160}"));
+  set(window, "NSWindowView", plist_new_uid(content));
+  std::vector<uint64_t> subviews, oidKeys, oidValues;
+  int y = 20;
+  for (const Text& t : texts) {
+    if (t.cls == "NSWindowTemplate") {
+      set(window, "NSWindowTitle", plist_new_uid(string(t.text, t.key)));
+      oidKeys.push_back(window), oidValues.push_back(t.oid);
+      continue;
+    }
+    const uint64_t control = object(t.cls);
+    set(control, "NSFrame", plist_new_string(("{{20, " + std::to_string(y) + "}, {380, 24}}").c_str()));
+    y += 30;
+    const uint64_t cell = object(t.cls == "NSButton" ? "NSButtonCell" : "NSTextFieldCell");
+    set(cell, "NSContents", plist_new_uid(string(t.text, t.key)));
+    set(control, "NSCell", plist_new_uid(cell));
+    subviews.push_back(control);
+    oidKeys.push_back(control), oidValues.push_back(t.oid);
+  }
+  set(content, "NSSubviews", plist_new_uid(array(subviews)));
+  const uint64_t data = object("NSIBObjectData");
+  set(data, "NSRoot", plist_new_uid(owner));
+  set(data, "NSObjectsKeys", plist_new_uid(array({window})));
+  set(data, "NSObjectsValues", plist_new_uid(array({owner})));
+  set(data, "NSConnections", plist_new_uid(array({})));
+  set(data, "NSOidsKeys", plist_new_uid(array(oidKeys)));
+  const uint64_t oids = object("NSMutableArray");
+  plist_t numbers = plist_new_array();
+  for (uint64_t v : oidValues) plist_array_append_item(numbers, plist_new_uint(v));
+  set(oids, "NS.objects", numbers);
+  set(data, "NSOidsValues", plist_new_uid(oids));
+
+  plist_t root = plist_new_dict();
+  plist_dict_set_item(root, "$archiver", plist_new_string("NSKeyedArchiver"));
+  plist_dict_set_item(root, "$version", plist_new_uint(100000));
+  plist_t top = plist_new_dict();
+  plist_dict_set_item(top, "IB.objectdata", plist_new_uid(data));
+  plist_dict_set_item(root, "$top", top);
+  plist_dict_set_item(root, "$objects", objects);
+  char* bin = nullptr;
+  uint32_t length = 0;
+  plist_to_bin(root, &bin, &length);
+  std::string out(bin, length);
+  std::free(bin);
+  plist_free(root);
+  return out;
+}
+
+// --- reading the report -----------------------------------------------------------------------------
+
+// The row of a --all --json report for one interface and language ("" when there is none).
+std::string rowOf(const std::string& json, const std::string& interface, const std::string& language) {
+  const std::string head = "{\"interface\":\"" + interface + "\"";
+  for (auto at = json.find(head); at != std::string::npos; at = json.find(head, at + 1)) {
+    const auto next = json.find("{\"interface\":", at + 1);
+    std::string row = json.substr(at, next == std::string::npos ? std::string::npos : next - at);
+    if (row.find("\"localization\":\"" + language + "\"") != std::string::npos) return row;
+  }
+  return {};
+}
+
+long number(const std::string& row, const std::string& field) {
+  std::smatch m;
+  if (!std::regex_search(row, m, std::regex("\"" + field + "\":(-?[0-9]+)"))) return -1;
+  return std::stol(m[1]);
+}
+
+std::string mode(const std::string& row) {
+  std::smatch m;
+  return std::regex_search(row, m, std::regex("\"mode\":\"([a-z-]+)\"")) ? m[1].str() : std::string();
+}
+
+struct Counts {
+  long translated, missing, unused;
+};
+void expectCounts(const std::string& row, const char* expectedMode, Counts c, const std::string& what) {
+  ASSERT_FALSE(row.empty()) << what << ": no row";
+  EXPECT_EQ(mode(row), expectedMode) << what;
+  EXPECT_EQ(number(row, "translated"), c.translated) << what << "\n" << row.substr(0, 1500);
+  EXPECT_EQ(number(row, "missingCount"), c.missing) << what;
+  EXPECT_EQ(number(row, "unusedCount"), c.unused) << what;
+}
+
+// The keys of a strings table the test wrote, read with a pattern of its own.
+std::set<std::string> keysOf(const std::string& table) {
+  std::set<std::string> keys;
+  const std::regex entry("^\"([^\"]+)\" *=", std::regex::multiline);
+  for (auto it = std::sregex_iterator(table.begin(), table.end(), entry); it != std::sregex_iterator(); ++it) {
+    keys.insert((*it)[1]);
+  }
+  return keys;
+}
+
+class Bundle {
+ public:
+  Bundle() : resources_(dir_.path() / "App.app/Contents/Resources") {}
+  const fs::path& resources() const { return resources_; }
+  std::string path() const { return (dir_.path() / "App.app").string(); }
+  std::string report(const std::string& flags = "--json") const {
+    auto r = sh("$T localize '" + path() + "' --all " + flags + " 2>&1");
+    EXPECT_EQ(r.status, 0) << r.out;
+    return r.out;
+  }
+  const fs::path& dir() const { return dir_.path(); }
+
+ private:
+  tq::test::TempDir dir_;
+  fs::path resources_;
+};
+
+// --- each layout ------------------------------------------------------------------------------------
+
+// Each language's copy compiled apart: the archive places objects elsewhere and the cells carry no
+// identifiers, so only the controls' ids and the places in the tree tie the copies together. A
+// translation the same as the original ("OK") is a translation.
+TEST(LocalizeLayouts, CompiledCopiesAreComparedObjectByObject) {
+  const std::vector<Text> english = {{1, "NSWindowTemplate", "Software Update", ""},
+                                     {10, "NSTextField", "A new version is available.", ""},
+                                     {11, "NSButton", "Install Update", ""},
+                                     {12, "NSButton", "Remind Me Later", ""},
+                                     {13, "NSButton", "OK", ""}};
+  const std::map<std::string, std::vector<Text>> copies = {
+      {"de", {{1, "NSWindowTemplate", "Softwareaktualisierung", ""},
+              {10, "NSTextField", "Eine neue Version ist verfügbar.", ""},
+              {11, "NSButton", "Installieren", ""},
+              {12, "NSButton", "Später erinnern", ""},
+              {13, "NSButton", "OK", ""}}},
+      // The French copy never got the reminder button.
+      {"fr", {{1, "NSWindowTemplate", "Mise à jour", ""},
+              {10, "NSTextField", "Une nouvelle version est disponible.", ""},
+              {11, "NSButton", "Installer", ""},
+              {13, "NSButton", "OK", ""}}},
+      // The Spanish copy's buttons were numbered apart: its ids name other buttons than the same
+      // ids in English, so the places in the tree decide.
+      {"es", {{1, "NSWindowTemplate", "Actualización", ""},
+              {10, "NSTextField", "Hay una versión nueva.", ""},
+              {13, "NSButton", "Instalar", ""},
+              {11, "NSButton", "Recordar más tarde", ""},
+              {12, "NSButton", "OK", ""}}}};
+  Bundle b;
+  write(b.resources() / "en.lproj/Alert.nib", compiledAlert(english, 0));
+  int padding = 3;
+  for (const auto& [language, texts] : copies) write(b.resources() / (language + ".lproj/Alert.nib"), compiledAlert(texts, padding++));
+  const std::string json = b.report();
+  for (const auto& [language, texts] : copies) {
+    std::set<int> there;
+    for (const Text& t : texts) there.insert(t.oid);
+    long present = 0;
+    for (const Text& t : english) present += there.count(t.oid);
+    expectCounts(rowOf(json, "Alert", language), "copy",
+                 {present, static_cast<long>(english.size()) - present, 0}, language);
+  }
+  // What the French copy lacks is named by the control's id and shown in English.
+  EXPECT_NE(rowOf(json, "Alert", "fr").find("\"key\":\"12/cell.title\",\"before\":\"Remind Me Later\",\"after\":null,"
+                                            "\"status\":\"untranslated\""),
+            std::string::npos)
+      << rowOf(json, "Alert", "fr");
+  EXPECT_NE(rowOf(json, "Alert", "es").find("\"before\":\"Install Update\",\"after\":\"Instalar\""), std::string::npos);
+  EXPECT_NE(rowOf(json, "Alert", "de").find("\"before\":\"Install Update\",\"after\":\"Installieren\""), std::string::npos);
+  EXPECT_EQ(count(json, "{\"interface\":"), copies.size());
+}
+
+// Base compiled nibs keep each string's key ("170.title"), which each language's table uses.
+TEST(LocalizeLayouts, BaseCompiledNibsAreTranslatedByTheKeysTheyKeep) {
+  const std::vector<Text> base = {{1, "NSWindowTemplate", "Software Update", "5.title"},
+                                  {10, "NSTextField", "A new version is available.", "170.title"},
+                                  {11, "NSButton", "Install Update", "171.title"},
+                                  {12, "NSButton", "OK", "172.title"}};
+  const std::map<std::string, std::string> tables = {
+      {"de", "\"5.title\" = \"Softwareaktualisierung\";\n\"171.title\" = \"Installieren\";\n"
+             "\"172.title\" = \"OK\";\n\"99.title\" = \"Nicht mehr da\";\n"},
+      {"fr", "\"170.title\" = \"Une nouvelle version est disponible.\";\n"},
+      {"it", ""}};  // no table at all
+  Bundle b;
+  write(b.resources() / "Base.lproj/Alert.nib", compiledAlert(base, 0));
+  fs::create_directories(b.resources() / "en.lproj");
+  for (const auto& [language, table] : tables) {
+    fs::create_directories(b.resources() / (language + ".lproj"));
+    if (!table.empty()) write(b.resources() / (language + ".lproj/Alert.strings"), table);
+  }
+  const std::string json = b.report();
+  for (const auto& [language, table] : tables) {
+    const std::set<std::string> keys = keysOf(table);
+    long translated = 0;
+    for (const Text& t : base) translated += keys.count(t.key);
+    const std::string row = rowOf(json, "Alert", language);
+    expectCounts(row, "by-id", {translated, static_cast<long>(base.size()) - translated,
+                                static_cast<long>(keys.size()) - translated}, language);
+    EXPECT_NE(row.find(table.empty() ? "\"tableFound\":false" : "\"tableFound\":true"), std::string::npos) << row;
+  }
+}
+
+// A Base xib with by-id tables, and a language with a copy of its own beside it: one row each, in
+// the way that applies.
+TEST(LocalizeLayouts, XibsWithTablesGetOneRowPerLanguage) {
+  const std::string xib = R"(<?xml version="1.0" encoding="UTF-8"?>
+<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0">
+  <objects>
+    <window title="Preferences" id="W1-aa-001">
+      <rect key="contentRect" x="0" y="0" width="360" height="120"/>
+      <view key="contentView" id="V1-aa-001">
+        <rect key="frame" x="0" y="0" width="360" height="120"/>
+        <subviews>
+          <button id="B1-aa-001">
+            <rect key="frame" x="20" y="70" width="300" height="18"/>
+            <buttonCell key="cell" type="check" title="Check automatically" id="C1-aa-001"><font key="font" metaFont="system"/></buttonCell>
+          </button>
+          <button id="B2-aa-001">
+            <rect key="frame" x="20" y="20" width="100" height="32"/>
+            <buttonCell key="cell" type="push" title="OK" id="C2-aa-001"><font key="font" metaFont="system"/></buttonCell>
+          </button>
+        </subviews>
+      </view>
+    </window>
+  </objects>
+</document>
+)";
+  Bundle b;
+  write(b.resources() / "Base.lproj/Prefs.xib", xib);
+  fs::create_directories(b.resources() / "en.lproj");
+  const std::string fr = "\"W1-aa-001.title\" = \"Préférences\";\n\"C2-aa-001.title\" = \"OK\";\n";
+  write(b.resources() / "fr.lproj/Prefs.strings", fr);
+  std::string german = xib;
+  german.replace(german.find("title=\"Preferences\""), 19, "title=\"Einstellungen\"");
+  german.replace(german.find("title=\"Check automatically\""), 27, "title=\"Automatisch suchen\"");
+  write(b.resources() / "de.lproj/Prefs.xib", german);
+  const std::string json = b.report();
+  // The strings of the Base interface, read from its text.
+  std::set<std::string> texts;
+  const std::regex title("title=\"([^\"]+)\" id=\"([^\"]+)\"");
+  for (auto it = std::sregex_iterator(xib.begin(), xib.end(), title); it != std::sregex_iterator(); ++it) {
+    texts.insert((*it)[2].str() + ".title");
+  }
+  ASSERT_EQ(texts.size(), 3u);
+  const long inTable = static_cast<long>(keysOf(fr).size());
+  expectCounts(rowOf(json, "Prefs", "fr"), "by-id", {inTable, static_cast<long>(texts.size()) - inTable, 0}, "fr");
+  expectCounts(rowOf(json, "Prefs", "de"), "copy", {static_cast<long>(texts.size()), 0, 0}, "de");
+  EXPECT_EQ(count(json, "{\"interface\":\"Prefs\",\"localization\":\"de\""), 1u) << "no by-id row beside the copy";
+  EXPECT_EQ(count(json, "{\"interface\":"), 2u);
+}
+
+// An interface the development language has and a language lacks is reported, as absent.
+TEST(LocalizeLayouts, AnInterfaceALanguageLacksIsAbsent) {
+  const std::string extra = R"(<?xml version="1.0" encoding="UTF-8"?>
+<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0">
+  <objects>
+    <window title="About" id="W9">
+      <rect key="contentRect" x="0" y="0" width="300" height="100"/>
+      <view key="contentView" id="V9">
+        <rect key="frame" x="0" y="0" width="300" height="100"/>
+        <subviews>
+          <textField id="T9"><rect key="frame" x="20" y="50" width="260" height="17"/>
+            <textFieldCell key="cell" title="Version 2" id="TC9"><font key="font" metaFont="system"/></textFieldCell></textField>
+          <button id="B9"><rect key="frame" x="20" y="10" width="100" height="32"/>
+            <buttonCell key="cell" type="push" title="Credits" id="BC9"><font key="font" metaFont="system"/></buttonCell></button>
+        </subviews>
+      </view>
+    </window>
+  </objects>
+</document>
+)";
+  Bundle b;
+  write(b.resources() / "en.lproj/About.xib", extra);
+  std::string french = extra;
+  french.replace(french.find("\"Credits\""), 9, "\"Crédits\"");
+  write(b.resources() / "fr.lproj/About.xib", french);
+  fs::create_directories(b.resources() / "ja.lproj");
+  const std::string json = b.report();
+  const long strings = static_cast<long>(count(extra, " title=\""));
+  expectCounts(rowOf(json, "About", "ja"), "absent", {0, strings, 0}, "ja");
+  expectCounts(rowOf(json, "About", "fr"), "copy", {strings, 0, 0}, "fr");
+  EXPECT_NE(json.find("\"localization\":\"ja\",\"aliases\":[],\"interfaces\":1,\"absent\":1,"), std::string::npos)
+      << json;
+}
+
+// A language folder that is a link to another is the same language: reported once, as an alias.
+TEST(LocalizeLayouts, ALinkedLanguageFolderIsReportedOnceAsAnAlias) {
+  Bundle b;
+  write(b.resources() / "en.lproj/Alert.nib", compiledAlert({{1, "NSWindowTemplate", "Update", ""},
+                                                             {11, "NSButton", "Install", ""}}, 0));
+  write(b.resources() / "pt.lproj/Alert.nib", compiledAlert({{1, "NSWindowTemplate", "Atualização", ""}}, 2));
+  fs::create_directory_symlink("pt.lproj", b.resources() / "pt_PT.lproj");
+  const std::string json = b.report();
+  expectCounts(rowOf(json, "Alert", "pt"), "copy", {1, 1, 0}, "pt");
+  EXPECT_EQ(count(json, "\"localization\":\"pt_PT\""), 1u) << "only as the alias: " << json;
+  EXPECT_NE(json.find("{\"localization\":\"pt\",\"aliases\":[\"pt_PT\"]"), std::string::npos);
+  EXPECT_NE(json.find("\"aliases\":[{\"localization\":\"pt_PT\",\"sameAs\":\"pt\"}]"), std::string::npos);
+}
+
+// --- what a user reads --------------------------------------------------------------------------------
+
+// The page: each language's totals first, then the interfaces; missing strings with the development
+// text beside the key; a language without a table said so once; long errors folded; the "before"
+// pictures are the development language's.
+TEST(LocalizeLayouts, ThePageLeadsWithTheLanguagesAndShowsTheDevelopmentText) {
+  Bundle b;
+  const std::vector<Text> english = {{1, "NSWindowTemplate", "Software Update", "5.title"},
+                                     {11, "NSButton", "Install Update", "171.title"},
+                                     {12, "NSButton", "Remind Me Later", "172.title"}};
+  write(b.resources() / "Base.lproj/Alert.nib", compiledAlert(english, 0));
+  write(b.resources() / "de.lproj/Alert.strings", "\"5.title\" = \"Softwareaktualisierung\";\n");
+  fs::create_directories(b.resources() / "it.lproj");
+  write(b.resources() / "en.lproj/Panel.nib", compiledAlert({{1, "NSWindowTemplate", "Panel", ""},
+                                                             {11, "NSButton", "Close the panel", ""}}, 0));
+  write(b.resources() / "de.lproj/Panel.nib", compiledAlert({{1, "NSWindowTemplate", "Tafel", ""},
+                                                             {11, "NSButton", "Die Tafel schließen", ""}}, 1));
+  write(b.resources() / "it.lproj/Panel.nib", std::string("bplist00") + std::string(200, 'x'));
+  const fs::path page = b.dir() / "page";
+  const std::string json = b.report("--json --html '" + page.string() + "'");
+  const std::string html = readAll(page / "index.html");
+  ASSERT_FALSE(html.empty()) << json;
+
+  const auto languages = html.find("<h2>Languages</h2>"), interfaces = html.find("<h2>Interfaces</h2>");
+  const auto firstPart = html.find("<section");
+  ASSERT_NE(languages, std::string::npos);
+  EXPECT_LT(languages, interfaces);
+  EXPECT_LT(interfaces, firstPart);
+  // de translates 1 of Alert's 3 strings and both of Panel's: 3 of 5.
+  EXPECT_NE(html.find("<tr><td>de</td><td>60%"), std::string::npos) << html.substr(languages, 800);
+  EXPECT_NE(html.find("<code>171.title</code> Install Update"), std::string::npos);
+  EXPECT_EQ(count(html, "no table Alert.strings in it"), 1u);
+  EXPECT_EQ(count(html, "<li><code>171.title</code>"), 2u) << "listed for de, folded for it";
+  // The unreadable Italian copy: its long error folded, in the summary and in its part.
+  EXPECT_GE(count(html, "<details class=\"bad\"><summary>"), 2u);
+
+  // The German copy of the panel beside the development language's picture, which every language
+  // shares; the two differ.
+  const std::regex pair("<img src=\"(Panel-[^\"]*-before\\.png)\" alt=\"before\">.*?<img src=\"(Panel-de-[^\"]*-after\\.png)\"");
+  std::smatch m;
+  ASSERT_TRUE(std::regex_search(html, m, pair)) << html.substr(firstPart, 2000);
+  const std::string before = readAll(page / m[1].str()), after = readAll(page / m[2].str());
+  EXPECT_EQ(before.substr(0, 4), "\x89PNG");
+  EXPECT_EQ(after.substr(0, 4), "\x89PNG");
+  EXPECT_NE(before, after);
+  std::size_t befores = 0;
+  for (const auto& e : fs::directory_iterator(page)) befores += e.path().string().ends_with("-before.png");
+  EXPECT_EQ(befores, 2u) << "Alert and Panel, drawn once each";
+}
+
+// --json: the shape the help describes, one row per interface and language, and each language's
+// totals.
+TEST(LocalizeLayouts, JsonRowsKeepTheirShape) {
+  Bundle b;
+  write(b.resources() / "Base.lproj/Alert.nib", compiledAlert({{1, "NSWindowTemplate", "Update", "5.title"}}, 0));
+  write(b.resources() / "en.lproj/Only.nib", compiledAlert({{1, "NSWindowTemplate", "Only", ""}}, 0));
+  write(b.resources() / "de.lproj/Alert.strings", "\"5.title\" = \"Aktualisierung\";\n");
+  const std::string json = b.report();
+  const std::regex row(
+      "\\{\"interface\":\"[^\"]+\",\"localization\":\"[^\"]+\",\"mode\":\"(localizer|by-id|copy|absent)\","
+      "\"table\":(null|\"[^\"]*\"),\"translated\":[0-9]+,\"missingCount\":[0-9]+,\"unusedCount\":[0-9]+,"
+      "\"overflowing\":[0-9]+,");
+  EXPECT_EQ(std::distance(std::sregex_iterator(json.begin(), json.end(), row), std::sregex_iterator()), 2) << json;
+  EXPECT_NE(json.find("\"languages\":[{\"localization\":\"de\",\"aliases\":[],\"interfaces\":2,\"absent\":1,"
+                      "\"withoutTable\":0,\"unreadable\":0,\"translated\":1,\"missingCount\":1,"),
+            std::string::npos)
+      << json;
+  const std::string help = sh("$T localize --help").out;
+  for (const char* field : {"interface", "localization", "mode", "translated", "missingCount", "unusedCount",
+                            "overflowing", "languages", "absent", "aliases"}) {
+    EXPECT_NE(help.find(std::string("\"") + field + "\""), std::string::npos) << field;
+  }
+}
+
+}  // namespace
