@@ -12,6 +12,8 @@ packages=(
   libgtest-dev libgmock-dev libbenchmark-dev
   fonts-dejavu-core iproute2 xxd util-linux
   fonts-dejavu-extra
+  # Chinese, Japanese and Korean text in localized interfaces (a small font covering all three).
+  fonts-wqy-microhei
   # The Wi-Fi test: a stock kernel with its radio simulator, booted under QEMU with the access point
   # and station daemons in a small initramfs.
   qemu-system-x86 linux-image-amd64 hostapd wpasupplicant iw busybox-static cpio

@@ -2,7 +2,11 @@
 //
 // Choosing and running a command, in the program and in each command module (command_modules.h);
 // the program's main() is at the end.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -16,6 +20,31 @@
 #include "tq/platform/base/exception.h"
 
 namespace {
+
+// A standard stream the caller closed is held by /dev/null opened the wrong way round: a file the
+// command opens later cannot take its number (and be read or written in its place), and reading or
+// writing it fails with "Bad file descriptor", which the command reports.
+[[maybe_unused]] void holdClosedStandardStreams() {
+  for (int fd = 0; fd <= 2; ++fd) {
+    if (::fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+    const int held = ::open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY);
+    if (held >= 0 && held != fd) {
+      ::dup2(held, fd);
+      ::close(held);
+    }
+  }
+}
+
+// Help goes to standard output, which must take it: a lost line is an error like any other.
+int finishHelp(const char* name) {
+  try {
+    tq::cli::finishStandardOutput();
+  } catch (const tq::cli::Failure& e) {
+    std::fprintf(stderr, "%s: %s\n", name, e.what());
+    return 1;
+  }
+  return 0;
+}
 
 // elsewhere: the commands kept in modules, "NAME\tSUMMARY\n" lines.
 void printHelp(std::FILE* out, const std::string& elsewhere) {
@@ -48,7 +77,7 @@ int tq::cli::runCommandLine(const std::vector<std::string>& args, const std::str
   }
   if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
     printHelp(stdout, elsewhere);
-    return 0;
+    return finishHelp("tqkit");
   }
   // The longest registered name that the arguments start with ("net status" before "net").
   const tq::cli::Command* chosen = nullptr;
@@ -79,7 +108,7 @@ int tq::cli::runCommandLine(const std::vector<std::string>& args, const std::str
     if (a == "--") break;
     if (a == "--help" || a == "-h") {
       std::fputs(chosen->usage.c_str(), stdout);
-      return 0;
+      return finishHelp(("tqkit " + chosen->name).c_str());
     }
   }
   try {
@@ -110,6 +139,7 @@ int tq::cli::runCommandLine(const std::vector<std::string>& args, const std::str
 // The program holds the commands that start at once; the others are in command modules, loaded
 // when one of their commands is asked for.
 int main(int argc, char** argv) {
+  holdClosedStandardStreams();
   std::vector<std::string> args(argv + 1, argv + argc);
   bool help = args.empty() || args[0] == "--help" || args[0] == "-h" || args[0] == "help";
   if (!help) {

@@ -59,6 +59,10 @@ constexpr int kMaxDepth = 200;
 // What one model object may cost, for the memory bound: controls with their cells measure about
 // 800 bytes each with the archive's share, so 1 KiB keeps the bound on the safe side.
 constexpr std::size_t kObjectCost = 1024;
+// A member of a collection kept in a list (a reference, with the list's room to grow), and a
+// connection with its bookkeeping (its texts are counted as well).
+constexpr std::size_t kMemberCost = 2 * sizeof(std::shared_ptr<Object>);
+constexpr std::size_t kConnectionCost = 2 * sizeof(NibConnection);
 
 bool endsWith(std::string_view s, std::string_view suffix) {
   return s.size() >= suffix.size() && s.substr(s.size() - suffix.size()) == suffix;
@@ -148,6 +152,7 @@ class KeyedNibDecoder {
     for (const auto& object : made_) object->awakeFromNib();
     if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
+    nib_.closeWarnings();
     nib_.objectCount_ = made_.size();
     std::vector<Nib::IdentifiedObject> identified;
     identified.reserve(made_.size() + 2);
@@ -215,13 +220,20 @@ class KeyedNibDecoder {
     return v.isObject() ? static_cast<int64_t>(v.index) : -1;
   }
   // Collections may be shared by many objects; every member visited counts against a bound
-  // proportional to the archive, so that sharing cannot multiply the work without end.
+  // proportional to the archive, so that sharing cannot multiply the work without end, and against
+  // the memory bound as the reference the visiting object may keep.
+  void visit(std::size_t members) {
+    visits_ += members;
+    if (visits_ > visitBudget_ || members * kMemberCost > budget_ - std::min(budget_, used_)) {
+      failure("the archive's objects share their collections more than its size allows");
+    }
+    used_ += members * kMemberCost;
+  }
   std::vector<uint32_t> memberObjects(int64_t collection) {
     std::vector<uint32_t> out;
     if (collection < 0) return out;
     const std::vector<ArchiveValue> members = a_.members(static_cast<uint32_t>(collection));
-    visits_ += members.size();
-    if (visits_ > visitBudget_) failure("the archive's objects share their collections more than its size allows");
+    visit(members.size());
     for (const ArchiveValue& v : members) {
       if (v.isObject()) out.push_back(v.index);
     }
@@ -241,8 +253,7 @@ class KeyedNibDecoder {
     std::vector<std::pair<ArchiveValue, ArchiveValue>> out;
     if (dict < 0) return out;
     const auto d = static_cast<uint32_t>(dict);
-    visits_ += a_.end(d) - a_.begin(d);
-    if (visits_ > visitBudget_) failure("the archive's objects share their collections more than its size allows");
+    visit(a_.end(d) - a_.begin(d));
     std::vector<ArchiveValue> members = a_.members(d);
     if (!members.empty()) {
       for (std::size_t i = 0; i + 1 < members.size(); i += 2) out.emplace_back(members[i], members[i + 1]);
@@ -365,11 +376,17 @@ class KeyedNibDecoder {
     return String();
   }
 
-  void warn(std::string message) { nib_.warnings_.push_back(std::move(message)); }
+  void warn(std::string message) { charge(nib_.addWarning(std::move(message))); }
 
   [[noreturn]] void failure(const std::string& reason) const { throw NibDecodeFailure{reason}; }
 
-  std::string describe(uint32_t o) const { return "object " + std::to_string(o) + " (" + a_.className(o) + ")"; }
+  // A class name as messages show it: cut to 100 characters, since a name repeats in every message
+  // about its objects.
+  std::string shownClass(uint32_t o) const {
+    const std::string& name = a_.className(o);
+    return name.size() <= 100 ? name : name.substr(0, 100) + "...";
+  }
+  std::string describe(uint32_t o) const { return "object " + std::to_string(o) + " (" + shownClass(o) + ")"; }
 
   void charge(std::size_t bytes) {
     used_ += bytes;
@@ -460,7 +477,7 @@ class KeyedNibDecoder {
     if (r < 0) return nullptr;
     auto object = decode(static_cast<uint32_t>(r), depth + 1, key);
     auto typed = as<T>(object);
-    if (object && !typed) warn(describe(o) + ": " + key + " holds a " + a_.className(static_cast<uint32_t>(r)) + ", skipped");
+    if (object && !typed) warn(describe(o) + ": " + key + " holds a " + shownClass(static_cast<uint32_t>(r)) + ", skipped");
     return typed;
   }
 
@@ -662,6 +679,11 @@ class KeyedNibDecoder {
       progress->setMinValue(number(o, "NSMinValue", progress->minValue()));
       progress->setMaxValue(number(o, "NSMaxValue", progress->maxValue()));
       progress->setDoubleValue(number(o, "NSValue", progress->doubleValue()));
+      // The indicator's flags: indeterminate 0x2, spinning 0x1000, hidden while stopped 0x2000.
+      const auto flags = static_cast<unsigned long>(integer(o, "NSpiFlags", 0));
+      progress->setIndeterminate((flags & 0x2) != 0);
+      progress->setStyle((flags & 0x1000) ? ProgressIndicator::Style::Spinning : ProgressIndicator::Style::Bar);
+      progress->setDisplayedWhenStopped((flags & 0x2000) == 0);
     }
 
     for (uint32_t c : memberObjects(ref(o, "NSViewConstraints"))) {
@@ -1444,6 +1466,8 @@ class KeyedNibDecoder {
     }
     if ((sourceId == String(u"-2") || sourceId == String(u"-3")) && !from) return;
     if ((destinationId == String(u"-2") || destinationId == String(u"-3")) && !to) return;
+    // A connector listed many times makes as many connections, each with its own texts.
+    charge(kConnectionCost + 2 * sizeof(unichar) * (label.length() + sourceId.length() + destinationId.length()));
     if (outlet) {
       if (!from) return;
       if (auto* receiver = as<NibConnectable>(from.get())) receiver->setOutlet(label, to);
@@ -1481,6 +1505,8 @@ class KeyedNibDecoder {
     if (!destinationFound) warn("binding " + name.UTF8String() + ": the destination is not part of the interface");
     auto* bindable = as<Bindable>(source.get());
     if (!bindable || name.isNil()) return;
+    charge(kConnectionCost +
+           2 * sizeof(unichar) * (name.length() + keyPath.length() + sourceId.length() + destinationId.length()));
     std::vector<Dictionary::Entry> options;
     for (const auto& [k, v] : dictionary(ref(c, "NSOptions"))) {
       const String key = stringValue(k);
@@ -1492,6 +1518,7 @@ class KeyedNibDecoder {
       } else if (v.kind == ArchiveValue::Kind::Integer) {
         options.emplace_back(key, Value(static_cast<long long>(v.integer)));
       } else if (String value = stringValue(v); !value.isNil()) {
+        charge(2 * value.length() * sizeof(unichar));  // a text of its own for each binding, however many share it
         options.emplace_back(key, Value(value));
       } else if (a_.numberOf(v, n)) {
         if (n == std::floor(n) && std::fabs(n) < 9e15) {
@@ -1501,7 +1528,7 @@ class KeyedNibDecoder {
         }
       } else if (v.kind != ArchiveValue::Kind::Nil) {
         warn("binding " + name.UTF8String() + ": option " + key.UTF8String() + " of kind " +
-             (v.isObject() ? a_.className(v.index) : std::string("data")) + " skipped");
+             (v.isObject() ? shownClass(v.index) : std::string("data")) + " skipped");
       }
     }
     bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));

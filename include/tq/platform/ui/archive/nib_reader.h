@@ -71,10 +71,12 @@
 // not understand is skipped and listed in warnings().
 //
 // Memory: reading a document of S bytes takes at most nibMemoryBound(S) = 16 MiB + 24 x S bytes
-// (the parsed document and the model together); documents larger than kMaxNibDocumentSize, and
-// documents whose model would exceed the bound (a matrix declaring millions of cells it does not
-// hold), are refused with an error saying so. A 300 MB document is therefore refused, and a 100 MB
-// one takes at most about 2.4 GB.
+// (the parsed document and the model together, with its connections and warnings); documents
+// larger than kMaxNibDocumentSize, and documents whose model would exceed the bound (a matrix
+// declaring millions of cells it does not hold, objects sharing one collection thousands of times),
+// are refused with an error saying so, before they take more. A 300 MB document is therefore
+// refused, and a 100 MB one takes at most about 2.4 GB. Should memory run out all the same, the
+// read fails with an error saying so; no exception leaves readNibData or readNibFile.
 //
 // Threads: the interface (main) thread; separate loads share nothing but the class registry.
 #pragma once
@@ -95,6 +97,8 @@ namespace tq {
 inline constexpr std::size_t kMaxNibDocumentSize = std::size_t{256} << 20;
 inline constexpr std::size_t kNibMemoryBase = std::size_t{16} << 20;
 inline constexpr std::size_t kNibMemoryFactor = 24;
+// The most warnings a Nib lists (the rest are counted).
+inline constexpr std::size_t kMaxNibWarnings = 1000;
 // The most memory reading a document of `documentSize` bytes may take.
 std::size_t nibMemoryBound(std::size_t documentSize);
 
@@ -150,7 +154,9 @@ class Nib {
   std::shared_ptr<Object> objectWithIdentifier(const String& identifier) const;
   // Every connection made, in document order.
   const std::vector<NibConnection>& connections() const { return connections_; }
-  // Things the reader skipped (unknown destinations, unreadable values), one line each.
+  // Things the reader skipped (unknown destinations, unreadable values), one line each, in the
+  // order met. At most kMaxNibWarnings are listed; when there were more, one last line says how many
+  // more were met ("and 989000 more warnings"). Class names in them are cut to 100 characters.
   const std::vector<std::string>& warnings() const { return warnings_; }
   // The number of interface objects made (top-level objects and everything inside them).
   std::size_t objectCount() const { return objectCount_; }
@@ -178,6 +184,12 @@ class Nib {
   // Takes the identified objects in the order they were made, with the placeholders; where an
   // identifier is given twice the later object holds it. Sorted once, looked up by halving.
   void indexObjects(std::vector<IdentifiedObject> objects);
+  // Lists a warning while fewer than kMaxNibWarnings are listed, else counts it; returns the bytes
+  // the list now keeps for it (0 when only counted).
+  std::size_t addWarning(std::string message);
+  // Adds the line that counts the warnings not listed, if any.
+  void closeWarnings();
+  std::size_t unlistedWarnings_ = 0;
   String resourceFolder_;
   std::vector<std::shared_ptr<Object>> topLevelObjects_;
   std::vector<IdentifiedObject> objects_;
