@@ -41,11 +41,11 @@ programs=()
 for src in bench/*_bench.cpp; do programs+=("$(basename "$src" .cpp)"); done
 
 if [[ $build -eq 1 ]]; then
-  echo "building ${#programs[@]} benchmark programs (release) in build-bench/ ..." >&2
+  echo "building ${#programs[@]} benchmark programs and the tqkit command (release) in build-bench/ ..." >&2
   log=$(mktemp)
-  cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DTQ_BUILD_TESTS=OFF -DTQ_BUILD_TOOLS=OFF \
+  cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DTQ_BUILD_TESTS=OFF -DTQ_BUILD_TOOLS=ON \
     >"$log" 2>&1 || { cat "$log" >&2; rm -f "$log"; exit 1; }
-  cmake --build build-bench -j2 --target "${programs[@]}" >>"$log" 2>&1 \
+  cmake --build build-bench -j2 --target "${programs[@]}" tqkit >>"$log" 2>&1 \
     || { tail -30 "$log" >&2; rm -f "$log"; exit 1; }
   mv "$log" build-bench/build.log
 fi

@@ -91,6 +91,10 @@ def rows():
              f"BM_FullRead_FirstCall/{arg}", "BM_FullRead_BareDumps", "overhead", "<= 2"),
         ]
     r += [
+        ("tqkit net status --json vs ip -j addr, 1,000 links / 10,000 addresses (processes, CPU time)",
+         "store_bench", "BM_NetStatusProcess", None, "counter:ratio", "<= 0.5"),
+    ]
+    r += [
         ("interface read vs bare pugixml parse (.xib)", "ui_bench", "BM_NibRead", "BM_PugixmlParse", "overhead",
          "<= 2"),
         ("  the read's own allocations replayed alone vs the same parse", "ui_bench", "BM_NibReadAllocations",

@@ -724,9 +724,6 @@ struct LinuxNetworkStore::Impl {
     if (type == RTM_GETLINK) {
       auto* ifi = static_cast<ifinfomsg*>(mnl_nlmsg_put_extra_header(nlh, sizeof(ifinfomsg)));
       ifi->ifi_family = AF_UNSPEC;
-      // The counters of every link (and of its IPv6 side) are most of the dump and none of the
-      // store's business.
-      mnl_attr_put_u32(nlh, IFLA_EXT_MASK, RTEXT_FILTER_SKIP_STATS);
     } else if (type == RTM_GETADDR) {
       auto* ifa = static_cast<ifaddrmsg*>(mnl_nlmsg_put_extra_header(nlh, sizeof(ifaddrmsg)));
       ifa->ifa_family = AF_INET;
