@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <string_view>
 #include <unordered_map>
 #include <vector>
 
@@ -255,18 +256,27 @@ class EthtoolNetlink {
     return found && family_ != 0;
   }
 
-  // The facts of every interface with link settings; false when a dump is refused or breaks off.
-  bool readAll(std::map<int, EthtoolMediaSource::NamedFacts>& all) {
-    int loopback = -1;
+  // The index of a feature among the kernel's feature names (a set of no one device); -1 when the
+  // kernel does not name it.
+  int featureIndex(std::string_view name) {
+    int found = -1;
     request(family_, ETHTOOL_MSG_STRSET_GET, false, [](nlmsghdr* nlh) {
+      // An empty request header: the kernel wants one, naming no device.
+      mnl_attr_nest_end(nlh, mnl_attr_nest_start(nlh, ETHTOOL_A_STRSET_HEADER));
       nlattr* sets = mnl_attr_nest_start(nlh, ETHTOOL_A_STRSET_STRINGSETS);
       nlattr* set = mnl_attr_nest_start(nlh, ETHTOOL_A_STRINGSETS_STRINGSET);
       mnl_attr_put_u32(nlh, ETHTOOL_A_STRINGSET_ID, ETH_SS_FEATURES);
       mnl_attr_nest_end(nlh, set);
       mnl_attr_nest_end(nlh, sets);
     }, [&](std::span<const uint8_t> m) {
-      if (int index = ethtool_netlink::decodeFeatureIndex(m, "loopback"); index >= 0) loopback = index;
+      if (int index = ethtool_netlink::decodeFeatureIndex(m, name); index >= 0) found = index;
     });
+    return found;
+  }
+
+  // The facts of every interface with link settings; false when a dump is refused or breaks off.
+  bool readAll(std::map<int, EthtoolMediaSource::NamedFacts>& all) {
+    int loopback = featureIndex("loopback");
     // The link modes name the interfaces that have link settings; the other dumps add to them.
     for (uint8_t command : {ETHTOOL_MSG_LINKMODES_GET, ETHTOOL_MSG_LINKINFO_GET, ETHTOOL_MSG_PAUSE_GET,
                             ETHTOOL_MSG_FEATURES_GET}) {
@@ -434,6 +444,11 @@ MediaSource::Result EthtoolMediaSource::queryMedia(const String& interfaceName) 
   result.status = queryFacts(interfaceName, facts);
   if (result.status == Status::Ok) result.word = mediaWordFromEthtool(facts);
   return result;
+}
+
+int EthtoolMediaSource::featureIndex(std::string_view name) {
+  EthtoolNetlink netlink;
+  return netlink.open() ? netlink.featureIndex(name) : -1;
 }
 
 std::shared_ptr<MediaSource> systemMediaSource() {

@@ -33,6 +33,7 @@
 #include <map>
 #include <span>
 #include <string>
+#include <string_view>
 
 #include "tq/platform/store/media_source.h"
 
@@ -121,6 +122,11 @@ class EthtoolMediaSource : public MediaSource {
     EthtoolMediaFacts facts;
   };
   Status queryAllFacts(std::map<int, NamedFacts>& all, Transport* used = nullptr);
+
+  // The index of a device feature among the kernel's feature names (ETH_SS_FEATURES) over ethtool
+  // netlink, as the features dump is read with it: -1 when the kernel lacks ethtool netlink or has
+  // no feature of that name.
+  static int featureIndex(std::string_view name);
 
  private:
   Transport transport_ = Transport::Netlink;
