@@ -316,6 +316,8 @@ class EthtoolNetlink {
     genl->version = type == GENL_ID_CTRL ? 1 : ETHTOOL_GENL_VERSION;
     fill(nlh);
     if (mnl_socket_sendto(nl_, nlh, nlh->nlmsg_len) < 0) return false;
+    // An interrupted dump is read to its end all the same, so that the next one may start.
+    bool interrupted = false;
     for (;;) {
       ssize_t n = mnl_socket_recvfrom(nl_, buffer_.data(), buffer_.size());
       if (n < 0) {
@@ -329,9 +331,9 @@ class EthtoolNetlink {
           // Both end the answer; their first word is 0 or the negated error.
           int error = 0;
           if (mnl_nlmsg_get_payload_len(m) >= sizeof(int)) std::memcpy(&error, mnl_nlmsg_get_payload(m), sizeof error);
-          return error == 0 && !(m->nlmsg_flags & NLM_F_DUMP_INTR);
+          return error == 0 && !interrupted && !(m->nlmsg_flags & NLM_F_DUMP_INTR);
         }
-        if (m->nlmsg_flags & NLM_F_DUMP_INTR) return false;
+        interrupted |= (m->nlmsg_flags & NLM_F_DUMP_INTR) != 0;
         each(std::span<const uint8_t>(reinterpret_cast<const uint8_t*>(m), m->nlmsg_len));
       }
     }
@@ -344,10 +346,17 @@ class EthtoolNetlink {
   std::vector<uint8_t> buffer_;
 };
 
-// Every interface's facts over ethtool netlink; false when the kernel lacks it or a dump fails.
+// Every interface's facts over ethtool netlink; false when the kernel lacks it or a dump fails
+// (a dump that links coming and going interrupt is read again, twice at most).
 bool readAllOverNetlink(std::map<int, EthtoolMediaSource::NamedFacts>& all) {
   EthtoolNetlink netlink;
-  if (!netlink.open() || !netlink.readAll(all)) return false;
+  if (!netlink.open()) return false;
+  bool read = false;
+  for (int attempt = 0; attempt < 3 && !read; ++attempt) {
+    all.clear();
+    read = netlink.readAll(all);
+  }
+  if (!read) return false;
   // SFP modules have no dump: the few ports that need theirs read it by ioctl.
   Fd sock{-1};
   for (auto& [index, entry] : all) {
