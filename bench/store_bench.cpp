@@ -12,6 +12,9 @@
 //    key watched, as `tqkit net watch` does); first_ms is the first one made in the process.
 //    FullRead_BareDumps, the baseline of both: the store's own dump requests (links, IPv4 addresses,
 //    nexthop objects, IPv4 routes of the main table) read into a buffer that is thrown away.
+//  - MediaOfEach: the media words of the same 1,001 links, from one read (/0: ethtool netlink dumps
+//    on one socket; /1: the ioctl, one socket for all), beside MediaOfEach_PerLink, the baseline:
+//    queryMedia for each name (a socket and its ioctls per link).
 //  - NetStatusProcess: in the same state, `tqkit net status --json` (the store's full read, every
 //    value, every link's media and JSON out) and `ip -j addr` as whole processes, run alternately
 //    (fork and exec, output to /dev/null). Counters: tqkit_us and ip_us, the medians of each
@@ -61,6 +64,7 @@
 #include "tq/network/ethernet_observer.h"
 #include "tq/network/sc_dynamic_store.h"
 #include "tq/platform/base/notification_center.h"
+#include "tq/platform/store/ethtool_media_source.h"
 #include "tq/platform/store/linux_network_store.h"
 
 using namespace tq;
@@ -518,6 +522,38 @@ void BM_FullRead_BareDumps(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<int64_t>(bytes));
 }
 BENCHMARK(BM_FullRead_BareDumps)->Unit(benchmark::kMillisecond)->MinTime(1.0);
+
+std::vector<String> linkNames() {
+  std::vector<String> names;
+  if (struct if_nameindex* all = if_nameindex()) {
+    for (struct if_nameindex* n = all; n->if_index != 0; ++n) names.push_back(String::fromUTF8(n->if_name));
+    if_freenameindex(all);
+  }
+  return names;
+}
+
+void BM_MediaOfEach(benchmark::State& state) {
+  makeBigState();
+  std::vector<String> names = linkNames();
+  EthtoolMediaSource source(state.range(0) ? EthtoolMediaSource::Transport::Ioctl : EthtoolMediaSource::Transport::Netlink);
+  std::size_t ok = 0;
+  for (auto _ : state) {
+    auto results = source.queryMediaOfEach(names);
+    ok = std::count_if(results.begin(), results.end(), [](const auto& r) { return r.status == MediaSource::Status::Ok; });
+  }
+  state.counters["links"] = static_cast<double>(names.size());
+  state.counters["with_media"] = static_cast<double>(ok);
+}
+BENCHMARK(BM_MediaOfEach)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->MinTime(1.0);
+
+void BM_MediaOfEach_PerLink(benchmark::State& state) {
+  makeBigState();
+  std::vector<String> names = linkNames();
+  EthtoolMediaSource source;
+  for (auto _ : state)
+    for (const String& n : names) benchmark::DoNotOptimize(source.queryMedia(n));
+}
+BENCHMARK(BM_MediaOfEach_PerLink)->Unit(benchmark::kMillisecond)->MinTime(1.0);
 
 struct ProcessRun {
   double cpuUs = 0;

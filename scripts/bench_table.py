@@ -91,6 +91,10 @@ def rows():
              f"BM_FullRead_FirstCall/{arg}", "BM_FullRead_BareDumps", "overhead", "<= 2"),
         ]
     r += [
+        ("media of 1,001 links: ethtool netlink dumps vs a socket and ioctls per link", "store_bench",
+         "BM_MediaOfEach/0", "BM_MediaOfEach_PerLink", "overhead", ""),
+        ("  the same over the ioctl on one socket (kernels without ethtool netlink)", "store_bench",
+         "BM_MediaOfEach/1", "BM_MediaOfEach_PerLink", "overhead", ""),
         ("tqkit net status --json vs ip -j addr, 1,000 links / 10,000 addresses (processes, CPU time)",
          "store_bench", "BM_NetStatusProcess", None, "counter:ratio", "<= 0.5"),
     ]
