@@ -133,6 +133,10 @@ def rows():
          "counter:allocs_per_cell", "<= 2"),
         ("allocations per cell draw, image cell", "interface_bench", "BM_DrawCells_TQImageAndTextCell", None,
          "counter:allocs_per_cell", "<= 2"),
+        ("presenting a corpus window live vs GtkBuilder, the same widgets (median of turns)", "gtk_bench",
+         "BM_PresentMainWindow_alternating", None, "counter:ratio", "<= 1.0"),
+        ("  each alone, one run after the other", "gtk_bench", "BM_PresentMainWindow_tqkit",
+         "BM_PresentMainWindow_gtkbuilder", "overhead", ""),
     ]
     return r
 

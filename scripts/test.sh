@@ -31,6 +31,21 @@ if [ "${1:-}" = "--sanitize" ]; then
         keyed_archive_fuzz) find "$shared" -name 'keyedobjects*.nib' -exec sh -c 'head -c 8 "$1" | grep -q bplist && cp "$1" "$2/shared-$(echo "$1" | md5sum | cut -c1-8)"' _ {} "$corpus" \; ;;
         nib_archive_fuzz) find "$shared" -name '*.nib' -type f -exec sh -c 'head -c 10 "$1" | grep -q NIBArchive && cp "$1" "$2/shared-$(echo "$1" | md5sum | cut -c1-8)"' _ {} "$corpus" \; ;;
         xml_archive_fuzz) find "$shared" -name '*.xib' -exec sh -c 'grep -q "<archive " "$1" && cp "$1" "$2/shared-$(echo "$1" | md5sum | cut -c1-8)"' _ {} "$corpus" \; ;;
+        storyboard_fuzz) find "$shared" -name '*.storyboard' -exec sh -c 'cp "$1" "$2/shared-$(echo "$1" | md5sum | cut -c1-8)"' _ {} "$corpus" \; ;;
+        # The compiled keyed archives saved as XML property lists, when Python is at hand to write them.
+        keyed_xml_plist_fuzz) if command -v python3 > /dev/null; then find "$shared" -name 'keyedobjects*.nib' -exec python3 -c '
+import hashlib, plistlib, sys
+def xml(o):
+    if isinstance(o, plistlib.UID): return {"CF$UID": o.data}
+    if isinstance(o, dict): return {k: xml(v) for k, v in o.items()}
+    if isinstance(o, list): return [xml(v) for v in o]
+    return o
+try:
+    text = plistlib.dumps(xml(plistlib.load(open(sys.argv[1], "rb"))))
+    open(sys.argv[2] + "/shared-" + hashlib.md5(sys.argv[1].encode()).hexdigest()[:8], "wb").write(text)
+except Exception:
+    pass
+' {} "$corpus" \; ; fi ;;
       esac
     fi
     echo "fuzz: $name for ${seconds}s"

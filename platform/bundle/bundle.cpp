@@ -22,6 +22,7 @@
 
 #include "tq/platform/bundle/strings_table.h"
 #include "tq/platform/fs/file_manager.h"
+#include "tq/platform/fs/regular_file.h"
 #include "plist_reader.h"
 
 namespace tq {
@@ -71,23 +72,9 @@ std::string executablePath() { return realPath("/proc/self/exe"); }
 // Reads a regular file of at most kStringsTableMaxBytes. A FIFO, a device or a larger file (a link
 // planted in a bundle can name /dev/zero) reads as missing: no wait, no unbounded read.
 bool readFile(const std::string& path, std::string& out) {
-  int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) return false;
-  struct stat st;
-  bool ok = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && static_cast<uint64_t>(st.st_size) <= kStringsTableMaxBytes;
-  if (ok) {
-    out.resize(static_cast<std::size_t>(st.st_size));
-    std::size_t done = 0;
-    while (done < out.size()) {
-      ssize_t got = ::read(fd, out.data() + done, out.size() - done);
-      if (got < 0 && errno == EINTR) continue;
-      if (got <= 0) break;
-      done += static_cast<std::size_t>(got);
-    }
-    out.resize(done);  // a file that shrank while read is taken as it was read
-  }
-  ::close(fd);
-  return ok;
+  RegularFileRead read = readRegularFile(path, kStringsTableMaxBytes);
+  if (read) out = std::move(read.bytes);
+  return read.ok;
 }
 
 Dictionary readInfoPlist(const std::string& path) {

@@ -3,6 +3,8 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <cstdio>
 #include <string>
 
@@ -23,6 +25,8 @@ class InputStream {
   std::size_t read(void* buf, std::size_t size);
   // Back to the first byte; false when the input cannot seek (a pipe, a terminal).
   bool rewind();
+  // The size of the input when it is a regular file, as it is now.
+  std::optional<uint64_t> regularFileSize() const;
   const std::string& name() const { return name_; }
 
  private:

@@ -212,13 +212,18 @@ void Json::newline() {
 std::string readFile(const std::string& path, std::size_t maxBytes) {
   InputStream in(path);
   std::string out;
-  if (struct stat st; path != "-" && ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
-    if (static_cast<uint64_t>(st.st_size) > maxBytes) {
+  // The size of what was opened, where it has one (standard input too, when it is a file).
+  std::size_t block = maxBytes < kStreamBlock ? maxBytes + 1 : kStreamBlock;
+  if (std::optional<uint64_t> size = in.regularFileSize()) {
+    if (*size > maxBytes) {
       throw Failure(path + ": larger than the " + std::to_string(maxBytes >> 20) + " MiB this command reads");
     }
-    out.reserve(static_cast<std::size_t>(st.st_size));
+    out.reserve(static_cast<std::size_t>(*size));
+  } else {
+    // Input of no known size gets room for all it may hold at once: pages are only taken as they
+    // are written, and nothing is copied while it grows.
+    out.reserve(maxBytes + block);
   }
-  std::size_t block = maxBytes < kStreamBlock ? maxBytes + 1 : kStreamBlock;
   while (true) {
     std::size_t at = out.size();
     out.resize(at + block);

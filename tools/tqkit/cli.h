@@ -106,8 +106,9 @@ class Json {
 };
 
 // Reads a whole file ("-" is standard input). Throws Failure with the system's message, or when the
-// input holds more than maxBytes (checked before reading where the size is known).
-std::string readFile(const std::string& path, std::size_t maxBytes = SIZE_MAX);
+// input holds more than maxBytes: checked before reading where what was opened has a size, else as
+// soon as more has come (a pipe or /dev/zero is read no further than the cap and a block).
+std::string readFile(const std::string& path, std::size_t maxBytes);
 
 // Flushes and closes standard output; Failure when anything written to it was lost (a full disk,
 // a closed pipe reader, /dev/full). main() calls it after every command that succeeded.

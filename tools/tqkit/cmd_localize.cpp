@@ -18,11 +18,13 @@
 #include <vector>
 
 #include "cli.h"
+#include "font_coverage.h"
 #include "localize_bundle.h"
 #include "localize_page.h"
 #include "localize_report.h"
 #include "output_file.h"
 #include "tq/platform/ui/drawing/pango_text_measurer.h"
+#include "tq/platform/ui/drawing/view_drawing.h"
 
 namespace {
 
@@ -44,18 +46,26 @@ bool isFile(const std::string& path) {
 
 // --- output written whole or not at all ---------------------------------------------------------
 
-// Files bound for one folder, written whole or not at all when committed.
+// Files bound for one folder, written whole or not at all when committed, after the report.
 class FolderOutput {
  public:
   explicit FolderOutput(std::string folder) : folder_(std::move(folder)) {}
-  void add(const std::string& name, std::string bytes) { files_.add(finalPath(name), std::move(bytes)); }
+  // Written at once into the folder's private copy.
+  void add(const std::string& name, const std::string& bytes) { files_.write(folder_, finalPath(name), bytes); }
   void addPNG(const std::string& name, const tq::GraphicsContextRef& image) {
-    if (!image) throw tq::cli::Failure(finalPath(name) + ": cannot be drawn");
+    if (!image) {
+      throw tq::cli::Failure(finalPath(name) + ": cannot be drawn: the window is empty or larger than " +
+                             std::to_string(static_cast<long>(tq::kMaxRenderSide)) + " pixels a side or " +
+                             std::to_string(static_cast<long>(tq::kMaxRenderPixels)) + " pixels in all");
+    }
     add(name, tq::cli::pngBytes(image->surface()));
   }
   // The file's name in the finished folder.
   std::string finalPath(const std::string& name) const { return (fs::path(folder_) / name).string(); }
-  void commit() { files_.commit(folder_); }
+  void commit() {
+    tq::cli::flushStandardOutput();
+    files_.commit(folder_);
+  }
 
  private:
   std::string folder_;
@@ -65,11 +75,13 @@ class FolderOutput {
 // --- one interface ------------------------------------------------------------------------------
 
 std::string locate(const tq::Bundle& bundle, const std::string& nib) {
-  if (isFile(nib) || (isFolder(nib) && fs::path(nib).extension() == ".nib")) return nib;
-  const String name = String::fromUTF8(fs::path(nib).extension() == ".xib" || fs::path(nib).extension() == ".nib"
-                                           ? fs::path(nib).stem().string()
-                                           : nib);
-  const String path = bundle.pathForNibResource(name);
+  const auto extension = fs::path(nib).extension();
+  if (isFile(nib) || (isFolder(nib) && (extension == ".nib" || extension == ".storyboardc"))) return nib;
+  const bool named = extension == ".xib" || extension == ".nib" || extension == ".storyboard" || extension == ".storyboardc";
+  const String name = String::fromUTF8(named ? fs::path(nib).stem().string() : nib);
+  String path = bundle.pathForNibResource(name);
+  if (path.isNil()) path = bundle.pathForResource(name, u"storyboardc");
+  if (path.isNil()) path = bundle.pathForResource(name, u"storyboard");
   if (path.isNil()) throw tq::cli::Failure(nib + ": no such interface in " + u8(bundle.bundlePath()));
   // A nib folder is read in place: its compiled interface, or its designable.nib.
   return path.UTF8String();
@@ -137,7 +149,6 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
   std::stable_sort(pngs.begin(), pngs.end(), [](const std::string& a, const std::string& b) {
     return a.substr(0, a.rfind('-')) < b.substr(0, b.rfind('-'));
   });
-  if (out) out->commit();
 
   if (json) {
     tq::cli::Json j;
@@ -161,6 +172,7 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
     j.endArray();
     j.endObject();
     j.newline();
+    if (out) out->commit();  // the pictures are in place once the report about them is out
     return 0;
   }
 
@@ -187,6 +199,7 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
                 z.widthBefore, z.widthAfter);
   }
   for (const auto& p : pngs) std::printf("wrote %s\n", p.c_str());
+  if (out) out->commit();
   return 0;
 }
 
@@ -340,6 +353,12 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
   progress.finish();
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
   if (page) page->finish(bundlePath, plan, rows, seconds);
+  // The page's folder is put in place once the summary is out.
+  const auto commitPage = [&] {
+    if (!page) return;
+    tq::cli::flushStandardOutput();
+    page->commit();
+  };
 
   std::size_t translated = 0, missing = 0, unused = 0, overflowing = 0, failed = 0;
   for (const auto& r : rows) {
@@ -391,6 +410,7 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
     std::fputs("],", stdout);
     tail->copyLines(stdout, '\n', 1);
     std::fputs("\n", stdout);
+    commitPage();
     return 0;
   }
   std::printf("%-28s %-10s %-9s %10s %8s %7s %11s\n", "interface", "language", "mode", "translated", "missing",
@@ -416,6 +436,7 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
   std::printf("\ntotal: %zu translated, %zu missing, %zu unused, %zu overflowing, %zu unreadable (%.2f s)\n",
               translated, missing, unused, overflowing, failed, seconds);
   if (htmlDir) std::printf("wrote %s\n", (fs::path(*htmlDir) / "index.html").c_str());
+  commitPage();
   return 0;
 }
 
@@ -430,6 +451,7 @@ int runLocalize(const std::vector<std::string>& argv) {
   if (!all && args.value("html")) throw tq::cli::UsageError("--html DIR goes with --all");
   // Sizes (check boxes fitted to their titles, the fit test) measured by the text system that draws.
   tq::PangoTextMeasurer::install();
+  tq::cli::warnOfUncoveredCharacters("localize");
   if (all) return runAll(args, bundlePath);
 
   if (const auto language = args.value("language")) ::setenv("LANGUAGE", language->c_str(), 1);
@@ -450,7 +472,9 @@ tq::cli::Registration localize(
      "matched nothing (for a table of the interface's own: --by-id or --table), each translated\n"
      "text that no longer fits its control (measured with the control's font), each resized check\n"
      "box and those that now reach past their superview. A string counts as translated when the\n"
-     "table holds its key, also when the translation is the same text.\n\n"
+     "table holds its key, also when the translation is the same text. Text in a script no\n"
+     "installed font covers is measured (and drawn) as boxes, so its fit is unknown; each such\n"
+     "font and script is named once on standard error.\n\n"
      "  --language L  the user's language for choosing the bundle's localization (as LANGUAGE)\n"
      "  --table T     the strings table name (without .strings)\n"
      "  --by-id       apply instead a table keyed by object identifier and property, as generated\n"

@@ -7,17 +7,24 @@
 
 #include "cli.h"
 #include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/archive/storyboard_reader.h"
 #include "tq/platform/ui/model/box.h"
 #include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/combo_box.h"
 #include "tq/platform/ui/model/generic_object.h"
+#include "tq/platform/ui/model/grid_view.h"
+#include "tq/platform/ui/model/rule_editor.h"
 #include "tq/platform/ui/model/matrix.h"
 #include "tq/platform/ui/model/scroll_view.h"
 #include "tq/platform/ui/model/segmented_control.h"
 #include "tq/platform/ui/model/tab_view.h"
 #include "tq/platform/ui/model/table_view.h"
 #include "tq/platform/ui/model/text_field.h"
+#include "tq/platform/ui/model/text_view.h"
 #include "tq/platform/ui/model/toolbar.h"
+#include "tq/platform/ui/model/view_controller.h"
 #include "tq/platform/ui/model/window.h"
+#include "tq/platform/ui/model/window_controller.h"
 
 namespace {
 
@@ -88,11 +95,15 @@ void describeCell(Node& n, const tq::Cell& cell) {
   } else if (auto* s = dynamic_cast<const tq::SegmentedCell*>(&cell)) {
     for (long i = 0; i < s->segmentCount(); ++i) {
       addString(n, ("segment" + std::to_string(i)).c_str(), s->labelForSegment(i));
+      addString(n, ("segment" + std::to_string(i) + ".toolTip").c_str(), s->segments()[static_cast<std::size_t>(i)].toolTip);
     }
   } else {
     addString(n, "stringValue", cell.stringValue());
   }
   if (auto* t = dynamic_cast<const tq::TextFieldCell*>(&cell)) addString(n, "placeholder", t->placeholderString());
+  if (auto* c = dynamic_cast<const tq::ComboBoxCell*>(&cell)) {
+    for (long i = 0; i < c->numberOfItems(); ++i) addString(n, ("item" + std::to_string(i)).c_str(), c->itemObjectValueAtIndex(i));
+  }
   if (!cell.imageName().isNil()) n.facts.emplace_back("image", u8(cell.imageName()));
   if (auto* m = dynamic_cast<const tq::HasMenu*>(&cell)) {
     if (auto menu = m->menu()) n.children.push_back(describe(menu.get(), "menu"));
@@ -119,6 +130,18 @@ void describeView(Node& n, const tq::View& view) {
   }
   if (auto* table = dynamic_cast<const tq::TableView*>(&view)) {
     for (const auto& column : table->tableColumns()) n.children.push_back(describe(column.get(), "column"));
+  }
+  if (auto* text = dynamic_cast<const tq::TextView*>(&view)) addString(n, "string", text->string());
+  if (auto* grid = dynamic_cast<const tq::GridView*>(&view)) {
+    n.facts.emplace_back("rows", std::to_string(grid->numberOfRows()));
+    n.facts.emplace_back("columns", std::to_string(grid->numberOfColumns()));
+  }
+  if (auto* rules = dynamic_cast<const tq::RuleEditor*>(&view)) {
+    for (const auto& row : rules->rowTemplates()) {
+      Node t = describe(row.get(), "template");
+      for (const auto& v : row->templateViews()) t.children.push_back(describe(v.get(), ""));
+      n.children.push_back(std::move(t));
+    }
   }
   if (view.contextMenu()) n.children.push_back(describe(view.contextMenu().get(), "menu"));
   if (auto* tabs = dynamic_cast<const tq::TabView*>(&view)) {
@@ -159,9 +182,20 @@ Node describe(const tq::Object* object, std::string role) {
     addString(n, "keyEquivalent", i->keyEquivalent());
     addString(n, "toolTip", i->toolTip());
     if (i->submenu()) n.children.push_back(describe(i->submenu().get(), "submenu"));
+  } else if (auto* wc = dynamic_cast<const tq::WindowController*>(o)) {
+    // Its window and content are top-level objects (or inside one) and shown there.
+    if (wc->window()) n.facts.emplace_back("window", "#" + u8(wc->window()->archiveIdentifier()));
+    if (wc->contentViewController()) {
+      n.facts.emplace_back("contentViewController", "#" + u8(wc->contentViewController()->archiveIdentifier()));
+    }
+  } else if (auto* vc = dynamic_cast<const tq::ViewController*>(o)) {
+    addString(n, "title", vc->title());
+    if (vc->view()) n.facts.emplace_back("view", "#" + u8(vc->view()->archiveIdentifier()));
+    for (const auto& child : vc->childViewControllers()) n.facts.emplace_back("child", "#" + u8(child->archiveIdentifier()));
   } else if (auto* t = dynamic_cast<const tq::TabViewItem*>(o)) {
     addString(n, "label", t->label());
     addString(n, "toolTip", t->toolTip());
+    if (t->viewController()) n.facts.emplace_back("viewController", "#" + u8(t->viewController()->archiveIdentifier()));
     if (t->view()) n.children.push_back(describe(t->view().get(), "view"));
   } else if (auto* col = dynamic_cast<const tq::TableColumn*>(o)) {
     addString(n, "identifier", col->identifier());
@@ -269,8 +303,12 @@ int runNib(const std::vector<std::string>& argv) {
   owner->setArchiveIdentifier(u"-2");
   options.owner = owner;
   // Files and nib folders are read in place (errors name the file read); "-" is standard input.
-  tq::NibReadResult result = path == "-" ? tq::readNibData(tq::cli::readFile(path), options)
-                                         : tq::readNibFile(path, options);
+  // Storyboards are read as such, for their scenes.
+  std::optional<tq::StoryboardReadResult> storyboard;
+  if (path != "-" && tq::isStoryboardPath(path)) storyboard = tq::readStoryboardFile(path, options);
+  tq::NibReadResult result = storyboard ? (*storyboard ? storyboard->storyboard().nibResult() : tq::NibReadResult(storyboard->error()))
+                             : path == "-" ? tq::readNibData(tq::cli::readFile(path, tq::kMaxNibDocumentSize), options)
+                                           : tq::readNibFile(path, options);
   if (!result) {
     throw tq::cli::Failure(path == "-" ? "-: " + result.error().reason : result.error().reason);
   }
@@ -294,6 +332,29 @@ int runNib(const std::vector<std::string>& argv) {
       for (auto it = node->children.rbegin(); it != node->children.rend(); ++it) stack.push_back(&*it);
     }
     j.endArray();
+    if (storyboard) {
+      const tq::Storyboard& sb = storyboard->storyboard();
+      j.key("scenes").beginArray();
+      for (const auto& scene : sb.scenes()) {
+        j.beginObject().key("id").string(u8(scene.identifier));
+        if (!scene.storyboardIdentifier.isNil()) j.key("storyboardIdentifier").string(u8(scene.storyboardIdentifier));
+        if (scene.controller) {
+          j.key("controller").string(u8(scene.controller->archiveIdentifier()));
+          j.key("initial").boolean(scene.controller == sb.initialController());
+        }
+        j.endObject();
+      }
+      j.endArray();
+      j.key("segues").beginArray();
+      for (const auto& segue : sb.segues()) {
+        j.beginObject().key("kind").string(u8(segue.kind));
+        if (!segue.relationship.isNil()) j.key("relationship").string(u8(segue.relationship));
+        if (!segue.identifier.isNil()) j.key("identifier").string(u8(segue.identifier));
+        j.key("source").string(u8(segue.sourceIdentifier)).key("destination").string(u8(segue.destinationIdentifier));
+        j.endObject();
+      }
+      j.endArray();
+    }
     j.key("topLevelObjects").beginArray();
     for (const auto& r : roots) printJson(j, r);
     j.endArray();
@@ -304,6 +365,20 @@ int runNib(const std::vector<std::string>& argv) {
     j.newline();
   } else {
     std::printf("%s: %zu top-level objects, %zu objects\n", path.c_str(), roots.size(), nib.objectCount());
+    if (storyboard) {
+      const tq::Storyboard& sb = storyboard->storyboard();
+      for (const auto& scene : sb.scenes()) {
+        std::string line = "scene " + u8(scene.identifier);
+        if (!scene.storyboardIdentifier.isNil()) line += " (" + u8(scene.storyboardIdentifier) + ")";
+        if (scene.controller) line += " controller #" + u8(scene.controller->archiveIdentifier());
+        if (scene.controller && scene.controller == sb.initialController()) line += " initial";
+        std::printf("%s\n", line.c_str());
+      }
+      for (const auto& segue : sb.segues()) {
+        std::printf("segue %s%s%s #%s -> #%s\n", u8(segue.kind).c_str(), segue.relationship.isNil() ? "" : " ",
+                    u8(segue.relationship).c_str(), u8(segue.sourceIdentifier).c_str(), u8(segue.destinationIdentifier).c_str());
+      }
+    }
     for (const auto& r : roots) printText(r, 0);
     for (const auto& w : nib.warnings()) std::printf("warning: %s\n", w.c_str());
   }
@@ -314,9 +389,10 @@ int runNib(const std::vector<std::string>& argv) {
 tq::cli::Registration nib({"nib", "print the object tree of an interface (.xib, .nib file or folder)",
                            "usage: tqkit nib FILE [--json]\n\n"
                            "Reads the interface FILE in any form a Mac bundle or project holds: an XML interface\n"
-                           "document (.xib), the older XML archive, a compiled nib (keyed archive or NIBArchive),\n"
-                           "or a nib folder (NAME.nib/ with keyedobjects.nib, keyedobjects-NNNNNN.nib or\n"
-                           "designable.nib); \"-\" reads standard input. It prints the top-level\n"
+                           "document (.xib), the older XML archive, a compiled nib (keyed archive, binary or XML,\n"
+                           "or NIBArchive), a nib folder (NAME.nib/ with keyedobjects-NNNNNN.nib, keyedobjects.nib\n"
+                           "or designable.nib), or a storyboard (.storyboard, compiled .storyboardc/), whose scenes\n"
+                           "and segues are listed first; \"-\" reads standard input. It prints the top-level\n"
                            "objects and everything inside them, one object a line, indented by depth: the class\n"
                            "(with the custom class in parentheses), the archive id after #, the frame (x, y,\n"
                            "width, height), the visible strings (titles, labels, values, placeholders), and each\n"

@@ -33,8 +33,12 @@ std::map<std::string, std::string> interfacesIn(const fs::path& folder) {
   std::error_code ec;
   for (const auto& e : fs::directory_iterator(folder, ec)) {
     const std::string name = interfaceNameOf(e.path());
-    // NAME.nib before NAME.xib, as the bundle's own search takes them.
-    if (!name.empty() && (!found.count(name) || e.path().extension() == ".nib")) found[name] = e.path().string();
+    // A compiled form before its document (NAME.nib before NAME.xib, NAME.storyboardc before
+    // NAME.storyboard), as the bundle's own search takes them.
+    const auto extension = e.path().extension();
+    if (!name.empty() && (!found.count(name) || extension == ".nib" || extension == ".storyboardc")) {
+      found[name] = e.path().string();
+    }
   }
   return found;
 }
@@ -43,7 +47,9 @@ std::map<std::string, std::string> interfacesIn(const fs::path& folder) {
 
 std::string interfaceNameOf(const fs::path& entry) {
   const auto extension = entry.extension();
-  if (extension == ".nib" || extension == ".xib") return entry.stem().string();
+  if (extension == ".nib" || extension == ".xib" || extension == ".storyboard" || extension == ".storyboardc") {
+    return entry.stem().string();
+  }
   return {};
 }
 

@@ -18,8 +18,8 @@
 namespace tq::cli::localizing {
 
 // The name of the interface a resource folder's entry holds ("Alert" for Alert.nib, a compiled
-// file or nib folder, or Alert.xib), or empty when it holds none. Every interface form the report
-// reads is recognised here; each is read through readNibFile.
+// file or nib folder, Alert.xib, Alert.storyboard or Alert.storyboardc/), or empty when it holds none.
+// Every interface form the report reads is recognised here; each is read through readNibFile.
 std::string interfaceNameOf(const std::filesystem::path& entry);
 
 struct Row {

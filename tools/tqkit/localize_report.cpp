@@ -170,6 +170,10 @@ class Collector {
     p.get = std::move(get);
     p.set = std::move(set);
     p.localizerVisits = !inPrototype_;
+    // A compiled interface keeps the tables' key with the string; the key names the object.
+    if (const String key = keyObject ? keyObject->localizableKeyFor(String::fromUTF8(p.property)) : String(); !key.isNil()) {
+      p.id = u8(key).substr(0, u8(key).find('.'));
+    }
     probes.push_back(std::move(p));
     return probes.back();
   }

@@ -1,4 +1,8 @@
 // tqkit: the command-line face of the library. `tqkit --help` lists the commands.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -9,6 +13,31 @@
 #include "tq/platform/base/exception.h"
 
 namespace {
+
+// A standard stream the caller closed is held by /dev/null opened the wrong way round: a file the
+// command opens later cannot take its number (and be read or written in its place), and reading or
+// writing it fails with "Bad file descriptor", which the command reports.
+void holdClosedStandardStreams() {
+  for (int fd = 0; fd <= 2; ++fd) {
+    if (::fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+    const int held = ::open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY);
+    if (held >= 0 && held != fd) {
+      ::dup2(held, fd);
+      ::close(held);
+    }
+  }
+}
+
+// Help goes to standard output, which must take it: a lost line is an error like any other.
+int finishHelp(const char* name) {
+  try {
+    tq::cli::finishStandardOutput();
+  } catch (const tq::cli::Failure& e) {
+    std::fprintf(stderr, "%s: %s\n", name, e.what());
+    return 1;
+  }
+  return 0;
+}
 
 void printHelp(std::FILE* out) {
   std::fprintf(out,
@@ -21,6 +50,7 @@ void printHelp(std::FILE* out) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  holdClosedStandardStreams();
   std::vector<std::string> args(argv + 1, argv + argc);
   if (args.empty()) {
     printHelp(stderr);
@@ -28,7 +58,7 @@ int main(int argc, char** argv) {
   }
   if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
     printHelp(stdout);
-    return 0;
+    return finishHelp("tqkit");
   }
   // The longest registered name that the arguments start with ("net status" before "net").
   const tq::cli::Command* chosen = nullptr;
@@ -58,7 +88,7 @@ int main(int argc, char** argv) {
     if (a == "--") break;
     if (a == "--help" || a == "-h") {
       std::fputs(chosen->usage.c_str(), stdout);
-      return 0;
+      return finishHelp(("tqkit " + chosen->name).c_str());
     }
   }
   try {

@@ -16,8 +16,8 @@ uint32_t KeyedArchive::intern(std::string_view name) {
 }
 
 void KeyedArchive::prepareLookups() {
-  const char* strings[] = {"NS.bytes", "NS.string", "NSString"};
-  for (int i = 0; i < 3; ++i) stringKeys_[i] = nameIndex(strings[i]);
+  const char* strings[] = {"NS.bytes", "NS.string", "NSString", "NSDev"};
+  for (int i = 0; i < 4; ++i) stringKeys_[i] = nameIndex(strings[i]);
   const char* numbers[] = {"NS.intval", "NS.dblval", "NS.fltval", "NS.boolval", "NS.int64val"};
   for (int i = 0; i < 5; ++i) numberKeys_[i] = nameIndex(numbers[i]);
 }
@@ -93,16 +93,22 @@ bool KeyedArchive::stringOf(const ArchiveValue& value, std::string& out) const {
     ArchiveValue next = find(o, stringKeys_[0]);
     if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[1]);
     if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[2]);
-    // A localizable string may keep its text only as the development language's.
-    if (next.kind == ArchiveValue::Kind::Nil && cls == "NSLocalizableString") next = find(o, "NSDev");
+    if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[3]);
     if (next.kind == ArchiveValue::Kind::Nil) {
-      // An empty string object, or an attributed string without text.
+      // An empty string object, an attributed string without text, a localizable string whose
+      // development text is empty.
       out.clear();
-      return cls == "NSString" || cls == "NSMutableString";
+      return cls == "NSString" || cls == "NSMutableString" || cls == "NSLocalizableString";
     }
     v = next;
   }
   return false;
+}
+
+bool KeyedArchive::localizableKeyOf(const ArchiveValue& v, std::string& out) const {
+  if (!v.isObject() || className(v.index) != "NSLocalizableString") return false;
+  const ArchiveValue key = find(v.index, "NSKey");
+  return !key.isObject() || className(key.index) != "NSLocalizableString" ? stringOf(key, out) && !out.empty() : false;
 }
 
 bool KeyedArchive::numberOf(const ArchiveValue& v, double& out) const {

@@ -77,6 +77,11 @@ struct ArchiveLayout {
   std::vector<uint32_t> visibleWindows;
   // Custom class names given beside the objects rather than in them (older XML archives).
   std::unordered_map<uint32_t, std::string> customClasses;
+  // The superclass of each class the archive describes, by name (a keyed archive's $classes
+  // chains, the older XML archive's class descriptions), for classes the reader does not know;
+  // at most kMaxDescribedClasses of them.
+  static constexpr std::size_t kMaxDescribedClasses = 4096;
+  std::unordered_map<std::string, std::string> superclasses;
 };
 
 class KeyedArchive {
@@ -133,9 +138,12 @@ class KeyedArchive {
   }
   // The unkeyed member values of a collection object, in order.
   std::vector<ArchiveValue> members(uint32_t object) const;
-  // The text of a string value: a String, or an object of a string class (NS.bytes, NS.string, or
-  // the NSString of an attributed string). False for anything else.
+  // The text of a string value: a String, or an object of a string class (NS.bytes, NS.string, the
+  // NSString of an attributed string, or the development text NSDev of a localizable string).
+  // False for anything else.
   bool stringOf(const ArchiveValue& v, std::string& out) const;
+  // The table key a localizable string carries (NSKey, "170.title"); false for other values.
+  bool localizableKeyOf(const ArchiveValue& v, std::string& out) const;
   // A number: Bool, Integer, Real, or an NSNumber object (NS.intval, NS.dblval...).
   bool numberOf(const ArchiveValue& v, double& out) const;
   std::string_view text(const ArchiveValue& v) const { return std::string_view(pool_).substr(v.index, v.length); }
@@ -154,7 +162,7 @@ class KeyedArchive {
   std::vector<ArchiveEntry> entries_;
   std::string pool_;
   std::size_t namesBytes_ = 0;
-  uint32_t stringKeys_[3] = {kNoName, kNoName, kNoName};
+  uint32_t stringKeys_[4] = {kNoName, kNoName, kNoName, kNoName};
   uint32_t numberKeys_[5] = {kNoName, kNoName, kNoName, kNoName, kNoName};
   ArchiveLayout layout_;
 };
@@ -167,6 +175,8 @@ struct ArchiveError {
 // Each reader returns false with `error` set when the bytes are not a readable archive of its
 // kind. `byteBudget` caps the memory the graph may take; exceeding it is an error.
 bool readKeyedPlistArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
+// The same archive saved as an XML property list.
+bool readKeyedXMLPlistArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
 bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
 // `root` is the XML root element "archive"; the caller has parsed the XML.
 bool readXMLArchive(const pugi::xml_node& root, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);

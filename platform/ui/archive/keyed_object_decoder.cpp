@@ -27,11 +27,14 @@
 #include "tq/platform/ui/model/button.h"
 #include "tq/platform/ui/model/capabilities.h"
 #include "tq/platform/ui/model/class_registry.h"
+#include "tq/platform/ui/model/combo_box.h"
 #include "tq/platform/ui/model/generic_object.h"
+#include "tq/platform/ui/model/grid_view.h"
 #include "tq/platform/ui/model/image_view.h"
 #include "tq/platform/ui/model/matrix.h"
 #include "tq/platform/ui/model/menu.h"
 #include "tq/platform/ui/model/progress_indicator.h"
+#include "tq/platform/ui/model/rule_editor.h"
 #include "tq/platform/ui/model/scroll_view.h"
 #include "tq/platform/ui/model/segmented_control.h"
 #include "tq/platform/ui/model/stack_view.h"
@@ -39,8 +42,11 @@
 #include "tq/platform/ui/model/table_view.h"
 #include "tq/platform/ui/model/text_field.h"
 #include "tq/platform/ui/model/text_view.h"
+#include "tq/platform/ui/model/token_field.h"
 #include "tq/platform/ui/model/toolbar.h"
+#include "tq/platform/ui/model/view_controller.h"
 #include "tq/platform/ui/model/window.h"
+#include "tq/platform/ui/model/window_controller.h"
 
 namespace tq {
 
@@ -53,6 +59,10 @@ constexpr int kMaxDepth = 200;
 // What one model object may cost, for the memory bound: controls with their cells measure about
 // 800 bytes each with the archive's share, so 1 KiB keeps the bound on the safe side.
 constexpr std::size_t kObjectCost = 1024;
+// A member of a collection kept in a list (a reference, with the list's room to grow), and a
+// connection with its bookkeeping (its texts are counted as well).
+constexpr std::size_t kMemberCost = 2 * sizeof(std::shared_ptr<Object>);
+constexpr std::size_t kConnectionCost = 2 * sizeof(NibConnection);
 
 bool endsWith(std::string_view s, std::string_view suffix) {
   return s.size() >= suffix.size() && s.substr(s.size() - suffix.size()) == suffix;
@@ -82,6 +92,31 @@ std::vector<double> numbersIn(std::string_view text) {
 }
 
 String utf8(std::string_view s) { return String::fromUTF8(s); }
+
+// The classes this decoder reads by name, and those the drawing knows by name: a class outside them
+// is read as the first of them its declared superclasses reach.
+bool isKnownClass(std::string_view cls) {
+  static const std::unordered_set<std::string_view> known = {
+      "NSWindowTemplate", "NSMenu", "NSMenuItem", "NSTabViewItem", "NSTableColumn", "NSToolbar", "NSToolbarItem",
+      "NSCustomObject", "NSCustomView", "NSClassSwapper",
+      "NSCell", "NSActionCell", "NSButtonCell", "NSPopUpButtonCell", "NSTextFieldCell", "NSSecureTextFieldCell",
+      "NSComboBoxCell", "NSTokenFieldCell", "NSSearchFieldCell", "NSTableHeaderCell", "NSImageCell",
+      "NSSegmentedCell", "NSSliderCell", "NSStepperCell", "NSLevelIndicatorCell", "NSDatePickerCell", "NSPathCell",
+      "NSView", "NSControl", "NSButton", "NSPopUpButton", "NSTextField", "NSSecureTextField", "NSComboBox",
+      "NSTokenField", "NSSearchField", "NSBox", "NSMatrix", "NSTabView", "NSTableView", "NSOutlineView",
+      "NSScrollView", "NSClipView", "NSSegmentedControl", "NSImageView", "NSStackView", "NSTextView",
+      "NSProgressIndicator", "NSGridView", "NSRuleEditor", "NSPredicateEditor", "NSSlider", "NSStepper",
+      "NSLevelIndicator", "NSDatePicker", "NSPathControl", "NSColorWell", "NSSplitView", "NSScroller",
+      "NSTableHeaderView", "NSViewController", "NSWindowController", "NSTabViewController",
+      "NSSplitViewController", "NSPageController", "NSSplitViewItem", "NSGridRow", "NSGridColumn", "NSGridCell",
+      "NSPredicateEditorRowTemplate"};
+  return known.count(cls) != 0;
+}
+
+bool isViewControllerClass(std::string_view cls) {
+  return cls == "NSViewController" || cls == "NSTabViewController" || cls == "NSSplitViewController" ||
+         cls == "NSPageController";
+}
 
 }  // namespace
 
@@ -117,6 +152,7 @@ class KeyedNibDecoder {
     for (const auto& object : made_) object->awakeFromNib();
     if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
+    nib_.closeWarnings();
     nib_.objectCount_ = made_.size();
     std::vector<Nib::IdentifiedObject> identified;
     identified.reserve(made_.size() + 2);
@@ -143,12 +179,19 @@ class KeyedNibDecoder {
   ArchiveValue get(uint32_t o, const char* name) const { return a_.find(o, key(name)); }
   bool has(uint32_t o, const char* name) const { return a_.has(o, key(name)); }
 
-  String string(uint32_t o, const char* key) const { return stringValue(get(o, key)); }
-  String stringValue(const ArchiveValue& v) const {
+  // A string value; the table key of a localizable string is recorded on the object being read
+  // and listed with the nib.
+  String string(uint32_t o, const char* key) const { return stringValue(get(o, key), true); }
+  // A string value; `recordKey`: as string() does, the table key of a localizable string is
+  // recorded on the object being read.
+  String stringValue(const ArchiveValue& v, bool recordKey = false) const {
     std::string s;
     if (!a_.stringOf(v, s)) return String();
     String text = utf8(s);
-    if (v.isObject() && a_.className(v.index) == "NSLocalizableString") noteLocalizable(v.index, text);
+    if (v.isObject() && a_.className(v.index) == "NSLocalizableString") {
+      noteLocalizable(v.index, text);
+      if (std::string k; recordKey && current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
+    }
     return text;
   }
   // A string archived with the key its strings tables name it by ("170.title"): kept with the
@@ -156,7 +199,7 @@ class KeyedNibDecoder {
   void noteLocalizable(uint32_t string, const String& text) const {
     std::string key;
     if (!a_.stringOf(get(string, "NSKey"), key) || key.empty() || !localizableSeen_.insert(string).second) return;
-    localizable_.push_back({utf8(key), text, current_});
+    localizable_.push_back({utf8(key), text, currentIndex_});
   }
   double number(uint32_t o, const char* key, double fallback) const {
     double v = 0;
@@ -177,17 +220,32 @@ class KeyedNibDecoder {
     return v.isObject() ? static_cast<int64_t>(v.index) : -1;
   }
   // Collections may be shared by many objects; every member visited counts against a bound
-  // proportional to the archive, so that sharing cannot multiply the work without end.
+  // proportional to the archive, so that sharing cannot multiply the work without end, and against
+  // the memory bound as the reference the visiting object may keep.
+  void visit(std::size_t members) {
+    visits_ += members;
+    if (visits_ > visitBudget_ || members * kMemberCost > budget_ - std::min(budget_, used_)) {
+      failure("the archive's objects share their collections more than its size allows");
+    }
+    used_ += members * kMemberCost;
+  }
   std::vector<uint32_t> memberObjects(int64_t collection) {
     std::vector<uint32_t> out;
     if (collection < 0) return out;
     const std::vector<ArchiveValue> members = a_.members(static_cast<uint32_t>(collection));
-    visits_ += members.size();
-    if (visits_ > visitBudget_) failure("the archive's objects share their collections more than its size allows");
+    visit(members.size());
     for (const ArchiveValue& v : members) {
       if (v.isObject()) out.push_back(v.index);
     }
     return out;
+  }
+  // Every member value of a collection (strings and numbers too), counted as memberObjects counts.
+  std::vector<ArchiveValue> memberValues(int64_t collection) {
+    if (collection < 0) return {};
+    std::vector<ArchiveValue> members = a_.members(static_cast<uint32_t>(collection));
+    visits_ += members.size();
+    if (visits_ > visitBudget_) failure("the archive's objects share their collections more than its size allows");
+    return members;
   }
   // Key-value pairs of a dictionary object: alternating members, or dict.sortedKeys/dict.values,
   // or NS.key.N/NS.object.N entries.
@@ -195,8 +253,7 @@ class KeyedNibDecoder {
     std::vector<std::pair<ArchiveValue, ArchiveValue>> out;
     if (dict < 0) return out;
     const auto d = static_cast<uint32_t>(dict);
-    visits_ += a_.end(d) - a_.begin(d);
-    if (visits_ > visitBudget_) failure("the archive's objects share their collections more than its size allows");
+    visit(a_.end(d) - a_.begin(d));
     std::vector<ArchiveValue> members = a_.members(d);
     if (!members.empty()) {
       for (std::size_t i = 0; i + 1 < members.size(); i += 2) out.emplace_back(members[i], members[i + 1]);
@@ -319,11 +376,17 @@ class KeyedNibDecoder {
     return String();
   }
 
-  void warn(std::string message) { nib_.warnings_.push_back(std::move(message)); }
+  void warn(std::string message) { charge(nib_.addWarning(std::move(message))); }
 
   [[noreturn]] void failure(const std::string& reason) const { throw NibDecodeFailure{reason}; }
 
-  std::string describe(uint32_t o) const { return "object " + std::to_string(o) + " (" + a_.className(o) + ")"; }
+  // A class name as messages show it: cut to 100 characters, since a name repeats in every message
+  // about its objects.
+  std::string shownClass(uint32_t o) const {
+    const std::string& name = a_.className(o);
+    return name.size() <= 100 ? name : name.substr(0, 100) + "...";
+  }
+  std::string describe(uint32_t o) const { return "object " + std::to_string(o) + " (" + shownClass(o) + ")"; }
 
   void charge(std::size_t bytes) {
     used_ += bytes;
@@ -373,10 +436,27 @@ class KeyedNibDecoder {
       a_.stringOf(get(o, "NSOriginalClassName"), original);
       cls = original.empty() ? std::string_view("NSObject") : std::string_view(original);
     }
-    const int64_t outer = current_;
-    current_ = o;
+    // A class of a plug-in or of the host: read as the nearest class the archive's chain reaches
+    // (platform classes, private ones included, keep their own reading).
+    if (!isKnownClass(cls) && cls.substr(0, 2) != "NS" && cls.substr(0, 3) != "_NS") {
+      std::string_view up = cls;
+      for (int step = 0; step < 64; ++step) {
+        auto next = layout_.superclasses.find(std::string(up));
+        if (next == layout_.superclasses.end()) break;
+        up = next->second;
+        if (isKnownClass(up)) {
+          if (custom.isNil()) custom = utf8(cls);
+          cls = up;
+          break;
+        }
+      }
+    }
+    InterfaceObject* const outer = current_;
+    const int64_t outerIndex = currentIndex_;
+    currentIndex_ = o;
     std::shared_ptr<InterfaceObject> made = decodeAs(o, cls, custom, depth);
     current_ = outer;
+    currentIndex_ = outerIndex;
     state_[o] = 2;
     return made;
   }
@@ -385,6 +465,7 @@ class KeyedNibDecoder {
   void remember(uint32_t o, const std::shared_ptr<InterfaceObject>& object) {
     charge(kObjectCost);
     memo_[o] = object;
+    current_ = object.get();
     made_.push_back(object);
     object->setArchiveIdentifier(identifierOf(o));
     identifiers_[o] = object->archiveIdentifier();
@@ -396,7 +477,7 @@ class KeyedNibDecoder {
     if (r < 0) return nullptr;
     auto object = decode(static_cast<uint32_t>(r), depth + 1, key);
     auto typed = as<T>(object);
-    if (object && !typed) warn(describe(o) + ": " + key + " holds a " + a_.className(static_cast<uint32_t>(r)) + ", skipped");
+    if (object && !typed) warn(describe(o) + ": " + key + " holds a " + shownClass(static_cast<uint32_t>(r)) + ", skipped");
     return typed;
   }
 
@@ -407,6 +488,16 @@ class KeyedNibDecoder {
     if (cls == "NSTabViewItem") return decodeTabViewItem(o, custom, depth);
     if (cls == "NSTableColumn") return decodeTableColumn(o, custom, depth);
     if (cls == "NSToolbar") return decodeToolbar(o, custom, depth);
+    if (isViewControllerClass(cls)) return decodeViewController(o, cls, custom, depth);
+    if (cls == "NSWindowController") return decodeWindowController(o, custom, depth);
+    if (cls == "NSSplitViewItem") {
+      auto item = make<SplitViewItem>(custom, [] { return std::make_shared<SplitViewItem>(); });
+      remember(o, item);
+      item->setCanCollapse(boolean(o, "NSCanCollapse", false));
+      item->setCollapsed(boolean(o, "NSCollapsed", false));
+      if (auto vc = controllerIn(o, depth)) item->setViewController(vc);
+      return item;
+    }
     if (endsWith(cls, "ToolbarItem") || has(o, "NSToolbarItemIdentifier")) return decodeToolbarItem(o, cls, custom, depth);
     if (cls == "NSCustomObject") {
       const String name = string(o, "NSClassName");
@@ -449,7 +540,11 @@ class KeyedNibDecoder {
       named([] { return std::make_shared<Button>(); });
     } else if (cls == "NSPopUpButton") {
       named([] { return std::make_shared<PopUpButton>(); });
-    } else if (cls == "NSTextField" || cls == "NSSecureTextField" || cls == "NSComboBox" || cls == "NSTokenField") {
+    } else if (cls == "NSComboBox") {
+      named([] { return std::make_shared<ComboBox>(); });
+    } else if (cls == "NSTokenField") {
+      named([] { return std::make_shared<TokenField>(); });
+    } else if (cls == "NSTextField" || cls == "NSSecureTextField") {
       named([&] {
         auto f = std::make_shared<TextField>();
         if (cls != "NSTextField") f->setClassName(utf8(cls));
@@ -477,6 +572,14 @@ class KeyedNibDecoder {
       named([] { return std::make_shared<ImageView>(); });
     } else if (cls == "NSStackView") {
       named([] { return std::make_shared<StackView>(); });
+    } else if (cls == "NSGridView") {
+      named([] { return std::make_shared<GridView>(); });
+    } else if (cls == "NSRuleEditor" || cls == "NSPredicateEditor") {
+      named([&] {
+        auto r = std::make_shared<RuleEditor>();
+        if (cls != "NSRuleEditor") r->setClassName(utf8(cls));
+        return r;
+      });
     } else if (cls == "NSTextView") {
       named([] { return std::make_shared<TextView>(); });
     } else if (cls == "NSProgressIndicator") {
@@ -570,10 +673,17 @@ class KeyedNibDecoder {
     }
     if (auto* stack = as<StackView>(&view)) decodeStackView(o, *stack, depth), ownSubviews = false;
     if (auto* text = as<TextView>(&view)) decodeTextView(o, *text);
+    if (auto* grid = as<GridView>(&view)) decodeGridView(o, *grid, depth);
+    if (auto* rules = as<RuleEditor>(&view)) decodeRuleEditor(o, *rules, depth);
     if (auto* progress = as<ProgressIndicator>(&view)) {
       progress->setMinValue(number(o, "NSMinValue", progress->minValue()));
       progress->setMaxValue(number(o, "NSMaxValue", progress->maxValue()));
       progress->setDoubleValue(number(o, "NSValue", progress->doubleValue()));
+      // The indicator's flags: indeterminate 0x2, spinning 0x1000, hidden while stopped 0x2000.
+      const auto flags = static_cast<unsigned long>(integer(o, "NSpiFlags", 0));
+      progress->setIndeterminate((flags & 0x2) != 0);
+      progress->setStyle((flags & 0x1000) ? ProgressIndicator::Style::Spinning : ProgressIndicator::Style::Bar);
+      progress->setDisplayedWhenStopped((flags & 0x2000) == 0);
     }
 
     for (uint32_t c : memberObjects(ref(o, "NSViewConstraints"))) {
@@ -600,7 +710,11 @@ class KeyedNibDecoder {
     if (shared >= 0) text.setBackgroundColor(color(get(static_cast<uint32_t>(shared), "NSBackgroundColor")));
     const int64_t container = ref(o, "NSTextContainer");
     const int64_t manager = container >= 0 ? ref(static_cast<uint32_t>(container), "NSLayoutManager") : -1;
-    const int64_t storage = manager >= 0 ? ref(static_cast<uint32_t>(manager), "NSTextStorage") : -1;
+    int64_t storage = manager >= 0 ? ref(static_cast<uint32_t>(manager), "NSTextStorage") : -1;
+    // Without the container chain: a text storage the view holds itself.
+    for (const archive::ArchiveEntry* e = a_.begin(o); storage < 0 && e != a_.end(o); ++e) {
+      if (e->key != 0 && e->value.isObject() && a_.className(e->value.index) == "NSTextStorage") storage = e->value.index;
+    }
     if (storage < 0) return;
     const auto s = static_cast<uint32_t>(storage);
     if (String value = string(s, "NSString"); !value.isNil()) text.setString(value);
@@ -842,6 +956,166 @@ class KeyedNibDecoder {
     }
   }
 
+  // --- controllers ----------------------------------------------------------------------------------
+
+  // The first entry of o holding an object of a class `wanted` accepts, or -1.
+  template <class Accept>
+  int64_t entryOfClass(uint32_t o, const Accept& wanted) const {
+    for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
+      if (e->key != 0 && e->value.isObject() && wanted(std::string_view(a_.className(e->value.index)))) {
+        return e->value.index;
+      }
+    }
+    return -1;
+  }
+
+  // The view controller an object names (a split item's, a segue's), decoded.
+  std::shared_ptr<ViewController> controllerIn(uint32_t o, int depth) {
+    const int64_t c = entryOfClass(o, [](std::string_view cls) { return isViewControllerClass(cls) || cls == "NSClassSwapper"; });
+    return c < 0 ? nullptr : as<ViewController>(decode(static_cast<uint32_t>(c), depth + 1, "a controller"));
+  }
+
+  // A view controller with its view (NSView), title (NSTitle) and the nib holding its view
+  // (NSNibName); the segue templates it keeps are kept with it; a tab view controller's tab view and
+  // a split view controller's split view and items are found by their classes.
+  std::shared_ptr<InterfaceObject> decodeViewController(uint32_t o, std::string_view cls, const String& custom, int depth) {
+    auto controller = make<ViewController>(custom, [&]() -> std::shared_ptr<ViewController> {
+      if (cls == "NSTabViewController") return std::make_shared<TabViewController>();
+      if (cls == "NSSplitViewController") return std::make_shared<SplitViewController>();
+      auto c = std::make_shared<ViewController>();
+      if (cls != "NSViewController") c->setClassName(utf8(cls));
+      return c;
+    });
+    remember(o, controller);
+    if (String title = string(o, "NSTitle"); !title.isNil()) controller->setTitle(title);
+    if (String nib = string(o, "NSNibName"); !nib.isNil()) controller->setNibName(nib);
+    if (auto view = child<View>(o, "NSView", depth)) controller->setView(view);
+    if (auto* tabs = as<TabViewController>(controller.get())) {
+      const int64_t t = entryOfClass(o, [](std::string_view c) { return c == "NSTabView"; });
+      if (t >= 0) tabs->setTabView(as<TabView>(decode(static_cast<uint32_t>(t), depth + 1, "the tab view")));
+      if (!tabs->view()) tabs->setView(tabs->tabView());
+    }
+    if (auto* split = as<SplitViewController>(controller.get())) {
+      const int64_t v = entryOfClass(o, [](std::string_view c) { return c == "NSSplitView"; });
+      if (v >= 0) split->setSplitView(as<View>(decode(static_cast<uint32_t>(v), depth + 1, "the split view")));
+      if (!split->view()) split->setView(split->splitView());
+      for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
+        if (e->key == 0 || !e->value.isObject()) continue;
+        for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
+          if (a_.className(m) != "NSSplitViewItem") continue;
+          if (auto item = as<SplitViewItem>(decode(m, depth + 1, "the split view items"))) split->addSplitViewItem(item);
+        }
+      }
+    }
+    // Storyboard segue templates: kept with the controller, for the storyboard to match.
+    for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
+      if (e->key == 0 || !e->value.isObject()) continue;
+      if (a_.className(e->value.index).find("Array") == std::string::npos) continue;
+      for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
+        if (a_.className(m).find("SegueTemplate") == std::string::npos) continue;
+        if (auto segue = decode(m, depth + 1, "the segue templates")) controller->addSceneObject(segue);
+      }
+    }
+    return controller;
+  }
+
+  std::shared_ptr<InterfaceObject> decodeWindowController(uint32_t o, const String& custom, int depth) {
+    auto controller = make<WindowController>(custom, [] { return std::make_shared<WindowController>(); });
+    remember(o, controller);
+    const int64_t w = entryOfClass(o, [](std::string_view c) { return c == "NSWindowTemplate"; });
+    if (w >= 0) controller->setWindow(as<Window>(decode(static_cast<uint32_t>(w), depth + 1, "the window")));
+    for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
+      if (e->key == 0 || !e->value.isObject()) continue;
+      if (a_.className(e->value.index).find("Array") == std::string::npos) continue;
+      for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
+        if (a_.className(m).find("SegueTemplate") == std::string::npos) continue;
+        if (auto segue = decode(m, depth + 1, "the segue templates")) controller->addSceneObject(segue);
+      }
+    }
+    return controller;
+  }
+
+  // --- grid views and rule editors -----------------------------------------------------------------
+
+  // Rows, columns and cells are found by their classes; a cell names its row and column and holds
+  // its content view.
+  void decodeGridView(uint32_t o, GridView& grid, int depth) {
+    grid.setRowSpacing(number(o, "NSGrid_rowSpacing", grid.rowSpacing()));
+    grid.setColumnSpacing(number(o, "NSGrid_columnSpacing", grid.columnSpacing()));
+    std::vector<uint32_t> rows, columns, cells;
+    for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
+      if (e->key == 0 || !e->value.isObject() || a_.className(e->value.index).find("Array") == std::string::npos) continue;
+      for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
+        const std::string& c = a_.className(m);
+        if (c == "NSGridRow") rows.push_back(m);
+        if (c == "NSGridColumn") columns.push_back(m);
+        if (c == "NSGridCell") cells.push_back(m);
+      }
+    }
+    for (uint32_t r : rows) {
+      auto row = make<GridRow>(String(), [] { return std::make_shared<GridRow>(); });
+      remember(r, row);
+      row->setHidden(boolean(r, "NSGrid_hidden", false));
+      grid.addRow(row);
+      current_ = &grid;
+    }
+    for (uint32_t c : columns) {
+      auto column = make<GridColumn>(String(), [] { return std::make_shared<GridColumn>(); });
+      remember(c, column);
+      column->setHidden(boolean(c, "NSGrid_hidden", false));
+      grid.addColumn(column);
+      current_ = &grid;
+    }
+    const auto indexIn = [](const std::vector<uint32_t>& list, int64_t o) -> long {
+      for (std::size_t i = 0; i < list.size(); ++i) {
+        if (static_cast<int64_t>(list[i]) == o) return static_cast<long>(i);
+      }
+      return -1;
+    };
+    for (uint32_t c : cells) {
+      auto cell = make<GridCell>(String(), [] { return std::make_shared<GridCell>(); });
+      remember(c, cell);
+      const long row = indexIn(rows, entryOfClass(c, [](std::string_view k) { return k == "NSGridRow"; }));
+      const long column = indexIn(columns, entryOfClass(c, [](std::string_view k) { return k == "NSGridColumn"; }));
+      std::shared_ptr<View> content;
+      for (const archive::ArchiveEntry* e = a_.begin(c); !content && e != a_.end(c); ++e) {
+        if (e->key == 0 || !e->value.isObject()) continue;
+        const std::string& k = a_.className(e->value.index);
+        if (k == "NSGridRow" || k == "NSGridColumn" || k == "NSGridView") continue;
+        auto made = decode(e->value.index, depth + 1, "a grid cell");
+        content = as<View>(made);
+      }
+      if (!grid.addCell(cell, row, column, content)) warn(describe(c) + " names no row or column of its grid");
+      current_ = &grid;
+    }
+  }
+
+  // Row templates are found by class; each template's views are the views among its collections.
+  void decodeRuleEditor(uint32_t o, RuleEditor& rules, int depth) {
+    rules.setRowHeight(number(o, "NSRuleEditorRowHeight", rules.rowHeight()));
+    for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
+      if (e->key == 0 || !e->value.isObject() || a_.className(e->value.index).find("Array") == std::string::npos) continue;
+      for (uint32_t t : memberObjects(static_cast<int64_t>(e->value.index))) {
+        if (!endsWith(a_.className(t), "RowTemplate")) continue;
+        auto row = make<RuleEditorRowTemplate>(String(), [&] {
+          auto r = std::make_shared<RuleEditorRowTemplate>();
+          r->setClassName(utf8(a_.className(t)));
+          return r;
+        });
+        remember(t, row);
+        for (const archive::ArchiveEntry* te = a_.begin(t); te != a_.end(t); ++te) {
+          if (te->key == 0 || !te->value.isObject()) continue;
+          for (uint32_t v : memberObjects(static_cast<int64_t>(te->value.index))) {
+            if (!has(v, "NSFrame") && !has(v, "NSFrameSize") && !has(v, "NSCell")) continue;
+            if (auto view = as<View>(decode(v, depth + 2, "a row template's views"))) row->addTemplateView(view);
+          }
+        }
+        rules.addRowTemplate(row);
+        current_ = &rules;
+      }
+    }
+  }
+
   // --- toolbars ------------------------------------------------------------------------------------
 
   std::shared_ptr<InterfaceObject> decodeToolbar(uint32_t o, const String& custom, int depth) {
@@ -942,8 +1216,11 @@ class KeyedNibDecoder {
       named([] { return std::make_shared<ButtonCell>(); });
     } else if (cls == "NSPopUpButtonCell") {
       named([] { return std::make_shared<PopUpButtonCell>(); });
-    } else if (cls == "NSTextFieldCell" || cls == "NSSecureTextFieldCell" || cls == "NSComboBoxCell" ||
-               cls == "NSTokenFieldCell") {
+    } else if (cls == "NSComboBoxCell") {
+      named([] { return std::make_shared<ComboBoxCell>(); });
+    } else if (cls == "NSTokenFieldCell") {
+      named([] { return std::make_shared<TokenFieldCell>(); });
+    } else if (cls == "NSTextFieldCell" || cls == "NSSecureTextFieldCell") {
       named([&] {
         auto c = std::make_shared<TextFieldCell>();
         if (cls != "NSTextFieldCell") c->setClassName(utf8(cls));
@@ -1023,6 +1300,7 @@ class KeyedNibDecoder {
         if (String label = string(s, "NSSegmentItemLabel"); !label.isNil()) segment.label = label;
         if (String image = imageName(get(s, "NSSegmentItemImage")); !image.isNil()) segment.imageName = image;
         if (String tip = string(s, "NSSegmentItemTooltip"); !tip.isNil()) segment.toolTip = tip;
+        if (String tip = string(s, "NSSegmentItemToolTip"); !tip.isNil()) segment.toolTip = tip;
         segment.width = number(s, "NSSegmentItemWidth", 0);
         segment.tag = integer(s, "NSSegmentItemTag", 0);
         segment.enabled = !boolean(s, "NSSegmentItemDisabled", false);
@@ -1031,9 +1309,33 @@ class KeyedNibDecoder {
         ++index;
       }
     }
+    if (auto* combo = as<ComboBoxCell>(cell.get())) {
+      std::vector<String> items;
+      for (const char* key : {"NSPopUpListData", "NSObjectValues"}) {
+        for (const ArchiveValue& v : memberValues(ref(o, key))) {
+          if (String item = stringValue(v); !item.isNil()) items.push_back(item);
+        }
+        if (!items.empty()) break;
+      }
+      combo->setObjectValues(std::move(items));
+      combo->setUsesDataSource(boolean(o, "NSUsesDataSource", false));
+      if (has(o, "NSVisibleItemCount")) combo->setNumberOfVisibleItems(integer(o, "NSVisibleItemCount", 5));
+    }
+    if (auto* tokens = as<TokenFieldCell>(cell.get())) {
+      // A token field's value is the list of its tokens.
+      if (contents.isObject() && a_.className(contents.index).find("Array") != std::string::npos) {
+        std::vector<String> list;
+        for (const ArchiveValue& v : memberValues(contents.index)) {
+          if (String token = stringValue(v); !token.isNil()) list.push_back(token);
+        }
+        tokens->setTokens(std::move(list));
+      } else if (String text = stringValue(contents, true); !text.isNil()) {
+        tokens->setTitle(text);
+      }
+    }
     // The title last, as in the document reader: a pop-up takes its title from the selected item.
-    if (!as<PopUpButtonCell>(cell.get()) && !as<ImageCell>(cell.get())) {
-      if (String text = stringValue(contents); !text.isNil()) cell->setTitle(text);
+    if (!as<PopUpButtonCell>(cell.get()) && !as<ImageCell>(cell.get()) && !as<TokenFieldCell>(cell.get())) {
+      if (String title = stringValue(contents, true); !title.isNil()) cell->setTitle(title);
     }
     return cell;
   }
@@ -1164,6 +1466,8 @@ class KeyedNibDecoder {
     }
     if ((sourceId == String(u"-2") || sourceId == String(u"-3")) && !from) return;
     if ((destinationId == String(u"-2") || destinationId == String(u"-3")) && !to) return;
+    // A connector listed many times makes as many connections, each with its own texts.
+    charge(kConnectionCost + 2 * sizeof(unichar) * (label.length() + sourceId.length() + destinationId.length()));
     if (outlet) {
       if (!from) return;
       if (auto* receiver = as<NibConnectable>(from.get())) receiver->setOutlet(label, to);
@@ -1201,6 +1505,8 @@ class KeyedNibDecoder {
     if (!destinationFound) warn("binding " + name.UTF8String() + ": the destination is not part of the interface");
     auto* bindable = as<Bindable>(source.get());
     if (!bindable || name.isNil()) return;
+    charge(kConnectionCost +
+           2 * sizeof(unichar) * (name.length() + keyPath.length() + sourceId.length() + destinationId.length()));
     std::vector<Dictionary::Entry> options;
     for (const auto& [k, v] : dictionary(ref(c, "NSOptions"))) {
       const String key = stringValue(k);
@@ -1212,6 +1518,7 @@ class KeyedNibDecoder {
       } else if (v.kind == ArchiveValue::Kind::Integer) {
         options.emplace_back(key, Value(static_cast<long long>(v.integer)));
       } else if (String value = stringValue(v); !value.isNil()) {
+        charge(2 * value.length() * sizeof(unichar));  // a text of its own for each binding, however many share it
         options.emplace_back(key, Value(value));
       } else if (a_.numberOf(v, n)) {
         if (n == std::floor(n) && std::fabs(n) < 9e15) {
@@ -1221,7 +1528,7 @@ class KeyedNibDecoder {
         }
       } else if (v.kind != ArchiveValue::Kind::Nil) {
         warn("binding " + name.UTF8String() + ": option " + key.UTF8String() + " of kind " +
-             (v.isObject() ? a_.className(v.index) : std::string("data")) + " skipped");
+             (v.isObject() ? shownClass(v.index) : std::string("data")) + " skipped");
       }
     }
     bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
@@ -1275,9 +1582,11 @@ class KeyedNibDecoder {
   std::vector<std::pair<OutlineView*, uint32_t>> outlineColumns_;
   std::vector<std::pair<TabView*, uint32_t>> selectedTabs_;
   std::vector<std::pair<PopUpButtonCell*, uint32_t>> selectedItems_;
-  // The archive object being decoded (-1 outside the tree: connections), and the localizable
-  // strings met so far with the object each was met in.
-  int64_t current_ = -1;
+  // The object whose strings are being read (localizable keys go to it), its index in the archive
+  // (-1 outside the tree: connections), and the localizable strings met so far with the object each
+  // was met in.
+  mutable InterfaceObject* current_ = nullptr;
+  int64_t currentIndex_ = -1;
   struct Localizable {
     String key, text;
     int64_t object;

@@ -18,6 +18,8 @@ namespace {
 
 using Kind = BinaryPlist::Kind;
 constexpr int kMaxInlineDepth = 16;
+constexpr uint64_t kMaxClassChain = 64;
+constexpr std::size_t kMaxDescribedClasses = ArchiveLayout::kMaxDescribedClasses;
 
 class PlistArchiveReader {
  public:
@@ -156,6 +158,7 @@ class PlistArchiveReader {
           BinaryPlist::Item v;
           if (!keyAndValue(description, j, k, v)) return false;
           if (k == "$classname" && (v.kind == Kind::AsciiString || v.kind == Kind::Utf16String)) className = plist_.text(v);
+          if (k == "$classes" && v.kind == Kind::Array && !classChain(v)) return false;
         }
       }
       if (className.empty()) return fail("object class description " + std::to_string(value.integer) + " has no $classname");
@@ -163,6 +166,27 @@ class PlistArchiveReader {
       return true;
     }
     className.clear();
+    return true;
+  }
+
+  // "$classes": the class and its superclasses, nearest first; each names the next as its
+  // superclass (a name described twice keeps its first superclass).
+  bool classChain(const BinaryPlist::Item& classes) {
+    std::string previous;
+    for (uint64_t i = 0; i < classes.count && i < kMaxClassChain; ++i) {
+      uint64_t ref = 0;
+      std::string reason;
+      BinaryPlist::Item name;
+      if (!plist_.reference(classes, i, ref, &reason)) return fail(reason);
+      if (!item(ref, name)) return false;
+      if (name.kind != Kind::AsciiString && name.kind != Kind::Utf16String) return true;
+      std::string current = plist_.text(name);
+      auto& superclasses = out_.layout().superclasses;
+      if (!previous.empty() && previous != current && superclasses.size() < kMaxDescribedClasses) {
+        superclasses.emplace(previous, current);
+      }
+      previous = std::move(current);
+    }
     return true;
   }
 

@@ -17,7 +17,9 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <new>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <typeinfo>
 #include <utility>
@@ -27,17 +29,23 @@
 #include "keyed_archive.h"
 #include "keyed_object_decoder.h"
 #include "remembered_casts.h"
+#include "storyboard_scenes.h"
+#include "tq/platform/ui/archive/storyboard_reader.h"
 #include "tq/platform/base/exception.h"
 #include "tq/platform/bundle/bundle.h"
+#include "tq/platform/fs/regular_file.h"
 #include "tq/platform/ui/model/box.h"
 #include "tq/platform/ui/model/button.h"
 #include "tq/platform/ui/model/capabilities.h"
 #include "tq/platform/ui/model/class_registry.h"
+#include "tq/platform/ui/model/combo_box.h"
 #include "tq/platform/ui/model/generic_object.h"
+#include "tq/platform/ui/model/grid_view.h"
 #include "tq/platform/ui/model/image_view.h"
 #include "tq/platform/ui/model/matrix.h"
 #include "tq/platform/ui/model/menu.h"
 #include "tq/platform/ui/model/progress_indicator.h"
+#include "tq/platform/ui/model/rule_editor.h"
 #include "tq/platform/ui/model/scroll_view.h"
 #include "tq/platform/ui/model/segmented_control.h"
 #include "tq/platform/ui/model/stack_view.h"
@@ -45,8 +53,11 @@
 #include "tq/platform/ui/model/table_view.h"
 #include "tq/platform/ui/model/text_field.h"
 #include "tq/platform/ui/model/text_view.h"
+#include "tq/platform/ui/model/token_field.h"
 #include "tq/platform/ui/model/toolbar.h"
+#include "tq/platform/ui/model/view_controller.h"
 #include "tq/platform/ui/model/window.h"
+#include "tq/platform/ui/model/window_controller.h"
 
 namespace tq {
 
@@ -55,6 +66,20 @@ std::shared_ptr<Object> Nib::objectWithIdentifier(const String& identifier) cons
   auto it = std::lower_bound(objects_.begin(), objects_.end(), wanted,
                              [](const IdentifiedObject& e, std::u16string_view id) { return e.first.view() < id; });
   return it == objects_.end() || it->first.view() != wanted ? nullptr : it->second.lock();
+}
+
+std::size_t Nib::addWarning(std::string message) {
+  if (warnings_.size() >= kMaxNibWarnings) {
+    ++unlistedWarnings_;
+    return 0;
+  }
+  const std::size_t kept = sizeof(std::string) + message.capacity();
+  warnings_.push_back(std::move(message));
+  return kept;
+}
+
+void Nib::closeWarnings() {
+  if (unlistedWarnings_) warnings_.push_back("and " + std::to_string(unlistedWarnings_) + " more warnings");
 }
 
 void Nib::indexObjects(std::vector<IdentifiedObject> objects) {
@@ -97,8 +122,7 @@ constexpr int kMaxDepth = 200;
 // What one model object may cost, for the memory bound: controls with their cells measure about
 // 800 bytes each, so 1 KiB keeps the bound on the safe side.
 constexpr std::size_t kObjectCost = 1024;
-// What the parsed XML takes beside the document's bytes, per byte, for the memory bound.
-constexpr std::size_t kParsedXMLFactor = 6;
+using archive::kParsedXMLFactor;
 
 // --- attribute helpers ---------------------------------------------------------------------------
 
@@ -513,7 +537,9 @@ class NibBuilder {
   NibBuilder(const NibLoadOptions& options, std::size_t budget)
       : options_(options), registry_(options.registry ? *options.registry : ClassRegistry::shared()), budget_(budget) {}
 
-  Nib build(const pugi::xml_document& doc) {
+  // Reads a document's objects; with `scenes`, the objects of a storyboard's scenes instead.
+  Nib build(const pugi::xml_document& doc, archive::DecodedScenes* scenes = nullptr) {
+    scenes_ = scenes;
     pugi::xml_node root = doc.document_element();
     if (!root || !is(root, "document")) {
       throw ReadFailure{std::string("not an interface document (root element <") + (root ? root.name() : "") + ">)"};
@@ -524,7 +550,11 @@ class NibBuilder {
     }
     nib_.documentType_ = str(root.attribute("type").value());
     pugi::xml_node objects = root.child("objects");
-    if (!objects) throw ReadFailure{"the document has no objects element"};
+    if (scenes_) {
+      decodeScenes(root);
+    } else if (!objects) {
+      throw ReadFailure{"the document has no objects element"};
+    }
 
     for (pugi::xml_node n = objects.first_child(); n; n = n.next_sibling()) {
       if (n.type() != pugi::node_element) continue;
@@ -542,6 +572,7 @@ class NibBuilder {
     for (const auto& object : made_) object->awakeFromNib();
     if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
+    nib_.closeWarnings();
     nib_.objectCount_ = made_.size();
     std::vector<Nib::IdentifiedObject> identified;
     identified.reserve(byId_.size() + 2);
@@ -572,6 +603,70 @@ class NibBuilder {
     String sourceId;
   };
 
+  // --- storyboards ---------------------------------------------------------------------------------
+
+  // Every scene's objects in document order. A scene's First Responder and Exit placeholders stand
+  // for the responder chain (their ids act as -1 does); its application is the Application
+  // placeholder, whose main menu is a top-level object.
+  void decodeScenes(pugi::xml_node root) {
+    scenes_->initialController = attr(root, "initialViewController");
+    for (pugi::xml_node scene = root.child("scenes").child("scene"); scene; scene = scene.next_sibling("scene")) {
+      archive::DecodedScene decoded;
+      decoded.sceneIdentifier = attr(scene, "sceneID");
+      for (pugi::xml_node n = scene.child("objects").first_child(); n; n = n.next_sibling()) {
+        if (n.type() != pugi::node_element) continue;
+        const char* member = n.attribute("sceneMemberID").value();
+        if (std::strcmp(member, "firstResponder") == 0 || std::strcmp(member, "exit") == 0 ||
+            std::strcmp(n.attribute("customClass").value(), "FirstResponder") == 0) {
+          if (hasAttr(n, "id")) responderChainIds_.push_back(attr(n, "id"));
+          continue;
+        }
+        if (is(n, "application")) {
+          if (hasAttr(n, "id")) applicationIds_.push_back(attr(n, "id"));
+          if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, options_.application, attr(n, "id")});
+          if (pugi::xml_node menu = keyed(n, "mainMenu")) {
+            auto object = decodeMenu(menu, 1);
+            decoded.objects.push_back(object);
+            nib_.topLevelObjects_.push_back(object);
+          }
+          continue;
+        }
+        if (std::shared_ptr<Object> placeholder = placeholderFor(n)) {
+          if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, placeholder, attr(n, "id")});
+          continue;
+        }
+        if (isPlaceholderNode(n)) continue;
+        auto object = decode(n, 0);
+        if (!object) continue;
+        decoded.objects.push_back(object);
+        nib_.topLevelObjects_.push_back(object);
+        if (!decoded.controller && (as<ViewController>(object.get()) || as<WindowController>(object.get()))) {
+          decoded.controller = object;
+          decoded.storyboardIdentifier = attr(n, "storyboardIdentifier");
+        }
+      }
+      scenes_->scenes.push_back(std::move(decoded));
+    }
+  }
+
+  // A segue: recorded with its ends for the storyboard reader, which makes the relationships.
+  void recordSegue(const Pending& p, const Element& c) {
+    if (!scenes_) return warn("a segue outside a storyboard skipped");
+    archive::DecodedSegue segue;
+    segue.archiveIdentifier = attr(c, "id");
+    segue.identifier = attr(c, "identifier");
+    segue.kind = recurring_(c.value("kind"));
+    segue.relationship = recurring_(c.value("relationship"));
+    segue.sourceIdentifier = p.sourceId;
+    segue.destinationIdentifier = attr(c, "destination");
+    segue.position = static_cast<pugi::xml_node>(c).offset_debug();
+    bool found = false;
+    segue.source = p.source;
+    segue.destination = resolve(segue.destinationIdentifier, found);
+    if (!found) warn("segue " + segue.archiveIdentifier.UTF8String() + ": no object " + segue.destinationIdentifier.UTF8String());
+    scenes_->segues.push_back(std::move(segue));
+  }
+
   static bool isPlaceholderNode(pugi::xml_node n) {
     const char* id = n.attribute("id").value();
     return is(n, "placeholder") || std::strcmp(id, "-1") == 0 || std::strcmp(id, "-2") == 0 ||
@@ -585,7 +680,7 @@ class NibBuilder {
     return nullptr;
   }
 
-  void warn(std::string message) { nib_.warnings_.push_back(std::move(message)); }
+  void warn(std::string message) { charge(nib_.addWarning(std::move(message))); }
 
   // <resources><image name="..."><mutableData key="keyedArchiveRepresentation">: images the
   // document holds itself.
@@ -651,6 +746,12 @@ class NibBuilder {
     const Element n = Element::gather(node);
     const char* e = n.name();
     if (is(n, "window") || is(n, "panel")) return decodeWindow(n, depth);
+    if (is(n, "windowController")) return decodeWindowController(n, depth);
+    if (is(n, "viewController") || is(n, "tabViewController") || is(n, "splitViewController") ||
+        is(n, "pagecontroller")) {
+      return decodeViewController(n, depth);
+    }
+    if (is(n, "splitViewItem")) return decodeSplitViewItem(n, depth);
     if (is(n, "menu")) return decodeMenu(n, depth);
     if (is(n, "menuItem")) return decodeMenuItem(n, depth);
     if (is(n, "tabViewItem")) return decodeTabViewItem(n, depth);
@@ -689,7 +790,11 @@ class NibBuilder {
       view = make<View>(n, [] { return std::make_shared<Button>(); });
     } else if (is(n, "popUpButton")) {
       view = make<View>(n, [] { return std::make_shared<PopUpButton>(); });
-    } else if (is(n, "textField") || is(n, "secureTextField") || is(n, "comboBox") || is(n, "tokenField")) {
+    } else if (is(n, "comboBox")) {
+      view = make<View>(n, [] { return std::make_shared<ComboBox>(); });
+    } else if (is(n, "tokenField")) {
+      view = make<View>(n, [] { return std::make_shared<TokenField>(); });
+    } else if (is(n, "textField") || is(n, "secureTextField")) {
       view = make<View>(n, [&] {
         auto f = std::make_shared<TextField>();
         if (!is(n, "textField")) f->setClassName(platformName(e));
@@ -719,9 +824,17 @@ class NibBuilder {
       view = make<View>(n, [] { return std::make_shared<ImageView>(); });
     } else if (is(n, "stackView")) {
       view = make<View>(n, [] { return std::make_shared<StackView>(); });
+    } else if (is(n, "gridView")) {
+      view = make<View>(n, [] { return std::make_shared<GridView>(); });
+    } else if (is(n, "predicateEditor") || is(n, "ruleEditor")) {
+      view = make<View>(n, [&] {
+        auto r = std::make_shared<RuleEditor>();
+        if (is(n, "predicateEditor")) r->setClassName(u"NSPredicateEditor");
+        return r;
+      });
     } else if (is(n, "textView")) {
       view = make<View>(n, [] { return std::make_shared<TextView>(); });
-    } else if (is(n, "view") || is(n, "customView")) {
+    } else if (is(n, "view") || is(n, "customView") || is(n, "containerView")) {
       view = make<View>(n, [] { return std::make_shared<View>(); });
     } else if (keyed(n, "cell")) {
       // Controls the model has no class for (steppers, sliders, date pickers...).
@@ -793,6 +906,8 @@ class NibBuilder {
     }
     if (auto* stack = as<StackView>(&view)) decodeStackView(n, *stack, depth);
     if (auto* text = as<TextView>(&view)) decodeTextView(n, *text);
+    if (auto* grid = as<GridView>(&view)) decodeGridView(n, *grid, depth);
+    if (auto* rules = as<RuleEditor>(&view)) decodeRuleEditor(n, *rules, depth);
 
     for (pugi::xml_node c = n.child("constraints").first_child(); c; c = c.next_sibling()) {
       if (c.type() == pugi::node_element) view.addConstraint(decode(c, depth + 1));
@@ -1005,6 +1120,167 @@ class NibBuilder {
     return window;
   }
 
+  // --- controllers ----------------------------------------------------------------------------------
+
+  std::shared_ptr<InterfaceObject> decodeWindowController(const Element& n, int depth) {
+    auto controller = make<WindowController>(n, [] { return std::make_shared<WindowController>(); });
+    remember(n, controller);
+    if (pugi::xml_node w = keyed(n, "window")) controller->setWindow(as<Window>(decode(w, depth + 1)));
+    return controller;
+  }
+
+  // View controllers with their view; tab and split view controllers with their tab or split view
+  // and items. In a storyboard the items wait for the controllers their relationships name; in a
+  // document without scenes a tab view controller's items go to its tab view as they are.
+  std::shared_ptr<InterfaceObject> decodeViewController(const Element& n, int depth) {
+    auto controller = make<ViewController>(n, [&]() -> std::shared_ptr<ViewController> {
+      if (is(n, "tabViewController")) return std::make_shared<TabViewController>();
+      if (is(n, "splitViewController")) return std::make_shared<SplitViewController>();
+      auto c = std::make_shared<ViewController>();
+      if (is(n, "pagecontroller")) c->setClassName(u"NSPageController");
+      return c;
+    });
+    remember(n, controller);
+    if (String title = stringProp(n, "title"); !title.isNil()) controller->setTitle(title);
+    if (hasAttr(n, "nibName")) controller->setNibName(attr(n, "nibName"));
+    if (pugi::xml_node v = keyed(n, "view")) controller->setView(as<View>(decode(v, depth + 1)));
+    archive::PendingItems pending;
+    pending.controller = controller;
+    if (auto* tabs = as<TabViewController>(controller.get())) {
+      if (hasAttr(n, "tabStyle")) tabs->setTabStyle(attr(n, "tabStyle"));
+      if (pugi::xml_node t = keyed(n, "tabView")) {
+        auto tabView = as<TabView>(decode(t, depth + 1));
+        tabs->setTabView(tabView);
+        if (tabView && !tabs->view()) tabs->setView(tabView);
+      }
+      for (pugi::xml_node i = n.child("tabViewItems").first_child(); i; i = i.next_sibling()) {
+        if (i.type() != pugi::node_element) continue;
+        auto item = as<TabViewItem>(decode(i, depth + 1));
+        if (!item) continue;
+        if (hasAttr(i, "image")) item->setImageName(attr(i, "image"));
+        if (scenes_) {
+          pending.items.push_back(item);
+        } else if (auto tabView = tabs->tabView()) {
+          tabView->addTabViewItem(item);
+        }
+      }
+    }
+    if (auto* split = as<SplitViewController>(controller.get())) {
+      if (pugi::xml_node v = keyed(n, "splitView")) {
+        auto splitView = as<View>(decode(v, depth + 1));
+        split->setSplitView(splitView);
+        if (splitView && !split->view()) split->setView(splitView);
+        split->setVertical(boolAttr(v, "vertical", true));
+      }
+      for (pugi::xml_node i = n.child("splitViewItems").first_child(); i; i = i.next_sibling()) {
+        if (i.type() != pugi::node_element) continue;
+        auto item = as<SplitViewItem>(decode(i, depth + 1));
+        if (!item) continue;
+        if (scenes_) {
+          pending.items.push_back(item);
+        } else {
+          split->addSplitViewItem(item);
+        }
+      }
+    }
+    if (scenes_ && !pending.items.empty()) scenes_->pendingItems.push_back(std::move(pending));
+    return controller;
+  }
+
+  std::shared_ptr<InterfaceObject> decodeSplitViewItem(const Element& n, int) {
+    auto item = make<SplitViewItem>(n, [] { return std::make_shared<SplitViewItem>(); });
+    remember(n, item);
+    item->setCanCollapse(boolAttr(n, "canCollapse", false));
+    item->setCollapsed(boolAttr(n, "collapsed", false));
+    if (hasAttr(n, "behavior")) item->setBehavior(attr(n, "behavior"));
+    return item;
+  }
+
+  // --- grid views and rule editors -----------------------------------------------------------------
+
+  // Rows and columns by identifier; each cell names its row and column, and holds its content view.
+  void decodeGridView(const Element& n, GridView& grid, int depth) {
+    grid.setRowSpacing(numberAttr(n, "rowSpacing", grid.rowSpacing()));
+    grid.setColumnSpacing(numberAttr(n, "columnSpacing", grid.columnSpacing()));
+    if (hasAttr(n, "xPlacement")) grid.setXPlacement(recurring_(n.value("xPlacement")));
+    if (hasAttr(n, "yPlacement")) grid.setYPlacement(recurring_(n.value("yPlacement")));
+    if (hasAttr(n, "rowAlignment")) grid.setRowAlignment(recurring_(n.value("rowAlignment")));
+    std::vector<String> rowIds, columnIds;
+    for (pugi::xml_node r = n.child("rows").child("gridRow"); r; r = r.next_sibling("gridRow")) {
+      const Element e = Element::gather(r);
+      auto row = make<GridRow>(e, [] { return std::make_shared<GridRow>(); });
+      remember(e, row);
+      row->setHeight(numberAttr(e, "height", 0));
+      row->setTopPadding(numberAttr(e, "topPadding", 0));
+      row->setBottomPadding(numberAttr(e, "bottomPadding", 0));
+      if (hasAttr(e, "yPlacement")) row->setYPlacement(recurring_(e.value("yPlacement")));
+      if (hasAttr(e, "rowAlignment")) row->setRowAlignment(recurring_(e.value("rowAlignment")));
+      row->setHidden(boolAttr(e, "hidden", false));
+      grid.addRow(row);
+      rowIds.push_back(attr(e, "id"));
+    }
+    for (pugi::xml_node c = n.child("columns").child("gridColumn"); c; c = c.next_sibling("gridColumn")) {
+      const Element e = Element::gather(c);
+      auto column = make<GridColumn>(e, [] { return std::make_shared<GridColumn>(); });
+      remember(e, column);
+      column->setWidth(numberAttr(e, "width", 0));
+      column->setLeadingPadding(numberAttr(e, "leadingPadding", 0));
+      column->setTrailingPadding(numberAttr(e, "trailingPadding", 0));
+      if (hasAttr(e, "xPlacement")) column->setXPlacement(recurring_(e.value("xPlacement")));
+      column->setHidden(boolAttr(e, "hidden", false));
+      grid.addColumn(column);
+      columnIds.push_back(attr(e, "id"));
+    }
+    const auto indexOf = [](const std::vector<String>& ids, const String& id) -> long {
+      for (std::size_t i = 0; i < ids.size(); ++i) {
+        if (ids[i] == id) return static_cast<long>(i);
+      }
+      return -1;
+    };
+    for (pugi::xml_node c = n.child("gridCells").child("gridCell"); c; c = c.next_sibling("gridCell")) {
+      const Element e = Element::gather(c);
+      auto cell = make<GridCell>(e, [] { return std::make_shared<GridCell>(); });
+      remember(e, cell);
+      if (hasAttr(e, "xPlacement")) cell->setXPlacement(recurring_(e.value("xPlacement")));
+      if (hasAttr(e, "yPlacement")) cell->setYPlacement(recurring_(e.value("yPlacement")));
+      if (hasAttr(e, "rowAlignment")) cell->setRowAlignment(recurring_(e.value("rowAlignment")));
+      std::shared_ptr<View> content;
+      if (pugi::xml_node v = keyed(e, "contentView")) content = as<View>(decode(v, depth + 1));
+      if (!grid.addCell(cell, indexOf(rowIds, attr(e, "row")), indexOf(columnIds, attr(e, "column")), content)) {
+        warn("grid cell " + attr(e, "id").UTF8String() + " names no row or column of its grid");
+      }
+    }
+  }
+
+  // Row templates: each template's pop-up menus become pop-up buttons, and its view elements views.
+  void decodeRuleEditor(const Element& n, RuleEditor& rules, int depth) {
+    rules.setRowHeight(numberAttr(n, "rowHeight", rules.rowHeight()));
+    for (pugi::xml_node t = n.child("rowTemplates").first_child(); t; t = t.next_sibling()) {
+      if (t.type() != pugi::node_element) continue;
+      const Element e = Element::gather(t);
+      auto row = make<RuleEditorRowTemplate>(e, [&] {
+        auto r = std::make_shared<RuleEditorRowTemplate>();
+        r->setClassName(platformName(e.name()));
+        return r;
+      });
+      remember(e, row);
+      for (pugi::xml_node child = t.first_child(); child; child = child.next_sibling()) {
+        if (child.type() != pugi::node_element) continue;
+        if (is(child, "popUpMenus")) {
+          for (pugi::xml_node m = child.child("menu"); m; m = m.next_sibling("menu")) {
+            auto popUp = std::make_shared<PopUpButton>();
+            popUp->setMenu(decodeMenu(m, depth + 2));
+            if (popUp->menu() && popUp->menu()->numberOfItems() > 0) popUp->popUpCell()->selectItemAtIndex(0);
+            row->addTemplateView(popUp);
+          }
+        } else if (auto view = decodeViewElement(Element::gather(child), depth + 1)) {
+          row->addTemplateView(view);
+        }
+      }
+      rules.addRowTemplate(row);
+    }
+  }
+
   // --- toolbars and stack views ------------------------------------------------------------------
 
   std::shared_ptr<InterfaceObject> decodeToolbar(const Element& n, int depth) {
@@ -1071,7 +1347,10 @@ class NibBuilder {
       const char* element;
       StackViewGravity gravity;
     };
-    static constexpr Area kAreas[] = {{"beforeGravityViews", StackViewGravity::Leading},
+    static constexpr Area kAreas[] = {{"beginningViews", StackViewGravity::Leading},
+                                      {"middleViews", StackViewGravity::Center},
+                                      {"endViews", StackViewGravity::Trailing},
+                                      {"beforeGravityViews", StackViewGravity::Leading},
                                       {"centerGravityViews", StackViewGravity::Center},
                                       {"afterGravityViews", StackViewGravity::Trailing},
                                       {"views", StackViewGravity::Leading}};
@@ -1139,8 +1418,11 @@ class NibBuilder {
       cell = make<Cell>(n, [] { return std::make_shared<ButtonCell>(); });
     } else if (is(n, "popUpButtonCell")) {
       cell = make<Cell>(n, [] { return std::make_shared<PopUpButtonCell>(); });
-    } else if (is(n, "textFieldCell") || is(n, "secureTextFieldCell") || is(n, "comboBoxCell") ||
-               is(n, "tokenFieldCell")) {
+    } else if (is(n, "comboBoxCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<ComboBoxCell>(); });
+    } else if (is(n, "tokenFieldCell")) {
+      cell = make<Cell>(n, [] { return std::make_shared<TokenFieldCell>(); });
+    } else if (is(n, "textFieldCell") || is(n, "secureTextFieldCell")) {
       cell = make<Cell>(n, [&] {
         auto c = std::make_shared<TextFieldCell>();
         if (!is(n, "textFieldCell")) c->setClassName(platformName(e));
@@ -1222,6 +1504,17 @@ class NibBuilder {
     }
     if (auto* image = as<ImageCell>(cell.get())) {
       if (hasAttr(n, "imageScaling")) image->setImageScaling(recurring_(n.value("imageScaling")));
+    }
+    if (auto* combo = as<ComboBoxCell>(cell.get())) {
+      // The items: <objectValues> of strings (other values in their text).
+      std::vector<String> items;
+      for (pugi::xml_node v = n.child("objectValues").first_child(); v; v = v.next_sibling()) {
+        if (v.type() != pugi::node_element) continue;
+        items.push_back(is(v, "string") ? stringElementText(v) : attr(v, "value"));
+      }
+      combo->setObjectValues(std::move(items));
+      combo->setNumberOfVisibleItems(static_cast<long>(numberAttr(n, "numberOfVisibleItems", 5)));
+      combo->setUsesDataSource(boolAttr(n, "usesDataSource", false));
     }
     if (auto* segmented = as<SegmentedCell>(cell.get())) {
       if (hasAttr(n, "trackingMode")) segmented->setTrackingMode(attr(n, "trackingMode"));
@@ -1348,13 +1641,25 @@ class NibBuilder {
     if (v == u"-1") return nullptr;
     if (v == u"-2") return options_.owner;
     if (v == u"-3") return options_.application;
+    // A storyboard scene's own First Responder and Application placeholders.
+    for (const String& r : responderChainIds_) {
+      if (r == id) return nullptr;
+    }
+    for (const String& a : applicationIds_) {
+      if (a == id) return options_.application;
+    }
     auto object = lookUp(id);
     found = object != nullptr;
     return object;
   }
 
-  static bool involvesMissingPlaceholder(const String& id, const std::shared_ptr<Object>& resolved) {
-    return !resolved && (id.view() == u"-2" || id.view() == u"-3");
+  bool involvesMissingPlaceholder(const String& id, const std::shared_ptr<Object>& resolved) const {
+    if (resolved) return false;
+    if (id.view() == u"-2" || id.view() == u"-3") return true;
+    for (const String& a : applicationIds_) {
+      if (a == id) return true;
+    }
+    return false;
   }
 
   void connect() {
@@ -1368,6 +1673,8 @@ class NibBuilder {
           connectAction(p, c);
         } else if (is(c, "binding")) {
           connectBinding(p, c);
+        } else if (is(c, "segue")) {
+          recordSegue(p, c);
         }
       }
     }
@@ -1457,13 +1764,53 @@ class NibBuilder {
   std::vector<std::pair<OutlineView*, String>> outlineColumns_;
   std::vector<std::pair<TabView*, String>> initialItems_;
   std::vector<std::pair<PopUpButtonCell*, String>> selectedItems_;
+  // Storyboards: where the scenes go, and the ids of each scene's placeholders.
+  archive::DecodedScenes* scenes_ = nullptr;
+  std::vector<String> responderChainIds_;
+  std::vector<String> applicationIds_;
 };
 
 std::size_t nibMemoryBound(std::size_t documentSize) { return kNibMemoryBase + kNibMemoryFactor * documentSize; }
 
+namespace archive {
+
+NibReadResult readDocumentScenes(const pugi::xml_document& doc, const NibLoadOptions& options, std::size_t budget,
+                                 DecodedScenes& scenes) {
+  try {
+    NibBuilder builder(options, budget);
+    return NibReadResult(builder.build(doc, &scenes));
+  } catch (const ReadFailure& failure) {
+    return NibReadResult(NibReadError{failure.reason, -1});
+  } catch (const Exception& e) {
+    return NibReadResult(NibReadError{std::string("inconsistent document: ") + e.what(), -1});
+  }
+}
+
+}  // namespace archive
+
 namespace {
 
 NibReadResult failed(std::string reason) { return NibReadResult(NibReadError{std::move(reason), -1}); }
+
+// An XML property list (a keyed archive saved as XML): its DOCTYPE or <plist> root comes before
+// any other element.
+bool startsLikeXMLPropertyList(std::string_view document) {
+  std::size_t at = 0;
+  for (int steps = 0; steps < 16 && at < document.size(); ++steps) {
+    at = document.find('<', at);
+    if (at == std::string_view::npos) return false;
+    const std::string_view rest = document.substr(at);
+    if (rest.substr(0, 6) == "<plist" || rest.substr(0, 15) == "<!DOCTYPE plist") return true;
+    if (rest.substr(0, 2) == "<?" || rest.substr(0, 4) == "<!--" || rest.substr(0, 9) == "<!DOCTYPE") {
+      const std::size_t end = document.find('>', at);
+      if (end == std::string_view::npos) return false;
+      at = end + 1;
+      continue;
+    }
+    return false;
+  }
+  return false;
+}
 
 // Decodes the keyed-object graph a container produced; contract failures of the model become errors.
 NibReadResult decodeArchive(const archive::KeyedArchive& graph, const NibLoadOptions& options, const char* type,
@@ -1480,7 +1827,9 @@ NibReadResult decodeArchive(const archive::KeyedArchive& graph, const NibLoadOpt
 
 }  // namespace
 
-NibReadResult readNibData(std::string_view document, const NibLoadOptions& options) {
+namespace {
+
+NibReadResult readDocument(std::string_view document, const NibLoadOptions& options) {
   if (document.size() > kMaxNibDocumentSize) {
     return failed("the document is " + std::to_string(document.size() >> 20) + " MB; interface documents over " +
                   std::to_string(kMaxNibDocumentSize >> 20) + " MB are not read");
@@ -1494,6 +1843,14 @@ NibReadResult readNibData(std::string_view document, const NibLoadOptions& optio
                             : archive::readNIBArchive(document, budget, graph, error);
     if (!read) return failed((plist ? "damaged compiled interface: " : "damaged NIBArchive: ") + error.reason);
     return decodeArchive(graph, options, plist ? "NSKeyedArchiver" : "NIBArchive", budget);
+  }
+  if (startsLikeXMLPropertyList(document)) {
+    archive::KeyedArchive graph;
+    archive::ArchiveError error;
+    if (!archive::readKeyedXMLPlistArchive(document, budget, graph, error)) {
+      return failed("damaged compiled interface (XML property list): " + error.reason);
+    }
+    return decodeArchive(graph, options, "NSKeyedArchiver", budget);
   }
   pugi::xml_document doc;
   pugi::xml_parse_result parsed = doc.load_buffer(document.data(), document.size(), pugi::parse_default);
@@ -1518,6 +1875,9 @@ NibReadResult readNibData(std::string_view document, const NibLoadOptions& optio
     return decodeArchive(graph, options, type.empty() ? "com.apple.InterfaceBuilder3.Cocoa.XIB" : type.c_str(),
                          budget);
   }
+  if (root && is(root, "document") && root.child("scenes")) {
+    return archive::assembleStoryboardDocument(doc, options, budget - std::min(budget, kParsedXMLFactor * document.size()));
+  }
   try {
     NibBuilder builder(options, budget - std::min(budget, kParsedXMLFactor * document.size()));
     return NibReadResult(builder.build(doc));
@@ -1529,12 +1889,26 @@ NibReadResult readNibData(std::string_view document, const NibLoadOptions& optio
   }
 }
 
+}  // namespace
+
+NibReadResult readNibData(std::string_view document, const NibLoadOptions& options) {
+  try {
+    return readDocument(document, options);
+  } catch (const std::bad_alloc&) {
+    // The bound keeps a read well within what a machine has; a process short of memory all the
+    // same gets an answer, not an exception.
+    return failed("not enough memory to read the interface");
+  } catch (const std::length_error&) {
+    return failed("not enough memory to read the interface");
+  }
+}
+
 std::string nibDocumentPath(const std::string& path) {
   struct stat st {};
   if (::stat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return path;
   const std::string folder = path + "/";
-  if (::stat((folder + "keyedobjects.nib").c_str(), &st) == 0 && S_ISREG(st.st_mode)) return folder + "keyedobjects.nib";
-  // Versions for different system releases: keyedobjects-NNNNNN.nib, the highest number wins.
+  // Versions for different system releases: keyedobjects-NNNNNN.nib, the highest number wins over
+  // the others and over the plain keyedobjects.nib, which is for systems older than all of them.
   std::string best;
   unsigned long bestVersion = 0;
   if (DIR* dir = ::opendir(path.c_str())) {
@@ -1549,31 +1923,35 @@ std::string nibDocumentPath(const std::string& path) {
     ::closedir(dir);
   }
   if (!best.empty()) return folder + best;
+  if (::stat((folder + "keyedobjects.nib").c_str(), &st) == 0 && S_ISREG(st.st_mode)) return folder + "keyedobjects.nib";
   if (::stat((folder + "designable.nib").c_str(), &st) == 0 && S_ISREG(st.st_mode)) return folder + "designable.nib";
   return folder + "keyedobjects.nib";
 }
 
 NibReadResult readNibFile(const std::string& path, const NibLoadOptions& options) {
-  struct stat st {};
-  if (::stat(path.c_str(), &st) != 0) return failed(path + ": " + std::strerror(errno));
+  // Opened first and checked after (a name switched to a FIFO between a look and the open must not
+  // make the read wait); a folder is then read through the file it holds.
+  RegularFileRead read = readRegularFile(path, kMaxNibDocumentSize);
   std::string file = path;
-  if (S_ISDIR(st.st_mode)) {
+  if (!read && read.error == EISDIR && isStoryboardPath(path)) {
+    StoryboardReadResult storyboard = readStoryboardFile(path, options);
+    return storyboard ? storyboard.storyboard().nibResult() : NibReadResult(storyboard.error());
+  }
+  if (!read && read.error == EISDIR) {
     file = nibDocumentPath(path);
-    if (::stat(file.c_str(), &st) != 0) {
+    read = readRegularFile(file, kMaxNibDocumentSize);
+    if (!read && read.error == ENOENT) {
       return failed(path + ": a nib folder without keyedobjects.nib, keyedobjects-NNNNNN.nib or designable.nib");
     }
   }
-  if (!S_ISREG(st.st_mode)) return failed(file + ": not a regular file");
-  if (static_cast<unsigned long long>(st.st_size) > kMaxNibDocumentSize) {
-    return failed(file + ": the document is " + std::to_string(st.st_size >> 20) + " MB; interface documents over " +
-                  std::to_string(kMaxNibDocumentSize >> 20) + " MB are not read");
+  if (!read) {
+    if (read.error == EFBIG) {
+      return failed(file + ": interface documents over " + std::to_string(kMaxNibDocumentSize >> 20) +
+                    " MB are not read");
+    }
+    return failed(file + ": " + read.reason);
   }
-  std::ifstream in(file, std::ios::binary);
-  if (!in) return failed(file + ": cannot be opened");
-  std::string bytes(static_cast<std::size_t>(st.st_size), '\0');
-  in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  bytes.resize(static_cast<std::size_t>(in.gcount()));
-  if (in.bad()) return failed(file + ": read error");
+  const std::string bytes = std::move(read.bytes);
   NibReadResult result = readNibData(bytes, options);
   if (!result) {
     NibReadError error = result.error();

@@ -192,6 +192,7 @@ class XMLArchiveReader {
       out_.stringOf(keyed(object, "NSClassName"), name);
       if (name == "FirstResponder" || name == "NSApplication") layout.placeholders.push_back(object);
     }
+    classDescriptions(keyed(document, "IBDocument.Classes"));
     if (!roots.empty()) layout.owner = roots.front();
     for (std::size_t i = 1; i < roots.size(); ++i) layout.topLevel.push_back(roots[i]);
 
@@ -211,6 +212,19 @@ class XMLArchiveReader {
       }
     }
     return true;
+  }
+
+  // IBDocument.Classes: the class descriptions the document carries, each naming a class and its
+  // superclass; the first description of a class that names a superclass counts.
+  void classDescriptions(const ArchiveValue& describer) {
+    if (!describer.isObject()) return;
+    auto& superclasses = out_.layout().superclasses;
+    for (uint32_t d : memberObjects(keyed(describer.index, "referencedPartialClassDescriptions"))) {
+      std::string name, superclass;
+      if (!out_.stringOf(keyed(d, "className"), name) || !out_.stringOf(keyed(d, "superclassName"), superclass)) continue;
+      if (name.empty() || superclass.empty() || name == superclass) continue;
+      if (superclasses.size() < ArchiveLayout::kMaxDescribedClasses) superclasses.emplace(name, superclass);
+    }
   }
 
   void dictionaryProperties(uint32_t dict, const std::unordered_map<std::string, uint32_t>& byObjectID) {

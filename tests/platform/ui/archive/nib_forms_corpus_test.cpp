@@ -2,7 +2,8 @@
 //
 // The expected strings are taken from each file's own bytes without the reader: compiled keyed
 // archives through libplist, NIBArchive files through the small table walker below, both XML forms
-// through pugixml, each by key and class. The loaded model is then walked through its public
+// and storyboards through pugixml, each by key and class. Each compiled keyed archive is also
+// saved as an XML property list by libplist and read again. The loaded model is then walked through its public
 // interface only, and every expected string must be found there.
 #include <gtest/gtest.h>
 #include <plist/plist.h>
@@ -92,9 +93,18 @@ struct PlistArchive {
   plist_t root = nullptr;
   plist_t objects = nullptr;
   ~PlistArchive() { plist_free(root); }
+  // A reference: a UID, or in XML a dictionary holding only "CF$UID".
+  static bool isUID(plist_t v) {
+    return v && (plist_get_node_type(v) == PLIST_UID ||
+                 (plist_get_node_type(v) == PLIST_DICT && plist_dict_get_size(v) == 1 && plist_dict_get_item(v, "CF$UID")));
+  }
   plist_t at(plist_t uid) const {
     uint64_t i = 0;
-    plist_get_uid_val(uid, &i);
+    if (plist_get_node_type(uid) == PLIST_UID) {
+      plist_get_uid_val(uid, &i);
+    } else {
+      plist_get_uint_val(plist_dict_get_item(uid, "CF$UID"), &i);
+    }
     return plist_array_get_item(objects, static_cast<uint32_t>(i));
   }
   std::string className(plist_t dict) const {
@@ -110,7 +120,7 @@ struct PlistArchive {
   // The text of a value: a string, or a string object (NS.string, NS.bytes, NSString).
   bool text(plist_t v, std::string& out, int hop = 0) const {
     if (!v || hop > 4) return false;
-    if (plist_get_node_type(v) == PLIST_UID) return text(at(v), out, hop + 1);
+    if (isUID(v)) return text(at(v), out, hop + 1);
     if (plist_get_node_type(v) == PLIST_STRING) {
       char* s = nullptr;
       plist_get_string_val(v, &s);
@@ -127,17 +137,21 @@ struct PlistArchive {
   std::vector<plist_t> members(plist_t v, const char* key) const {
     std::vector<plist_t> out;
     if (!v) return out;
-    if (plist_get_node_type(v) == PLIST_UID) v = at(v);
+    if (isUID(v)) v = at(v);
     plist_t array = plist_dict_get_item(v, key);
     for (uint32_t i = 0; array && i < plist_array_get_size(array); ++i) out.push_back(plist_array_get_item(array, i));
     return out;
   }
 };
 
-Strings expectedFromKeyedArchive(const std::string& bytes) {
+Strings expectedFromKeyedArchive(const std::string& bytes, bool xml = false) {
   Strings out;
   PlistArchive a;
-  plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &a.root);
+  if (xml) {
+    plist_from_xml(bytes.data(), static_cast<uint32_t>(bytes.size()), &a.root);
+  } else {
+    plist_from_bin(bytes.data(), static_cast<uint32_t>(bytes.size()), &a.root);
+  }
   EXPECT_NE(a.root, nullptr);
   if (!a.root) return out;
   a.objects = plist_dict_get_item(a.root, "$objects");
@@ -344,6 +358,19 @@ Strings expectedFromXMLArchive(const pugi::xml_document& doc) {
 
 // --- the current XML document, through pugixml --------------------------------------------------------
 
+// The same archive as libplist writes it in XML.
+std::string asXMLPropertyList(const std::string& binary) {
+  plist_t root = nullptr;
+  plist_from_bin(binary.data(), static_cast<uint32_t>(binary.size()), &root);
+  char* xml = nullptr;
+  uint32_t length = 0;
+  plist_to_xml(root, &xml, &length);
+  std::string out(xml ? xml : "", length);
+  free(xml);
+  plist_free(root);
+  return out;
+}
+
 Strings expectedFromDocument(const pugi::xml_document& doc) {
   Strings out;
   static const std::set<std::string> keys = {"title",       "alternateTitle", "label",           "paletteLabel",
@@ -352,7 +379,7 @@ Strings expectedFromDocument(const pugi::xml_document& doc) {
     return std::strcmp(s.attribute("base64-UTF8").value(), "YES") == 0 ? base64(s.child_value())
                                                                          : std::string(s.child_value());
   };
-  for (pugi::xpath_node x : doc.select_nodes("/document/objects//*")) {
+  for (pugi::xpath_node x : doc.select_nodes("/document/objects//* | /document/scenes//*")) {
     pugi::xml_node n = x.node();
     for (pugi::xml_node p = n; p; p = p.parent()) {
       if (std::strcmp(p.name(), "connections") == 0) goto next;
@@ -468,7 +495,7 @@ class ModelStrings {
   std::unordered_set<const Object*> seen_;
 };
 
-enum class Form { KeyedArchive, NIBArchive, XMLArchive, Document };
+enum class Form { KeyedArchive, NIBArchive, XMLArchive, Document, Storyboard, XMLPropertyList };
 
 struct Checked {
   std::string path;
@@ -484,7 +511,7 @@ TEST(NibFormsCorpus, EveryVisibleStringOfEveryFormReachesTheModel) {
     if (!entry.is_regular_file()) continue;
     const std::string name = path.filename().string();
     const bool compiled = path.extension() == ".nib" && name != "classes.nib" && name != "info.nib";
-    if (!compiled && path.extension() != ".xib") continue;
+    if (!compiled && path.extension() != ".xib" && path.extension() != ".storyboard") continue;
     const std::string bytes = readAll(path);
     Strings expected;
     Form form;
@@ -497,7 +524,9 @@ TEST(NibFormsCorpus, EveryVisibleStringOfEveryFormReachesTheModel) {
       expected = expectedFromNIBArchive(bytes);
     } else {
       ASSERT_TRUE(doc.load_buffer(bytes.data(), bytes.size())) << path;
-      form = std::strcmp(doc.document_element().name(), "archive") == 0 ? Form::XMLArchive : Form::Document;
+      form = std::strcmp(doc.document_element().name(), "archive") == 0 ? Form::XMLArchive
+             : doc.document_element().child("scenes")                   ? Form::Storyboard
+                                                                        : Form::Document;
       expected = form == Form::XMLArchive ? expectedFromXMLArchive(doc) : expectedFromDocument(doc);
     }
     // A nib folder is read as the bundle finds it: through its folder.
@@ -515,6 +544,20 @@ TEST(NibFormsCorpus, EveryVisibleStringOfEveryFormReachesTheModel) {
     }
     EXPECT_GT(expected.size(), 0u) << path;
     checked.push_back({path.string(), form, expected.size()});
+    if (form != Form::KeyedArchive) continue;
+    // Saved as XML: the strings libplist finds there, and the same model as the binary form.
+    const std::string xml = asXMLPropertyList(bytes);
+    const Strings fromXML = expectedFromKeyedArchive(xml, true);
+    EXPECT_EQ(fromXML, expected) << path << " as XML";
+    NibReadResult again = readNibData(xml);
+    ASSERT_TRUE(again) << path << " as XML: " << again.error().reason;
+    ModelStrings xmlModel;
+    for (const auto& object : again.nib().topLevelObjects()) xmlModel.object(object.get());
+    for (const std::string& s : std::set<std::string>(fromXML.begin(), fromXML.end())) {
+      EXPECT_TRUE(xmlModel.strings.count(s)) << path << " as XML: \"" << s << "\" is not in the loaded model";
+    }
+    EXPECT_EQ(again.nib().objectCount(), r.nib().objectCount()) << path << " as XML";
+    checked.push_back({path.string() + " as XML", Form::XMLPropertyList, fromXML.size()});
   }
   // Every form the corpus holds was met, with a real number of strings each.
   std::map<Form, std::size_t> perForm;
@@ -523,7 +566,9 @@ TEST(NibFormsCorpus, EveryVisibleStringOfEveryFormReachesTheModel) {
   EXPECT_GT(perForm[Form::NIBArchive], 20u);
   EXPECT_GT(perForm[Form::XMLArchive], 100u);
   EXPECT_GT(perForm[Form::Document], 300u);
-  EXPECT_GE(checked.size(), 21u);
+  EXPECT_GT(perForm[Form::Storyboard], 150u);
+  EXPECT_GT(perForm[Form::XMLPropertyList], 300u);
+  EXPECT_GE(checked.size(), 26u);
 }
 
 }  // namespace

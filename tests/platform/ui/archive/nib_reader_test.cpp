@@ -246,7 +246,8 @@ TEST(NibReader, ReportsDocumentsThatDoNotParse) {
   } cases[] = {
       {"", "XML"},
       {"<document><objects>", "XML"},
-      {"<plist/>", "not an interface document"},
+      {"<plist/>", "property list"},
+      {"<html/>", "not an interface document"},
       {"<archive type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" version=\"7.10\"/>", "XML archive: the archive has no data"},
       {"<document type=\"com.apple.InterfaceBuilder3.CocoaTouch.XIB\"><objects/></document>", "not a Cocoa"},
       {"<document type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\"/>", "no objects"},

@@ -230,7 +230,7 @@ TEST(ViewDrawing, EveryControlOfEveryCorpusWindowDraws) {
        it != std::filesystem::recursive_directory_iterator(); ++it) {
     const auto& entry = *it;
     const auto extension = entry.path().extension();
-    if (extension != ".xib" && extension != ".nib") continue;
+    if (extension != ".xib" && extension != ".nib" && extension != ".storyboard") continue;
     if (entry.is_directory()) it.disable_recursion_pending();  // a compiled nib folder is one interface
     NibReadResult result = readNibFile(entry.path().string());
     const std::string name = std::filesystem::relative(entry.path(), test::corpusDir()).string();

@@ -4,10 +4,14 @@
 //   - the older XML archive (<archive type="com.apple.InterfaceBuilder3.Cocoa.XIB">, keyed
 //     <object> elements), as projects of that era kept their interfaces and their translated copies;
 //   - the compiled keyed archive (a binary property list, "bplist00", whose $top names
-//     IB.objectdata), as built bundles hold them in NAME.nib/keyedobjects.nib;
+//     IB.objectdata), as built bundles hold them in NAME.nib/keyedobjects.nib, and the same archive
+//     saved as an XML property list (read by the same decoder, with the same bounds; control
+//     characters written raw in its strings are kept, as the platform keeps them);
 //   - the NIBArchive form of current build tools (a file starting "NIBArchive"), as NAME.nib or
-//     NAME.nib/keyedobjects-NNNNNN.nib.
-// All four give the same model: the same classes and class names for the same controls, so code
+//     NAME.nib/keyedobjects-NNNNNN.nib;
+//   - storyboards (NAME.storyboard, NAME.storyboardc/), read scene by scene (see
+//     storyboard_reader.h): readNibFile and readNibData give the storyboard's nib.
+// All of them give the same model: the same classes and class names for the same controls, so code
 // that walks or draws the model does not care which form was read.
 //
 //   tq::NibLoadOptions options;
@@ -20,7 +24,9 @@
 // controls of the model with their cells, menus and menu items, table columns, tab view items,
 // bindings with their options and placeholders (strings, numbers and booleans; strings marked
 // base64-UTF8 decoded), custom classes (through a ClassRegistry; unknown ones fall back to the
-// element's base class), outlets and actions. Elements the model has no class for become the
+// element's base class), outlets and actions; view, window, tab view and split view controllers;
+// grid views (rows, columns, cells and their views), stack views (every gravity area), combo boxes
+// with their items, token fields, rule and predicate editors with their row templates' views. Elements the model has no class for become the
 // nearest base: a View (when they have a frame) or a GenericObject, with className() giving the
 // platform name: a Control when they have a cell ("NSStepper"), an ActionCell for unknown cells
 // ("NSStepperCell"), a View when they have a frame or subviews ("NSProgressIndicator"), else a
@@ -40,7 +46,12 @@
 // is sent awakeFromNib(), in document order, then the owner when it is an InterfaceObject.
 //
 // Compiled forms: top-level objects are those whose parent is the File's Owner, in the archive's
-// order; archive identifiers are the designer's object IDs where the archive keeps them ("25"),
+// order. A class the decoder does not know is read as the nearest class it knows along the chain
+// of superclasses the archive declares (a keyed archive's $classes, the older XML archive's class
+// descriptions), its own name kept as customClassName(): a plug-in's pop-up button is a
+// PopUpButton with its menu. A localizable string (NSLocalizableString) gives its development
+// text, and its table key ("170.title") is recorded on the object that holds it
+// (InterfaceObject::localizableKeys()). Archive identifiers are the designer's object IDs where the archive keeps them ("25"),
 // else nil (as are the connection ends' identifiers). Connections come from the archive's
 // connectors (outlets, actions, bindings with their options, tool tips). Windows are visible at
 // launch when the archive lists them so (in the older XML archive, unless a window's properties
@@ -60,10 +71,12 @@
 // not understand is skipped and listed in warnings().
 //
 // Memory: reading a document of S bytes takes at most nibMemoryBound(S) = 16 MiB + 24 x S bytes
-// (the parsed document and the model together); documents larger than kMaxNibDocumentSize, and
-// documents whose model would exceed the bound (a matrix declaring millions of cells it does not
-// hold), are refused with an error saying so. A 300 MB document is therefore refused, and a 100 MB
-// one takes at most about 2.4 GB.
+// (the parsed document and the model together, with its connections and warnings); documents
+// larger than kMaxNibDocumentSize, and documents whose model would exceed the bound (a matrix
+// declaring millions of cells it does not hold, objects sharing one collection thousands of times),
+// are refused with an error saying so, before they take more. A 300 MB document is therefore
+// refused, and a 100 MB one takes at most about 2.4 GB. Should memory run out all the same, the
+// read fails with an error saying so; no exception leaves readNibData or readNibFile.
 //
 // Threads: the interface (main) thread; separate loads share nothing but the class registry.
 #pragma once
@@ -84,6 +97,8 @@ namespace tq {
 inline constexpr std::size_t kMaxNibDocumentSize = std::size_t{256} << 20;
 inline constexpr std::size_t kNibMemoryBase = std::size_t{16} << 20;
 inline constexpr std::size_t kNibMemoryFactor = 24;
+// The most warnings a Nib lists (the rest are counted).
+inline constexpr std::size_t kMaxNibWarnings = 1000;
 // The most memory reading a document of `documentSize` bytes may take.
 std::size_t nibMemoryBound(std::size_t documentSize);
 
@@ -139,12 +154,16 @@ class Nib {
   std::shared_ptr<Object> objectWithIdentifier(const String& identifier) const;
   // Every connection made, in document order.
   const std::vector<NibConnection>& connections() const { return connections_; }
-  // Things the reader skipped (unknown destinations, unreadable values), one line each.
+  // Things the reader skipped (unknown destinations, unreadable values), one line each, in the
+  // order met. At most kMaxNibWarnings are listed; when there were more, one last line says how many
+  // more were met ("and 989000 more warnings"). Class names in them are cut to 100 characters.
   const std::vector<std::string>& warnings() const { return warnings_; }
   // The number of interface objects made (top-level objects and everything inside them).
   std::size_t objectCount() const { return objectCount_; }
   // The archive's format: "com.apple.InterfaceBuilder3.Cocoa.XIB" for both XML forms,
-  // "NSKeyedArchiver" for the compiled keyed archive, "NIBArchive".
+  // "NSKeyedArchiver" for the compiled keyed archive (binary or XML), "NIBArchive",
+  // "com.apple.InterfaceBuilder3.Cocoa.Storyboard.XIB" for a storyboard document (a compiled
+  // storyboard gives its nibs' format).
   const String& documentType() const { return documentType_; }
   // The bytes of the image files the document itself holds, by image name (a TIFF or PNG each;
   // read them with Image::imageWithData). Images named but not held are found beside the document.
@@ -160,10 +179,17 @@ class Nib {
  private:
   friend class NibBuilder;
   friend class KeyedNibDecoder;
+  friend class StoryboardBuilder;
   using IdentifiedObject = std::pair<String, std::weak_ptr<Object>>;
   // Takes the identified objects in the order they were made, with the placeholders; where an
   // identifier is given twice the later object holds it. Sorted once, looked up by halving.
   void indexObjects(std::vector<IdentifiedObject> objects);
+  // Lists a warning while fewer than kMaxNibWarnings are listed, else counts it; returns the bytes
+  // the list now keeps for it (0 when only counted).
+  std::size_t addWarning(std::string message);
+  // Adds the line that counts the warnings not listed, if any.
+  void closeWarnings();
+  std::size_t unlistedWarnings_ = 0;
   String resourceFolder_;
   std::vector<std::shared_ptr<Object>> topLevelObjects_;
   std::vector<IdentifiedObject> objects_;
@@ -203,12 +229,14 @@ class NibReadResult {
 // Reads an interface document in memory, of any of the forms above (told apart by their first
 // bytes and root element).
 NibReadResult readNibData(std::string_view document, const NibLoadOptions& options = {});
-// Reads an interface file, or a nib folder through nibDocumentPath(). Errors start with the path of
-// the file read: "PrefsWindow.nib/keyedobjects.nib: damaged compiled interface: ...".
+// Reads an interface file, a nib folder through nibDocumentPath(), or a compiled storyboard folder
+// (NAME.storyboardc). Errors start with the path of the file read:
+// "PrefsWindow.nib/keyedobjects.nib: damaged compiled interface: ...".
 NibReadResult readNibFile(const std::string& path, const NibLoadOptions& options = {});
 // The file that holds the interface of `path`: path itself when it is not a folder; for a nib
-// folder its keyedobjects.nib, else the newest keyedobjects-NNNNNN.nib (highest number), else
-// designable.nib (the XML source, read only when nothing compiled is there).
+// folder the newest keyedobjects-NNNNNN.nib (highest number: the version for the newest system),
+// else keyedobjects.nib, else designable.nib (the XML source, read only when nothing compiled is
+// there).
 std::string nibDocumentPath(const std::string& path);
 
 }  // namespace tq

@@ -11,6 +11,9 @@
 // Threads: the interface (main) thread only.
 #pragma once
 
+#include <utility>
+#include <vector>
+
 #include "tq/platform/base/object.h"
 #include "tq/platform/base/string.h"
 #include "tq/platform/ui/model/bindings.h"
@@ -38,6 +41,17 @@ class InterfaceObject : public Object, public Bindable {
   const String& userLabel() const { return userLabel_; }
   void setUserLabel(String label) { userLabel_ = std::move(label); }
 
+  // The keys under which per-language tables translate this object's strings, where the archive
+  // keeps them with the strings (a compiled interface's localizable strings: "170.title"), each
+  // with the property it names (the part after the object's identifier: "title",
+  // "headerCell.title", "ibShadowedLabels[0]"), in the order read. Empty for most objects.
+  const std::vector<std::pair<String, String>>& localizableKeys() const { return localizableKeys_; }
+  // The key recorded for the property, or nil.
+  String localizableKeyFor(const String& property) const;
+  // Records a key ("170.title"); its property is the part after the first dot. A later key for the
+  // same property replaces the earlier.
+  void addLocalizableKey(const String& key);
+
   // Sent by the archive reader to every object it made, after all connections are made.
   virtual void awakeFromNib() {}
 
@@ -51,6 +65,7 @@ class InterfaceObject : public Object, public Bindable {
   String archiveIdentifier_;
   String customClassName_;
   String userLabel_;
+  std::vector<std::pair<String, String>> localizableKeys_;
 };
 
 using InterfaceObjectRef = std::shared_ptr<InterfaceObject>;

@@ -13,6 +13,7 @@
 namespace tq {
 
 class TabView;
+class ViewController;
 
 class TabViewItem : public InterfaceObject {
  public:
@@ -30,6 +31,13 @@ class TabViewItem : public InterfaceObject {
   // The page's view (owned), or nullptr.
   const std::shared_ptr<View>& view() const { return view_; }
   void setView(std::shared_ptr<View> view);
+  // The controller whose view is the page (owned), or nullptr: the items of a tab view controller
+  // have one.
+  const std::shared_ptr<ViewController>& viewController() const { return viewController_; }
+  void setViewController(std::shared_ptr<ViewController> controller) { viewController_ = std::move(controller); }
+  // The name of the item's image (tab view controllers in toolbar style show it), nil when none.
+  const String& imageName() const { return imageName_; }
+  void setImageName(String name) { imageName_ = std::move(name); }
   // The tab view holding the item (not owned), or nullptr.
   TabView* tabView() const { return tabView_; }
 
@@ -39,6 +47,8 @@ class TabViewItem : public InterfaceObject {
   String identifier_;
   String toolTip_;
   std::shared_ptr<View> view_;
+  std::shared_ptr<ViewController> viewController_;
+  String imageName_;
   TabView* tabView_ = nullptr;
 };
 

@@ -1,0 +1,110 @@
+// A keyed archive written the way the archiver writes one, through libplist (tests that include
+// this link it): $objects with class descriptions (each with its $classes chain), and object data
+// naming the owner, the top-level objects and the connectors.
+#pragma once
+
+#include <plist/plist.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace tq::test {
+
+class KeyedArchiveWriter {
+ public:
+  KeyedArchiveWriter() {
+    objects_ = plist_new_array();
+    plist_array_append_item(objects_, plist_new_string("$null"));
+    owner_ = object("NSCustomObject");
+    ref(owner_, "NSClassName", string("NSObject"));
+  }
+  ~KeyedArchiveWriter() { plist_free(objects_); }
+  KeyedArchiveWriter(const KeyedArchiveWriter&) = delete;
+  KeyedArchiveWriter& operator=(const KeyedArchiveWriter&) = delete;
+
+  uint64_t owner() const { return owner_; }
+  // An object of class cls; `superclasses` (nearest first) go into its class description.
+  uint64_t object(const std::string& cls, const std::vector<std::string>& superclasses = {}) {
+    if (!classes_.count(cls)) {
+      plist_t c = plist_new_dict();
+      plist_dict_set_item(c, "$classname", plist_new_string(cls.c_str()));
+      plist_t chain = plist_new_array();
+      plist_array_append_item(chain, plist_new_string(cls.c_str()));
+      for (const auto& s : superclasses) plist_array_append_item(chain, plist_new_string(s.c_str()));
+      plist_array_append_item(chain, plist_new_string("NSObject"));
+      plist_dict_set_item(c, "$classes", chain);
+      plist_array_append_item(objects_, c);
+      classes_[cls] = plist_array_get_size(objects_) - 1;
+    }
+    plist_t d = plist_new_dict();
+    plist_dict_set_item(d, "$class", plist_new_uid(classes_[cls]));
+    plist_array_append_item(objects_, d);
+    return plist_array_get_size(objects_) - 1;
+  }
+  uint64_t string(const std::string& s) {
+    plist_array_append_item(objects_, plist_new_string(s.c_str()));
+    return plist_array_get_size(objects_) - 1;
+  }
+  void set(uint64_t o, const char* key, plist_t value) {
+    plist_dict_set_item(plist_array_get_item(objects_, static_cast<uint32_t>(o)), key, value);
+  }
+  void ref(uint64_t o, const char* key, uint64_t target) { set(o, key, plist_new_uid(target)); }
+  uint64_t array(const std::vector<uint64_t>& members, const std::string& cls = "NSMutableArray") {
+    const uint64_t a = object(cls);
+    plist_t list = plist_new_array();
+    for (uint64_t m : members) plist_array_append_item(list, plist_new_uid(m));
+    set(a, "NS.objects", list);
+    return a;
+  }
+  // The archive as a property list (owned by the caller).
+  plist_t archive(const std::vector<uint64_t>& topLevel, const std::vector<uint64_t>& connectors = {}) {
+    const uint64_t data = object("NSIBObjectData");
+    ref(data, "NSRoot", owner_);
+    ref(data, "NSObjectsKeys", array(topLevel));
+    ref(data, "NSObjectsValues", array(std::vector<uint64_t>(topLevel.size(), owner_)));
+    ref(data, "NSConnections", array(connectors));
+    plist_t root = plist_new_dict();
+    plist_dict_set_item(root, "$archiver", plist_new_string("NSKeyedArchiver"));
+    plist_dict_set_item(root, "$version", plist_new_uint(100000));
+    plist_t top = plist_new_dict();
+    plist_dict_set_item(top, "IB.objectdata", plist_new_uid(data));
+    plist_dict_set_item(root, "$top", top);
+    plist_dict_set_item(root, "$objects", plist_copy(objects_));
+    return root;
+  }
+  std::string binary(const std::vector<uint64_t>& topLevel, const std::vector<uint64_t>& connectors = {}) {
+    plist_t root = archive(topLevel, connectors);
+    char* bytes = nullptr;
+    uint32_t length = 0;
+    plist_to_bin(root, &bytes, &length);
+    std::string out(bytes, length);
+    std::free(bytes);
+    plist_free(root);
+    return out;
+  }
+  std::string xml(const std::vector<uint64_t>& topLevel, const std::vector<uint64_t>& connectors = {}) {
+    plist_t root = archive(topLevel, connectors);
+    char* bytes = nullptr;
+    uint32_t length = 0;
+    plist_to_xml(root, &bytes, &length);
+    std::string out(bytes, length);
+    std::free(bytes);
+    plist_free(root);
+    return out;
+  }
+  void write(const std::filesystem::path& file, const std::vector<uint64_t>& topLevel,
+             const std::vector<uint64_t>& connectors = {}) {
+    std::ofstream(file, std::ios::binary) << binary(topLevel, connectors);
+  }
+
+ private:
+  plist_t objects_;
+  uint64_t owner_ = 0;
+  std::map<std::string, uint64_t> classes_;
+};
+
+}  // namespace tq::test
