@@ -9,15 +9,11 @@
 //   1 MiB        tqkit hex vs basenc --base16 -w0, tqkit sha1 vs sha1sum, tqkit find vs
 //                grep -F -a -b -m1 (random bytes, the pattern at the end)
 //   64 MiB       tqkit find vs grep -F -a -b -m1, in text and in random bytes, the pattern at the end
-//   network      tqkit net status --json vs ip -j addr, 1,000 links (veth) and 10,000 IPv4 addresses
-//                in a network namespace of this program's own (as root)
 //
-// Every process runs in the C locale (grep's fastest). A peer that is not installed, or a namespace
-// that cannot be made, skips its case with a note. The tqkit program is the one the build made, or
+// Every process runs in the C locale (grep's fastest). A peer that is not installed skips its case with a note. The tqkit program is the one the build made, or
 // TQKIT_TOOL.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <sched.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -198,43 +194,6 @@ std::string hexOf(const std::string& bytes) {
   return s;
 }
 
-// --- network state ---------------------------------------------------------------------------------
-
-// 1,000 links (500 veth pairs), each up with 10 IPv4 addresses, made once with one `ip -batch` in
-// this program's own network namespace (IPv6 off there, so no link-local addresses join them), as
-// the store's benchmark has them. Empty when made; else why not.
-std::string bigNetworkState() {
-  static const std::string reason = [] () -> std::string {
-    if (::geteuid() != 0) return "needs root for a network namespace of its own";
-    std::string ip = which("ip");
-    if (ip.empty()) return "ip is not installed (Debian package iproute2)";
-    if (::unshare(CLONE_NEWNET) != 0) return std::string("cannot make a network namespace: ") + std::strerror(errno);
-    for (const char* knob : {"/proc/sys/net/ipv6/conf/default/disable_ipv6", "/proc/sys/net/ipv6/conf/all/disable_ipv6"}) {
-      std::ofstream(knob) << "1\n";
-    }
-    std::string batch;
-    batch += "link set lo up\n";
-    for (int i = 0; i < 500; ++i) {
-      std::string a = "a" + std::to_string(i), b = "b" + std::to_string(i);
-      batch += "link add " + a + " type veth peer name " + b + "\n";
-      for (int side = 0; side < 2; ++side) {
-        const std::string& name = side ? b : a;
-        batch += "link set " + name + " up\n";
-        for (int k = 0; k < 10; ++k) {
-          int n = (2 * i + side) * 10 + k;
-          batch += "address add 10." + std::to_string(n >> 16) + "." + std::to_string((n >> 8) & 255) + "." +
-                   std::to_string(n & 255) + "/8 dev " + name + "\n";
-        }
-      }
-    }
-    fs::path file = inputs().dir / "network.batch";
-    std::ofstream(file) << batch;
-    if (spawn({ip, "-batch", file.string()}).status != 0) return "ip -batch could not make the links";
-    return "";
-  }();
-  return reason;
-}
-
 // --- cases -----------------------------------------------------------------------------------------
 
 void registerCases() {
@@ -274,9 +233,6 @@ void registerCases() {
     const auto& in = inputs();
     comparePair(st, {"find", hexOf(in.binaryNeedle), in.binary64M},
                 {"grep", "-F", "-a", "-b", "-m1", in.binaryNeedle, in.binary64M}, "grep");
-  }, slow);
-  add("net/status_1000_links/vs_ip", [](benchmark::State& st) {
-    comparePair(st, {"net", "status", "--json"}, {"ip", "-j", "addr"}, "iproute2", bigNetworkState());
   }, slow);
 }
 

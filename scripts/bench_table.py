@@ -93,6 +93,14 @@ def rows():
              f"BM_FullRead_FirstCall/{arg}", "BM_FullRead_BareDumps", "overhead", "<= 2"),
         ]
     r += [
+        ("media of 1,001 links: ethtool netlink dumps vs a socket and ioctls per link", "store_bench",
+         "BM_MediaOfEach/0", "BM_MediaOfEach_PerLink", "overhead", ""),
+        ("  the same over the ioctl on one socket (kernels without ethtool netlink)", "store_bench",
+         "BM_MediaOfEach/1", "BM_MediaOfEach_PerLink", "overhead", ""),
+        ("tqkit net status --json vs ip -j addr, 1,000 links / 10,000 addresses (processes, CPU time)",
+         "store_bench", "BM_NetStatusProcess", None, "counter:ratio", "<= 0.5"),
+    ]
+    r += [
         ("interface read vs bare pugixml parse (.xib)", "ui_bench", "BM_NibRead", "BM_PugixmlParse", "overhead",
          "<= 2"),
         ("  the read's own allocations replayed alone vs the same parse", "ui_bench", "BM_NibReadAllocations",
@@ -157,8 +165,6 @@ def rows():
          "64MiB/find_text/vs_grep", None, "processes", "<= 1"),
         ("tqkit find 64 MiB binary, needle at the end, vs grep -F -a -b -m1", "command_bench",
          "64MiB/find_binary/vs_grep", None, "processes", "<= 1"),
-        ("tqkit net status --json, 1,000 links / 10,000 addresses, vs ip -j addr", "command_bench",
-         "net/status_1000_links/vs_ip", None, "processes", ""),
     ]
     return r
 

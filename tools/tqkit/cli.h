@@ -105,6 +105,8 @@ class Json {
   void newline();
 
   static std::string escape(std::string_view s);
+  // Appends `s` escaped to `out`.
+  static void appendEscaped(std::string& out, std::string_view s);
 
  private:
   void separate();
