@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "support/raised.h"
 #include "tq/platform/base/exception.h"
 #include "tq/platform/base/value.h"
 
@@ -76,11 +77,6 @@ TEST(Value, DictionariesOfAnySizeAnswerLikeAnOrderedModel) {
 
 TEST(Value, ArrayIndexOutOfRangeRaisesRangeException) {
   Array a{1, 2};
-  try {
-    (void)a.objectAtIndex(2);
-    FAIL() << "no exception";
-  } catch (const Exception& e) {
-    EXPECT_EQ(e.name(), String(NSRangeException));
-  }
+  tq::test::raisedReason([&] { (void)a.objectAtIndex(2); }, NSRangeException);
   EXPECT_TRUE(Array().firstObject().isNil());
 }
