@@ -121,6 +121,11 @@ class StoreDiff : public ::testing::Test {
     for (const String& k : store.copyKeyList(u".*").strings()) s[k.UTF8String()] = store.copyValue(k);
     return s;
   }
+  static State freshRead() {
+    LinuxNetworkStore::Options o;
+    o.useSystemWireless = false;
+    return dumpOf(*LinuxNetworkStore::create(u"fresh", nullptr, o));
+  }
 
   // Runs the loop until every watcher's replay equals the kernel's state and a fresh store's read;
   // the kernel may still be settling (carrier follows a peer through the link watcher), so this
@@ -136,11 +141,7 @@ class StoreDiff : public ::testing::Test {
         // Values are read the same whether watched or not (some are made only when asked for).
         if (w->pattern != ".*") same &= dumpOf(*w->store) == expected;
       }
-      if (!same) continue;
-      LinuxNetworkStore::Options o;
-      o.useSystemWireless = false;
-      auto fresh = LinuxNetworkStore::create(u"fresh", nullptr, o);
-      if (dumpOf(*fresh) == expected) return "";
+      if (same && freshRead() == expected) return "";
     }
     std::string out;
     for (auto& w : watchers) {
@@ -148,10 +149,7 @@ class StoreDiff : public ::testing::Test {
       if (w->pattern != ".*")
         out += test::describeDifference(expected, dumpOf(*w->store), "kernel", (w->label + ", read").c_str());
     }
-    LinuxNetworkStore::Options o;
-    o.useSystemWireless = false;
-    auto fresh = LinuxNetworkStore::create(u"fresh", nullptr, o);
-    out += test::describeDifference(expected, dumpOf(*fresh), "kernel", "a fresh store");
+    out += test::describeDifference(expected, freshRead(), "kernel", "a fresh store");
     return out;
   }
 
