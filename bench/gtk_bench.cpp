@@ -16,6 +16,7 @@
 #include <sstream>
 #include <string>
 
+#include "corpus.h"
 #include "support/x_display.h"
 #include "tq/gtk/gtk_presenter.h"
 #include "tq/gtk/widget_inspection.h"
@@ -28,7 +29,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const fs::path kResources = fs::path(TQ_CORPUS_DIR) / "handbrake" / "macosx";
+const fs::path kResources = tqbench::corpusRoot() / "handbrake" / "macosx";
 const fs::path kFile = kResources / "Base.lproj" / "MainWindow.xib";
 
 std::string readAll(const fs::path& path) {
@@ -308,12 +309,14 @@ double median(std::vector<double> v) {
 }
 
 void BM_PresentMainWindow_tqkit(benchmark::State& state) {
+  if (!fs::is_regular_file(kFile)) return state.SkipWithError(tqbench::corpusLacks("HandBrake's MainWindow.xib"));
   const Setup& s = setup();
   for (auto _ : state) state.SetIterationTime(presentWithTqkit(s) / 1000);
   state.counters["widgets"] = static_cast<double>(s.widgets);
 }
 
 void BM_PresentMainWindow_gtkbuilder(benchmark::State& state) {
+  if (!fs::is_regular_file(kFile)) return state.SkipWithError(tqbench::corpusLacks("HandBrake's MainWindow.xib"));
   const Setup& s = setup();
   for (auto _ : state) state.SetIterationTime(presentWithBuilder(s) / 1000);
 }
@@ -321,6 +324,7 @@ void BM_PresentMainWindow_gtkbuilder(benchmark::State& state) {
 // Both ways in turns (which comes first alternates), so that whatever else the machine does falls
 // on both alike: the ratio is the median of each turn's tqkit time over its GtkBuilder time.
 void BM_PresentMainWindow_alternating(benchmark::State& state) {
+  if (!fs::is_regular_file(kFile)) return state.SkipWithError(tqbench::corpusLacks("HandBrake's MainWindow.xib"));
   const Setup& s = setup();
   std::vector<double> tq, gb, ratios;
   bool tqFirst = true;

@@ -10,7 +10,7 @@ packages=(
   libssl-dev uuid-dev libglib2.0-dev libmnl-dev libplist-dev libpugixml-dev
   libcairo2-dev libpango1.0-dev libgdk-pixbuf-2.0-dev libpng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  fonts-dejavu-core iproute2 xxd util-linux
+  fonts-dejavu-core iproute2 ethtool xxd util-linux
   fonts-dejavu-extra
   # Chinese, Japanese and Korean text in localized interfaces (a small font covering all three).
   fonts-wqy-microhei

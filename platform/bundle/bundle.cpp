@@ -3,7 +3,6 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <gdk-pixbuf/gdk-pixbuf.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -139,19 +138,40 @@ std::vector<std::string> matchNames(const std::string& language) {
   return names;
 }
 
+// The extensions of every image format gdk-pixbuf reads, the usual ones first. The library is
+// opened here, at the first image lookup, rather than linked: it brings GObject, GIO and the image
+// codecs, which a process that never looks for an image should not load at its start. Without it
+// the usual extensions alone are tried.
 const std::vector<String>& imageTypes() {
   static const std::vector<String> types = [] {
+    static constexpr const char* kUsual[] = {"png", "tiff", "tif", "jpg", "jpeg", "gif", "bmp", "ico"};
     std::vector<std::string> found;
-    GSList* formats = gdk_pixbuf_get_formats();
-    for (GSList* f = formats; f; f = f->next) {
-      auto* format = static_cast<GdkPixbufFormat*>(f->data);
-      gchar** extensions = gdk_pixbuf_format_get_extensions(format);
-      for (gchar** e = extensions; e && *e; ++e) found.emplace_back(*e);
-      g_strfreev(extensions);
+    if (void* pixbuf = ::dlopen("libgdk_pixbuf-2.0.so.0", RTLD_LAZY | RTLD_LOCAL)) {
+      using Formats = void* (*)();                // GSList* gdk_pixbuf_get_formats(void)
+      using Extensions = char** (*)(void*);       // gchar** gdk_pixbuf_format_get_extensions(GdkPixbufFormat*)
+      using FreeStrings = void (*)(char**);       // g_strfreev
+      using FreeList = void (*)(void*);           // g_slist_free
+      struct List {                               // GSList
+        void* data;
+        List* next;
+      };
+      auto formats = reinterpret_cast<Formats>(::dlsym(pixbuf, "gdk_pixbuf_get_formats"));
+      auto extensions = reinterpret_cast<Extensions>(::dlsym(pixbuf, "gdk_pixbuf_format_get_extensions"));
+      auto freeStrings = reinterpret_cast<FreeStrings>(::dlsym(pixbuf, "g_strfreev"));
+      auto freeList = reinterpret_cast<FreeList>(::dlsym(pixbuf, "g_slist_free"));
+      if (formats && extensions && freeStrings && freeList) {
+        auto* list = static_cast<List*>(formats());
+        for (List* f = list; f; f = f->next) {
+          char** names = extensions(f->data);
+          for (char** e = names; e && *e; ++e) found.emplace_back(*e);
+          freeStrings(names);
+        }
+        freeList(list);
+      }
     }
-    g_slist_free(formats);
+    if (found.empty()) found.assign(std::begin(kUsual), std::end(kUsual));
     std::vector<String> ordered;
-    for (const char* preferred : {"png", "tiff", "tif", "jpg", "jpeg", "gif", "bmp", "ico"}) {
+    for (const char* preferred : kUsual) {
       if (std::find(found.begin(), found.end(), preferred) != found.end()) ordered.push_back(String::fromUTF8(preferred));
     }
     for (const auto& e : found) {

@@ -99,8 +99,17 @@ void Args::expectPositionals(std::size_t min, std::size_t max) const {
 
 std::string Json::escape(std::string_view s) {
   std::string out;
-  out.reserve(s.size() + 2);
-  for (unsigned char c : s) {
+  appendEscaped(out, s);
+  return out;
+}
+
+void Json::appendEscaped(std::string& out, std::string_view s) {
+  std::size_t plain = 0;  // the start of the run of characters that stand as they are
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    auto c = static_cast<unsigned char>(s[i]);
+    if (c >= 0x20 && c != '"' && c != '\\') continue;
+    out.append(s.substr(plain, i - plain));
+    plain = i + 1;
     switch (c) {
       case '"': out += "\\\""; break;
       case '\\': out += "\\\\"; break;
@@ -109,17 +118,14 @@ std::string Json::escape(std::string_view s) {
       case '\t': out += "\\t"; break;
       case '\b': out += "\\b"; break;
       case '\f': out += "\\f"; break;
-      default:
-        if (c < 0x20) {
-          char buf[8];
-          std::snprintf(buf, sizeof buf, "\\u%04x", c);
-          out += buf;
-        } else {
-          out += static_cast<char>(c);
-        }
+      default: {
+        char buf[8];
+        std::snprintf(buf, sizeof buf, "\\u%04x", c);
+        out += buf;
+      }
     }
   }
-  return out;
+  out.append(s.substr(plain));
 }
 
 void Json::separate() {
@@ -158,7 +164,7 @@ Json& Json::endArray() {
 Json& Json::key(std::string_view k) {
   separate();
   buffer_ += '"';
-  buffer_ += escape(k);
+  appendEscaped(buffer_, k);
   buffer_ += "\":";
   afterKey_ = true;
   return *this;
@@ -166,7 +172,7 @@ Json& Json::key(std::string_view k) {
 Json& Json::string(std::string_view s) {
   separate();
   buffer_ += '"';
-  buffer_ += escape(s);
+  appendEscaped(buffer_, s);
   buffer_ += '"';
   return *this;
 }

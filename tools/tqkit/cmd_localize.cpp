@@ -178,7 +178,8 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
 
   for (const auto& s : report.strings) {
     if (s.status == "empty") continue;
-    std::printf("%-10s %s%s%s.%s: %s -> %s\n", s.status == "translated" ? "ok" : "MISSING", s.cls.c_str(),
+    const char* label = s.status == "translated" ? "ok" : s.status == "ignored" ? "ignored" : "MISSING";
+    std::printf("%-10s %s%s%s.%s: %s -> %s\n", label, s.cls.c_str(),
                 s.id.empty() ? "" : " #", s.id.c_str(), s.property.c_str(), tq::cli::Json::escape(s.before).c_str(),
                 s.afterIsNil ? "nil" : tq::cli::Json::escape(s.after).c_str());
   }
@@ -464,17 +465,20 @@ tq::cli::Registration localize(
     {"localize", "translate interfaces with a bundle's strings tables and report the result",
      "usage: tqkit localize BUNDLE NIB [--language L] [--table T] [--by-id] [--json] [--png DIR]\n"
      "       tqkit localize BUNDLE --all [--table T] [--json] [--html DIR]\n\n"
-     "Loads the interface NIB (a name looked up as a nib or xib resource of the bundle folder BUNDLE,\n"
-     "or a file path), translates it as TQLocalizer does with the strings table T (default: the\n"
+     "Loads the interface NIB (a name looked up as a nib, xib or storyboard resource of the bundle\n"
+     "folder BUNDLE, or a file path), translates it as TQLocalizer does with the strings table T (default: the\n"
      "bundle's default table; menu titles use table \"default\"), and lists every visible string\n"
      "before and after with the object that holds it (controls by their cell's identifier, as the\n"
      "tables name them). Then it reports the strings the table lacks, the keys of the table that\n"
      "matched nothing (for a table of the interface's own: --by-id or --table), each translated\n"
      "text that no longer fits its control (measured with the control's font), each resized check\n"
      "box and those that now reach past their superview. A string counts as translated when the\n"
-     "table holds its key, also when the translation is the same text. Text in a script no\n"
-     "installed font covers is measured (and drawn) as boxes, so its fit is unknown; each such\n"
-     "font and script is named once on standard error.\n\n"
+     "table holds its key, also when the translation is the same text. Strings the interface does\n"
+     "not show (the title of a separator, or of a box placed with no title) and strings marked\n"
+     "\"#bc-ignore!\" in their text or their note to translators are ignored: neither translated\n"
+     "nor missing (a key the table holds for one is not unused). Text in a script no installed\n"
+     "font covers is measured (and drawn) as boxes, so its fit is unknown; each such font and\n"
+     "script is named once on standard error.\n\n"
      "  --language L  the user's language for choosing the bundle's localization (as LANGUAGE)\n"
      "  --table T     the strings table name (without .strings)\n"
      "  --by-id       apply instead a table keyed by object identifier and property, as generated\n"
@@ -483,12 +487,14 @@ tq::cli::Registration localize(
      "                \"ID.ibShadowedDisplayPattern\", \"ID.ibShadowedNullPlaceholder\", ...); strings of\n"
      "                a compiled nib by the keys it keeps (\"170.title\"); the table defaults to the\n"
      "                NIB's name\n"
-     "  --png DIR     draw each window before and after into DIR (overflowing controls outlined)\n"
+     "  --png DIR     draw each window and top-level view (of a storyboard, each scene's window or\n"
+     "                view) before and after into DIR (overflowing controls outlined)\n"
      "  --all         every interface of the bundle in every language, one row per interface and\n"
      "                language, in the one way that language gets the interface:\n"
-     "                  copy       its own copy (LANG.lproj/NAME.nib or .xib), compared with the\n"
-     "                             development language's object by object: by the identifiers\n"
-     "                             the files give, else by the place in the object tree; a string\n"
+     "                  copy       its own copy (LANG.lproj/NAME.nib, .xib, .storyboard or\n"
+     "                             .storyboardc), compared with the development language's\n"
+     "                             object by object: by the identifiers or table keys the files\n"
+     "                             give, else by the place in the object tree; a string\n"
      "                             counts as translated when the copy has it;\n"
      "                  by-id      the Base interface with the language's table named after it;\n"
      "                  localizer  the unlocalized interface (compiled nibs of a built framework\n"
@@ -507,7 +513,8 @@ tq::cli::Registration localize(
      "                language's, and what is missing with the development language's text beside\n"
      "                its key (PNG files beside it, written as they are drawn)\n"
      "  --json        one JSON object. For one interface: strings (status translated,\n"
-     "                untranslated or empty), overflows, resized, missing, unused, png. With --all:\n"
+     "                untranslated, empty or ignored), overflows, resized, missing, unused, png.\n"
+     "                With --all:\n"
      "                  \"bundle\", \"development\",\n"
      "                  \"interfaces\": one object per row, in this order: \"interface\",\n"
      "                    \"localization\", \"mode\" (\"copy\", \"by-id\", \"localizer\" or \"absent\"),\n"

@@ -145,10 +145,6 @@ class KeyedNibDecoder {
     }
     resolveReferences();
     for (uint32_t c : layout_.connectors) connect(c);
-    for (const auto& [key, text, object] : localizable_) {
-      std::shared_ptr<InterfaceObject> holder = object >= 0 ? memo_[static_cast<std::size_t>(object)] : nullptr;
-      nib_.localizableStrings_.push_back({key, text, holder});
-    }
     for (const auto& object : made_) object->awakeFromNib();
     if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
@@ -179,8 +175,7 @@ class KeyedNibDecoder {
   ArchiveValue get(uint32_t o, const char* name) const { return a_.find(o, key(name)); }
   bool has(uint32_t o, const char* name) const { return a_.has(o, key(name)); }
 
-  // A string value; the table key of a localizable string is recorded on the object being read
-  // and listed with the nib.
+  // A string value; the table key of a localizable string is recorded on the object being read.
   String string(uint32_t o, const char* key) const { return stringValue(get(o, key), true); }
   // A string value; `recordKey`: as string() does, the table key of a localizable string is
   // recorded on the object being read.
@@ -188,18 +183,8 @@ class KeyedNibDecoder {
     std::string s;
     if (!a_.stringOf(v, s)) return String();
     String text = utf8(s);
-    if (v.isObject() && a_.className(v.index) == "NSLocalizableString") {
-      noteLocalizable(v.index, text);
-      if (std::string k; recordKey && current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
-    }
+    if (std::string k; recordKey && current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
     return text;
-  }
-  // A string archived with the key its strings tables name it by ("170.title"): kept with the
-  // object being read, once per archived string.
-  void noteLocalizable(uint32_t string, const String& text) const {
-    std::string key;
-    if (!a_.stringOf(get(string, "NSKey"), key) || key.empty() || !localizableSeen_.insert(string).second) return;
-    localizable_.push_back({utf8(key), text, currentIndex_});
   }
   double number(uint32_t o, const char* key, double fallback) const {
     double v = 0;
@@ -452,11 +437,8 @@ class KeyedNibDecoder {
       }
     }
     InterfaceObject* const outer = current_;
-    const int64_t outerIndex = currentIndex_;
-    currentIndex_ = o;
     std::shared_ptr<InterfaceObject> made = decodeAs(o, cls, custom, depth);
     current_ = outer;
-    currentIndex_ = outerIndex;
     state_[o] = 2;
     return made;
   }
@@ -1508,9 +1490,15 @@ class KeyedNibDecoder {
     charge(kConnectionCost +
            2 * sizeof(unichar) * (name.length() + keyPath.length() + sourceId.length() + destinationId.length()));
     std::vector<Dictionary::Entry> options;
+    // The tables name a binding's strings by the binding's identifier ("12.ibShadowedNullPlaceholder"):
+    // where the archive gives the connector none, the keys its localizable strings keep give it.
+    String identifier = designerIdentifierOf(c);
     for (const auto& [k, v] : dictionary(ref(c, "NSOptions"))) {
       const String key = stringValue(k);
       if (key.isNil()) continue;
+      if (std::string named; identifier.isNil() && a_.localizableKeyOf(v, named) && named.find('.') != std::string::npos) {
+        identifier = utf8(named.substr(0, named.find('.')));
+      }
       std::string text;
       double n = 0;
       if (v.kind == ArchiveValue::Kind::Bool) {
@@ -1532,21 +1520,25 @@ class KeyedNibDecoder {
       }
     }
     bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
-    nib_.connections_.push_back({NibConnection::Kind::Binding, name, sourceId, destinationId, keyPath, source, destination,
-                                 designerIdentifierOf(c)});
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Binding, name, sourceId, destinationId, keyPath, source, destination, identifier});
   }
 
   // Tool tips given beside the objects: help connectors and tool-tip attributes.
   void connectHelp(uint32_t c) {
     String file = string(c, "NSFile");
     if (!file.isNil() && !(file == String(u"NSToolTipHelpKey"))) return;
-    String tip = string(c, "NSMarker");
-    if (tip.isNil()) tip = string(c, "toolTip");
     int64_t target = ref(c, "NSDestination");
     if (target < 0) target = ref(c, "object");
     bool found = false;
     String id;
     auto object = resolve(target, found, id);
+    // The tip's table key belongs to the object it is shown for.
+    InterfaceObject* const outer = current_;
+    current_ = as<InterfaceObject>(object.get());
+    String tip = string(c, "NSMarker");
+    if (tip.isNil()) tip = string(c, "toolTip");
+    current_ = outer;
     if (!object || tip.isNil()) return;
     if (auto* view = as<View>(object.get())) view->setToolTip(tip);
     else if (auto* item = as<MenuItem>(object.get())) item->setToolTip(tip);
@@ -1582,17 +1574,8 @@ class KeyedNibDecoder {
   std::vector<std::pair<OutlineView*, uint32_t>> outlineColumns_;
   std::vector<std::pair<TabView*, uint32_t>> selectedTabs_;
   std::vector<std::pair<PopUpButtonCell*, uint32_t>> selectedItems_;
-  // The object whose strings are being read (localizable keys go to it), its index in the archive
-  // (-1 outside the tree: connections), and the localizable strings met so far with the object each
-  // was met in.
+  // The object whose strings are being read: the table keys of its localizable strings go to it.
   mutable InterfaceObject* current_ = nullptr;
-  int64_t currentIndex_ = -1;
-  struct Localizable {
-    String key, text;
-    int64_t object;
-  };
-  mutable std::vector<Localizable> localizable_;
-  mutable std::unordered_set<uint32_t> localizableSeen_;
 };
 
 Nib decodeKeyedArchive(const KeyedArchive& archive, const NibLoadOptions& options, const String& documentType,

@@ -368,6 +368,20 @@ String stringElementText(pugi::xml_node n) {
   return str(text);
 }
 
+// The text of a <string> element, or the fragments of an <attributedString> joined.
+String textOf(pugi::xml_node n) {
+  if (is(n, "string")) return stringElementText(n);
+  std::string joined;
+  for (pugi::xml_node f : n.children("fragment")) {
+    if (pugi::xml_attribute content = f.attribute("content")) {
+      joined += content.value();
+    } else if (pugi::xml_node c = keyed(f, "content")) {
+      joined += stringElementText(c).UTF8String();
+    }
+  }
+  return String::fromUTF8(joined);
+}
+
 // A string property: the attribute NAME, else a <string key="NAME"> child; nil when neither.
 String stringProp(const Element& n, const char* name) {
   if (const char* v = n.value(name)) return str(v);
@@ -736,6 +750,7 @@ class NibBuilder {
       byId_.emplace_back(id, object);
     }
     if (hasAttr(n, "userLabel")) object->setUserLabel(attr(n, "userLabel"));
+    if (pugi::xml_node note = keyed(n, "userComments")) object->setUserComments(textOf(note));
     if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, object, id});
   }
 
@@ -931,15 +946,7 @@ class NibBuilder {
     if (String s = stringProp(n, "string"); !s.isNil()) {
       text.setString(s);
     } else if (pugi::xml_node storage = keyed(n, "textStorage")) {
-      std::string joined;
-      for (pugi::xml_node f : storage.children("fragment")) {
-        if (pugi::xml_attribute content = f.attribute("content")) {
-          joined += content.value();
-        } else if (pugi::xml_node c = keyed(f, "content")) {
-          joined += stringElementText(c).UTF8String();
-        }
-      }
-      text.setString(String::fromUTF8(joined));
+      text.setString(textOf(storage));
     }
     text.setFont(fontChild(n, "font", recurring_));
     text.setTextColor(colorChild(n, "textColor", recurring_));

@@ -24,7 +24,8 @@
 // controls of the model with their cells, menus and menu items, table columns, tab view items,
 // bindings with their options and placeholders (strings, numbers and booleans; strings marked
 // base64-UTF8 decoded), custom classes (through a ClassRegistry; unknown ones fall back to the
-// element's base class), outlets and actions; view, window, tab view and split view controllers;
+// element's base class), the designer's notes to translators (InterfaceObject::userComments()),
+// outlets and actions; view, window, tab view and split view controllers;
 // grid views (rows, columns, cells and their views), stack views (every gravity area), combo boxes
 // with their items, token fields, rule and predicate editors with their row templates' views. Elements the model has no class for become the
 // nearest base: a View (when they have a frame) or a GenericObject, with className() giving the
@@ -51,7 +52,9 @@
 // descriptions), its own name kept as customClassName(): a plug-in's pop-up button is a
 // PopUpButton with its menu. A localizable string (NSLocalizableString) gives its development
 // text, and its table key ("170.title") is recorded on the object that holds it
-// (InterfaceObject::localizableKeys()). Archive identifiers are the designer's object IDs where the archive keeps them ("25"),
+// (InterfaceObject::localizableKeys()), a tool tip's on the object it is shown for; a binding
+// connector without an identifier of its own takes the one its placeholders' keys name ("12" of
+// "12.ibShadowedNullPlaceholder"). Archive identifiers are the designer's object IDs where the archive keeps them ("25"),
 // else nil (as are the connection ends' identifiers). Connections come from the archive's
 // connectors (outlets, actions, bindings with their options, tool tips). Windows are visible at
 // launch when the archive lists them so (in the older XML archive, unless a window's properties
@@ -133,17 +136,6 @@ struct NibConnection {
   String identifier;
 };
 
-// A string that a compiled interface archives with the key the strings tables generated for the
-// interface name it by (an NSLocalizableString with its "NSKey", such as "170.title").
-struct NibLocalizableString {
-  String key;
-  // The text as archived: the development language's.
-  String text;
-  // The object being read when the string was met (the cell for a button's title, the window for
-  // its title; not owned); empty for strings outside the object tree (a binding's placeholder).
-  std::weak_ptr<Object> object;
-};
-
 // The objects and connections of one successfully read archive.
 class Nib {
  public:
@@ -171,9 +163,6 @@ class Nib {
   // The nib folder the document was read from (NAME.nib/ holding keyedobjects.nib and the images
   // the interface names: InterfaceImageSource finds them), nil when the document was a file of its own.
   const String& resourceFolder() const { return resourceFolder_; }
-  // The strings the archive marks as localizable with their keys, in the order read; empty for the
-  // XML forms, whose tables name strings by the objects' identifiers.
-  const std::vector<NibLocalizableString>& localizableStrings() const { return localizableStrings_; }
   void setResourceFolder(String folder) { resourceFolder_ = std::move(folder); }
 
  private:
@@ -198,7 +187,6 @@ class Nib {
   std::size_t objectCount_ = 0;
   String documentType_;
   std::unordered_map<String, Data> embeddedImages_;
-  std::vector<NibLocalizableString> localizableStrings_;
 };
 
 struct NibReadError {
