@@ -282,7 +282,20 @@ TEST(CompiledNib, LocalizableStringsGiveTheirTextAndKeepTheirKeysOnTheirObjects)
   const uint64_t window = w.make("NSWindowTemplate", {{"NSWindowTitle", localized("F0z-JX-Cv5.title", "Preferences")},
                                                       {"NSWindowView", w.make("NSView", {{"NSSubviews", w.array({box, button})}})}});
   const uint64_t menu = w.make("NSMenu", {{"NSMenuItems", w.array({w.make("NSMenuItem", {{"NSTitle", localized("m-1.title", "Quit")}})})}});
-  NibReadResult r = readNibData(w.binary({window, menu}));
+  // A tool tip given beside its view, and a binding's placeholder: the connector has no identifier
+  // of its own, the tables name it by the one in the placeholder's key.
+  const uint64_t tip = w.make("NSIBHelpConnector", {{"NSDestination", button}, {"NSFile", w.string("NSToolTipHelpKey")},
+                                                    {"NSMarker", localized("169.toolTip", "Applies the settings")}});
+  const uint64_t options = w.object("NSDictionary");
+  plist_t optionKeys = plist_new_array(), optionValues = plist_new_array();
+  plist_array_append_item(optionKeys, plist_new_uid(w.string("NSNullPlaceholder")));
+  plist_array_append_item(optionValues, plist_new_uid(localized("Bnd-1.ibShadowedNullPlaceholder", "No name")));
+  w.set(options, "NS.keys", optionKeys);
+  w.set(options, "NS.objects", optionValues);
+  const uint64_t binding = w.make("NSNibBindingConnector", {{"NSSource", button}, {"NSDestination", window},
+                                                            {"NSBinding", w.string("title")}, {"NSKeyPath", w.string("name")},
+                                                            {"NSOptions", options}});
+  NibReadResult r = readNibData(w.binary({window, menu}, {tip, binding}));
   ASSERT_TRUE(r) << r.error().reason;
   auto win = topLevel<Window>(r, 0);
   ASSERT_TRUE(win);
@@ -306,6 +319,10 @@ TEST(CompiledNib, LocalizableStringsGiveTheirTextAndKeepTheirKeysOnTheirObjects)
     EXPECT_EQ(row.object->localizableKeyFor(row.property), String(row.key)) << String(row.key).UTF8String();
   }
   EXPECT_EQ(b->cell()->localizableKeys().size(), 2u);
+  EXPECT_EQ(b->toolTip(), String(u"Applies the settings"));
+  EXPECT_EQ(b->localizableKeyFor(u"toolTip"), String(u"169.toolTip"));
+  ASSERT_EQ(r.nib().connections().size(), 1u);
+  EXPECT_EQ(r.nib().connections()[0].identifier, String(u"Bnd-1"));
 }
 
 // Combo items, tokens, segments, rule templates and the text of text views (held by the view, or
