@@ -5,6 +5,7 @@
 #include <cmath>
 #include <filesystem>
 
+#include "platform/ui/drawing/drawn.h"
 #include "platform/ui/pixels.h"
 #include "support/test_paths.h"
 #include "tq/platform/ui/drawing/pango_text_measurer.h"
@@ -17,27 +18,9 @@
 
 using namespace tq;
 using Kind = DrawingRecord::Kind;
+using test::Drawn;
 
 namespace {
-
-// A root view 240 x 80, drawn unflipped with a recorder.
-struct Drawn {
-  GraphicsContextRef context = GraphicsContext::imageContext({240, 80}, false);
-  std::shared_ptr<DrawingRecorder> recorder = std::make_shared<DrawingRecorder>();
-  Drawn(const View& root, ViewDrawingOptions options = {}) {
-    context->setRecorder(recorder);
-    GraphicsContext::setCurrentContext(context);
-    drawViewHierarchy(root, false, options);
-    GraphicsContext::setCurrentContext(nullptr);
-  }
-  std::vector<DrawingRecord> of(Kind kind) const { return recorder->recordsOfKind(kind); }
-  const DrawingRecord* text(const String& s) const {
-    for (const auto& r : recorder->records()) {
-      if (r.kind == Kind::DrawText && r.text == s) return &r;
-    }
-    return nullptr;
-  }
-};
 
 double centreX(const DrawingRecord& r) { return r.contextRect().x + r.contextRect().w / 2; }
 

@@ -12,6 +12,7 @@
 #include <functional>
 #include <regex>
 
+#include "platform/ui/drawing/drawn.h"
 #include "platform/ui/pixels.h"
 #include "support/keyed_archive_writer.h"
 #include "support/test_paths.h"
@@ -26,6 +27,10 @@
 
 using namespace tq;
 using Kind = DrawingRecord::Kind;
+using test::Drawn;
+using test::midX;
+using test::midY;
+using test::within;
 
 namespace {
 
@@ -43,45 +48,6 @@ const Nib& fixture(const char* name) {
 
 std::shared_ptr<View> view(const char* id) { return std::dynamic_pointer_cast<View>(fixture("Views.xib").objectWithIdentifier(String::fromUTF8(id))); }
 std::shared_ptr<View> archived(std::size_t i) { return std::dynamic_pointer_cast<View>(fixture("Archive.xib").topLevelObjects().at(i)); }
-
-// A view drawn unflipped into a picture of its size.
-struct Drawn {
-  std::shared_ptr<DrawingRecorder> recorder = std::make_shared<DrawingRecorder>();
-  GraphicsContextRef context;
-  explicit Drawn(const std::shared_ptr<View>& root) {
-    PangoTextMeasurer::install();
-    EXPECT_TRUE(root);
-    if (root) context = renderView(*root, 1.0, recorder);
-  }
-  std::vector<DrawingRecord> inside(Kind kind, Rect area) const {
-    std::vector<DrawingRecord> found;
-    for (const auto& r : recorder->recordsOfKind(kind)) {
-      const Rect c = r.contextRect();
-      if (c.x >= area.x - 0.5 && c.maxX() <= area.maxX() + 0.5 && c.y >= area.y - 0.5 && c.maxY() <= area.maxY() + 0.5) {
-        found.push_back(r);
-      }
-    }
-    return found;
-  }
-  const DrawingRecord* text(const String& s) const {
-    for (const auto& r : recorder->records()) {
-      if (r.kind == Kind::DrawText && r.text == s) return &r;
-    }
-    return nullptr;
-  }
-  // Where a text was drawn; an empty rectangle far off when it was not.
-  Rect textRect(const char16_t* s) const {
-    const DrawingRecord* r = text(s);
-    EXPECT_NE(r, nullptr) << String(s).UTF8String();
-    return r ? r->contextRect() : Rect{-1000, -1000, 0, 0};
-  }
-};
-
-double midX(const Rect& r) { return r.x + r.w / 2; }
-double midY(const Rect& r) { return r.y + r.h / 2; }
-bool within(Rect inner, Rect outer) {
-  return inner.x >= outer.x - 1e-9 && inner.y >= outer.y - 1e-9 && inner.maxX() <= outer.maxX() + 1e-9 && inner.maxY() <= outer.maxY() + 1e-9;
-}
 
 }  // namespace
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <filesystem>
 
+#include "platform/ui/drawing/drawn.h"
 #include "platform/ui/pixels.h"
 #include "support/test_paths.h"
 #include "tq/platform/ui/archive/nib_reader.h"
@@ -19,6 +20,8 @@
 #include "tq/platform/ui/model/text_field.h"
 
 using namespace tq;
+using test::Drawn;
+using test::within;
 
 namespace {
 
@@ -27,31 +30,6 @@ std::shared_ptr<TextField> label(Rect frame, const char16_t* text) {
   field->setStringValue(text);
   return field;
 }
-
-// The recorded text drawings, by text.
-const DrawingRecord* textRecord(const DrawingRecorder& recorder, const String& text) {
-  for (const auto& r : recorder.records()) {
-    if (r.kind == DrawingRecord::Kind::DrawText && r.text == text) return &r;
-  }
-  return nullptr;
-}
-
-bool within(Rect inner, Rect outer) {
-  const double e = 1e-9;
-  return inner.x >= outer.x - e && inner.y >= outer.y - e && inner.maxX() <= outer.maxX() + e &&
-         inner.maxY() <= outer.maxY() + e;
-}
-
-struct Drawn {
-  GraphicsContextRef context = GraphicsContext::imageContext({200, 100}, false);
-  std::shared_ptr<DrawingRecorder> recorder = std::make_shared<DrawingRecorder>();
-  explicit Drawn(const View& root) {
-    context->setRecorder(recorder);
-    GraphicsContext::setCurrentContext(context);
-    drawViewHierarchy(root, false);
-    GraphicsContext::setCurrentContext(nullptr);
-  }
-};
 
 }  // namespace
 
@@ -79,16 +57,12 @@ TEST(ViewDrawing, TextsLandInTheirViewsFrames) {
   for (const auto& v : {std::shared_ptr<View>(box), std::shared_ptr<View>(check), std::shared_ptr<View>(push)}) root.addSubview(v);
 
   Drawn drawn(root);
-  auto drawnText = [&](const char16_t* text) {
-    const DrawingRecord* r = textRecord(*drawn.recorder, text);
-    EXPECT_NE(r, nullptr) << String(text).UTF8String();
-    return r ? r->contextRect() : Rect{-1, -1, 0, 0};
-  };
+  const auto drawnText = [&](const char16_t* text) { return drawn.textRect(text); };
   EXPECT_TRUE(within(drawnText(u"Name:"), {10, 60, 100, 17}));
   EXPECT_GE(drawnText(u"Name:").w, 90);
   // In the unflipped context the subview spans y = 50 - 5 - 17 = 28 to 45, x = 110 to 190.
   EXPECT_TRUE(within(drawnText(u"Top"), {110, 28, 80, 17})) << drawnText(u"Top").y;
-  EXPECT_EQ(textRecord(*drawn.recorder, u"Hidden"), nullptr);
+  EXPECT_EQ(drawn.text(u"Hidden"), nullptr);
   EXPECT_EQ(drawn.context->savedStateCount(), 0u);
   EXPECT_EQ(drawn.context->currentTransform(), AffineTransform());
 
@@ -97,8 +71,8 @@ TEST(ViewDrawing, TextsLandInTheirViewsFrames) {
   // The box is drawn blue when on: a pixel in its middle (x 17, y 19 from the bottom).
   const auto p = test::pixelAt(*drawn.context, 17, 100 - 19);
   EXPECT_GT(p.b, p.r + 50);
-  ASSERT_NE(textRecord(*drawn.recorder, u"OK"), nullptr);
-  EXPECT_EQ(textRecord(*drawn.recorder, u"OK")->alignment, UInteger(TextAlignment::Center));
+  ASSERT_NE(drawn.text(u"OK"), nullptr);
+  EXPECT_EQ(drawn.text(u"OK")->alignment, UInteger(TextAlignment::Center));
   const Rect ok = drawnText(u"OK");
   EXPECT_NEAR(ok.x + ok.w / 2, 60, 0.5);
   EXPECT_NEAR(ok.y + ok.h / 2, 66, 0.5);
@@ -117,10 +91,10 @@ TEST(ViewDrawing, RenderedWindowHasTitleBarAndContent) {
   ASSERT_NE(image, nullptr);
   EXPECT_EQ(cairo_image_surface_get_width(image->surface()), 480);
   EXPECT_EQ(cairo_image_surface_get_height(image->surface()), 2 * (120 + 22));
-  const DrawingRecord* title = textRecord(*options.recorder, u"Settings");
+  const DrawingRecord* title = test::drawnText(*options.recorder, u"Settings");
   ASSERT_NE(title, nullptr);
   EXPECT_GE(title->contextRect().y, 120) << "the title bar is above the content";
-  const DrawingRecord* hello = textRecord(*options.recorder, u"Hello");
+  const DrawingRecord* hello = test::drawnText(*options.recorder, u"Hello");
   ASSERT_NE(hello, nullptr);
   EXPECT_TRUE(within(hello->contextRect(), {20, 80, 120, 17}));
   EXPECT_EQ(test::pixelAt(*image, 5, 5).a, 255) << "opaque picture";
@@ -280,7 +254,7 @@ TEST(ViewDrawing, TableHeadersSitAtTheTopOfTheirScrollViews) {
   ASSERT_NE(view, nullptr);
   auto recorder = std::make_shared<DrawingRecorder>();
   ASSERT_NE(renderView(*view, 1.0, recorder), nullptr);
-  const DrawingRecord* header = textRecord(*recorder, u"Track");
+  const DrawingRecord* header = test::drawnText(*recorder, u"Track");
   ASSERT_NE(header, nullptr);
   // The scroll view spans y 20 to 142 of the view (origin bottom left); its header is its top 23.
   EXPECT_GT(header->contextRect().y, 142 - 23 - 1);
