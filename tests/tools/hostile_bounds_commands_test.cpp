@@ -181,6 +181,13 @@ TEST_F(HostileBounds, DrawingIsBoundedInCanvasAndText) {
   expectOneLine(run("localize '" + path("App") + "' Main --language en --png '" + path("pngs") + "'"), 1,
                 "cannot be drawn: the window is empty or larger than 16384 pixels a side", "localize --png");
   EXPECT_FALSE(fs::exists(path("pngs")));
+  // The whole bundle's page goes on without that picture, and says so where it would be.
+  write("App/Contents/Resources/de.lproj/Main.strings", "\"t.title\" = \"y\";\n");
+  const Outcome page = run("localize '" + path("App") + "' --all --html '" + path("page") + "'");
+  EXPECT_EQ(page.status, 0);
+  ASSERT_EQ(page.errLines.size(), 1u);
+  EXPECT_NE(page.errLines[0].find("-before.png: not drawn: the window is empty or larger than 16384"), std::string::npos);
+  EXPECT_NE(slurp(path("page") + "/index.html").find("not drawn: the window is empty"), std::string::npos);
   // Titles of millions of characters, as one word or two scripts, on one line or wrapped (the
   // library's own cell measures the wrapped text to centre it).
   const std::string word(3'000'000, 'x');
