@@ -202,24 +202,6 @@ TEST(NibReader, ClassesCustomClassesAndAttributes) {
   EXPECT_EQ(binding->options().count(), 0u);
 }
 
-TEST(NibReader, TopLevelObjectsAloneOwnTheResult) {
-  std::weak_ptr<Object> window, cell, menuItem;
-  {
-    NibReadResult r = readFixture("Document.xib");
-    ASSERT_TRUE(r);
-    window = r.nib().topLevelObjects()[0];
-    cell = r.nib().objectWithIdentifier(u"bc1");
-    menuItem = r.nib().objectWithIdentifier(u"mi3");
-    std::vector<std::shared_ptr<Object>> kept = r.nib().topLevelObjects();
-    r = NibReadResult(NibReadError{"gone", -1});
-    ASSERT_FALSE(cell.expired()) << "kept through the window";
-    ASSERT_FALSE(menuItem.expired());
-  }
-  EXPECT_TRUE(window.expired());
-  EXPECT_TRUE(cell.expired());
-  EXPECT_TRUE(menuItem.expired());
-}
-
 TEST(NibReader, GridsTabsTablesToolbarsStacksAndRuleEditors) {
   NibReadResult r = readFixture("Document.xib");
   ASSERT_TRUE(r) << r.error().reason;
