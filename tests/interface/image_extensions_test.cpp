@@ -51,12 +51,6 @@ void writePNG(const std::filesystem::path& path) {
 bool isRed(const test::Pixel& p) { return p.a == 255 && p.r > 200 && p.b < 50; }
 bool isBlue(const test::Pixel& p) { return p.a == 255 && p.b > 200 && p.r < 50; }
 
-class ScopedCurrentContext {
- public:
-  explicit ScopedCurrentContext(GraphicsContextRef c) { GraphicsContext::setCurrentContext(std::move(c)); }
-  ~ScopedCurrentContext() { GraphicsContext::setCurrentContext(nullptr); }
-};
-
 }  // namespace
 
 // The table: tiff 0, bmp 1, gif 2, jpg 3, png 4, jp2 5; other extensions (case and spelling
@@ -140,8 +134,8 @@ TEST(ImageNamedFromBundle, AnOverrideOfTheBundleFormChangesTheClassAndIdentifier
 }
 
 TEST(DrawFlipped, InRectShowsTheImageUprightInAFlippedSpaceAndRestoresTheState) {
-  GraphicsContextRef context = GraphicsContext::imageContext({64, 64}, /*flipped=*/true);
-  ScopedCurrentContext current(context);
+  test::CurrentPicture current({64, 64}, /*flipped=*/true);
+  const GraphicsContextRef& context = current.context;
   context->clipToRect({5, 5, 50, 50});
   AffineTransform shift;
   shift.translateXBy(0.5, 0);
@@ -171,8 +165,8 @@ TEST(DrawFlipped, InRectShowsTheImageUprightInAFlippedSpaceAndRestoresTheState) 
 TEST(DrawFlipped, UnflippedSpacesAtPointsAndNoContext) {
   drawFlippedInRect(*twoRowImage(), {0, 0, 4, 4}, NSCompositeSourceOver, 1.0);
   drawFlippedAtPoint(*twoRowImage(), {0, 0}, NSCompositeSourceOver, 1.0);
-  GraphicsContextRef context = GraphicsContext::imageContext({40, 40}, /*flipped=*/false);
-  ScopedCurrentContext current(context);
+  test::CurrentPicture current({40, 40}, /*flipped=*/false);
+  const GraphicsContextRef& context = current.context;
   // User rectangle (0, 0, 8, 8): the bottom left corner; device rows 32..39.
   drawFlippedInRect(*twoRowImage(), {0, 0, 8, 8}, NSCompositeSourceOver, 1.0);
   EXPECT_TRUE(isBlue(pixelAt(*context, 2, 32)));

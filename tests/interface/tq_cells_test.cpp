@@ -19,19 +19,6 @@ using Kind = DrawingRecord::Kind;
 
 namespace {
 
-// A flipped image context with a recorder, current while the object lives.
-struct Canvas {
-  GraphicsContextRef context;
-  std::shared_ptr<DrawingRecorder> recorder = std::make_shared<DrawingRecorder>();
-  explicit Canvas(Size size = {240, 60}, bool flipped = true) {
-    context = GraphicsContext::imageContext(size, flipped);
-    context->setRecorder(recorder);
-    GraphicsContext::setCurrentContext(context);
-  }
-  ~Canvas() { GraphicsContext::setCurrentContext(nullptr); }
-  std::vector<DrawingRecord> of(Kind kind) const { return recorder->recordsOfKind(kind); }
-};
-
 // An image of w x h points: top half red, bottom half blue (as seen upright).
 ImageRef halves(double w, double h) {
   ImageRef image = Image::imageWithSize({w, h});
@@ -95,7 +82,7 @@ TEST(TQTextFieldCell, WrapsOnlyWhenMoreThanTwoLinesFit) {
     EXPECT_EQ(cell->lineBreakMode(), row.mode) << row.height;
   }
   // Drawing re-decides, whatever the host set.
-  Canvas canvas;
+  test::CurrentPicture canvas;
   cell->setTruncatesWhenOneLineHigh(false);
   cell->setLineBreakMode(LineBreakMode::ByClipping);
   cell->drawInteriorWithFrame({0, 0, 100, 3 * line}, nullptr);
@@ -116,7 +103,7 @@ TEST(TQTextFieldCell, CentringMovesTheFrameDownByTheFloorOfHalfTheSlack) {
               {true, 0, 20 + inset.y, textHeight - 2 * inset.y},
               {false, 5, 20 + inset.y, textHeight + 5 - 2 * inset.y}};
   for (const auto& row : rows) {
-    Canvas canvas;
+    test::CurrentPicture canvas;
     cell->setCentersVertically(row.centres);
     cell->drawInteriorWithFrame({10, 20, 200, textHeight + row.slack}, nullptr);
     const Rect drawn = canvas.of(Kind::DrawText).at(0).rect;
@@ -131,7 +118,7 @@ TEST(TQTextFieldCell, ASpaceDrawsALightGreyRuleAndNoText) {
   auto cell = TQTextFieldCell::initTextCell(u"hidden");
   cell->setIsSpace(true);
   for (const bool background : {false, true}) {
-    Canvas canvas({120, 40});
+    test::CurrentPicture canvas({120, 40});
     cell->setDrawsBackground(background);
     cell->setBackgroundColor(ColorDescriptor::rgb(1, 1, 0));
     cell->drawWithFrame({10, 20, 100, 17}, nullptr);
@@ -156,7 +143,7 @@ TEST(TQTextFieldCell, AnOrdinaryCellDrawsItsBackgroundThenItsText) {
   auto cell = TQTextFieldCell::initTextCell(u"Row");
   cell->setDrawsBackground(true);
   cell->setBackgroundColor(ColorDescriptor::rgb(0, 1, 0));
-  Canvas canvas;
+  test::CurrentPicture canvas;
   cell->drawWithFrame({0, 0, 100, 17}, nullptr);
   const auto& records = canvas.recorder->records();
   ASSERT_GE(records.size(), 2u);
@@ -228,7 +215,7 @@ TEST(TQImageAndTextCell, ImageAndTextRectangles) {
 
 TEST(TQImageAndTextCell, DrawsTheImageFlippedWithHighInterpolationThenTheText) {
   auto cell = imageCell(u"Name", halves(16, 16));
-  Canvas canvas;
+  test::CurrentPicture canvas;
   canvas.context->setImageInterpolation(NSImageInterpolationLow);
   cell->drawInteriorWithFrame({0, 0, 200, 18}, nullptr);
   EXPECT_EQ(canvas.context->imageInterpolation(), NSImageInterpolationLow);
@@ -267,7 +254,7 @@ TEST(TQImageAndTextCell, WrappedTextIsMeasuredAndCentredInTheTextRectangle) {
   const Rect frame{0, 0, 150, 6 * line};
   const Rect t = cell->textFrameWithCellFrame(frame);
   ASSERT_EQ(t.x, 22);
-  Canvas canvas({150, 200});
+  test::CurrentPicture canvas({150, 200});
   cell->drawInteriorWithFrame(frame, nullptr);
   const auto texts = canvas.of(Kind::DrawText);
   ASSERT_EQ(texts.size(), 1u);
@@ -294,7 +281,7 @@ TEST(TQImageAndTextCell, ANonCentringCellShiftsItsDrawingByYOffset) {
   auto cell = imageCell(u"Name", halves(16, 16));
   cell->setCentersVertically(false);
   {
-    Canvas canvas;
+    test::CurrentPicture canvas;
     cell->drawInteriorWithFrame({0, 0, 200, 18}, nullptr);
     EXPECT_EQ(canvas.of(Kind::DrawImage).at(0).contextRect(), (Rect{3, 2, 16, 16}));
     const Rect text = canvas.of(Kind::DrawText).at(0).rect;
@@ -306,7 +293,7 @@ TEST(TQImageAndTextCell, ANonCentringCellShiftsItsDrawingByYOffset) {
   cell->setYOffset(4);
   auto plain = TQTextFieldCell::initTextCell(u"Name");
   plain->setCentersVertically(false);
-  Canvas a;
+  test::CurrentPicture a;
   plain->drawInteriorWithFrame({0, 4, 200, 14}, nullptr);
   const Rect expected = a.of(Kind::DrawText).at(0).rect;
   a.recorder->clear();
