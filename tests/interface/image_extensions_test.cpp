@@ -29,21 +29,9 @@ MainBundleFolder& mainFolder() {
 }
 const bool mainFolderNamed = (mainFolder(), true);
 
-// A 4 x 2 point image: top row red, bottom row blue.
-ImageRef twoRowImage() {
-  ImageRef image = Image::imageWithSize({4, 2});
-  GraphicsContextRef context = image->graphicsContext();  // unflipped: the top row is y 1..2
-  context->setFillColor(Color::redColor());
-  context->fillRect({0, 1, 4, 1}, NSCompositeCopy);
-  context->setFillColor(Color::blueColor());
-  context->fillRect({0, 0, 4, 1}, NSCompositeCopy);
-  context->flushGraphics();
-  return image;
-}
-
 void writePNG(const std::filesystem::path& path) {
   std::filesystem::create_directories(path.parent_path());
-  ImageRef image = twoRowImage();
+  ImageRef image = test::halves(4, 2);
   GraphicsContextRef context = image->graphicsContext();
   ASSERT_TRUE(context->writeToPNG(String::fromUTF8(path.string())));
 }
@@ -145,7 +133,7 @@ TEST(DrawFlipped, InRectShowsTheImageUprightInAFlippedSpaceAndRestoresTheState) 
   const AffineTransform transformBefore = context->currentTransform();
   const Rect clipBefore = context->clipBoundingBox();
 
-  drawFlippedInRect(*twoRowImage(), {9.5, 20, 32, 16}, NSCompositeSourceOver, 1.0);
+  drawFlippedInRect(*test::halves(4, 2), {9.5, 20, 32, 16}, NSCompositeSourceOver, 1.0);
 
   EXPECT_EQ(context->currentTransform(), transformBefore);
   EXPECT_EQ(context->clipBoundingBox(), clipBefore);
@@ -163,16 +151,16 @@ TEST(DrawFlipped, InRectShowsTheImageUprightInAFlippedSpaceAndRestoresTheState) 
 // In an unflipped space the image shows upside down; at a point it takes its own size and the
 // opacity given. Without a current context nothing is drawn and nothing breaks.
 TEST(DrawFlipped, UnflippedSpacesAtPointsAndNoContext) {
-  drawFlippedInRect(*twoRowImage(), {0, 0, 4, 4}, NSCompositeSourceOver, 1.0);
-  drawFlippedAtPoint(*twoRowImage(), {0, 0}, NSCompositeSourceOver, 1.0);
+  drawFlippedInRect(*test::halves(4, 2), {0, 0, 4, 4}, NSCompositeSourceOver, 1.0);
+  drawFlippedAtPoint(*test::halves(4, 2), {0, 0}, NSCompositeSourceOver, 1.0);
   test::CurrentPicture current({40, 40}, /*flipped=*/false);
   const GraphicsContextRef& context = current.context;
   // User rectangle (0, 0, 8, 8): the bottom left corner; device rows 32..39.
-  drawFlippedInRect(*twoRowImage(), {0, 0, 8, 8}, NSCompositeSourceOver, 1.0);
+  drawFlippedInRect(*test::halves(4, 2), {0, 0, 8, 8}, NSCompositeSourceOver, 1.0);
   EXPECT_TRUE(isBlue(pixelAt(*context, 2, 32)));
   EXPECT_TRUE(isRed(pixelAt(*context, 2, 39)));
   // User point (20, 20) is device (20, 20 - 2) at the image's top left; half opaque.
-  drawFlippedAtPoint(*twoRowImage(), {20, 20}, NSCompositeSourceOver, 0.5);
+  drawFlippedAtPoint(*test::halves(4, 2), {20, 20}, NSCompositeSourceOver, 0.5);
   EXPECT_EQ(test::inkedPixels(*context, 10, 10, 40, 30), 8);
   EXPECT_NEAR(pixelAt(*context, 20, 18).a, 128, 2);
   EXPECT_GT(pixelAt(*context, 20, 18).b, 100) << "upside down here too";

@@ -19,17 +19,7 @@ using Kind = DrawingRecord::Kind;
 
 namespace {
 
-// An image of w x h points: top half red, bottom half blue (as seen upright).
-ImageRef halves(double w, double h) {
-  ImageRef image = Image::imageWithSize({w, h});
-  GraphicsContextRef c = image->graphicsContext();
-  c->setFillColor(Color::blueColor());
-  c->fillRect({0, 0, w, h / 2}, NSCompositeCopy);
-  c->setFillColor(Color::redColor());
-  c->fillRect({0, h / 2, w, h / 2}, NSCompositeCopy);
-  c->flushGraphics();
-  return image;
-}
+using test::halves;
 
 std::shared_ptr<TQImageAndTextCell> imageCell(const char16_t* text, ImageRef image) {
   auto cell = TQTextFieldCell::initTextCell<TQImageAndTextCell>(text);

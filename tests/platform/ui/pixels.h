@@ -9,6 +9,7 @@
 
 #include "tq/platform/ui/drawing/drawing_recorder.h"
 #include "tq/platform/ui/drawing/graphics_context.h"
+#include "tq/platform/ui/drawing/image.h"
 
 namespace tq::test {
 
@@ -33,6 +34,18 @@ inline int inkedPixels(const GraphicsContext& context, int x0, int y0, int x1, i
     for (int x = x0; x < x1; ++x) count += pixelAt(context, x, y).a > 0;
   }
   return count;
+}
+
+// An image of w x h points: top half red, bottom half blue (as seen upright).
+inline ImageRef halves(double w, double h) {
+  ImageRef image = Image::imageWithSize({w, h});
+  GraphicsContextRef c = image->graphicsContext();  // unflipped: the top half is y h/2..h
+  c->setFillColor(Color::blueColor());
+  c->fillRect({0, 0, w, h / 2}, NSCompositeCopy);
+  c->setFillColor(Color::redColor());
+  c->fillRect({0, h / 2, w, h / 2}, NSCompositeCopy);
+  c->flushGraphics();
+  return image;
 }
 
 // An image context of `size`, recorded and current while the object lives; states left saved are
