@@ -284,18 +284,13 @@ TEST(Bindings, BindersGroupNumberedVariants) {
   EXPECT_EQ(binder->className(), String(u"NSDisplayPatternBinder"));
   EXPECT_EQ(binder->bindingInfos().size(), 2u);
   EXPECT_EQ(binder->valueForKey(u"displayPattern").stringValue(), String(u"%{value1}@ of %{value2}@"));
-  binder->setValue(Value(String(u"%{value1}@ de %{value2}@")), u"displayPattern");
-  EXPECT_EQ(binder->displayPattern(), String(u"%{value1}@ de %{value2}@"));
   EXPECT_TRUE(binder->valueForKey(u"other").isNil());
 
   auto info = binder->bindingInfos()[0];
   EXPECT_EQ(info->placeholderForMarker(NSNullMarker).stringValue(), String(u"None"));
-  EXPECT_FALSE(info->placeholderIsDefault(NSNullMarker));
   EXPECT_TRUE(info->placeholderForMarker(NSNoSelectionMarker).isNil());
   EXPECT_EQ(info->options().count(), 1u) << "placeholders and the pattern are not plain options";
   EXPECT_EQ(info->observedObject(), owner);
-  info->setPlaceholder(Value(String(u"Aucun")), NSNullMarker, false);
-  EXPECT_EQ(info->placeholderForMarker(NSNullMarker).stringValue(), String(u"Aucun"));
 
   auto enabled = field.binderForBinding(u"enabled");
   EXPECT_EQ(enabled->className(), String(u"NSEnabledBinder"));
