@@ -3,8 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <fstream>
-#include <optional>
 
 #include "network/store_fixture.h"
 #include "support/test_paths.h"
@@ -60,16 +58,8 @@ StoreConnectionFactory recordingFactory(std::shared_ptr<MemoryStore> store,
 class MainBundleEnvironment : public ::testing::Environment {
  public:
   void SetUp() override {
-    dir_.emplace();
-    std::ofstream(dir_->path() / "Info.plist")
-        << "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-           "<key>CFBundleIdentifier</key><string>org.tqkit.tests.store</string></dict></plist>\n";
-    ASSERT_TRUE(Bundle::setMainBundlePath(String::fromUTF8(dir_->str())));
+    ASSERT_TRUE(Bundle::setMainBundlePath(String::fromUTF8((tq::test::dataDir() / "network/Store").string())));
   }
-  void TearDown() override { dir_.reset(); }
-
- private:
-  std::optional<tq::test::TempDir> dir_;
 };
 const auto* const mainBundleEnvironment = ::testing::AddGlobalTestEnvironment(new MainBundleEnvironment);
 
