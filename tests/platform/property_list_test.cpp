@@ -7,7 +7,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "support/test_paths.h"
 #include "tq/platform/bundle/bundle.h"
@@ -15,16 +14,9 @@
 
 namespace fs = std::filesystem;
 using namespace tq;
+using tq::test::readAll;
 
 namespace {
-
-
-std::string readAll(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 // libplist's tree as a Value, written here independently of the library's reader.
 Value oracle(plist_t node) {
