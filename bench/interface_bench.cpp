@@ -34,6 +34,7 @@
 #include "tq/platform/ui/model/text_field.h"
 #include "tq/platform/ui/model/window.h"
 #include "allocation_counter.h"
+#include "corpus.h"
 
 
 namespace {
@@ -41,7 +42,7 @@ namespace {
 namespace fs = std::filesystem;
 using tq::String;
 
-const fs::path kCorpus = fs::path(TQ_CORPUS_DIR) / "transmission" / "macosx";
+const fs::path kCorpus = tqbench::corpusRoot() / "transmission" / "macosx";
 
 // The strings the localizer looks up in one pass over the objects (views, controls, menus).
 void collectKeys(tq::View* v, std::vector<String>& keys) {
@@ -145,7 +146,7 @@ Corpus& corpus() {
 void BM_LocalizePrefsWindow_tqkit(benchmark::State& state) {
   Corpus& c = corpus();
   if (!c.ok) {
-    state.SkipWithError("corpus absent");
+    state.SkipWithError(tqbench::corpusLacks("no transmission/macosx PrefsWindow.xib in the corpus"));
     return;
   }
   for (auto _ : state) tq::TQLocalizer::localizeObjects(c.read.nib().topLevelObjects(), u"German", c.bundle);
@@ -159,7 +160,7 @@ BENCHMARK(BM_LocalizePrefsWindow_tqkit)->Unit(benchmark::kMicrosecond);
 void BM_LocalizePrefsWindow_firstPass(benchmark::State& state) {
   Corpus& c = corpus();
   if (!c.ok) {
-    state.SkipWithError("corpus absent");
+    state.SkipWithError(tqbench::corpusLacks("no transmission/macosx PrefsWindow.xib in the corpus"));
     return;
   }
   const std::string xib = (kCorpus / "Base.lproj" / "PrefsWindow.xib").string();
@@ -188,7 +189,7 @@ BENCHMARK(BM_LocalizePrefsWindow_firstPass)->Unit(benchmark::kMicrosecond);
 void BM_LocalizePrefsWindow_firstPassFloor(benchmark::State& state) {
   Corpus& c = corpus();
   if (!c.ok) {
-    state.SkipWithError("corpus absent");
+    state.SkipWithError(tqbench::corpusLacks("no transmission/macosx PrefsWindow.xib in the corpus"));
     return;
   }
   const String empty = String::empty();
@@ -224,7 +225,7 @@ BENCHMARK(BM_LocalizePrefsWindow_firstPassFloor)->Unit(benchmark::kMicrosecond);
 void BM_LocalizePrefsWindow_bareLookups(benchmark::State& state) {
   Corpus& c = corpus();
   if (!c.ok) {
-    state.SkipWithError("corpus absent");
+    state.SkipWithError(tqbench::corpusLacks("no transmission/macosx PrefsWindow.xib in the corpus"));
     return;
   }
   const String empty = String::empty();

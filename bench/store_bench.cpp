@@ -12,6 +12,15 @@
 //    key watched, as `tqkit net watch` does); first_ms is the first one made in the process.
 //    FullRead_BareDumps, the baseline of both: the store's own dump requests (links, IPv4 addresses,
 //    nexthop objects, IPv4 routes of the main table) read into a buffer that is thrown away.
+//  - MediaOfEach: the media words of the same 1,001 links, from one read (/0: ethtool netlink dumps
+//    on one socket; /1: the ioctl, one socket for all), beside MediaOfEach_PerLink, the baseline:
+//    queryMedia for each name (a socket and its ioctls per link).
+//  - NetStatusProcess: in the same state, `tqkit net status --json` (the store's full read, every
+//    value, every link's media and JSON out) and `ip -j addr` as whole processes, run alternately
+//    (fork and exec, output to /dev/null). Counters: tqkit_us and ip_us, the medians of each
+//    process's CPU time (user + system, from wait4: start-up included, and less disturbed by other
+//    work on a shared machine than the wall clock), ratio their quotient; the best wall times beside.
+//    The tqkit program is the one the build made, or TQKIT_TOOL.
 //  - CarrierDuringFlood: while another thread adds 20,000 IPv4 addresses to one link (requests sent
 //    as fast as the kernel takes them), the peer of another link is set down or up every few
 //    milliseconds; measured is the time from that request to the EthernetObserver's notification
@@ -34,7 +43,9 @@
 #include <net/if.h>
 #include <poll.h>
 #include <sched.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -44,6 +55,7 @@
 #include <optional>
 #include <chrono>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <thread>
@@ -52,6 +64,7 @@
 #include "tq/network/ethernet_observer.h"
 #include "tq/network/sc_dynamic_store.h"
 #include "tq/platform/base/notification_center.h"
+#include "tq/platform/store/ethtool_media_source.h"
 #include "tq/platform/store/linux_network_store.h"
 
 using namespace tq;
@@ -509,6 +522,102 @@ void BM_FullRead_BareDumps(benchmark::State& state) {
   state.SetBytesProcessed(static_cast<int64_t>(bytes));
 }
 BENCHMARK(BM_FullRead_BareDumps)->Unit(benchmark::kMillisecond)->MinTime(1.0);
+
+std::vector<String> linkNames() {
+  std::vector<String> names;
+  if (struct if_nameindex* all = if_nameindex()) {
+    for (struct if_nameindex* n = all; n->if_index != 0; ++n) names.push_back(String::fromUTF8(n->if_name));
+    if_freenameindex(all);
+  }
+  return names;
+}
+
+void BM_MediaOfEach(benchmark::State& state) {
+  makeBigState();
+  std::vector<String> names = linkNames();
+  EthtoolMediaSource source(state.range(0) ? EthtoolMediaSource::Transport::Ioctl : EthtoolMediaSource::Transport::Netlink);
+  std::size_t ok = 0;
+  for (auto _ : state) {
+    auto results = source.queryMediaOfEach(names);
+    ok = std::count_if(results.begin(), results.end(), [](const auto& r) { return r.status == MediaSource::Status::Ok; });
+  }
+  state.counters["links"] = static_cast<double>(names.size());
+  state.counters["with_media"] = static_cast<double>(ok);
+}
+BENCHMARK(BM_MediaOfEach)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond)->MinTime(1.0);
+
+void BM_MediaOfEach_PerLink(benchmark::State& state) {
+  makeBigState();
+  std::vector<String> names = linkNames();
+  EthtoolMediaSource source;
+  for (auto _ : state)
+    for (const String& n : names) benchmark::DoNotOptimize(source.queryMedia(n));
+}
+BENCHMARK(BM_MediaOfEach_PerLink)->Unit(benchmark::kMillisecond)->MinTime(1.0);
+
+struct ProcessRun {
+  double cpuUs = 0;
+  double wallUs = 0;
+  int status = -1;
+};
+
+// Runs argv (argv[0] a path) with standard input and output on /dev/null.
+ProcessRun runProcess(const std::vector<std::string>& argv) {
+  std::vector<char*> args;
+  for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
+  args.push_back(nullptr);
+  auto start = Clock::now();
+  pid_t pid = fork();
+  if (pid == 0) {
+    int null = open("/dev/null", O_RDWR);
+    dup2(null, 0);
+    dup2(null, 1);
+    dup2(null, 2);
+    execv(args[0], args.data());
+    _exit(127);
+  }
+  ProcessRun run;
+  int status = 0;
+  rusage usage{};
+  if (pid < 0 || wait4(pid, &status, 0, &usage) != pid) return run;
+  run.wallUs = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
+  run.cpuUs = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e6 +
+              static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
+  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  return run;
+}
+
+void BM_NetStatusProcess(benchmark::State& state) {
+  const char* env = std::getenv("TQKIT_TOOL");
+  std::string tool = env && *env ? env : TQKIT_TOOL;
+  if (tool.empty() || access(tool.c_str(), X_OK) != 0)
+    return state.SkipWithError("skipped: no tqkit program (built with TQ_BUILD_TOOLS=ON, or named by TQKIT_TOOL)");
+  std::string ip;
+  for (const char* dir : {"/usr/sbin/ip", "/sbin/ip", "/usr/bin/ip", "/bin/ip"})
+    if (access(dir, X_OK) == 0) ip = dir;
+  if (ip.empty()) return state.SkipWithError("skipped: ip is not installed (Debian package iproute2)");
+  makeBigState();
+  std::vector<std::string> ours{tool, "net", "status", "--json"}, theirs{ip, "-j", "addr"};
+  // Once each first: a broken command shows here, and both start from a warm page cache.
+  if (runProcess(ours).status != 0 || runProcess(theirs).status != 0) return state.SkipWithError("a command failed");
+  std::vector<double> oursCpu, theirsCpu, oursWall, theirsWall;
+  for (auto _ : state) {
+    ProcessRun a = runProcess(ours), b = runProcess(theirs);
+    if (a.status != 0 || b.status != 0) return state.SkipWithError("a command failed");
+    oursCpu.push_back(a.cpuUs);
+    theirsCpu.push_back(b.cpuUs);
+    oursWall.push_back(a.wallUs);
+    theirsWall.push_back(b.wallUs);
+    state.SetIterationTime(a.cpuUs / 1e6);
+  }
+  double t = percentile(oursCpu, 0.5), p = percentile(theirsCpu, 0.5);
+  state.counters["tqkit_us"] = t;
+  state.counters["ip_us"] = p;
+  state.counters["ratio"] = p > 0 ? t / p : 0;
+  state.counters["tqkit_best_wall_us"] = *std::min_element(oursWall.begin(), oursWall.end());
+  state.counters["ip_best_wall_us"] = *std::min_element(theirsWall.begin(), theirsWall.end());
+}
+BENCHMARK(BM_NetStatusProcess)->Iterations(40)->UseManualTime()->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -31,49 +31,14 @@
 #include "../platform/ui/archive/keyed_archive.h"
 #include "tq/platform/ui/archive/nib_reader.h"
 #include "allocation_counter.h"
+#include "corpus.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-
-std::string readAll(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-}
-
-// The largest file below the shared corpus (or TQ_CORPUS_DIR) whose bytes pass `accept`.
-std::string largest(const std::function<bool(const std::string&)>& accept) {
-  const char* env = std::getenv("TQ_CORPUS_DIR");
-  const fs::path root = env ? fs::path(env) : fs::path(TQ_CORPUS_DIR);
-  std::string best;
-  std::error_code ec;
-  for (fs::recursive_directory_iterator it(root, ec), end; !ec && it != end; it.increment(ec)) {
-    const auto ext = it->path().extension();
-    if (!it->is_regular_file() || (ext != ".xib" && ext != ".nib")) continue;
-    std::string bytes = readAll(it->path());
-    if (bytes.size() > best.size() && accept(bytes)) best = std::move(bytes);
-  }
-  return best;
-}
-
-bool isArchive(const std::string& b) { return b.find("<archive ") != std::string::npos && b.find("<archive ") < 200; }
-
-const std::string& currentDocument() {
-  static const std::string d = largest([](const std::string& b) { return b.find("<document") < 200 && !isArchive(b); });
-  return d;
-}
-const std::string& xmlArchive() {
-  static const std::string d = largest(isArchive);
-  return d;
-}
-const std::string& keyedArchive() {
-  static const std::string d = largest([](const std::string& b) { return b.rfind("bplist00", 0) == 0; });
-  return d;
-}
-const std::string& nibArchive() {
-  static const std::string d = largest([](const std::string& b) { return b.rfind("NIBArchive", 0) == 0; });
-  return d;
-}
+using tqbench::currentDocument;
+using tqbench::keyedArchive;
+using tqbench::nibArchive;
+using tqbench::xmlArchive;
 
 // How long `work` took the first time this program ran it on these bytes, in microseconds (timed on
 // the first call, remembered for the later runs of the same benchmark).
@@ -90,7 +55,7 @@ double firstCallMicros(const std::string& doc, int kind, Work work) {
 }
 
 void parseXML(benchmark::State& state, const std::string& doc) {
-  if (doc.empty()) return state.SkipWithError("no such corpus file");
+  if (doc.empty()) return state.SkipWithError(tqbench::corpusLacks("no such corpus file"));
   const double first = firstCallMicros(doc, 0, [&] {
     pugi::xml_document d;
     benchmark::DoNotOptimize(d.load_buffer(doc.data(), doc.size(), pugi::parse_default));
@@ -107,7 +72,7 @@ void parseXML(benchmark::State& state, const std::string& doc) {
 }
 
 void readNib(benchmark::State& state, const std::string& doc) {
-  if (doc.empty()) return state.SkipWithError("no such corpus file");
+  if (doc.empty()) return state.SkipWithError(tqbench::corpusLacks("no such corpus file"));
   const double first = firstCallMicros(doc, 1, [&] { benchmark::DoNotOptimize(tq::readNibData(doc)); });
   state.counters["first_call_us"] = first;
   std::size_t objects = 0;
@@ -147,7 +112,7 @@ void replay(const std::vector<std::size_t>& sizes, std::vector<void*>& blocks) {
 // The allocations one read makes (every size asked for, in order), replayed alone. This is what the
 // read costs in the allocator as the model is built today, whatever the reading around it does.
 void replayReadAllocations(benchmark::State& state, const std::string& doc) {
-  if (doc.empty()) return state.SkipWithError("no such corpus file");
+  if (doc.empty()) return state.SkipWithError(tqbench::corpusLacks("no such corpus file"));
   const std::vector<std::size_t> sizes = readAllocationSizes(doc);
   std::vector<void*> blocks(sizes.size());
   for (auto _ : state) replay(sizes, blocks);
@@ -182,7 +147,7 @@ unsigned walkTree(pugi::xml_node root) {
 // that did nothing else (no lookups, no conversions, no setters).
 void nibReadFloor(benchmark::State& state, bool walk, bool allocate) {
   const std::string& doc = currentDocument();
-  if (doc.empty()) return state.SkipWithError("no such corpus file");
+  if (doc.empty()) return state.SkipWithError(tqbench::corpusLacks("no such corpus file"));
   const std::vector<std::size_t> sizes = readAllocationSizes(doc);
   std::vector<void*> blocks(sizes.size());
   for (auto _ : state) {
@@ -215,7 +180,7 @@ BENCHMARK(BM_XMLArchiveRead)->Unit(benchmark::kMicrosecond);
 
 void BM_LibplistParse(benchmark::State& state) {
   const std::string& doc = keyedArchive();
-  if (doc.empty()) return state.SkipWithError("no compiled keyed archive in the corpus");
+  if (doc.empty()) return state.SkipWithError(tqbench::corpusLacks("no compiled keyed archive in the corpus"));
   const double first = firstCallMicros(doc, 0, [&] {
     plist_t root = nullptr;
     plist_from_bin(doc.data(), static_cast<uint32_t>(doc.size()), &root);
@@ -237,7 +202,7 @@ BENCHMARK(BM_KeyedArchiveRead)->Unit(benchmark::kMicrosecond);
 // The containers alone: bytes to the checked keyed-object graph, before any model is built.
 void containerRead(benchmark::State& state, const std::string& doc,
                    bool (*read)(std::string_view, std::size_t, tq::archive::KeyedArchive&, tq::archive::ArchiveError&)) {
-  if (doc.empty()) return state.SkipWithError("no such corpus file");
+  if (doc.empty()) return state.SkipWithError(tqbench::corpusLacks("no such corpus file"));
   for (auto _ : state) {
     tq::archive::KeyedArchive graph;
     tq::archive::ArchiveError error;
@@ -256,7 +221,7 @@ void BM_NIBArchiveContainer(benchmark::State& state) { containerRead(state, nibA
 // with their payloads), with no checks and no model.
 void BM_NIBArchiveTables(benchmark::State& state) {
   const std::string& b = nibArchive();
-  if (b.empty()) return state.SkipWithError("no NIBArchive in the corpus");
+  if (b.empty()) return state.SkipWithError(tqbench::corpusLacks("no NIBArchive in the corpus"));
   struct Value {
     uint32_t key;
     uint8_t type;

@@ -12,11 +12,16 @@ function(tq_add_library name)
     list(APPEND sources ${found})
   endforeach()
   if(sources)
-    add_library(${name} ${sources})
+    # Compiled once as ${name}_objects, so that a program can also link these objects statically
+    # (the tqkit tool does, for its commands that must start as fast as the coreutils).
+    add_library(${name}_objects OBJECT ${sources})
+    target_include_directories(${name}_objects PUBLIC ${PROJECT_SOURCE_DIR}/include)
+    target_compile_options(${name}_objects PRIVATE ${TQ_WARNINGS} $<$<BOOL:${TQ_WERROR}>:-Werror>)
+    target_link_libraries(${name}_objects PUBLIC ${ARG_PUBLIC_DEPS} PRIVATE ${ARG_PRIVATE_DEPS})
+    add_library(${name} $<TARGET_OBJECTS:${name}_objects>)
     target_include_directories(${name} PUBLIC
       $<BUILD_INTERFACE:${PROJECT_SOURCE_DIR}/include>
       $<INSTALL_INTERFACE:${CMAKE_INSTALL_INCLUDEDIR}>)
-    target_compile_options(${name} PRIVATE ${TQ_WARNINGS} $<$<BOOL:${TQ_WERROR}>:-Werror>)
     target_link_libraries(${name} PUBLIC ${ARG_PUBLIC_DEPS} PRIVATE ${ARG_PRIVATE_DEPS})
     set_target_properties(${name} PROPERTIES VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR})
   else()

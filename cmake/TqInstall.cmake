@@ -1,6 +1,7 @@
 # Headers, libraries, a CMake package (find_package(tqkit)) and a pkg-config file (pkg-config tqkit).
 include(CMakePackageConfigHelpers)
-install(DIRECTORY include/tq DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+# tq/gtk goes with the gtk component (gtk/CMakeLists.txt).
+install(DIRECTORY include/tq DESTINATION ${CMAKE_INSTALL_INCLUDEDIR} PATTERN gtk EXCLUDE)
 install(EXPORT tqkitTargets NAMESPACE tqkit:: DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/tqkit)
 configure_package_config_file(cmake/tqkitConfig.cmake.in
   ${CMAKE_CURRENT_BINARY_DIR}/tqkitConfig.cmake

@@ -1,8 +1,5 @@
 #include "tq/foundation/data_extensions.h"
 
-#define OPENSSL_SUPPRESS_DEPRECATED
-#include <openssl/sha.h>
-
 #include <sched.h>
 #include <sys/mman.h>
 
@@ -17,6 +14,7 @@
 #include "tq/foundation/byte_search.h"
 #include "tq/foundation/hex_codec.h"
 #include "tq/platform/base/exception.h"
+#include "libcrypto_sha1.h"
 
 namespace tq {
 
@@ -139,10 +137,11 @@ Data sha1(const Data& data) {
   // libcrypto's direct interface with the context on the stack: no algorithm fetch and no
   // allocation besides the result, which the one-shot SHA1() pays for on every call.
   return Data::withUninitializedLength(SHA_DIGEST_LENGTH, [&](uint8_t* digest) {
+    const detail::LibcryptoSha1& calls = detail::libcryptoSha1();
     SHA_CTX ctx;
-    SHA1_Init(&ctx);
-    SHA1_Update(&ctx, data.bytes(), data.length());
-    SHA1_Final(digest, &ctx);
+    calls.init(&ctx);
+    calls.update(&ctx, data.bytes(), data.length());
+    calls.final(digest, &ctx);
   });
 }
 

@@ -3,24 +3,21 @@
 #include <cstdlib>
 #include <string>
 
+#include "cpu_features.h"
+
 namespace tq {
 
 bool cpuSupports(InstructionSet isa) noexcept {
   switch (isa) {
     case InstructionSet::Scalar:
       return true;
-#if defined(__x86_64__)
     case InstructionSet::SSSE3:
-      return __builtin_cpu_supports("ssse3");
+      return detail::cpuHasSSSE3();
     case InstructionSet::AVX2:
-      return __builtin_cpu_supports("avx2");
+      return detail::cpuHasAVX2();
     case InstructionSet::AVX512:
       // Also false where the OS does not save the 512-bit state (and under valgrind).
-      return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw");
-#else
-    default:
-      return false;
-#endif
+      return detail::cpuHasAVX512BW();
   }
   return false;
 }

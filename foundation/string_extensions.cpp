@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string>
+#include <vector>
 
 #include "string_kernels.h"
 #include "tq/platform/base/exception.h"
@@ -86,6 +87,132 @@ String quoteQuotes(const String& self) {
   return std::move(m).take();
 }
 
+namespace {
+
+// What is written of a substituted text: a MutableString filled up to `written` (its length is set
+// at the end), grown when long substitutes outrun the input.
+struct SubstitutionOutput {
+  MutableString& m;
+  UInteger written;
+  void put(const unichar* units, UInteger count) {
+    if (written + count > m.capacity()) {
+      m.setLength(written);
+      m.reserve(std::max(m.capacity() * 2, written + count + detail::kOutputSlack));
+    }
+    std::char_traits<char16_t>::copy(m.mutableData() + written, units, count);
+    written += count;
+  }
+  void put(unichar unit) { put(&unit, 1); }
+  // A lone high surrogate at the end, which a low surrogate coming next would join.
+  bool endsWithHighSurrogate() const { return written && isHighSurrogate(m.mutableData()[written - 1]); }
+  unichar last() const { return m.mutableData()[written - 1]; }
+  void dropLast() { --written; }
+};
+
+// The substitution loop where a replacement makes surrogates meet: the text is searched again from
+// its start after each replacement, so a high surrogate left before the replaced character and a
+// low one after it (the substitute's first unit, or the next unit of the text) are one character
+// now, matched as that character, and a low surrogate so joined is never matched alone. The text
+// already written holds no member (the substitute holds none), so the search needs to look only
+// at where the written text meets what comes next. Runs until the rest of the text is back at one
+// of its own character boundaries with nothing to join; returns that index.
+class JoinedSurrogates {
+ public:
+  JoinedSurrogates(std::u16string_view text, std::u16string_view substitute, const CharacterSet& set,
+                   MutableString& m, UInteger written)
+      : v_(text), sub_(substitute), set_(set), out_{m, written} {}
+
+  UInteger written() const { return out_.written; }
+  // Replaces the member character that ended at `after` and goes on as the restarting search would.
+  UInteger replaceAndSettle(UInteger after) {
+    i_ = after;
+    pushSubstitute();
+    while (true) {
+      const int u = peek(0);
+      if (u < 0) return v_.size();
+      if (out_.endsWithHighSurrogate() && isLowSurrogate(static_cast<unichar>(u))) {
+        // The written high surrogate and this low one are one character now.
+        const char32_t c = characterOfSurrogatePair(out_.last(), static_cast<unichar>(u));
+        consume(1);
+        if (set_.longCharacterIsMember(c)) {
+          out_.dropLast();
+          pushSubstitute();
+        } else {
+          out_.put(static_cast<unichar>(u));
+        }
+        continue;
+      }
+      if (segments_.empty()) return i_;  // the text again, at one of its own boundaries
+      Segment& top = segments_.back();
+      if (top.at + 1 < top.end) {
+        // The substitute holds no member and its characters fall where they do alone: all but its
+        // last unit, which may join what follows, go out as they are.
+        out_.put(sub_.data() + top.at, top.end - 1 - top.at);
+        top.at = top.end - 1;
+        continue;
+      }
+      const int next = peek(1);
+      const bool pair = isHighSurrogate(static_cast<unichar>(u)) && next >= 0 && isLowSurrogate(static_cast<unichar>(next));
+      const bool member = pair ? set_.longCharacterIsMember(characterOfSurrogatePair(static_cast<unichar>(u),
+                                                                                      static_cast<unichar>(next)))
+                               : set_.characterIsMember(static_cast<unichar>(u));
+      const UInteger width = pair ? 2 : 1;
+      if (!member) {
+        out_.put(static_cast<unichar>(u));
+        if (pair) out_.put(static_cast<unichar>(next));
+      }
+      consume(width);
+      if (member) pushSubstitute();
+    }
+  }
+
+ private:
+  // What is left of one placed substitute, in front of the rest of the text.
+  struct Segment {
+    UInteger at, end;
+  };
+
+  void pushSubstitute() {
+    if (!sub_.empty()) segments_.push_back({0, sub_.size()});
+  }
+  // The unit `k` places ahead (0 or 1), or -1 past the end.
+  int peek(UInteger k) const {
+    for (auto s = segments_.rbegin(); s != segments_.rend(); ++s) {
+      const UInteger left = s->end - s->at;
+      if (k < left) return sub_[s->at + k];
+      k -= left;
+    }
+    return i_ + k < v_.size() ? v_[i_ + k] : -1;
+  }
+  void consume(UInteger count) {
+    while (count--) {
+      if (segments_.empty()) {
+        ++i_;
+        continue;
+      }
+      if (++segments_.back().at == segments_.back().end) segments_.pop_back();
+    }
+  }
+
+  std::u16string_view v_, sub_;
+  const CharacterSet& set_;
+  SubstitutionOutput out_;
+  std::vector<Segment> segments_;
+  UInteger i_ = 0;
+};
+
+// Runs JoinedSurrogates from the member that ended at `after`; returns where the text goes on and
+// how much is written then. Kept out of line, so that the common loop keeps its state in registers.
+[[gnu::noinline]] std::pair<UInteger, UInteger> settleJoins(std::u16string_view text, std::u16string_view substitute,
+                                                            const CharacterSet& set, MutableString& m,
+                                                            UInteger written, UInteger after) {
+  JoinedSurrogates joined(text, substitute, set, m, written);
+  const UInteger at = joined.replaceAndSettle(after);
+  return {at, joined.written()};
+}
+
+}  // namespace
+
 String stringWithSubstitute(const String& self, const String& substitute, const CharacterSet& set) {
   if (self.isNil()) return {};
   const auto& k = detail::stringKernels();
@@ -94,13 +221,17 @@ String stringWithSubstitute(const String& self, const String& substitute, const 
   UInteger at = k.findMember(v.data(), v.size(), matcher);
   if (at == v.size()) return self;
   // Replacing and searching again from the start only terminates when the substitute brings no
-  // member in; with that given, one left-to-right pass yields the same text.
+  // member in; with that given, one left-to-right pass yields the same text, except where a
+  // replacement makes two surrogates meet (below).
   std::u16string_view sub = substitute.view();
   if (k.findMember(sub.data(), sub.size(), matcher) != sub.size()) {
     outOfDomain(u"String", u"stringWithSubstitute:forCharactersFromSet:", __LINE__,
                 "the substitute contains a member of the character set, so substituting would never end");
   }
-  if (sub.size() == 1 && !set.hasMembersAboveBMP()) {
+  // Surrogates can meet at a replacement only when the substitute is empty or has a surrogate at
+  // an end.
+  const bool mayJoin = sub.empty() || std::any_of(sub.begin(), sub.end(), [](unichar u) { return u >= 0xD800 && u <= 0xDFFF; });
+  if (sub.size() == 1 && !mayJoin && !set.hasMembersAboveBMP()) {
     // Every match is one unit wide: copy and replace in one pass.
     MutableString m = builderFor(v.size());
     unichar* out = m.mutableData();
@@ -122,6 +253,12 @@ String stringWithSubstitute(const String& self, const String& substitute, const 
     std::char_traits<char16_t>::copy(out + written, units, count);
     written += count;
   };
+  // Where surrogates can meet: after a unit written last that is a high surrogate, before the
+  // substitute's first unit or (for a deletion) the text's next one when that is a low surrogate;
+  // after a substitute that ends in a high surrogate, before such a unit of the text.
+  const bool subStartsLow = !sub.empty() && isLowSurrogate(sub.front());
+  const bool subEndsHigh = !sub.empty() && isHighSurrogate(sub.back());
+  unichar last = 0;  // the unit written last (0: none, or one that joins nothing)
   // The members are found a batch at a time, from the first one on.
   UInteger from = 0;
   UInteger found[256];
@@ -132,8 +269,22 @@ String stringWithSubstitute(const String& self, const String& substitute, const 
       // A member above U+FFFF is matched, and replaced, as its whole surrogate pair.
       const UInteger width = isHighSurrogate(v[at]) && at + 1 < v.size() && isLowSurrogate(v[at + 1]) ? 2 : 1;
       put(v.data() + from, at - from);
-      put(sub.data(), sub.size());
+      if (mayJoin && at > from) last = v[at - 1];
       from = at + width;
+      if (mayJoin && (isHighSurrogate(last) || subEndsHigh)) {
+        const bool lowNext = from < v.size() && isLowSurrogate(v[from]);
+        if ((isHighSurrogate(last) && (sub.empty() ? lowNext : subStartsLow)) || (subEndsHigh && lowNext)) {
+          // The text from here on is no longer divided into characters as the batch found it.
+          const auto [resume, total] = settleJoins(v, sub, set, m, written, from);
+          written = total;
+          out = m.mutableData();
+          last = written ? out[written - 1] : 0;
+          from = scan = resume;
+          break;
+        }
+      }
+      if (mayJoin && !sub.empty()) last = sub.back();
+      put(sub.data(), sub.size());
     }
   }
   put(v.data() + from, v.size() - from);
@@ -158,6 +309,7 @@ String stringByRemovingLineBreaks(const String& self) {
 String stringByReducingWhitespaces(const String& self) {
   if (self.isNil()) return {};
   std::u16string_view v = self.view();
+  if (v.empty()) return String::newEmpty();  // a new string even then
   MutableString m = builderFor(v.size());
   m.setLength(detail::stringKernels().reduceWhitespace(v.data(), v.size(), m.mutableData()));
   return std::move(m).take();

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <atomic>
 
+#include "cpu_features.h"
 #include "string_kernels.h"
 #include "tq/foundation/instruction_set.h"
 #include "tq/platform/base/exception.h"
@@ -193,18 +194,10 @@ void plainReplaceMembers(const char16_t* in, std::size_t n, char16_t* out, const
   for (std::size_t i = 0; i < n; ++i) out[i] = (bitmap[in[i] >> 6] >> (in[i] & 63)) & 1u ? unit : in[i];
 }
 
-bool cpuHasAVX2() { return __builtin_cpu_supports("avx2"); }
-bool cpuHasAVX512() {
-  return __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx512bw") &&
-         __builtin_cpu_supports("avx512vl") && __builtin_cpu_supports("avx512vbmi") &&
-         __builtin_cpu_supports("avx512vbmi2");
-}
-
 // The widest path the CPU runs, within the limit TQ_ISA sets.
 const StringKernels* best() {
-  __builtin_cpu_init();
   const InstructionSet cap = instructionSetLimit();
-  if (cap >= InstructionSet::AVX512 && cpuHasAVX512()) return &kAVX512Kernels;
+  if (cap >= InstructionSet::AVX512 && cpuHasAVX512VBMI2()) return &kAVX512Kernels;
   if (cap >= InstructionSet::AVX2 && cpuHasAVX2()) return &kAVX2Kernels;
   return &kPlainKernels;
 }
@@ -228,10 +221,9 @@ const StringKernels& stringKernels() { return *current().load(std::memory_order_
 namespace tq {
 
 std::vector<StringCodePath> availableStringCodePaths() {
-  __builtin_cpu_init();
   std::vector<StringCodePath> paths{StringCodePath::Plain};
   if (detail::cpuHasAVX2()) paths.push_back(StringCodePath::AVX2);
-  if (detail::cpuHasAVX512()) paths.push_back(StringCodePath::AVX512);
+  if (detail::cpuHasAVX512VBMI2()) paths.push_back(StringCodePath::AVX512);
   return paths;
 }
 
@@ -245,7 +237,7 @@ void setStringCodePath(StringCodePath path) {
     ok = detail::cpuHasAVX2();
   } else if (path == StringCodePath::AVX512) {
     table = &detail::kAVX512Kernels;
-    ok = detail::cpuHasAVX512();
+    ok = detail::cpuHasAVX512VBMI2();
   }
   if (!ok) {
     Exception::raise(NSInvalidArgumentException,

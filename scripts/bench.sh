@@ -18,7 +18,11 @@ Builds every program under bench/ with CMAKE_BUILD_TYPE=Release into build-bench
   -h, --help      this text
 
 Environment: TQ_ISA=plain|avx2|avx512 limits the code paths every program starts on (the per-path
-rows name their path themselves). Pin to one core with taskset for steadier figures.
+rows name their path themselves). TQ_CORPUS_DIR names the shared corpus of interface files (default:
+../shared/corpus beside this checkout); without it the interface rows are left out, said in one
+line. Pin to one core with taskset for steadier figures.
+The peer rows compare with Qt 6, GTK 4 (run under xvfb-run when no display is set), xxd, basenc,
+sha1sum, grep and ip where they are installed, and say so where they are not.
 A program that fails is reported in its rows; the script then exits 1.
 USAGE
 }
@@ -41,14 +45,19 @@ programs=()
 for src in bench/*_bench.cpp; do programs+=("$(basename "$src" .cpp)"); done
 
 if [[ $build -eq 1 ]]; then
-  echo "building ${#programs[@]} benchmark programs (release) in build-bench/ ..." >&2
+  echo "building ${#programs[@]} benchmark programs and the tqkit command (release) in build-bench/ ..." >&2
   log=$(mktemp)
-  cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DTQ_BUILD_TESTS=OFF -DTQ_BUILD_TOOLS=OFF \
+  cmake -S . -B build-bench -G Ninja -DCMAKE_BUILD_TYPE=Release -DTQ_BUILD_TESTS=OFF -DTQ_BUILD_TOOLS=ON \
     >"$log" 2>&1 || { cat "$log" >&2; rm -f "$log"; exit 1; }
-  cmake --build build-bench -j2 --target "${programs[@]}" >>"$log" 2>&1 \
+  cmake --build build-bench -j2 --target "${programs[@]}" tqkit >>"$log" 2>&1 \
     || { tail -30 "$log" >&2; rm -f "$log"; exit 1; }
   mv "$log" build-bench/build.log
 fi
+
+# The corpus, found now: from the environment, else beside this checkout. Without it the programs
+# skip their interface rows as "corpus absent", which the table says in one line.
+export TQ_CORPUS_DIR=${TQ_CORPUS_DIR:-$(cd .. && pwd)/shared/corpus}
+[[ -d $TQ_CORPUS_DIR ]] || echo "bench.sh: no corpus at $TQ_CORPUS_DIR (set TQ_CORPUS_DIR)" >&2
 
 results=build-bench/results
 rm -rf "$results"
@@ -59,7 +68,12 @@ for p in "${programs[@]}"; do
   [[ -n $filter ]] && args+=(--benchmark_filter="$filter")
   [[ -n $min_time ]] && args+=(--benchmark_min_time="$min_time")
   echo "running $p ..." >&2
-  if ! "build-bench/bench/$p" "${args[@]}" >"$results/$p.txt" 2>&1; then
+  run=()
+  # GTK needs a display: a virtual one when none is set.
+  if [[ $p == peers_bench && -z ${DISPLAY:-} && -z ${WAYLAND_DISPLAY:-} ]] && command -v xvfb-run >/dev/null; then
+    run=(xvfb-run -a)
+  fi
+  if ! "${run[@]}" "build-bench/bench/$p" "${args[@]}" >"$results/$p.txt" 2>&1; then
     echo "bench.sh: $p failed; its output is in $results/$p.txt" >&2
     failed=1
   fi

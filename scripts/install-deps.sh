@@ -10,8 +10,12 @@ packages=(
   libssl-dev uuid-dev libglib2.0-dev libmnl-dev libplist-dev libpugixml-dev
   libcairo2-dev libpango1.0-dev libgdk-pixbuf-2.0-dev libpng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
-  fonts-dejavu-core iproute2 xxd util-linux
+  fonts-dejavu-core iproute2 ethtool xxd util-linux
   fonts-dejavu-extra
+  # Chinese, Japanese and Korean text in localized interfaces (a small font covering all three).
+  fonts-wqy-microhei
+  # Live windows (tqkit-gtk) and their tests under a display server.
+  libgtk-4-dev xvfb xauth xdotool
   # The Wi-Fi test: a stock kernel with its radio simulator, booted under QEMU with the access point
   # and station daemons in a small initramfs.
   qemu-system-x86 linux-image-amd64 hostapd wpasupplicant iw busybox-static cpio

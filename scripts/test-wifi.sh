@@ -88,9 +88,12 @@ if [[ ! -s $vmlinux || $(cat "$guest/vmlinux.from" 2>/dev/null) != "$(stat -c '%
   stat -c '%n %s %Y' "$kernel" > "$guest/vmlinux.from"
 fi
 
-# Everything the guest holds: programs with their libraries, modules, the first process.
+# Everything the guest holds: programs with their libraries, modules, the first process. The tool's
+# net commands are in its network module, which it opens from beside itself (none in a static build).
+net_module=$build_dir/tools/tqkit/tqkit-network.so
 programs=(/usr/sbin/hostapd /usr/sbin/hostapd_cli /usr/sbin/wpa_supplicant /usr/sbin/wpa_cli
   "$(command -v iw)" "$(command -v ip)" "$tool" "$scenario")
+[[ -f $net_module ]] && programs+=("$net_module")
 libraries() { for p in "$@"; do ldd "$p" | grep -o '/[^ ]*' ; done | sort -u; }
 mapfile -t libs < <(libraries "${programs[@]}")
 # Modules in load order (each after what it depends on); the radios and the dummy link are made by
@@ -124,7 +127,7 @@ if [[ ! -s $initramfs || $(cat "$guest/manifest" 2>/dev/null) != "$manifest" ]];
   # shell prefers its own applets, so the scenario names the tools by these paths.)
   for p in "${programs[@]}"; do
     case $p in
-      "$tool"|"$scenario") cp "$p" "$tree/usr/bin/" ;;
+      "$tool"|"$scenario"|"$net_module") cp "$p" "$tree/usr/bin/" ;;
       *) cp "$p" "$tree/usr/sbin/" ;;
     esac
   done

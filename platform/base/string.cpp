@@ -175,6 +175,8 @@ String String::withCharacters(const unichar* units, UInteger length) {
 
 String String::empty() { return String(makeStorage(nullptr, 0)); }
 
+String String::newEmpty() { return String(static_cast<const Block*>(allocateBlock(0))); }
+
 String String::fromASCII(std::string_view ascii) {
   if (ascii.empty()) return empty();
   Block* b = allocateBlock(ascii.size());

@@ -3,7 +3,6 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
-#include <gdk-pixbuf/gdk-pixbuf.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -22,6 +21,7 @@
 
 #include "tq/platform/bundle/strings_table.h"
 #include "tq/platform/fs/file_manager.h"
+#include "tq/platform/fs/regular_file.h"
 #include "plist_reader.h"
 
 namespace tq {
@@ -71,23 +71,9 @@ std::string executablePath() { return realPath("/proc/self/exe"); }
 // Reads a regular file of at most kStringsTableMaxBytes. A FIFO, a device or a larger file (a link
 // planted in a bundle can name /dev/zero) reads as missing: no wait, no unbounded read.
 bool readFile(const std::string& path, std::string& out) {
-  int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  if (fd < 0) return false;
-  struct stat st;
-  bool ok = ::fstat(fd, &st) == 0 && S_ISREG(st.st_mode) && static_cast<uint64_t>(st.st_size) <= kStringsTableMaxBytes;
-  if (ok) {
-    out.resize(static_cast<std::size_t>(st.st_size));
-    std::size_t done = 0;
-    while (done < out.size()) {
-      ssize_t got = ::read(fd, out.data() + done, out.size() - done);
-      if (got < 0 && errno == EINTR) continue;
-      if (got <= 0) break;
-      done += static_cast<std::size_t>(got);
-    }
-    out.resize(done);  // a file that shrank while read is taken as it was read
-  }
-  ::close(fd);
-  return ok;
+  RegularFileRead read = readRegularFile(path, kStringsTableMaxBytes);
+  if (read) out = std::move(read.bytes);
+  return read.ok;
 }
 
 Dictionary readInfoPlist(const std::string& path) {
@@ -152,19 +138,40 @@ std::vector<std::string> matchNames(const std::string& language) {
   return names;
 }
 
+// The extensions of every image format gdk-pixbuf reads, the usual ones first. The library is
+// opened here, at the first image lookup, rather than linked: it brings GObject, GIO and the image
+// codecs, which a process that never looks for an image should not load at its start. Without it
+// the usual extensions alone are tried.
 const std::vector<String>& imageTypes() {
   static const std::vector<String> types = [] {
+    static constexpr const char* kUsual[] = {"png", "tiff", "tif", "jpg", "jpeg", "gif", "bmp", "ico"};
     std::vector<std::string> found;
-    GSList* formats = gdk_pixbuf_get_formats();
-    for (GSList* f = formats; f; f = f->next) {
-      auto* format = static_cast<GdkPixbufFormat*>(f->data);
-      gchar** extensions = gdk_pixbuf_format_get_extensions(format);
-      for (gchar** e = extensions; e && *e; ++e) found.emplace_back(*e);
-      g_strfreev(extensions);
+    if (void* pixbuf = ::dlopen("libgdk_pixbuf-2.0.so.0", RTLD_LAZY | RTLD_LOCAL)) {
+      using Formats = void* (*)();                // GSList* gdk_pixbuf_get_formats(void)
+      using Extensions = char** (*)(void*);       // gchar** gdk_pixbuf_format_get_extensions(GdkPixbufFormat*)
+      using FreeStrings = void (*)(char**);       // g_strfreev
+      using FreeList = void (*)(void*);           // g_slist_free
+      struct List {                               // GSList
+        void* data;
+        List* next;
+      };
+      auto formats = reinterpret_cast<Formats>(::dlsym(pixbuf, "gdk_pixbuf_get_formats"));
+      auto extensions = reinterpret_cast<Extensions>(::dlsym(pixbuf, "gdk_pixbuf_format_get_extensions"));
+      auto freeStrings = reinterpret_cast<FreeStrings>(::dlsym(pixbuf, "g_strfreev"));
+      auto freeList = reinterpret_cast<FreeList>(::dlsym(pixbuf, "g_slist_free"));
+      if (formats && extensions && freeStrings && freeList) {
+        auto* list = static_cast<List*>(formats());
+        for (List* f = list; f; f = f->next) {
+          char** names = extensions(f->data);
+          for (char** e = names; e && *e; ++e) found.emplace_back(*e);
+          freeStrings(names);
+        }
+        freeList(list);
+      }
     }
-    g_slist_free(formats);
+    if (found.empty()) found.assign(std::begin(kUsual), std::end(kUsual));
     std::vector<String> ordered;
-    for (const char* preferred : {"png", "tiff", "tif", "jpg", "jpeg", "gif", "bmp", "ico"}) {
+    for (const char* preferred : kUsual) {
       if (std::find(found.begin(), found.end(), preferred) != found.end()) ordered.push_back(String::fromUTF8(preferred));
     }
     for (const auto& e : found) {

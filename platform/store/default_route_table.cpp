@@ -50,6 +50,13 @@ void via(const nlattr* a, RouteHop& hop) {
     std::memcpy(&hop.gateway, v->rtvia_addr, 4);
 }
 
+// The kernel shows a hop dead when it is, and also, with ignore_routes_with_linkdown, when it has
+// the linkdown mark; a hop it killed has that mark too unless its carrier came back since.
+HopLife shownLife(unsigned flags) {
+  if (!(flags & RTNH_F_DEAD)) return HopLife::Alive;
+  return flags & RTNH_F_LINKDOWN ? HopLife::Shown : HopLife::Dead;
+}
+
 }  // namespace
 
 bool DefaultRoute::sameRoute(const DefaultRoute& o, bool shown) const {
@@ -105,7 +112,7 @@ bool DefaultRouteTable::applyRoute(const nlmsghdr* nlh, bool removed, bool fromD
       RouteHop hop;
       hop.oif = nh->rtnh_ifindex;
       hop.weight = nh->rtnh_hops;
-      hop.dead = (nh->rtnh_flags & RTNH_F_DEAD) != 0;
+      hop.life = shownLife(nh->rtnh_flags);
       int attrLen = static_cast<int>(nh->rtnh_len) - static_cast<int>(RTNH_ALIGN(sizeof(rtnexthop)));
       auto* attr = reinterpret_cast<const nlattr*>(p + RTNH_ALIGN(sizeof(rtnexthop)));
       while (attrLen > 0 && mnl_attr_ok(attr, attrLen)) {
@@ -127,7 +134,7 @@ bool DefaultRouteTable::applyRoute(const nlmsghdr* nlh, bool removed, bool fromD
       hop.oif = static_cast<int>(oif);
       ipv4(tb[RTA_GATEWAY], hop.gateway);
       if (tb[RTA_VIA]) via(tb[RTA_VIA], hop);
-      hop.dead = (rtm->rtm_flags & RTNH_F_DEAD) != 0;
+      hop.life = shownLife(rtm->rtm_flags);
       r.hops.push_back(hop);
     }
   }
@@ -221,26 +228,45 @@ bool DefaultRouteTable::flushNexthopsOn(int index, bool keepBlackholes) {
   return changed;
 }
 
-bool DefaultRouteTable::dropDeadRoutes() {
-  return std::erase_if(routes_, [](const DefaultRoute& r) {
-           return r.nhid == 0 && !r.hops.empty() &&
-                  std::all_of(r.hops.begin(), r.hops.end(), [](const RouteHop& h) { return h.dead; });
-         }) > 0;
+void DefaultRouteTable::settleByExistence(DefaultRoute& r) {
+  RouteHop* candidate = nullptr;
+  for (RouteHop& h : r.hops) {
+    if (h.life == HopLife::Dead) continue;
+    if (h.life != HopLife::Unknown || candidate) return;
+    candidate = &h;
+  }
+  if (candidate) candidate->life = HopLife::Alive;
 }
 
-bool DefaultRouteTable::markHopsDead(int index, bool force) {
+bool DefaultRouteTable::killHops(int index, bool force) {
   bool changed = false;
-  for (DefaultRoute& r : routes_) {
-    if (r.nhid || (!force && r.scope == RT_SCOPE_HOST)) continue;
-    for (RouteHop& h : r.hops)
-      if (h.oif == index && !h.dead) h.dead = changed = true;
-  }
+  std::erase_if(routes_, [&](DefaultRoute& r) {
+    if (r.nhid) return false;
+    bool through = false, unknown = false, alive = false;
+    for (RouteHop& h : r.hops) {
+      if (h.oif == index) {
+        through = true;
+        if (h.life != HopLife::Dead && (force || r.scope != RT_SCOPE_HOST)) {
+          h.life = HopLife::Dead;
+          changed = true;
+        }
+      }
+      unknown |= h.life == HopLife::Unknown;
+      alive |= h.life == HopLife::Alive || h.life == HopLife::Shown;
+    }
+    if (!through || alive || r.hops.empty()) return false;
+    if (unknown) {
+      unknownAtStake_ = true;
+      return false;
+    }
+    changed = true;
+    return true;
+  });
   return changed;
 }
 
 bool DefaultRouteTable::linkDown(int index) {
-  bool changed = markHopsDead(index, false);
-  changed |= dropDeadRoutes();
+  bool changed = killHops(index, false);
   changed |= flushNexthopsOn(index, true);
   return changed;
 }
@@ -249,8 +275,8 @@ bool DefaultRouteTable::reviveHops(int index) {
   bool changed = false;
   for (DefaultRoute& r : routes_)
     for (RouteHop& h : r.hops)
-      if (h.oif == index && h.dead) {
-        h.dead = false;
+      if (h.oif == index && h.life != HopLife::Alive) {
+        h.life = HopLife::Alive;
         changed = true;
       }
   return changed;
@@ -267,11 +293,7 @@ bool DefaultRouteTable::linkRemoved(int index) {
   return changed;
 }
 
-bool DefaultRouteTable::lastAddressGone(int index) {
-  bool changed = markHopsDead(index, true);
-  changed |= dropDeadRoutes();
-  return changed;
-}
+bool DefaultRouteTable::lastAddressGone(int index) { return killHops(index, true); }
 
 bool DefaultRouteTable::localAddressGone(uint32_t address) {
   return std::erase_if(routes_, [&](const DefaultRoute& r) { return r.prefsrc == address; }) > 0;
@@ -280,6 +302,7 @@ bool DefaultRouteTable::localAddressGone(uint32_t address) {
 void DefaultRouteTable::clear() {
   routes_.clear();
   nexthops_.clear();
+  unknownAtStake_ = false;
 }
 
 }  // namespace tq::store

@@ -17,6 +17,14 @@
 //  - a link goes away: every route with a hop through it goes, and every nexthop object on it;
 //  - an address stops being local to any link: the routes preferring it as their source go;
 //  - a nexthop object goes: the routes using it go, groups lose it, and a group left empty goes too.
+// Only a link going down or losing its last IPv4 address kills a hop. A link without carrier does
+// not, but with ignore_routes_with_linkdown the kernel shows its hops dead all the same (with the
+// linkdown mark beside): such a mark is read against the link's state when the message comes (a hop through a
+// link that is down is dead; through one that is up with an IPv4 address, alive; the one hop of a
+// route, alive, or the kernel would have dropped the route). Through a link that is up with neither
+// carrier nor address the mark cannot tell (the hop may have died with the link's last address), and
+// the hop's state is unknown until the link goes down, comes up or is given an address; when the
+// fate of a route hangs on it, the table says so (takeUnknownAtStake) and the kernel's own dump tells.
 // A route by nexthop object has no hops of its own: the object decides them, and while the object is
 // a blackhole the kernel shows the route as one, whatever its own type.
 #pragma once
@@ -26,16 +34,25 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <utility>
 #include <vector>
 
 namespace tq::store {
+
+// Whether the kernel counts a hop dead (RTNH_F_DEAD), which is not always what it shows.
+enum class HopLife : uint8_t {
+  Alive,
+  Dead,
+  Shown,    // shown dead and linkdown, not yet read against its link's state (see settleShownMarks)
+  Unknown,  // shown so through a link that is up with neither carrier nor IPv4 address
+};
 
 struct RouteHop {
   int oif = 0;
   uint32_t gateway = 0;                // IPv4 gateway, network byte order; 0 for none or an IPv6 one
   std::array<uint8_t, 16> gateway6{};  // an IPv6 gateway ("via inet6"), else zero
   uint8_t weight = 0;
-  bool dead = false;  // the kernel marked it dead
+  HopLife life = HopLife::Alive;
   bool sameAs(const RouteHop& o) const {
     return oif == o.oif && gateway == o.gateway && gateway6 == o.gateway6 && weight == o.weight;
   }
@@ -79,6 +96,29 @@ class DefaultRouteTable {
   bool lastAddressGone(int index);
   bool localAddressGone(uint32_t address);
 
+  // Reads the marks of hops shown dead and linkdown against their links' state: `link(index)`
+  // answers a struct with `known`, `up` (IFF_UP) and `hasIPv4` (the link has an IPv4 address).
+  // Called once the state of the links is that of the messages' time.
+  template <class LinkState>
+  void settleShownMarks(LinkState link) {
+    for (DefaultRoute& r : routes_) {
+      bool shown = false;
+      for (RouteHop& h : r.hops) {
+        if (h.life != HopLife::Shown) continue;
+        shown = true;
+        auto state = link(h.oif);
+        if (r.hops.size() == 1) h.life = HopLife::Alive;
+        else if (!state.known) h.life = HopLife::Unknown;
+        else if (!state.up) h.life = HopLife::Dead;
+        else h.life = state.hasIPv4 ? HopLife::Alive : HopLife::Unknown;
+      }
+      if (shown) settleByExistence(r);
+    }
+  }
+  // True once when a link going down or losing its last address left a route whose fate hangs on
+  // hops of unknown state: the kernel's dump is to be read.
+  bool takeUnknownAtStake() { return std::exchange(unknownAtStake_, false); }
+
   void clear();
 
   // Calls f(route, oif, gateway) for every hop of every unicast default route, in the kernel's
@@ -118,12 +158,15 @@ class DefaultRouteTable {
   bool flushNexthopsOn(int index, bool keepBlackholes);
   bool dropRoutesUsing(uint32_t nhid);
   // Marks the hops of routes (not those by nexthop object) through link `index` dead; unless
-  // `force`, not the hop of a host-scope route.
-  bool markHopsDead(int index, bool force);
-  bool dropDeadRoutes();
+  // `force`, not the hop of a host-scope route. Of the routes through the link, those left with no
+  // live hop go.
+  bool killHops(int index, bool force);
+  // A route exists, so one of its hops lives: when that can only be one hop of unknown state, it is.
+  static void settleByExistence(DefaultRoute& r);
 
   std::vector<DefaultRoute> routes_;
   std::map<uint32_t, NexthopObject> nexthops_;
+  bool unknownAtStake_ = false;
 };
 
 }  // namespace tq::store

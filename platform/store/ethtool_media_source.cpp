@@ -1,6 +1,9 @@
 #include "tq/platform/store/ethtool_media_source.h"
 
+#include <libmnl/libmnl.h>
 #include <linux/ethtool.h>
+#include <linux/ethtool_netlink.h>
+#include <linux/genetlink.h>
 #include <linux/sockios.h>
 #include <net/if.h>
 #include <sys/ioctl.h>
@@ -10,7 +13,12 @@
 #include <cerrno>
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <vector>
+
+#include "tq/platform/store/ethtool_netlink_decoder.h"
+#include "tq/platform/store/nl80211_decoder.h"
 
 namespace tq {
 
@@ -205,6 +213,160 @@ void readModule(int fd, const std::string& name, Facts& f) {
   readSfpCompliance(std::span<const uint8_t>(req + sizeof(ethtool_eeprom), kBytes), f);
 }
 
+bool needsModule(const Facts& f) {
+  return (f.port == PORT_FIBRE || f.port == PORT_DA) && (f.speed == 1000 || f.speed == 10000);
+}
+
+// Everything the ioctl tells of one interface; false when its driver has no link settings.
+bool readOverIoctl(int fd, const std::string& name, Facts& facts) {
+  facts = Facts{};
+  if (!readLinkSettings(fd, name, facts) && !readLegacySettings(fd, name, facts)) return false;
+  readPause(fd, name, facts);
+  readLoopbackFeature(fd, name, facts);
+  if (needsModule(facts)) readModule(fd, name, facts);
+  return true;
+}
+
+int datagramSocket() { return ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0); }
+
+// The ethtool generic netlink family on one socket: a dump of each kind of reply the media word
+// needs, for every interface at once.
+class EthtoolNetlink {
+ public:
+  EthtoolNetlink() : buffer_(32768) {}
+  EthtoolNetlink(const EthtoolNetlink&) = delete;
+  EthtoolNetlink& operator=(const EthtoolNetlink&) = delete;
+  ~EthtoolNetlink() {
+    if (nl_) mnl_socket_close(nl_);
+  }
+
+  // Opens the socket and finds the family; false when either fails.
+  bool open() {
+    nl_ = mnl_socket_open2(NETLINK_GENERIC, SOCK_CLOEXEC);
+    if (!nl_ || mnl_socket_bind(nl_, 0, MNL_SOCKET_AUTOPID) < 0) return false;
+    // The kernel answers at once; a bounded wait keeps a wedged one from hanging the caller.
+    timeval tv{1, 0};
+    setsockopt(mnl_socket_get_fd(nl_), SOL_SOCKET, SO_RCVTIMEO, &tv, sizeof tv);
+    portid_ = mnl_socket_get_portid(nl_);
+    nl80211::FamilyInfo family;
+    bool found = request(GENL_ID_CTRL, CTRL_CMD_GETFAMILY, false, [&](nlmsghdr* nlh) {
+      mnl_attr_put_strz(nlh, CTRL_ATTR_FAMILY_NAME, ETHTOOL_GENL_NAME);
+    }, [&](std::span<const uint8_t> m) { nl80211::decodeFamily(m, family); });
+    family_ = family.id;
+    return found && family_ != 0;
+  }
+
+  // The index of a feature among the kernel's feature names (a set of no one device); -1 when the
+  // kernel does not name it.
+  int featureIndex(std::string_view name) {
+    int found = -1;
+    request(family_, ETHTOOL_MSG_STRSET_GET, false, [](nlmsghdr* nlh) {
+      // An empty request header: the kernel wants one, naming no device.
+      mnl_attr_nest_end(nlh, mnl_attr_nest_start(nlh, ETHTOOL_A_STRSET_HEADER));
+      nlattr* sets = mnl_attr_nest_start(nlh, ETHTOOL_A_STRSET_STRINGSETS);
+      nlattr* set = mnl_attr_nest_start(nlh, ETHTOOL_A_STRINGSETS_STRINGSET);
+      mnl_attr_put_u32(nlh, ETHTOOL_A_STRINGSET_ID, ETH_SS_FEATURES);
+      mnl_attr_nest_end(nlh, set);
+      mnl_attr_nest_end(nlh, sets);
+    }, [&](std::span<const uint8_t> m) {
+      if (int index = ethtool_netlink::decodeFeatureIndex(m, name); index >= 0) found = index;
+    });
+    return found;
+  }
+
+  // The facts of every interface with link settings; false when a dump is refused or breaks off.
+  bool readAll(std::map<int, EthtoolMediaSource::NamedFacts>& all) {
+    int loopback = featureIndex("loopback");
+    // The link modes name the interfaces that have link settings; the other dumps add to them.
+    for (uint8_t command : {ETHTOOL_MSG_LINKMODES_GET, ETHTOOL_MSG_LINKINFO_GET, ETHTOOL_MSG_PAUSE_GET,
+                            ETHTOOL_MSG_FEATURES_GET}) {
+      ethtool_netlink::Reply reply;
+      bool ok = request(family_, command, true, [](nlmsghdr* nlh) {
+        // Attribute 1 is the request header in every kind of request.
+        nlattr* header = mnl_attr_nest_start(nlh, ETHTOOL_A_LINKMODES_HEADER);
+        mnl_attr_put_u32(nlh, ETHTOOL_A_HEADER_FLAGS, ETHTOOL_FLAG_COMPACT_BITSETS);
+        mnl_attr_nest_end(nlh, header);
+      }, [&](std::span<const uint8_t> m) {
+        if (!ethtool_netlink::decodeReply(m, loopback, reply)) return;
+        if (command == ETHTOOL_MSG_LINKMODES_GET) {
+          auto& entry = all[reply.ifindex];
+          entry.name = reply.name;
+          ethtool_netlink::takeInto(reply, entry.facts);
+        } else if (auto it = all.find(reply.ifindex); it != all.end()) {
+          ethtool_netlink::takeInto(reply, it->second.facts);
+        }
+      });
+      if (!ok) return false;
+    }
+    return true;
+  }
+
+ private:
+  // Sends one request (`fill` adds its attributes) and hands each answer to `each`; false when the
+  // kernel answers with an error or the answers break off.
+  template <class Fill, class Each>
+  bool request(uint16_t type, uint8_t command, bool dump, Fill fill, Each each) {
+    alignas(nlmsghdr) uint8_t out[256];
+    nlmsghdr* nlh = mnl_nlmsg_put_header(out);
+    nlh->nlmsg_type = type;
+    nlh->nlmsg_flags = NLM_F_REQUEST | (dump ? NLM_F_DUMP : NLM_F_ACK);
+    nlh->nlmsg_seq = ++seq_;
+    auto* genl = static_cast<genlmsghdr*>(mnl_nlmsg_put_extra_header(nlh, sizeof(genlmsghdr)));
+    genl->cmd = command;
+    genl->version = type == GENL_ID_CTRL ? 1 : ETHTOOL_GENL_VERSION;
+    fill(nlh);
+    if (mnl_socket_sendto(nl_, nlh, nlh->nlmsg_len) < 0) return false;
+    // An interrupted dump is read to its end all the same, so that the next one may start.
+    bool interrupted = false;
+    for (;;) {
+      ssize_t n = mnl_socket_recvfrom(nl_, buffer_.data(), buffer_.size());
+      if (n < 0) {
+        if (errno == EINTR) continue;
+        return false;
+      }
+      int len = static_cast<int>(n);
+      for (auto* m = reinterpret_cast<nlmsghdr*>(buffer_.data()); mnl_nlmsg_ok(m, len); m = mnl_nlmsg_next(m, &len)) {
+        if (m->nlmsg_seq != seq_ || m->nlmsg_pid != portid_) continue;
+        if (m->nlmsg_type == NLMSG_ERROR || m->nlmsg_type == NLMSG_DONE) {
+          // Both end the answer; their first word is 0 or the negated error.
+          int error = 0;
+          if (mnl_nlmsg_get_payload_len(m) >= sizeof(int)) std::memcpy(&error, mnl_nlmsg_get_payload(m), sizeof error);
+          return error == 0 && !interrupted && !(m->nlmsg_flags & NLM_F_DUMP_INTR);
+        }
+        interrupted |= (m->nlmsg_flags & NLM_F_DUMP_INTR) != 0;
+        each(std::span<const uint8_t>(reinterpret_cast<const uint8_t*>(m), m->nlmsg_len));
+      }
+    }
+  }
+
+  mnl_socket* nl_ = nullptr;
+  unsigned portid_ = 0;
+  uint16_t family_ = 0;
+  uint32_t seq_ = 0;
+  std::vector<uint8_t> buffer_;
+};
+
+// Every interface's facts over ethtool netlink; false when the kernel lacks it or a dump fails
+// (a dump that links coming and going interrupt is read again, twice at most).
+bool readAllOverNetlink(std::map<int, EthtoolMediaSource::NamedFacts>& all) {
+  EthtoolNetlink netlink;
+  if (!netlink.open()) return false;
+  bool read = false;
+  for (int attempt = 0; attempt < 3 && !read; ++attempt) {
+    all.clear();
+    read = netlink.readAll(all);
+  }
+  if (!read) return false;
+  // SFP modules have no dump: the few ports that need theirs read it by ioctl.
+  Fd sock{-1};
+  for (auto& [index, entry] : all) {
+    if (!needsModule(entry.facts)) continue;
+    if (sock.fd < 0) sock.fd = datagramSocket();
+    if (sock.fd >= 0) readModule(sock.fd, entry.name, entry.facts);
+  }
+  return true;
+}
+
 }  // namespace
 
 uint32_t mediaWordFromEthtool(const EthtoolMediaFacts& f) noexcept {
@@ -232,16 +394,57 @@ void readSfpCompliance(std::span<const uint8_t> eeprom, EthtoolMediaFacts& facts
 MediaSource::Status EthtoolMediaSource::queryFacts(const String& interfaceName, EthtoolMediaFacts& facts) {
   std::string name = interfaceName.UTF8String();
   if (name.empty() || name.size() >= IFNAMSIZ) return Status::Failed;
-  Fd sock{::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+  Fd sock{datagramSocket()};
   if (sock.fd < 0) return Status::NoSocket;
-  facts = EthtoolMediaFacts{};
-  if (!readLinkSettings(sock.fd, name, facts) && !readLegacySettings(sock.fd, name, facts))
-    return Status::Failed;
-  readPause(sock.fd, name, facts);
-  readLoopbackFeature(sock.fd, name, facts);
-  if ((facts.port == PORT_FIBRE || facts.port == PORT_DA) && (facts.speed == 1000 || facts.speed == 10000))
-    readModule(sock.fd, name, facts);
+  return readOverIoctl(sock.fd, name, facts) ? Status::Ok : Status::Failed;
+}
+
+MediaSource::Status EthtoolMediaSource::queryAllFacts(std::map<int, NamedFacts>& all, Transport* used) {
+  if (used) *used = Transport::Netlink;
+  if (transport_ == Transport::Netlink && readAllOverNetlink(all)) return Status::Ok;
+  all.clear();
+  if (used) *used = Transport::Ioctl;
+  Fd sock{datagramSocket()};
+  if (sock.fd < 0) return Status::NoSocket;
+  if (struct if_nameindex* names = if_nameindex()) {
+    for (struct if_nameindex* n = names; n->if_index != 0; ++n) {
+      NamedFacts entry;
+      entry.name = n->if_name;
+      if (readOverIoctl(sock.fd, entry.name, entry.facts)) all[static_cast<int>(n->if_index)] = std::move(entry);
+    }
+    if_freenameindex(names);
+  }
   return Status::Ok;
+}
+
+std::vector<MediaSource::Result> EthtoolMediaSource::queryMediaOfEach(std::span<const String> interfaceNames) {
+  std::vector<Result> results(interfaceNames.size());
+  std::map<int, NamedFacts> all;
+  if (transport_ == Transport::Netlink && readAllOverNetlink(all)) {
+    std::unordered_map<std::string, const EthtoolMediaFacts*> byName;
+    byName.reserve(all.size());
+    for (const auto& [index, entry] : all) byName.emplace(entry.name, &entry.facts);
+    for (std::size_t i = 0; i < interfaceNames.size(); ++i) {
+      auto it = byName.find(interfaceNames[i].UTF8String());
+      if (it == byName.end()) continue;
+      results[i].status = Status::Ok;
+      results[i].word = mediaWordFromEthtool(*it->second);
+    }
+    return results;
+  }
+  // Over ioctl only the names asked for are read, on one socket.
+  Fd sock{datagramSocket()};
+  for (std::size_t i = 0; i < interfaceNames.size(); ++i) {
+    std::string name = interfaceNames[i].UTF8String();
+    EthtoolMediaFacts facts;
+    if (sock.fd < 0) {
+      results[i].status = Status::NoSocket;
+    } else if (!name.empty() && name.size() < IFNAMSIZ && readOverIoctl(sock.fd, name, facts)) {
+      results[i].status = Status::Ok;
+      results[i].word = mediaWordFromEthtool(facts);
+    }
+  }
+  return results;
 }
 
 MediaSource::Result EthtoolMediaSource::queryMedia(const String& interfaceName) {
@@ -250,6 +453,11 @@ MediaSource::Result EthtoolMediaSource::queryMedia(const String& interfaceName) 
   result.status = queryFacts(interfaceName, facts);
   if (result.status == Status::Ok) result.word = mediaWordFromEthtool(facts);
   return result;
+}
+
+int EthtoolMediaSource::featureIndex(std::string_view name) {
+  EthtoolNetlink netlink;
+  return netlink.open() ? netlink.featureIndex(name) : -1;
 }
 
 std::shared_ptr<MediaSource> systemMediaSource() {

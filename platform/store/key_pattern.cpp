@@ -67,6 +67,19 @@ std::string literalPrefix(std::string_view p, bool& literal) {
   return std::string(p.substr(0, n));
 }
 
+// Where the first back-reference (\1 to \9 outside a bracket expression) stands, or npos.
+std::size_t backReference(std::string_view p) {
+  for (std::size_t i = 0; i < p.size(); ++i) {
+    if (p[i] == '\\') {
+      if (i + 1 < p.size() && p[i + 1] >= '1' && p[i + 1] <= '9') return i;
+      ++i;
+    } else if (p[i] == '[') {
+      i = closingBracket(p, i);
+    }
+  }
+  return std::string_view::npos;
+}
+
 }  // namespace
 
 std::size_t keyPatternExpandedSize(std::string_view p) {
@@ -145,8 +158,22 @@ std::unique_ptr<KeyPattern> KeyPattern::compile(const String& pattern, std::stri
     return refuse("too large: its counted repetitions written out exceed " + std::to_string(kKeyPatternMaxSize) +
                   " characters");
   }
+  // Checked as written, so that the C library's own words tell what is wrong with it.
+  regex_t asWritten;
+  if (int error = regcomp(&asWritten, text.c_str(), REG_EXTENDED | REG_NOSUB); error != 0) {
+    char message[256];
+    regerror(error, &asWritten, message, sizeof message);
+    return refuse(std::string("not a valid extended regular expression (") + message + ")");
+  }
+  regfree(&asWritten);
+  if (std::size_t at = backReference(text); at != std::string::npos) {
+    return refuse("not supported: back-references such as " + text.substr(at, 2) +
+                  " cannot be matched in time linear in the key");
+  }
+  // Anchored at both ends and asked for no positions, the C library answers in one pass over the
+  // key; a pattern that was whole on its own means the same inside the group.
   std::unique_ptr<KeyPattern> p(new KeyPattern);
-  if (int error = regcomp(&p->re_, text.c_str(), REG_EXTENDED); error != 0) {
+  if (int error = regcomp(&p->re_, ("^(" + text + ")$").c_str(), REG_EXTENDED | REG_NOSUB); error != 0) {
     char message[256];
     regerror(error, &p->re_, message, sizeof message);
     return refuse(std::string("not a valid extended regular expression (") + message + ")");
@@ -181,10 +208,9 @@ bool KeyPattern::matches(const std::string& key) const {
   return regexMatches(key);
 }
 
-// Leftmost-longest matching: when any match covers the whole key, the one found from its start does.
+// The C library reads the key up to a U+0000, so a key holding one never matches whole.
 bool KeyPattern::regexMatches(const std::string& key) const {
-  regmatch_t m;
-  return regexec(&re_, key.c_str(), 1, &m, 0) == 0 && m.rm_so == 0 && static_cast<std::size_t>(m.rm_eo) == key.size();
+  return key.find('\0') == std::string::npos && regexec(&re_, key.c_str(), 0, nullptr, 0) == 0;
 }
 
 }  // namespace tq

@@ -403,7 +403,10 @@ struct LinuxNetworkStore::Impl {
       case RTM_DELROUTE:
       case RTM_NEWNEXTHOP:
       case RTM_DELNEXTHOP:
-        if (routes.apply(nlh, false)) markGlobal();
+        if (routes.apply(nlh, false)) {
+          settleShownMarks();
+          markGlobal();
+        }
         break;
       default:
         break;
@@ -437,6 +440,29 @@ struct LinuxNetworkStore::Impl {
   }
 
   static bool lowerUp(unsigned flags) { return (flags & (IFF_RUNNING | IFF_LOWER_UP)) != 0; }
+
+  // Hops the kernel shows dead may only want carrier: read against their links as they stand now.
+  void settleShownMarks() {
+    struct LinkState {
+      bool known = false, up = false, hasIPv4 = false;
+    };
+    routes.settleShownMarks([this](int index) {
+      LinkState state;
+      auto link = links.find(index);
+      if (link == links.end()) return state;
+      state.known = true;
+      state.up = link->second.flags & IFF_UP;
+      auto a = addresses.find(index);
+      state.hasIPv4 = a != addresses.end() && !a->second.empty();
+      return state;
+    });
+  }
+
+  // After a link went down or lost its last address: when a route's fate hangs on hops whose state
+  // the kernel's marks could not tell, its dumps tell whether the route is still there.
+  void readAgainWhenUnknownAtStake() {
+    if (routes.takeUnknownAtStake()) needFullRead = true;
+  }
 
   // Reads a link message of the kind the store follows (not bridge-port messages and the like).
   static bool parseLink(const nlmsghdr* nlh, int& index, LinkInfo& info, bool& hasLinkInfo) {
@@ -512,7 +538,10 @@ struct LinuxNetworkStore::Impl {
       // What the kernel does to routes and nexthop objects on the way, without a message of its own.
       bool wasUp = old.flags & IFF_UP, isUp = info.flags & IFF_UP;
       bool changed = false;
-      if (wasUp && !isUp) changed |= routes.linkDown(index);
+      if (wasUp && !isUp) {
+        changed |= routes.linkDown(index);
+        readAgainWhenUnknownAtStake();
+      }
       if (!wasUp && isUp) changed |= routes.reviveHops(index);
       if (lowerUp(old.flags) && !lowerUp(info.flags)) changed |= routes.carrierLost(index);
       if (changed) markGlobal();
@@ -589,6 +618,7 @@ struct LinuxNetworkStore::Impl {
       // when it is nowhere local any more, and every route through the link when it was its last.
       localAddressMayBeGone(a.local);
       if (last && routes.lastAddressGone(index)) markGlobal();
+      if (last) readAgainWhenUnknownAtStake();
     } else {
       if (!addresses[index].add(a, false)) return;
       // An address given to a link that is up revives the hops through it that the kernel marked
@@ -756,6 +786,7 @@ struct LinuxNetworkStore::Impl {
       takeDumpedAddresses();
       routes = std::move(dumpRoutes);
       dumpRoutes = store::DefaultRouteTable();
+      settleShownMarks();
       // What the dumps gave is not kept between reads.
       std::vector<std::pair<int, LinkInfo>>().swap(dumpLinks);
       std::vector<std::pair<int, store::Address>>().swap(dumpAddresses);

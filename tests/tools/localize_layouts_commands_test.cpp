@@ -1,7 +1,7 @@
 // tqkit localize --all on bundles in each layout a release engineer meets: languages with their own
 // compiled copies, Base compiled nibs with tables keyed as the document tools generate them, xibs
-// with tables, an interface a language lacks, a language folder that is a link to another. Every
-// count is checked against what the test wrote into the files.
+// and storyboards with tables, an interface a language lacks, a language folder that is a link to
+// another. Every count is checked against what the test wrote into the files.
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 
@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "support/keyed_archive_writer.h"
 #include "support/shell.h"
 #include "support/test_paths.h"
 
@@ -378,6 +379,225 @@ TEST(LocalizeLayouts, ALinkedLanguageFolderIsReportedOnceAsAnAlias) {
   EXPECT_EQ(count(json, "\"localization\":\"pt_PT\""), 1u) << "only as the alias: " << json;
   EXPECT_NE(json.find("{\"localization\":\"pt\",\"aliases\":[\"pt_PT\"]"), std::string::npos);
   EXPECT_NE(json.find("\"aliases\":[{\"localization\":\"pt_PT\",\"sameAs\":\"pt\"}]"), std::string::npos);
+}
+
+// --- storyboards -------------------------------------------------------------------------------------
+
+// One string of a storyboard, held by the object the tables name it by.
+struct Item {
+  std::string kind;  // "window", "tab", "label", "check", "separator", "untitledBox" or "column"
+  std::string id;
+  std::string text;
+  std::string note;  // the designer's note to translators
+  // Whether a translator must translate it: a separator's title and a box's placed with no title
+  // are never shown, and "#bc-ignore!" in the text or the note says not to.
+  bool localizable;
+  std::string key() const { return id + (kind == "column" ? ".headerCell.title" : kind == "tab" ? ".label" : ".title"); }
+  // What the compiled storyboard holds of it: not the tabs, nor the notes (what only the note marks
+  // is to be translated there).
+  bool in(const std::string& form) const { return form == "document" || kind != "tab"; }
+  bool localizableIn(const std::string& form) const { return in(form) && (localizable || (form == "compiled" && !note.empty())); }
+};
+
+// The document: a window controller whose content is a tab view controller, a "tab" item starting
+// each pane (a view controller of its own) holding the items up to the next.
+std::string storyboardDocument(const std::vector<Item>& items) {
+  std::string title, tabs, segues, panes, views;
+  int y = 20, pane = 0;
+  const auto endPane = [&] {
+    if (pane == 0) return;
+    const std::string p = std::to_string(pane);
+    panes += " <scene sceneID=\"S-pane" + p + "\"><objects><viewController id=\"VC" + p +
+             "\" sceneMemberID=\"viewController\"><view key=\"view\" id=\"V" + p +
+             "\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"360\" height=\"300\"/><subviews>" + views +
+             "</subviews></view></viewController></objects></scene>\n";
+    views.clear(), y = 20;
+  };
+  for (const Item& i : items) {
+    const std::string frame = "<rect key=\"frame\" x=\"20\" y=\"" + std::to_string(y) + "\" width=\"300\" height=\"22\"/>";
+    const std::string note = i.note.empty() ? "" : "<attributedString key=\"userComments\"><fragment content=\"" + i.note + "\"/></attributedString>";
+    y += 30;
+    if (i.kind == "window") {
+      title = i.text;
+    } else if (i.kind == "tab") {
+      endPane();
+      const std::string p = std::to_string(++pane);
+      tabs += "<tabViewItem label=\"" + i.text + "\" id=\"" + i.id + "\"/>";
+      segues += "<segue destination=\"VC" + p + "\" kind=\"relationship\" relationship=\"tabItems\" id=\"R" + p + "\"/>";
+    } else if (i.kind == "label" || i.kind == "check") {
+      const bool label = i.kind == "label";
+      views += std::string(label ? "<textField" : "<button") + " id=\"v" + i.id + "\">" + frame +
+               (label ? "<textFieldCell key=\"cell\"" : "<buttonCell key=\"cell\" type=\"check\"") + " title=\"" + i.text +
+               "\" id=\"" + i.id + "\"><font key=\"font\" metaFont=\"system\"/>" + note +
+               (label ? "</textFieldCell></textField>" : "</buttonCell></button>");
+    } else if (i.kind == "separator") {
+      views += "<box boxType=\"separator\" id=\"" + i.id + "\">" + frame + "</box>";
+    } else if (i.kind == "untitledBox") {
+      views += "<box title=\"" + i.text + "\" titlePosition=\"noTitle\" id=\"" + i.id + "\">" + frame +
+               "<view key=\"contentView\" id=\"c" + i.id + "\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"300\" height=\"22\"/></view></box>";
+    } else if (i.kind == "column") {
+      views += "<tableView id=\"v" + i.id + "\">" + frame + "<tableColumns><tableColumn width=\"120\" id=\"" + i.id +
+               "\"><tableHeaderCell key=\"headerCell\" title=\"" + i.text + "\" id=\"h" + i.id +
+               "\"/><textFieldCell key=\"dataCell\" id=\"d" + i.id + "\"/></tableColumn></tableColumns></tableView>";
+    }
+  }
+  endPane();
+  return R"(<?xml version="1.0" encoding="UTF-8"?>
+<document type="com.apple.InterfaceBuilder3.Cocoa.Storyboard.XIB" version="3.0" initialViewController="WC">
+<scenes>
+ <scene sceneID="S-window"><objects>
+  <windowController id="WC" sceneMemberID="viewController">
+   <window key="window" title=")" + title + R"(" id="W-1"><windowStyleMask key="styleMask" titled="YES"/>
+    <rect key="contentRect" x="100" y="500" width="360" height="300"/>
+    <view key="contentView" id="WV"><rect key="frame" x="0" y="0" width="360" height="300"/></view>
+   </window>
+   <connections><segue destination="TVC" kind="relationship" relationship="window.shadowedContentViewController" id="R0"/></connections>
+  </windowController>
+ </objects></scene>
+ <scene sceneID="S-tabs"><objects>
+  <tabViewController id="TVC" sceneMemberID="viewController"><tabViewItems>)" + tabs + R"(</tabViewItems>
+   <tabView key="tabView" type="noTabsNoBorder" id="TV"><rect key="frame" x="0" y="0" width="360" height="300"/></tabView>
+   <connections><outlet property="tabView" destination="TV" id="O1"/>)" + segues + R"(</connections>
+  </tabViewController>
+ </objects></scene>
+)" + panes + R"(</scenes></document>
+)";
+}
+
+// The same strings compiled: NAME.storyboardc with one window controller's nib, each string an
+// NSLocalizableString with the key the tables name it by.
+void writeCompiledStoryboard(const fs::path& folder, const std::vector<Item>& items) {
+  write(folder / "Info.plist", R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>
+<key>NSStoryboardMainEntry</key><string>WC</string>
+<key>NSViewControllerIdentifiersToNibNames</key><dict><key>WC</key><string>NSWindowController-WC</string></dict>
+</dict></plist>)");
+  tq::test::KeyedArchiveWriter w;
+  const auto localized = [&](const Item& i) {
+    const uint64_t s = w.object("NSLocalizableString");
+    w.ref(s, "NSKey", w.string(i.key()));
+    w.ref(s, "NS.string", w.string(i.text));
+    return s;
+  };
+  const auto cell = [&](const char* cls, const Item& i) {
+    const uint64_t c = w.object(cls);
+    w.ref(c, "NSContents", localized(i));
+    return c;
+  };
+  const uint64_t window = w.object("NSWindowTemplate");
+  w.ref(window, "NSWindowRect", w.string("{{100, 100}, {360, 300}}"));
+  const uint64_t content = w.object("NSView");
+  w.ref(content, "NSFrameSize", w.string("{360, 300}"));
+  w.ref(window, "NSWindowView", content);
+  std::vector<uint64_t> views;
+  int y = 20;
+  for (const Item& i : items) {
+    if (!i.in("compiled")) continue;
+    if (i.kind == "window") {
+      w.ref(window, "NSWindowTitle", localized(i));
+      continue;
+    }
+    const bool box = i.kind == "separator" || i.kind == "untitledBox";
+    const uint64_t v = w.object(i.kind == "label" ? "NSTextField" : i.kind == "check" ? "NSButton" : box ? "NSBox" : "NSTableView");
+    w.ref(v, "NSFrame", w.string("{{20, " + std::to_string(y) + "}, {300, 22}}"));
+    y += 30;
+    if (i.kind == "label") w.ref(v, "NSCell", cell("NSTextFieldCell", i));
+    if (i.kind == "check") w.ref(v, "NSCell", cell("NSButtonCell", i));
+    if (box) {
+      w.ref(v, "NSTitleCell", cell("NSTextFieldCell", i));
+      w.set(v, i.kind == "separator" ? "NSBoxType" : "NSTitlePosition", plist_new_uint(i.kind == "separator" ? 2 : 0));
+    }
+    if (i.kind == "column") {
+      const uint64_t column = w.object("NSTableColumn");
+      w.ref(column, "NSHeaderCell", cell("NSTableHeaderCell", i));
+      w.ref(v, "NSTableColumns", w.array({column}));
+    }
+    views.push_back(v);
+  }
+  w.ref(content, "NSSubviews", w.array(views));
+  const uint64_t controller = w.object("NSWindowController");
+  w.ref(controller, "NSWindowTemplate", window);
+  w.write(folder / "NSWindowController-WC.nib", {controller});
+}
+
+// A Base storyboard (document and compiled) with per-language tables, and a language with its own
+// copies: one row per interface and language, each counted from the items and the tables, the
+// pane a tab does not show included; the strings no translator must translate neither translated
+// nor missing; one picture per scene.
+TEST(LocalizeLayouts, StoryboardsWithTablesAndCopies) {
+  const std::vector<Item> items = {{"window", "W-1", "Preferences", "", true},
+                                   {"tab", "TAB-1", "General", "", true},
+                                   {"label", "L-1", "Name", "", true},
+                                   {"check", "K-1", "Check for updates", "", true},
+                                   {"column", "COL-1", "Name", "", true},
+                                   {"separator", "SEP-1", "Title", "", false},
+                                   {"untitledBox", "BOX-1", "Box", "", false},
+                                   {"tab", "TAB-2", "Advanced", "", true},
+                                   {"label", "L-2", "#bc-ignore!", "", false},
+                                   {"check", "K-2", "https://example.org", "#bc-ignore!", false},
+                                   {"check", "K-3", "Use a proxy", "", true}};
+  // Tables keyed as the document tools generate them: a stale key, and one for an ignored string.
+  const std::map<std::string, std::string> tables = {
+      {"de", "\"W-1.title\" = \"Einstellungen\";\n\"L-1.title\" = \"Name\";\n\"COL-1.headerCell.title\" = \"Name\";\n"
+             "\"TAB-2.label\" = \"Erweitert\";\n\"K-3.title\" = \"Proxy verwenden\";\n\"L-2.title\" = \"#bc-ignore!\";\n"
+             "\"GONE-1.title\" = \"Weg\";\n"},
+      {"it", ""}};  // no table at all
+  // The French copies: translated, but without the first check box.
+  const std::map<std::string, std::string> french = {{"W-1", "Préférences"}, {"TAB-1", "Général"}, {"L-1", "Nom"},
+                                                     {"COL-1", "Nom"}, {"TAB-2", "Avancé"}, {"K-3", "Utiliser un proxy"}};
+  std::vector<Item> copy;
+  for (Item i : items) {
+    if (i.id == "K-1") continue;
+    if (french.count(i.id)) i.text = french.at(i.id);
+    copy.push_back(i);
+  }
+  Bundle b;
+  const std::string document = storyboardDocument(items);
+  write(b.resources() / "Base.lproj/Main.storyboard", document);
+  writeCompiledStoryboard(b.resources() / "Base.lproj/Pane.storyboardc", items);
+  write(b.resources() / "fr.lproj/Main.storyboard", storyboardDocument(copy));
+  writeCompiledStoryboard(b.resources() / "fr.lproj/Pane.storyboardc", copy);
+  fs::create_directories(b.resources() / "en.lproj");
+  for (const auto& [language, table] : tables) {
+    fs::create_directories(b.resources() / (language + ".lproj"));
+    for (const char* name : {"Main", "Pane"}) {
+      if (!table.empty()) write(b.resources() / (language + ".lproj/" + name + ".strings"), table);
+    }
+  }
+  const fs::path page = b.dir() / "page";
+  const std::string json = b.report("--json --html '" + page.string() + "'");
+
+  std::set<std::string> inCopy;
+  for (const Item& i : copy) inCopy.insert(i.id);
+  for (const auto& [name, form] : std::map<std::string, std::string>{{"Main", "document"}, {"Pane", "compiled"}}) {
+    long localizable = 0;
+    std::set<std::string> keys;
+    for (const Item& i : items) {
+      localizable += i.localizableIn(form);
+      if (i.in(form)) keys.insert(i.key());
+    }
+    for (const auto& [language, table] : tables) {
+      long translated = 0, unused = 0;
+      for (const Item& i : items) translated += i.localizableIn(form) && keysOf(table).count(i.key());
+      for (const auto& k : keysOf(table)) unused += !keys.count(k);
+      expectCounts(rowOf(json, name, language), "by-id", {translated, localizable - translated, unused}, name + " " + language);
+    }
+    long present = 0;
+    for (const Item& i : items) present += i.localizableIn(form) && inCopy.count(i.id);
+    expectCounts(rowOf(json, name, "fr"), "copy", {present, localizable - present, 0}, name + " fr");
+  }
+  // The compiled header cell's key names its column.
+  EXPECT_NE(rowOf(json, "Pane", "de").find("{\"class\":\"NSTableColumn\",\"id\":\"COL-1\",\"property\":\"headerCell.title\","
+                                           "\"key\":\"COL-1.headerCell.title\",\"before\":\"Name\",\"after\":\"Name\","
+                                           "\"status\":\"translated\"}"),
+            std::string::npos)
+      << rowOf(json, "Pane", "de");
+  EXPECT_EQ(count(json, "{\"interface\":"), 2 * (tables.size() + 1));
+  // The document's pictures: one per scene.
+  std::size_t pictures = 0;
+  for (const auto& e : fs::directory_iterator(page)) {
+    pictures += e.path().filename().string().starts_with("Main-") && e.path().string().ends_with("-before.png");
+  }
+  EXPECT_EQ(pictures, count(document, "<scene "));
 }
 
 // --- what a user reads --------------------------------------------------------------------------------

@@ -53,6 +53,12 @@ bool InputStream::rewind() {
   return ::lseek(fd_, 0, SEEK_SET) == 0;
 }
 
+std::optional<uint64_t> InputStream::regularFileSize() const {
+  struct stat st;
+  if (::fstat(fd_, &st) != 0 || !S_ISREG(st.st_mode)) return std::nullopt;
+  return static_cast<uint64_t>(st.st_size);
+}
+
 void writeAll(std::FILE* out, const void* buf, std::size_t size) {
   if (size && std::fwrite(buf, 1, size, out) != size) {
     throw Failure(std::string("cannot write the output: ") + std::strerror(errno));

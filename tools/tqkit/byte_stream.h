@@ -3,13 +3,16 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <optional>
 #include <cstdio>
 #include <string>
 
 namespace tq::cli {
 
-// The block size the byte commands read and write in.
-inline constexpr std::size_t kStreamBlock = std::size_t{1} << 20;
+// The block size the byte commands read and write in: what a pipe holds, and small enough that the
+// buffers stay in the cache and a short input touches few new pages.
+inline constexpr std::size_t kStreamBlock = std::size_t{64} << 10;
 
 // A file opened for reading ("-" is standard input). Errors throw Failure naming the file.
 class InputStream {
@@ -23,6 +26,8 @@ class InputStream {
   std::size_t read(void* buf, std::size_t size);
   // Back to the first byte; false when the input cannot seek (a pipe, a terminal).
   bool rewind();
+  // The size of the input when it is a regular file, as it is now.
+  std::optional<uint64_t> regularFileSize() const;
   const std::string& name() const { return name_; }
 
  private:

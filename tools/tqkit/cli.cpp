@@ -99,8 +99,17 @@ void Args::expectPositionals(std::size_t min, std::size_t max) const {
 
 std::string Json::escape(std::string_view s) {
   std::string out;
-  out.reserve(s.size() + 2);
-  for (unsigned char c : s) {
+  appendEscaped(out, s);
+  return out;
+}
+
+void Json::appendEscaped(std::string& out, std::string_view s) {
+  std::size_t plain = 0;  // the start of the run of characters that stand as they are
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    auto c = static_cast<unsigned char>(s[i]);
+    if (c >= 0x20 && c != '"' && c != '\\') continue;
+    out.append(s.substr(plain, i - plain));
+    plain = i + 1;
     switch (c) {
       case '"': out += "\\\""; break;
       case '\\': out += "\\\\"; break;
@@ -109,17 +118,14 @@ std::string Json::escape(std::string_view s) {
       case '\t': out += "\\t"; break;
       case '\b': out += "\\b"; break;
       case '\f': out += "\\f"; break;
-      default:
-        if (c < 0x20) {
-          char buf[8];
-          std::snprintf(buf, sizeof buf, "\\u%04x", c);
-          out += buf;
-        } else {
-          out += static_cast<char>(c);
-        }
+      default: {
+        char buf[8];
+        std::snprintf(buf, sizeof buf, "\\u%04x", c);
+        out += buf;
+      }
     }
   }
-  return out;
+  out.append(s.substr(plain));
 }
 
 void Json::separate() {
@@ -158,7 +164,7 @@ Json& Json::endArray() {
 Json& Json::key(std::string_view k) {
   separate();
   buffer_ += '"';
-  buffer_ += escape(k);
+  appendEscaped(buffer_, k);
   buffer_ += "\":";
   afterKey_ = true;
   return *this;
@@ -166,7 +172,7 @@ Json& Json::key(std::string_view k) {
 Json& Json::string(std::string_view s) {
   separate();
   buffer_ += '"';
-  buffer_ += escape(s);
+  appendEscaped(buffer_, s);
   buffer_ += '"';
   return *this;
 }
@@ -206,13 +212,18 @@ void Json::newline() {
 std::string readFile(const std::string& path, std::size_t maxBytes) {
   InputStream in(path);
   std::string out;
-  if (struct stat st; path != "-" && ::stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) {
-    if (static_cast<uint64_t>(st.st_size) > maxBytes) {
+  // The size of what was opened, where it has one (standard input too, when it is a file).
+  std::size_t block = maxBytes < kStreamBlock ? maxBytes + 1 : kStreamBlock;
+  if (std::optional<uint64_t> size = in.regularFileSize()) {
+    if (*size > maxBytes) {
       throw Failure(path + ": larger than the " + std::to_string(maxBytes >> 20) + " MiB this command reads");
     }
-    out.reserve(static_cast<std::size_t>(st.st_size));
+    out.reserve(static_cast<std::size_t>(*size));
+  } else {
+    // Input of no known size gets room for all it may hold at once: pages are only taken as they
+    // are written, and nothing is copied while it grows.
+    out.reserve(maxBytes + block);
   }
-  std::size_t block = maxBytes < kStreamBlock ? maxBytes + 1 : kStreamBlock;
   while (true) {
     std::size_t at = out.size();
     out.resize(at + block);

@@ -62,6 +62,17 @@ struct Registration {
 
 const std::vector<Command>& commands();
 
+// What runCommandLine() returns, having printed nothing, when `onlyMine` is set and no command
+// registered here matches: the caller looks for the command elsewhere (in a command module).
+inline constexpr int kNotRegisteredHere = -1;
+// The commands registered here, one "NAME\tSUMMARY\n" line each (a module's list for --help).
+std::string commandListing();
+// Runs the command that args (the words after "tqkit") name among those registered here: --help,
+// usage errors and failures are reported as described above, and standard output is finished.
+// `elsewhere` lists commands kept in modules (lines as commandListing() makes them), for the help.
+// Returns the exit status.
+int runCommandLine(const std::vector<std::string>& args, const std::string& elsewhere, bool onlyMine);
+
 // A part of `tqkit demo`; sections run in order of `order`, then name.
 struct DemoSection {
   int order;
@@ -94,6 +105,8 @@ class Json {
   void newline();
 
   static std::string escape(std::string_view s);
+  // Appends `s` escaped to `out`.
+  static void appendEscaped(std::string& out, std::string_view s);
 
  private:
   void separate();
@@ -104,8 +117,9 @@ class Json {
 };
 
 // Reads a whole file ("-" is standard input). Throws Failure with the system's message, or when the
-// input holds more than maxBytes (checked before reading where the size is known).
-std::string readFile(const std::string& path, std::size_t maxBytes = SIZE_MAX);
+// input holds more than maxBytes: checked before reading where what was opened has a size, else as
+// soon as more has come (a pipe or /dev/zero is read no further than the cap and a block).
+std::string readFile(const std::string& path, std::size_t maxBytes);
 
 // Flushes and closes standard output; Failure when anything written to it was lost (a full disk,
 // a closed pipe reader, /dev/full). main() calls it after every command that succeeded.

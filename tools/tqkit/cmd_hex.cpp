@@ -13,8 +13,8 @@ int runHex(const std::vector<std::string>& argv) {
   tq::cli::Args args(argv, {}, {});
   args.expectPositionals(0, 1);
   tq::cli::InputStream in(args.positionals().empty() ? "-" : args.positionals()[0]);
-  auto bytes = std::make_unique<uint8_t[]>(tq::cli::kStreamBlock);
-  auto text = std::make_unique<char[]>(2 * tq::cli::kStreamBlock);
+  auto bytes = std::make_unique_for_overwrite<uint8_t[]>(tq::cli::kStreamBlock);
+  auto text = std::make_unique_for_overwrite<char[]>(2 * tq::cli::kStreamBlock);
   while (std::size_t n = in.read(bytes.get(), tq::cli::kStreamBlock)) {
     tq::hexEncode(bytes.get(), n, text.get());
     tq::cli::writeAll(stdout, text.get(), 2 * n);

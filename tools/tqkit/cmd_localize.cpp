@@ -18,11 +18,13 @@
 #include <vector>
 
 #include "cli.h"
+#include "font_coverage.h"
 #include "localize_bundle.h"
 #include "localize_page.h"
 #include "localize_report.h"
 #include "output_file.h"
 #include "tq/platform/ui/drawing/pango_text_measurer.h"
+#include "tq/platform/ui/drawing/view_drawing.h"
 
 namespace {
 
@@ -44,18 +46,26 @@ bool isFile(const std::string& path) {
 
 // --- output written whole or not at all ---------------------------------------------------------
 
-// Files bound for one folder, written whole or not at all when committed.
+// Files bound for one folder, written whole or not at all when committed, after the report.
 class FolderOutput {
  public:
   explicit FolderOutput(std::string folder) : folder_(std::move(folder)) {}
-  void add(const std::string& name, std::string bytes) { files_.add(finalPath(name), std::move(bytes)); }
+  // Written at once into the folder's private copy.
+  void add(const std::string& name, const std::string& bytes) { files_.write(folder_, finalPath(name), bytes); }
   void addPNG(const std::string& name, const tq::GraphicsContextRef& image) {
-    if (!image) throw tq::cli::Failure(finalPath(name) + ": cannot be drawn");
+    if (!image) {
+      throw tq::cli::Failure(finalPath(name) + ": cannot be drawn: the window is empty or larger than " +
+                             std::to_string(static_cast<long>(tq::kMaxRenderSide)) + " pixels a side or " +
+                             std::to_string(static_cast<long>(tq::kMaxRenderPixels)) + " pixels in all");
+    }
     add(name, tq::cli::pngBytes(image->surface()));
   }
   // The file's name in the finished folder.
   std::string finalPath(const std::string& name) const { return (fs::path(folder_) / name).string(); }
-  void commit() { files_.commit(folder_); }
+  void commit() {
+    tq::cli::flushStandardOutput();
+    files_.commit(folder_);
+  }
 
  private:
   std::string folder_;
@@ -139,7 +149,6 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
   std::stable_sort(pngs.begin(), pngs.end(), [](const std::string& a, const std::string& b) {
     return a.substr(0, a.rfind('-')) < b.substr(0, b.rfind('-'));
   });
-  if (out) out->commit();
 
   if (json) {
     tq::cli::Json j;
@@ -163,12 +172,14 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
     j.endArray();
     j.endObject();
     j.newline();
+    if (out) out->commit();  // the pictures are in place once the report about them is out
     return 0;
   }
 
   for (const auto& s : report.strings) {
     if (s.status == "empty") continue;
-    std::printf("%-10s %s%s%s.%s: %s -> %s\n", s.status == "translated" ? "ok" : "MISSING", s.cls.c_str(),
+    const char* label = s.status == "translated" ? "ok" : s.status == "ignored" ? "ignored" : "MISSING";
+    std::printf("%-10s %s%s%s.%s: %s -> %s\n", label, s.cls.c_str(),
                 s.id.empty() ? "" : " #", s.id.c_str(), s.property.c_str(), tq::cli::Json::escape(s.before).c_str(),
                 s.afterIsNil ? "nil" : tq::cli::Json::escape(s.after).c_str());
   }
@@ -189,6 +200,7 @@ int runOne(const tq::cli::Args& args, const std::shared_ptr<tq::Bundle>& bundle,
                 z.widthBefore, z.widthAfter);
   }
   for (const auto& p : pngs) std::printf("wrote %s\n", p.c_str());
+  if (out) out->commit();
   return 0;
 }
 
@@ -342,6 +354,12 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
   progress.finish();
   const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - started).count();
   if (page) page->finish(bundlePath, plan, rows, seconds);
+  // The page's folder is put in place once the summary is out.
+  const auto commitPage = [&] {
+    if (!page) return;
+    tq::cli::flushStandardOutput();
+    page->commit();
+  };
 
   std::size_t translated = 0, missing = 0, unused = 0, overflowing = 0, failed = 0;
   for (const auto& r : rows) {
@@ -393,6 +411,7 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
     std::fputs("],", stdout);
     tail->copyLines(stdout, '\n', 1);
     std::fputs("\n", stdout);
+    commitPage();
     return 0;
   }
   std::printf("%-28s %-10s %-9s %10s %8s %7s %11s\n", "interface", "language", "mode", "translated", "missing",
@@ -418,6 +437,7 @@ int runAll(const tq::cli::Args& args, const std::string& bundlePath) {
   std::printf("\ntotal: %zu translated, %zu missing, %zu unused, %zu overflowing, %zu unreadable (%.2f s)\n",
               translated, missing, unused, overflowing, failed, seconds);
   if (htmlDir) std::printf("wrote %s\n", (fs::path(*htmlDir) / "index.html").c_str());
+  commitPage();
   return 0;
 }
 
@@ -432,6 +452,7 @@ int runLocalize(const std::vector<std::string>& argv) {
   if (!all && args.value("html")) throw tq::cli::UsageError("--html DIR goes with --all");
   // Sizes (check boxes fitted to their titles, the fit test) measured by the text system that draws.
   tq::PangoTextMeasurer::install();
+  tq::cli::warnOfUncoveredCharacters("localize");
   if (all) return runAll(args, bundlePath);
 
   if (const auto language = args.value("language")) ::setenv("LANGUAGE", language->c_str(), 1);
@@ -444,15 +465,20 @@ tq::cli::Registration localize(
     {"localize", "translate interfaces with a bundle's strings tables and report the result",
      "usage: tqkit localize BUNDLE NIB [--language L] [--table T] [--by-id] [--json] [--png DIR]\n"
      "       tqkit localize BUNDLE --all [--table T] [--json] [--html DIR]\n\n"
-     "Loads the interface NIB (a name looked up as a nib or xib resource of the bundle folder BUNDLE,\n"
-     "or a file path), translates it as TQLocalizer does with the strings table T (default: the\n"
+     "Loads the interface NIB (a name looked up as a nib, xib or storyboard resource of the bundle\n"
+     "folder BUNDLE, or a file path), translates it as TQLocalizer does with the strings table T (default: the\n"
      "bundle's default table; menu titles use table \"default\"), and lists every visible string\n"
      "before and after with the object that holds it (controls by their cell's identifier, as the\n"
      "tables name them). Then it reports the strings the table lacks, the keys of the table that\n"
      "matched nothing (for a table of the interface's own: --by-id or --table), each translated\n"
      "text that no longer fits its control (measured with the control's font), each resized check\n"
      "box and those that now reach past their superview. A string counts as translated when the\n"
-     "table holds its key, also when the translation is the same text.\n\n"
+     "table holds its key, also when the translation is the same text. Strings the interface does\n"
+     "not show (the title of a separator, or of a box placed with no title) and strings marked\n"
+     "\"#bc-ignore!\" in their text or their note to translators are ignored: neither translated\n"
+     "nor missing (a key the table holds for one is not unused). Text in a script no installed\n"
+     "font covers is measured (and drawn) as boxes, so its fit is unknown; each such font and\n"
+     "script is named once on standard error.\n\n"
      "  --language L  the user's language for choosing the bundle's localization (as LANGUAGE)\n"
      "  --table T     the strings table name (without .strings)\n"
      "  --by-id       apply instead a table keyed by object identifier and property, as generated\n"
@@ -461,12 +487,14 @@ tq::cli::Registration localize(
      "                \"ID.ibShadowedDisplayPattern\", \"ID.ibShadowedNullPlaceholder\", ...); strings of\n"
      "                a compiled nib by the keys it keeps (\"170.title\"); the table defaults to the\n"
      "                NIB's name\n"
-     "  --png DIR     draw each window before and after into DIR (overflowing controls outlined)\n"
+     "  --png DIR     draw each window and top-level view (of a storyboard, each scene's window or\n"
+     "                view) before and after into DIR (overflowing controls outlined)\n"
      "  --all         every interface of the bundle in every language, one row per interface and\n"
      "                language, in the one way that language gets the interface:\n"
-     "                  copy       its own copy (LANG.lproj/NAME.nib or .xib), compared with the\n"
-     "                             development language's object by object: by the identifiers\n"
-     "                             the files give, else by the place in the object tree; a string\n"
+     "                  copy       its own copy (LANG.lproj/NAME.nib, .xib, .storyboard or\n"
+     "                             .storyboardc), compared with the development language's\n"
+     "                             object by object: by the identifiers or table keys the files\n"
+     "                             give, else by the place in the object tree; a string\n"
      "                             counts as translated when the copy has it;\n"
      "                  by-id      the Base interface with the language's table named after it;\n"
      "                  localizer  the unlocalized interface (compiled nibs of a built framework\n"
@@ -485,7 +513,8 @@ tq::cli::Registration localize(
      "                language's, and what is missing with the development language's text beside\n"
      "                its key (PNG files beside it, written as they are drawn)\n"
      "  --json        one JSON object. For one interface: strings (status translated,\n"
-     "                untranslated or empty), overflows, resized, missing, unused, png. With --all:\n"
+     "                untranslated, empty or ignored), overflows, resized, missing, unused, png.\n"
+     "                With --all:\n"
      "                  \"bundle\", \"development\",\n"
      "                  \"interfaces\": one object per row, in this order: \"interface\",\n"
      "                    \"localization\", \"mode\" (\"copy\", \"by-id\", \"localizer\" or \"absent\"),\n"

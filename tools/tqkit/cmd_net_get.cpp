@@ -34,7 +34,7 @@ int runKeys(const std::vector<std::string>& argv) {
   if (keys.isNil()) {
     std::string why = "not a valid extended regular expression";
     KeyPattern::compile(pattern, &why);
-    throw UsageError("the pattern is " + why);
+    throw Failure("the pattern is " + why);
   }
   if (args.has("json")) {
     Json json;

@@ -1,6 +1,9 @@
 // tqkit net status: the primary address and every interface's link, addresses, media and wireless
 // state, from the kernel.
 #include <cstdio>
+#include <map>
+#include <string>
+#include <vector>
 
 #include "net_support.h"
 #include "tq/network/ethernet_observer.h"
@@ -12,8 +15,11 @@ namespace {
 using namespace tq;
 using namespace tq::cli;
 
-String key(const std::string& a, const String& name, const std::string& b) {
-  return String::fromUTF8(a + name.UTF8String() + b);
+String key(std::u16string_view a, const String& name, std::u16string_view b) {
+  std::u16string k;
+  k.reserve(a.size() + name.view().size() + b.size());
+  k.append(a).append(name.view()).append(b);
+  return String(k);
 }
 
 std::string hexColons(const Data& d) {
@@ -36,11 +42,15 @@ int runStatus(const std::vector<std::string>& argv) {
   args.expectPositionals(0, 0);
   bool asJson = args.has("json");
   auto store = net::openStore();
+  // The store is left to the end of the process: freeing its values one by one would cost the
+  // command a good part of its time, and the process ends with the command.
+  static auto* kept = new std::shared_ptr<LinuxNetworkStore>();
+  *kept = store;
   auto media = systemMediaSource();
 
   Dictionary global = store->copyValue(u"State:/Network/Global/IPv4").dictionaryValue();
   String primaryName = global.objectForKey(u"PrimaryInterface").stringValue();
-  String primaryAddress = store->copyValue(key("State:/Network/Interface/", primaryName, "/IPv4"))
+  String primaryAddress = store->copyValue(key(u"State:/Network/Interface/", primaryName, u"/IPv4"))
                               .dictionaryValue().objectForKey(u"Addresses").arrayValue().firstObject().stringValue();
   auto classifier = IPv4Observer::initWithStore(nullptr);
   std::string primaryType = primaryAddress ? classifier->typeOfIP(primaryAddress).UTF8String() : "";
@@ -68,17 +78,26 @@ int runStatus(const std::vector<std::string>& argv) {
   }
 
   Array names = store->copyValue(u"State:/Network/Interface").dictionaryValue().objectForKey(u"Interfaces").arrayValue();
+  // Every interface's media from one read of the kernel.
+  std::vector<String> nameList;
+  for (const String& name : names.strings()) nameList.push_back(name);
+  std::vector<MediaSource::Result> mediaWords = media->queryMediaOfEach(nameList);
+  std::size_t position = 0;
+  // Most interfaces share a few media words: each is described once.
+  std::map<uint32_t, std::string> mediaTexts;
   for (const String& name : names.strings()) {
-    Dictionary setup = store->copyValue(key("Setup:/Network/Service/", name, "/Interface")).dictionaryValue();
-    bool active = store->copyValue(key("State:/Network/Interface/", name, "/Link")).dictionaryValue()
+    const MediaSource::Result& r = mediaWords[position++];
+    Dictionary setup = store->copyValue(key(u"Setup:/Network/Service/", name, u"/Interface")).dictionaryValue();
+    bool active = store->copyValue(key(u"State:/Network/Interface/", name, u"/Link")).dictionaryValue()
                       .objectForKey(u"Active").boolValue();
-    Array addresses = store->copyValue(key("State:/Network/Interface/", name, "/IPv4")).dictionaryValue()
+    Array addresses = store->copyValue(key(u"State:/Network/Interface/", name, u"/IPv4")).dictionaryValue()
                           .objectForKey(u"Addresses").arrayValue();
-    Value airport = store->copyValue(key("State:/Network/Interface/", name, "/AirPort"));
-    String mediaText;
-    if (name.UTF8String().size() <= 15) {
-      auto r = media->queryMedia(name);
-      if (r.status == MediaSource::Status::Ok) mediaText = EthernetObserver::mediaDescription(r.word);
+    Value airport = store->copyValue(key(u"State:/Network/Interface/", name, u"/AirPort"));
+    const std::string* mediaText = nullptr;
+    if (r.status == MediaSource::Status::Ok) {
+      auto [it, fresh] = mediaTexts.try_emplace(r.word);
+      if (fresh) it->second = EthernetObserver::mediaDescription(r.word).UTF8String();
+      mediaText = &it->second;
     }
     std::string type = setup.objectForKey(u"Type").stringValue().UTF8String();
     Dictionary wl = airport.dictionaryValue();
@@ -88,7 +107,7 @@ int runStatus(const std::vector<std::string>& argv) {
       json.key("addresses").beginArray();
       for (const String& a : addresses.strings()) json.string(a.UTF8String());
       json.endArray().key("media");
-      if (mediaText) json.string(mediaText.UTF8String());
+      if (mediaText) json.string(*mediaText);
       else json.null();
       if (wl) {
         json.key("wireless").beginObject().key("joined").boolean(joined);
@@ -103,7 +122,7 @@ int runStatus(const std::vector<std::string>& argv) {
     } else {
       std::printf("%-16s %-10s %-8s", name.UTF8String().c_str(), type.c_str(), active ? "active" : "inactive");
       for (const String& a : addresses.strings()) std::printf(" %s", a.UTF8String().c_str());
-      if (mediaText) std::printf("  media %s", mediaText.UTF8String().c_str());
+      if (mediaText) std::printf("  media %s", mediaText->c_str());
       if (wl) {
         if (joined)
           std::printf("  joined \"%s\" (%s)", ssidText(wl.objectForKey(u"SSID")).c_str(),

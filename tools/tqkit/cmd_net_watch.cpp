@@ -3,9 +3,13 @@
 #include <glib-unix.h>
 #include <glib.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
+#include <functional>
+#include <string>
 
 #include "net_support.h"
 #include "tq/network/airport_observer.h"
@@ -35,23 +39,36 @@ int runWatch(const std::vector<std::string>& argv) {
   args.expectPositionals(0, 0);
   bool asJson = args.has("json");
   RunLoop loop = RunLoop::current();
+  // Output that cannot be written ends the watch: the loop stops, and the error is reported after.
+  std::string lost;
+  auto report = [&loop, &lost](const std::function<void()>& print) {
+    if (!lost.empty()) return;
+    try {
+      print();
+      if (std::fflush(stdout) != 0) throw tq::cli::Failure(std::string("cannot write the output: ") + std::strerror(errno));
+    } catch (const tq::cli::Failure& e) {
+      lost = e.what();
+      loop.stop();
+    }
+  };
 
   // Every key, as the store reports it.
-  auto keys = net::openStore([asJson](StoreConnection& store, const Array& changed) {
-    for (const String& k : changed.strings()) {
-      Value v = store.copyValue(k);
-      if (asJson) {
-        Json json;
-        json.beginObject().key("time").string(now()).key("key").string(k.UTF8String()).key("value");
-        net::writeJson(json, v);
-        json.endObject();
-        json.newline();
-      } else {
-        std::printf("%s %s: %s\n", now().c_str(), k.UTF8String().c_str(),
-                    v.isNil() ? "(removed)" : net::text(v).c_str());
+  auto keys = net::openStore([asJson, report](StoreConnection& store, const Array& changed) {
+    report([&] {
+      for (const String& k : changed.strings()) {
+        Value v = store.copyValue(k);
+        if (asJson) {
+          Json json;
+          json.beginObject().key("time").string(now()).key("key").string(k.UTF8String()).key("value");
+          net::writeJson(json, v);
+          json.endObject();
+          json.newline();
+        } else {
+          std::printf("%s %s: %s\n", now().c_str(), k.UTF8String().c_str(),
+                      v.isNil() ? "(removed)" : net::text(v).c_str());
+        }
       }
-    }
-    std::fflush(stdout);
+    });
   });
   keys->setNotificationKeys(Array(), Array{Value(String(u".*"))});
   loop.addSource(keys->runLoopSource());
@@ -67,17 +84,18 @@ int runWatch(const std::vector<std::string>& argv) {
     if (type == String(u"Ethernet")) EthernetObserver::initWithService(name, store, systemMediaSource());
     if (type == String(u"IEEE80211")) AirportObserver::initWithService(name, store);
   }
-  auto print = [asJson](const Notification& n) {
-    if (asJson) {
-      Json json;
-      json.beginObject().key("time").string(now()).key("notification").string(n.name().UTF8String()).key("userInfo");
-      net::writeJson(json, n.userInfo().isNil() ? Value(Dictionary::empty()) : Value(n.userInfo()));
-      json.endObject();
-      json.newline();
-    } else {
-      std::printf("%s %s %s\n", now().c_str(), n.name().UTF8String().c_str(), net::text(n.userInfo()).c_str());
-    }
-    std::fflush(stdout);
+  auto print = [asJson, report](const Notification& n) {
+    report([&] {
+      if (asJson) {
+        Json json;
+        json.beginObject().key("time").string(now()).key("notification").string(n.name().UTF8String()).key("userInfo");
+        net::writeJson(json, n.userInfo().isNil() ? Value(Dictionary::empty()) : Value(n.userInfo()));
+        json.endObject();
+        json.newline();
+      } else {
+        std::printf("%s %s %s\n", now().c_str(), n.name().UTF8String().c_str(), net::text(n.userInfo()).c_str());
+      }
+    });
   };
   std::vector<NotificationToken> tokens;
   for (const char16_t* name : {u"EthernetActivatedNotification", u"EthernetDeactivatedNotification",
@@ -88,33 +106,37 @@ int runWatch(const std::vector<std::string>& argv) {
     std::shared_ptr<IPv4Observer> ipv4;
     bool asJson = false;
     String last;
+    std::function<void(const std::function<void()>&)> report;
     void changed(const String&) {
       String ip = ipv4->getPrimaryIP();
       if (ip == last) return;
       last = ip;
-      if (asJson) {
-        Json json;
-        json.beginObject().key("time").string(now()).key("primaryIP");
-        if (ip) json.string(ip.UTF8String());
-        else json.null();
-        json.endObject();
-        json.newline();
-      } else {
-        std::printf("%s primary IP %s\n", now().c_str(), ip ? ip.UTF8String().c_str() : "(none)");
-      }
-      std::fflush(stdout);
+      report([&] {
+        if (asJson) {
+          Json json;
+          json.beginObject().key("time").string(now()).key("primaryIP");
+          if (ip) json.string(ip.UTF8String());
+          else json.null();
+          json.endObject();
+          json.newline();
+        } else {
+          std::printf("%s primary IP %s\n", now().c_str(), ip ? ip.UTF8String().c_str() : "(none)");
+        }
+      });
     }
   };
   auto reporter = std::make_shared<PrimaryReporter>();
   reporter->ipv4 = ipv4;
   reporter->asJson = asJson;
+  reporter->report = report;
   reporter->last = ipv4->getPrimaryIP();
   store->addObserver(reporter, &PrimaryReporter::changed, String(u"State:/Network/Global/IPv4"));
 
   if (!asJson) {
-    std::printf("%s watching; primary IP %s (Ctrl-C to stop)\n", now().c_str(),
-                reporter->last ? reporter->last.UTF8String().c_str() : "(none)");
-    std::fflush(stdout);
+    report([&] {
+        std::printf("%s watching; primary IP %s (Ctrl-C to stop)\n", now().c_str(),
+                    reporter->last ? reporter->last.UTF8String().c_str() : "(none)");
+    });
   }
   auto stop = [](gpointer data) -> gboolean {
     static_cast<RunLoop*>(data)->stop();
@@ -122,12 +144,13 @@ int runWatch(const std::vector<std::string>& argv) {
   };
   guint sigint = g_unix_signal_add(SIGINT, stop, &loop);
   guint sigterm = g_unix_signal_add(SIGTERM, stop, &loop);
-  loop.run();
+  if (lost.empty()) loop.run();
   g_source_remove(sigint);
   g_source_remove(sigterm);
   loop.removeSource(keys->runLoopSource());
   if (store->connection()) loop.removeSource(store->connection()->runLoopSource());
   for (auto& t : tokens) NotificationCenter::defaultCenter().removeObserver(t);
+  if (!lost.empty()) throw tq::cli::Failure(lost);
   return 0;
 }
 

@@ -307,7 +307,7 @@ int runNib(const std::vector<std::string>& argv) {
   std::optional<tq::StoryboardReadResult> storyboard;
   if (path != "-" && tq::isStoryboardPath(path)) storyboard = tq::readStoryboardFile(path, options);
   tq::NibReadResult result = storyboard ? (*storyboard ? storyboard->storyboard().nibResult() : tq::NibReadResult(storyboard->error()))
-                             : path == "-" ? tq::readNibData(tq::cli::readFile(path), options)
+                             : path == "-" ? tq::readNibData(tq::cli::readFile(path, tq::kMaxNibDocumentSize), options)
                                            : tq::readNibFile(path, options);
   if (!result) {
     throw tq::cli::Failure(path == "-" ? "-: " + result.error().reason : result.error().reason);

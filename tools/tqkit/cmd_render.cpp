@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "cli.h"
+#include "font_coverage.h"
 #include "output_file.h"
 #include "tq/platform/ui/archive/nib_reader.h"
 #include "tq/platform/ui/archive/storyboard_reader.h"
@@ -57,6 +58,21 @@ std::vector<Drawable> drawables(const tq::Storyboard& storyboard) {
   return found;
 }
 
+// Those of the items that render draws (at scale 1; an empty window or view has nothing to draw),
+// counting the others in `left`. --list offers these, and --window counts among them.
+std::vector<Drawable> drawableOnly(std::vector<Drawable> items, std::size_t& left) {
+  std::vector<Drawable> kept;
+  for (auto& item : items) {
+    const bool can = item.window ? tq::canRenderWindow(*item.window) : tq::canRenderView(*item.view, 1.0);
+    if (can) {
+      kept.push_back(std::move(item));
+    } else {
+      ++left;
+    }
+  }
+  return kept;
+}
+
 // The images the document names: those it holds, then files beside it.
 std::shared_ptr<tq::InterfaceImageSource> imagesOf(const tq::Nib& nib, const std::string& path) {
   auto images = std::make_shared<tq::InterfaceImageSource>(tq::String::fromUTF8(path));
@@ -95,7 +111,8 @@ int runRender(const std::vector<std::string>& argv) {
     const std::string& reason = result.error().reason;
     throw tq::cli::Failure(reason.find(path) == std::string::npos ? path + ": " + reason : reason);
   }
-  const auto items = storyboard ? drawables(storyboard->storyboard()) : drawables(result.nib());
+  std::size_t left = 0;
+  const auto items = drawableOnly(storyboard ? drawables(storyboard->storyboard()) : drawables(result.nib()), left);
 
   if (list) {
     if (args.has("json")) {
@@ -117,27 +134,52 @@ int runRender(const std::vector<std::string>& argv) {
         std::printf("%zu  %s  %gx%g  %s\n", i, items[i].kind().c_str(), r.w, r.h, label.c_str());
       }
     }
+    if (left > 0) {
+      std::fflush(stdout);  // the note follows the list it is about
+      std::fprintf(stderr, "tqkit render: %s: %zu window%s or view%s with an empty or too large frame not listed\n",
+                   path.c_str(), left, left == 1 ? "" : "s", left == 1 ? "" : "s");
+    }
     return 0;
   }
 
-  if (items.empty()) throw tq::cli::Failure(path + ": no window or top-level view to draw");
+  if (items.empty()) {
+    char why[200] = "";
+    if (left > 0) {
+      std::snprintf(why, sizeof why, " (the document's are empty, or larger than %g pixels a side or %.0f pixels in all)",
+                    tq::kMaxRenderSide, tq::kMaxRenderPixels);
+    }
+    throw tq::cli::Failure(path + ": no window or top-level view to draw" + why);
+  }
   if (static_cast<std::size_t>(index) >= items.size()) {
     throw tq::cli::UsageError("--window " + std::to_string(index) + ": the document has " +
                               std::to_string(items.size()) + " windows and views (0 to " +
                               std::to_string(items.size() - 1) + "; see --list)");
   }
 
-  tq::PangoTextMeasurer::install();
+  tq::cli::warnOfUncoveredCharacters("render");
   const Drawable& item = items[static_cast<std::size_t>(index)];
+  const tq::Size size = item.window ? tq::renderedWindowSize(*item.window, !args.has("no-title-bar"))
+                                    : tq::Size{item.rect().w, item.rect().h};
+  if (!tq::renderedSizeFits(size, scale) && size.width > 0 && size.height > 0) {
+    char what[200];
+    std::snprintf(what, sizeof what,
+                  ": window %ld is %g x %g points at scale %g; pictures over %g pixels a side or %.0f pixels in all "
+                  "are not drawn",
+                  index, size.width, size.height, scale, tq::kMaxRenderSide, tq::kMaxRenderPixels);
+    throw tq::cli::Failure(path + what);
+  }
+  tq::PangoTextMeasurer::install();
   tq::WindowRenderOptions options;
   options.scale = scale;
   options.titleBar = !args.has("no-title-bar");
   options.images = imagesOf(result.nib(), path);
   auto image = item.window ? tq::renderWindow(*item.window, options)
                            : tq::renderView(*item.view, scale, nullptr, options.images);
-  if (!image) throw tq::cli::Failure(path + ": window " + std::to_string(index) + " is empty or too large to draw");
+  if (!image) throw tq::cli::Failure(path + ": window " + std::to_string(index) + ": no memory for its picture");
   const std::string out = *args.value("png");
-  tq::cli::writeFileAtomically(out, tq::cli::pngBytes(image->surface()));
+  // The picture is put in place only once the report about it has been written.
+  tq::cli::OutputFiles png;
+  png.write({}, out, tq::cli::pngBytes(image->surface()));
   if (args.has("json")) {
     tq::cli::Json json;
     const tq::Rect r = item.rect();
@@ -146,6 +188,8 @@ int runRender(const std::vector<std::string>& argv) {
     json.key("width").number(r.w).key("height").number(r.h).key("scale").number(scale).endObject();
     json.newline();
   }
+  tq::cli::flushStandardOutput();
+  png.commit();
   return 0;
 }
 
@@ -159,13 +203,19 @@ tq::cli::Registration render(
      "its windows, with its title bar and toolbar, or one of its top-level views (drawn even when\n"
      "archived hidden) into the PNG file OUT: frames, titles, labels, text\n"
      "fields, buttons, check boxes, pop-up buttons, segmented controls, boxes, tab views, tables,\n"
-     "scroll views, sliders, steppers, level and progress indicators, date pickers, text views with\n"
-     "their text, image views, toolbar items with their images, views and labels. Named images come\n"
-     "from the document itself, its folder and the folders around it (.lproj, resources); the\n"
-     "platform's common template images draw as stand-ins, other missing images as grey\n"
-     "placeholders, custom views as dashed outlines with their class name.\n\n"
-     "  --window N     which window or top-level view, counting from 0 in document order (default 0)\n"
-     "  --list         list the windows and views that can be drawn, with their sizes\n"
+     "scroll views, split views, combo boxes, sliders, steppers, level and progress indicators, date\n"
+     "pickers, text views with their text, image views, toolbar items with their images, views and\n"
+     "labels. Named images come from the document itself, its folder and the folders around it\n"
+     "(.lproj, resources); the platform's common template images draw as stand-ins, other missing\n"
+     "images as grey placeholders, custom views that show nothing else as dashed outlines with\n"
+     "their class name. Pictures over 16384 pixels a side or 8192 x 8192 pixels in all are refused.\n"
+     "Text in a script no installed font covers is drawn as boxes; each such font and script is\n"
+     "named once on standard error.\n\n"
+     "  --window N     which window or top-level view, counting from 0 in the order --list shows\n"
+     "                 (default 0)\n"
+     "  --list         list the windows and views that can be drawn, in document order, with their\n"
+     "                 sizes (those with an empty or too large frame are left out, and counted on\n"
+     "                 standard error)\n"
      "  --scale S      pixels per point (default 1; 2 for a sharper picture)\n"
      "  --no-title-bar draw the content only\n"
      "  --json         describe what was drawn (or the list) as JSON\n\n"

@@ -10,7 +10,7 @@ namespace {
 
 std::string digestOf(const std::string& path) {
   tq::cli::InputStream in(path);
-  auto block = std::make_unique<uint8_t[]>(tq::cli::kStreamBlock);
+  auto block = std::make_unique_for_overwrite<uint8_t[]>(tq::cli::kStreamBlock);
   tq::Sha1Digest sha1;
   while (std::size_t n = in.read(block.get(), tq::cli::kStreamBlock)) sha1.update(block.get(), n);
   auto digest = sha1.finish();

@@ -15,8 +15,8 @@ using tq::cli::kStreamBlock;
 
 // Decodes the whole input into `sink` (nullptr: validate only). Returns false on bad text.
 bool decodeStream(tq::cli::InputStream& in, std::FILE* sink) {
-  auto text = std::make_unique<char[]>(kStreamBlock);
-  auto bytes = std::make_unique<uint8_t[]>(kStreamBlock / 2 + 1);
+  auto text = std::make_unique_for_overwrite<char[]>(kStreamBlock);
+  auto bytes = std::make_unique_for_overwrite<uint8_t[]>(kStreamBlock / 2 + 1);
   tq::HexDecodeState state;  // carries a digit pair split across two blocks
   while (std::size_t n = in.read(text.get(), kStreamBlock)) {
     tq::UInteger produced = 0;
@@ -47,7 +47,7 @@ int runUnhex(const std::vector<std::string>& argv) {
     if (!decodeStream(in, spool.get())) failBadText();
     if (std::fflush(spool.get()) != 0) throw tq::cli::Failure("write error on the temporary file");
     std::rewind(spool.get());
-    auto block = std::make_unique<char[]>(kStreamBlock);
+    auto block = std::make_unique_for_overwrite<char[]>(kStreamBlock);
     while (std::size_t n = std::fread(block.get(), 1, kStreamBlock, spool.get())) {
       tq::cli::writeAll(stdout, block.get(), n);
     }

@@ -1,7 +1,8 @@
 // What `tqkit localize --all` reports of a bundle: its languages (a language folder that is a link
 // to another counted once, as an alias), its interfaces by name, and for each interface and
 // language the one way that language gets the interface:
-//   - its own copy (NAME.nib or NAME.xib in LANG.lproj), compared with the development language's;
+//   - its own copy (NAME.nib, .xib, .storyboard or .storyboardc in LANG.lproj), compared with the
+//     development language's;
 //   - else the Base interface with the language's table named after it, keyed by identifier;
 //   - else the unlocalized interface with the localizer and the table the languages share;
 //   - else nothing: the interface is absent and shows in the development language.

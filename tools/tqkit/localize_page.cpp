@@ -278,7 +278,8 @@ void Page::finish(const std::string& bundlePath, const BundlePlan& plan, const s
     }
     return false;
   });
-  out_.commit(folder_);
 }
+
+void Page::commit() { out_.commit(folder_); }
 
 }  // namespace tq::cli::localizing

@@ -5,7 +5,7 @@
 //
 // Pictures are encoded and written as they are drawn, and each row's part of the page goes to a
 // scratch file, so memory stays flat however many interfaces and languages there are. Nothing is
-// in place until finish(): the folder holds the old page or the new one (see OutputFiles).
+// in place until commit(): the folder holds the old page or the new one (see OutputFiles).
 #pragma once
 
 #include <cstdio>
@@ -35,9 +35,11 @@ class Page {
   PictureSink afterPictures(const std::string& interface, const std::string& localization);
   // The part of one row, after its pictures were drawn.
   void addRow(const Report& report);
-  // Writes index.html with the summaries first and puts every file in place.
+  // Writes index.html with the summaries first.
   void finish(const std::string& bundlePath, const BundlePlan& plan, const std::vector<RowSummary>& rows,
               double seconds);
+  // Puts the folder in place (after the command's report; see OutputFiles).
+  void commit();
 
  private:
   void writePicture(const std::string& name, const GraphicsContextRef& image);

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <unordered_map>
 
@@ -15,6 +16,7 @@
 #include "tq/interface/tq_localizer.h"
 #include "tq/platform/base/character_set.h"
 #include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/archive/storyboard_reader.h"
 #include "tq/platform/ui/drawing/font.h"
 #include "tq/platform/ui/drawing/named_images.h"
 #include "tq/platform/ui/drawing/string_drawing.h"
@@ -69,8 +71,14 @@ struct Probe {
   bool classLookup = false;           // menu titles: untrimmed, table "default" when none is named
   bool localizerVisits = true;        // TQLocalizer translates it (tool tips it does not)
   const Control* control = nullptr;   // the control that shows it, for the fit test
+  // False for a string the interface never shows (a box's title where the box shows none).
+  bool shown = true;
+  // Shown and not marked by the designer as not to be translated (see marksIgnored).
+  bool localizable = true;
   String before, after;
-  std::string key;                    // for tables keyed by identifier
+  // For tables keyed by identifier: the key a compiled interface keeps with the string, else the
+  // identifier and the property; empty when the object has no identifier.
+  std::string key;
 };
 
 // The markers of binding placeholders and the properties the document tools name them by.
@@ -103,7 +111,14 @@ class Collector {
       } else if (auto* w = dynamic_cast<Window*>(o.get())) {
         add(w, w, "title", [w] { return w->title(); }, [w](String x) { w->setTitle(std::move(x)); });
         Scope content(*this, w->contentView().get(), "content");
-        view(w->contentView().get());
+        if (auto* tabs = dynamic_cast<TabView*>(w->contentView().get())) {
+          // A tab view controller's tab view is the window's content itself. Its labels and the
+          // panes it does not show are in the tables, though the localizer, which walks only the
+          // content's subviews, does not reach them.
+          tabItems(tabs, false);
+        } else {
+          view(w->contentView().get());
+        }
       } else if (auto* v = dynamic_cast<View*>(o.get())) {
         view(v);
       }
@@ -154,8 +169,11 @@ class Collector {
     return {anchor, position};
   }
 
+  // `keyHolder`: the object a compiled interface keeps the string's table key on, when not
+  // `keyObject` (a column's header cell).
   Probe& add(const InterfaceObject* o, const InterfaceObject* keyObject, std::string property,
-             std::function<String()> get, std::function<void(String)> set) {
+             std::function<String()> get, std::function<void(String)> set,
+             const InterfaceObject* keyHolder = nullptr) {
     Probe p;
     p.cls = u8(o->className());
     p.id = idOf(keyObject);
@@ -169,10 +187,17 @@ class Collector {
     p.property = std::move(property);
     p.get = std::move(get);
     p.set = std::move(set);
-    p.localizerVisits = !inPrototype_;
-    // A compiled interface keeps the tables' key with the string; the key names the object.
-    if (const String key = keyObject ? keyObject->localizableKeyFor(String::fromUTF8(p.property)) : String(); !key.isNil()) {
-      p.id = u8(key).substr(0, u8(key).find('.'));
+    p.localizerVisits = !inPrototype_ && !outsideLocalizer_;
+    // A compiled interface keeps the tables' key with the string; the key names the object, and
+    // finds the same string in another compilation of the interface wherever it was placed.
+    if (!keyHolder) keyHolder = keyObject;
+    if (const String key = keyHolder ? keyHolder->localizableKeyFor(String::fromUTF8(p.property)) : String();
+        !key.isNil()) {
+      p.key = u8(key);
+      p.id = p.key.substr(0, p.key.find('.'));
+      p.anchor = p.key;
+    } else if (!p.id.empty()) {
+      p.key = p.id + "." + p.property;
     }
     probes.push_back(std::move(p));
     return probes.back();
@@ -210,6 +235,27 @@ class Collector {
     }
   }
 
+  // Every item of a tab view, the hidden ones too: its label, tool tip and view. `localizerWalks`:
+  // the localizer walks the tab view's items; else only what is a subview of the tab view.
+  void tabItems(TabView* tabs, bool localizerWalks) {
+    const bool outer = outsideLocalizer_;
+    int index = 0;
+    for (const auto& item : tabs->tabViewItems()) {
+      TabViewItem* t = item.get();
+      Scope at(*this, t, "tab[" + std::to_string(index++) + "]");
+      outsideLocalizer_ = outer || !localizerWalks;
+      add(t, t, "label", [t] { return t->label(); }, [t](String x) { t->setLabel(std::move(x)); });
+      if (t->toolTip().length() > 0) {
+        add(t, t, "toolTip", [t] { return t->toolTip(); }, [t](String x) { t->setToolTip(std::move(x)); })
+            .localizerVisits = false;
+      }
+      outsideLocalizer_ = outer || (!localizerWalks && !(t->view() && t->view()->superview() == tabs));
+      Scope content(*this, t->view().get(), "view");
+      view(t->view().get());
+    }
+    outsideLocalizer_ = outer;
+  }
+
   void view(View* v) {
     if (!v) return;
     std::map<std::string, int> seen;
@@ -230,7 +276,9 @@ class Collector {
           }
         }
       } else if (auto* box = dynamic_cast<Box*>(s)) {
-        add(box, box, "title", [box] { return box->title(); }, [box](String x) { box->setTitle(std::move(x)); });
+        // A separator, or a box placed with no title, keeps a title it never shows.
+        add(box, box, "title", [box] { return box->title(); }, [box](String x) { box->setTitle(std::move(x)); }).shown =
+            box->boxType() != BoxType::Separator && box->titlePosition() != TitlePosition::NoTitle;
       } else if (auto* matrix = dynamic_cast<Matrix*>(s)) {
         int index = 0;
         for (const auto& c : matrix->cells()) {
@@ -239,18 +287,7 @@ class Collector {
           add(cell, cell, "title", [cell] { return cell->title(); }, [cell](String x) { cell->setTitle(std::move(x)); });
         }
       } else if (auto* tabs = dynamic_cast<TabView*>(s)) {
-        int index = 0;
-        for (const auto& item : tabs->tabViewItems()) {
-          TabViewItem* t = item.get();
-          Scope at(*this, t, "tab[" + std::to_string(index++) + "]");
-          add(t, t, "label", [t] { return t->label(); }, [t](String x) { t->setLabel(std::move(x)); });
-          if (t->toolTip().length() > 0) {
-            add(t, t, "toolTip", [t] { return t->toolTip(); }, [t](String x) { t->setToolTip(std::move(x)); })
-                .localizerVisits = false;
-          }
-          Scope content(*this, t->view().get(), "view");
-          view(t->view().get());
-        }
+        tabItems(tabs, true);
         descend = false;
       } else if (auto* field = dynamic_cast<TextField*>(s)) {
         auto* cell = field->cell().get();
@@ -266,7 +303,8 @@ class Collector {
         for (const auto& column : table->tableColumns()) {
           TableColumn* c = column.get();
           Scope at(*this, c, "column[" + std::to_string(index++) + "]");
-          add(c, c, "headerCell.title", [c] { return c->title(); }, [c](String x) { c->setTitle(std::move(x)); });
+          add(c, c, "headerCell.title", [c] { return c->title(); }, [c](String x) { c->setTitle(std::move(x)); },
+              c->headerCell().get());
           if (c->headerToolTip().length() > 0) {
             add(c, c, "headerToolTip", [c] { return c->headerToolTip(); },
                 [c](String x) { c->setHeaderToolTip(std::move(x)); })
@@ -343,6 +381,7 @@ class Collector {
         p.object = source.get();
         p.anchor = anchor.empty() ? std::string() : anchor + "." + property;
         p.position = position + "." + property;
+        if (nameable) p.key = bindingId + "." + property;
         probes.push_back(std::move(p));
         return probes.back();
       };
@@ -368,43 +407,13 @@ class Collector {
   }
 
   bool inPrototype_ = false;
+  bool outsideLocalizer_ = false;  // below a place the localizer's walk does not reach
   std::vector<Step> path_;
   // Every object walked: its anchor and position (bindings are placed by their bound object).
   std::unordered_map<const Object*, std::pair<std::string, std::string>> places_;
 
   // A display pattern belongs to the group's first value binding ("displayPatternValue1").
   static bool isFirstOfGroup(const String& binding) { return u8(binding).ends_with("1"); }
-};
-
-// The key a table keyed by identifier names a string by: the key a compiled interface keeps with
-// the string ("170.title"), else the object's identifier and the property.
-class IdentifierKeys {
- public:
-  explicit IdentifierKeys(const Nib& nib) {
-    for (const auto& s : nib.localizableStrings()) byText_.emplace(s.text.u16string(), &s);
-  }
-
-  std::string keyOf(const Probe& p) const {
-    const auto [first, last] = byText_.equal_range(p.before.isNil() ? std::u16string() : p.before.u16string());
-    const NibLocalizableString* best = nullptr;
-    int bestScore = -1;
-    for (auto it = first; it != last; ++it) {
-      const NibLocalizableString& s = *it->second;
-      const std::shared_ptr<Object> holder = s.object.lock();
-      const std::string key = u8(s.key);
-      const auto dot = key.find('.');
-      int score = 0;
-      if (holder && (holder.get() == p.keyObject || holder.get() == p.object)) score += 2;
-      if (dot != std::string::npos && key.compare(dot + 1, std::string::npos, p.property) == 0) score += 1;
-      if (score > bestScore) best = &s, bestScore = score;
-    }
-    // A key found by its text alone is taken only when no other string has that text.
-    if (best && (bestScore > 0 || std::distance(first, last) == 1)) return u8(best->key);
-    return p.id.empty() ? std::string() : p.id + "." + p.property;
-  }
-
- private:
-  std::unordered_multimap<std::u16string, const NibLocalizableString*> byText_;
 };
 
 // For each development string, the index of the same string in the language's copy, or -1. The
@@ -497,23 +506,55 @@ std::shared_ptr<InterfaceImageSource> imagesOf(const Nib& nib, const std::string
   return images;
 }
 
-// Windows and top-level views (the panes many interfaces keep beside their window).
-std::vector<std::pair<std::string, std::shared_ptr<Object>>> drawables(const Nib& nib) {
+// An interface as read; a storyboard keeps its scenes beside the nib.
+struct ReadInterface {
+  std::optional<StoryboardReadResult> storyboard;
+  NibReadResult read{NibReadError{}};
+};
+ReadInterface readInterface(const std::string& file) {
+  ReadInterface r;
+  const std::string path = documentIn(file);
+  if (isStoryboardPath(path)) {
+    r.storyboard.emplace(readStoryboardFile(path));
+    r.read = *r.storyboard ? r.storyboard->storyboard().nibResult() : NibReadResult(r.storyboard->error());
+  } else {
+    r.read = readNibFile(path);
+  }
+  return r;
+}
+
+// What the pictures show, each with its name: the windows and top-level views of a nib (the panes
+// many interfaces keep beside their window); of a storyboard, each scene's window or view, as
+// `tqkit render` offers them, named by the scene. Empty ones are left out.
+std::vector<std::pair<std::string, std::shared_ptr<Object>>> drawables(const ReadInterface& in) {
   std::vector<std::pair<std::string, std::shared_ptr<Object>>> found;
-  int index = 0;
-  for (const auto& o : nib.topLevelObjects()) {
-    const auto* window = dynamic_cast<const Window*>(o.get());
-    const auto* view = dynamic_cast<const View*>(o.get());
-    const View* root = window ? window->contentView().get() : view;
-    if (!root || root->bounds().isEmpty()) continue;
-    const auto* io = dynamic_cast<const InterfaceObject*>(o.get());
-    std::string id = io ? u8(io->archiveIdentifier()) : std::string();
-    if (id.empty()) id = std::to_string(index);
+  std::set<std::string> names;
+  const auto add = [&](bool window, std::string id, std::shared_ptr<Object> o) {
+    if (id.empty()) id = std::to_string(found.size());
     for (char& c : id) {
       if (c == '/' || c == '\0') c = '_';  // the identifier comes from the file: it names no other folder
     }
-    ++index;
-    found.emplace_back((window ? "window-" : "view-") + id, o);
+    std::string name = (window ? "window-" : "view-") + id;
+    for (int n = 2; !names.insert(name).second; ++n) name = (window ? "window-" : "view-") + id + "-" + std::to_string(n);
+    found.emplace_back(std::move(name), std::move(o));
+  };
+  const auto drawable = [](const Window* window, const View* view) {
+    const View* root = window ? window->contentView().get() : view;
+    return root && !root->bounds().isEmpty() && !(window && window->contentRect().isEmpty());
+  };
+  if (in.storyboard) {
+    for (const auto& scene : in.storyboard->storyboard().scenes()) {
+      const auto window = scene.window();
+      const auto view = window ? nullptr : scene.view();
+      if (!drawable(window.get(), view.get())) continue;
+      add(window != nullptr, u8(scene.identifier), window ? std::shared_ptr<Object>(window) : view);
+    }
+    return found;
+  }
+  for (const auto& o : in.read.nib().topLevelObjects()) {
+    const auto* window = dynamic_cast<const Window*>(o.get());
+    if (!drawable(window, window ? nullptr : dynamic_cast<const View*>(o.get()))) continue;
+    add(window != nullptr, idOf(o.get()), o);
   }
   return found;
 }
@@ -542,11 +583,22 @@ GraphicsContextRef picture(const std::shared_ptr<Object>& o, const std::shared_p
 
 String trimmed(const String& s) { return s.stringByTrimmingCharactersInSet(CharacterSet::whitespaceAndNewlineCharacterSet()); }
 
+// The designer's mark on a string, or on the note to translators, that it is not to be translated
+// (the strings tools leave such strings out of the tables they keep).
+bool marksIgnored(const String& s) { return !s.isNil() && s.u16string().find(u"#bc-ignore!") != std::u16string::npos; }
+bool marksIgnored(const Object* o) {
+  const auto* io = dynamic_cast<const InterfaceObject*>(o);
+  return io && marksIgnored(io->userComments());
+}
+
 // The strings of a read interface, each with its text as it stands.
 std::vector<Probe> probesOf(const Nib& nib) {
   Collector collector;
   collector.objects(nib);
-  for (auto& p : collector.probes) p.before = p.get();
+  for (auto& p : collector.probes) {
+    p.before = p.get();
+    p.localizable = p.shown && !marksIgnored(p.before) && !marksIgnored(p.keyObject) && !marksIgnored(p.object);
+  }
   return std::move(collector.probes);
 }
 
@@ -557,8 +609,8 @@ void reportAbsent(const Catalog& development, Report& report) {
     StringEntry e;
     e.cls = d.cls, e.id = d.id, e.property = d.property, e.key = d.key, e.before = d.text;
     e.afterIsNil = true;
-    e.status = d.text.empty() ? "empty" : "untranslated";
-    if (!d.text.empty()) report.missing.push_back({d.key, d.text});
+    e.status = d.text.empty() ? "empty" : !d.localizable ? "ignored" : "untranslated";
+    if (e.status == "untranslated") report.missing.push_back({d.key, d.text});
     report.strings.push_back(std::move(e));
   }
 }
@@ -568,7 +620,8 @@ void reportAbsent(const Catalog& development, Report& report) {
 Catalog catalogOf(const std::string& file) {
   Catalog catalog;
   catalog.path = file;
-  NibReadResult read = readNibFile(documentIn(file));
+  const ReadInterface in = readInterface(file);
+  const NibReadResult& read = in.read;
   if (!read) {
     catalog.error = read.error().reason;
     return catalog;
@@ -576,8 +629,9 @@ Catalog catalogOf(const std::string& file) {
   for (const Probe& p : probesOf(read.nib())) {
     CatalogEntry e;
     e.cls = p.cls, e.id = p.id, e.property = p.property, e.text = u8(p.before);
+    e.localizable = p.localizable;
     // Named as tables name it where the object has an identifier, else by its place.
-    e.key = !p.id.empty() ? p.id + "." + p.property : !p.anchor.empty() ? p.anchor : p.position;
+    e.key = !p.key.empty() ? p.key : !p.anchor.empty() ? p.anchor : p.position;
     e.anchor = p.anchor, e.position = p.position;
     catalog.entries.push_back(std::move(e));
   }
@@ -587,13 +641,13 @@ Catalog catalogOf(const std::string& file) {
 std::vector<std::string> drawInterface(const std::shared_ptr<Bundle>& bundle, const std::string& file,
                                        const PictureSink& sink, std::string& error) {
   std::vector<std::string> names;
-  NibReadResult read = readNibFile(documentIn(file));
-  if (!read) {
-    error = read.error().reason;
+  const ReadInterface in = readInterface(file);
+  if (!in.read) {
+    error = in.read.error().reason;
     return names;
   }
-  const auto images = imagesOf(read.nib(), file, bundle);
-  for (const auto& [name, o] : drawables(read.nib())) {
+  const auto images = imagesOf(in.read.nib(), file, bundle);
+  for (const auto& [name, o] : drawables(in)) {
     sink(name, "before", picture(o, images, {}));
     names.push_back(name);
   }
@@ -630,7 +684,8 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
                                                              : String();
   report.table = u8(table);
 
-  NibReadResult read = readNibFile(documentIn(file));
+  const ReadInterface in = readInterface(file);
+  const NibReadResult& read = in.read;
   if (!read) {
     report.error = read.error().reason;
     return report;
@@ -645,7 +700,7 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
     if (auto* w = dynamic_cast<Window*>(o.get())) checkBoxes(w->contentView().get(), boxes);
     if (auto* v = dynamic_cast<View*>(o.get())) checkBoxes(v, boxes);
   }
-  const auto shown = drawables(nib);
+  const auto shown = drawables(in);
   if (options.pictures == Pictures::BeforeAndAfter && options.onPicture) {
     for (const auto& [name, o] : shown) options.onPicture(name, "before", picture(o, images, {}));
   }
@@ -657,9 +712,7 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
   const auto inTable = [&](const std::string& key) { return !strings.objectForKey(String::fromUTF8(key)).isNil(); };
 
   if (options.mode == Mode::ById) {
-    const IdentifierKeys keys(nib);
     for (auto& p : probes) {
-      p.key = keys.keyOf(p);
       if (p.key.empty()) continue;
       const Value found = strings.objectForKey(String::fromUTF8(p.key));
       if (!found.isNil() && found.type() == Value::Type::String) p.set(found.stringValue());
@@ -691,8 +744,8 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
       e.afterIsNil = !there || there->after.isNil();
       e.after = there ? u8(there->after) : std::string();
       const bool found = there && there->after.length() > 0;
-      e.status = d.text.empty() ? "empty" : found ? "translated" : "untranslated";
-      if (!d.text.empty() && !found) report.missing.push_back({e.key, e.before});
+      e.status = d.text.empty() ? "empty" : !d.localizable ? "ignored" : found ? "translated" : "untranslated";
+      if (e.status == "untranslated") report.missing.push_back({e.key, e.before});
       if (!d.text.empty() && found) measure(*there, there->after);
       report.strings.push_back(std::move(e));
     }
@@ -723,6 +776,12 @@ Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::strin
         found = inTable(e.key);
       }
       used.insert(e.key);
+      if (!p.localizable) {
+        // Neither translated nor missing; a key the table has for it is still not unused.
+        e.status = "ignored";
+        report.strings.push_back(std::move(e));
+        continue;
+      }
       e.status = found ? "translated" : "untranslated";
       if (!found) report.missing.push_back({e.key.empty() ? e.before : e.key, e.before});
       if (found) measure(p, p.after);

@@ -34,7 +34,10 @@ struct StringEntry {
   std::string key;                // the key looked up (empty when the object cannot be named)
   std::string before, after;      // before: the development language's text
   bool afterIsNil = false;
-  std::string status;  // "translated", "untranslated" or "empty"
+  // "translated", "untranslated", "empty", or "ignored": a string the interface does not show (the
+  // title of a separator or of a box placed with no title) or that its designer marked
+  // "#bc-ignore!" (in the text or the note to translators), neither translated nor missing.
+  std::string status;
 };
 
 // A string the language leaves in the development language: its key and the text it shows.
@@ -59,6 +62,7 @@ struct Resized {
 // same string in a language's copy: the file's identifiers, else the place in the object tree.
 struct CatalogEntry {
   std::string cls, id, property, key, text;
+  bool localizable = true;  // false for the strings a report calls "ignored"
   // The nearest object with an identifier (the string's own, or an ancestor's), the path below it
   // and the property: "25/cell.title"; empty when no object on the way has one.
   std::string anchor;
@@ -90,7 +94,8 @@ struct Report {
   std::vector<std::string> unused;
   std::vector<Overflow> overflows;
   std::vector<Resized> resized;
-  // The names of the pictures drawn ("window-ID", "view-ID"), in the interface's order.
+  // The names of the pictures drawn ("window-ID", "view-ID"; a storyboard's by scene identifier),
+  // in the interface's order.
   std::vector<std::string> pictures;
   // With Options::unchangedIsBefore: nothing changed, so no picture was drawn "after"; the
   // pictures "before" show it as it is.
@@ -125,14 +130,16 @@ struct Options {
   bool unchangedIsBefore = false;
 };
 
-// Loads the interface file (a .xib, or a compiled .nib file or folder), localizes it from the
-// bundle and reports. Never throws for an unreadable interface: the report carries the error.
-// Nothing of the interface is kept once it returns. Mode::Absent reads no file: every string of
-// the development interface is missing.
+// Loads the interface file (a .xib, a compiled .nib file or folder, a .storyboard or compiled
+// .storyboardc folder), localizes it from the bundle and reports. Never throws for an unreadable
+// interface: the report carries the error. Nothing of the interface is kept once it returns.
+// Mode::Absent reads no file: every string of the development interface is missing (but those
+// "ignored").
 Report localizeInterface(const std::shared_ptr<Bundle>& bundle, const std::string& file, const Options& options);
 
-// Draws the interface as it stands (a window or top-level view a picture), each handed to `sink`
-// as "before"; returns the pictures' names, or the reason it could not be read in `error`.
+// Draws the interface as it stands (a window or top-level view a picture; of a storyboard, each
+// scene's window or view, as `tqkit render` offers them), each handed to `sink` as "before";
+// returns the pictures' names, or the reason it could not be read in `error`.
 std::vector<std::string> drawInterface(const std::shared_ptr<Bundle>& bundle, const std::string& file,
                                        const PictureSink& sink, std::string& error);
 

@@ -1,34 +1,83 @@
 // tqkit: the command-line face of the library. `tqkit --help` lists the commands.
+//
+// Choosing and running a command, in the program and in each command module (command_modules.h);
+// the program's main() is at the end.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 #include <exception>
+#include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "cli.h"
+#include "command_modules.h"
 #include "tq/platform/base/exception.h"
 
 namespace {
 
-void printHelp(std::FILE* out) {
+// A standard stream the caller closed is held by /dev/null opened the wrong way round: a file the
+// command opens later cannot take its number (and be read or written in its place), and reading or
+// writing it fails with "Bad file descriptor", which the command reports.
+[[maybe_unused]] void holdClosedStandardStreams() {
+  for (int fd = 0; fd <= 2; ++fd) {
+    if (::fcntl(fd, F_GETFD) != -1 || errno != EBADF) continue;
+    const int held = ::open("/dev/null", fd == 0 ? O_WRONLY : O_RDONLY);
+    if (held >= 0 && held != fd) {
+      ::dup2(held, fd);
+      ::close(held);
+    }
+  }
+}
+
+// Help goes to standard output, which must take it: a lost line is an error like any other.
+int finishHelp(const char* name) {
+  try {
+    tq::cli::finishStandardOutput();
+  } catch (const tq::cli::Failure& e) {
+    std::fprintf(stderr, "%s: %s\n", name, e.what());
+    return 1;
+  }
+  return 0;
+}
+
+// elsewhere: the commands kept in modules, "NAME\tSUMMARY\n" lines.
+void printHelp(std::FILE* out, const std::string& elsewhere) {
   std::fprintf(out,
                "usage: tqkit COMMAND [ARGS...]\n"
                "       tqkit COMMAND --help\n\n"
                "commands:\n");
-  for (const auto& c : tq::cli::commands()) std::fprintf(out, "  %-18s %s\n", c.name.c_str(), c.summary.c_str());
+  std::vector<std::pair<std::string, std::string>> all;
+  for (const auto& c : tq::cli::commands()) all.emplace_back(c.name, c.summary);
+  for (std::size_t at = 0, end; (end = elsewhere.find('\n', at)) != std::string::npos; at = end + 1) {
+    std::size_t tab = elsewhere.find('\t', at);
+    if (tab < end) all.emplace_back(elsewhere.substr(at, tab - at), elsewhere.substr(tab + 1, end - tab - 1));
+  }
+  std::sort(all.begin(), all.end());
+  for (const auto& [name, summary] : all) std::fprintf(out, "  %-18s %s\n", name.c_str(), summary.c_str());
 }
 
 }  // namespace
 
-int main(int argc, char** argv) {
-  std::vector<std::string> args(argv + 1, argv + argc);
+std::string tq::cli::commandListing() {
+  std::string out;
+  for (const auto& c : commands()) out += c.name + "\t" + c.summary + "\n";
+  return out;
+}
+
+int tq::cli::runCommandLine(const std::vector<std::string>& args, const std::string& elsewhere, bool onlyMine) {
   if (args.empty()) {
-    printHelp(stderr);
+    printHelp(stderr, elsewhere);
     return 2;
   }
   if (args[0] == "--help" || args[0] == "-h" || args[0] == "help") {
-    printHelp(stdout);
-    return 0;
+    printHelp(stdout, elsewhere);
+    return finishHelp("tqkit");
   }
   // The longest registered name that the arguments start with ("net status" before "net").
   const tq::cli::Command* chosen = nullptr;
@@ -49,8 +98,9 @@ int main(int argc, char** argv) {
     }
   }
   if (!chosen) {
+    if (onlyMine) return kNotRegisteredHere;
     std::fprintf(stderr, "tqkit: unknown command '%s'\n", args[0].c_str());
-    printHelp(stderr);
+    printHelp(stderr, elsewhere);
     return 2;
   }
   std::vector<std::string> rest(args.begin() + static_cast<long>(words), args.end());
@@ -58,7 +108,7 @@ int main(int argc, char** argv) {
     if (a == "--") break;
     if (a == "--help" || a == "-h") {
       std::fputs(chosen->usage.c_str(), stdout);
-      return 0;
+      return finishHelp(("tqkit " + chosen->name).c_str());
     }
   }
   try {
@@ -84,3 +134,20 @@ int main(int argc, char** argv) {
     return 1;
   }
 }
+
+#ifndef TQKIT_COMMAND_MODULE
+// The program holds the commands that start at once; the others are in command modules, loaded
+// when one of their commands is asked for.
+int main(int argc, char** argv) {
+  holdClosedStandardStreams();
+  std::vector<std::string> args(argv + 1, argv + argc);
+  bool help = args.empty() || args[0] == "--help" || args[0] == "-h" || args[0] == "help";
+  if (!help) {
+    int status = tq::cli::runCommandLine(args, "", true);
+    if (status != tq::cli::kNotRegisteredHere) return status;
+    if (std::optional<int> inModule = tq::cli::runInModule(argc, argv)) return *inModule;
+  }
+  // Help, or a command found nowhere: both list every command, the modules' included.
+  return tq::cli::runCommandLine(args, tq::cli::moduleListing(), false);
+}
+#endif

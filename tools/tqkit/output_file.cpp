@@ -6,6 +6,7 @@
 
 #include <png.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdint>
 #include <cstring>
@@ -29,12 +30,14 @@ std::string nameOf(const std::string& path) {
 
 [[noreturn]] void fail(const std::string& path, int error) { throw Failure(path + ": " + std::strerror(error)); }
 
-// The mode a file created now with 0666 would get.
-mode_t newFileMode() {
+mode_t currentUmask() {
   mode_t mask = ::umask(0);
   ::umask(mask);
-  return 0666 & ~mask;
+  return mask;
 }
+
+// The mode a file created now with 0666 would get.
+mode_t newFileMode() { return 0666 & ~currentUmask(); }
 
 // Writes pieces of bytes to a new private temporary file beside path; returns its name. With
 // `sync` false the bytes are flushed to disk later, all at once (see OutputFiles::commit).
@@ -72,15 +75,6 @@ std::string writeTemporary(const std::string& path, const std::function<bool(std
   return temporary;
 }
 
-std::string writeTemporary(const std::string& path, std::string_view bytes) {
-  bool given = false;
-  return writeTemporary(path, [&](std::string& piece) {
-    if (given) return false;
-    piece.assign(bytes);
-    return given = true;
-  });
-}
-
 // Creates the missing levels of folder; returns the levels made, outermost first.
 std::vector<std::string> makeFolders(const std::string& folder) {
   std::vector<std::string> missing;
@@ -107,16 +101,44 @@ std::vector<std::string> makeFolders(const std::string& folder) {
 
 OutputFiles::~OutputFiles() {
   for (const auto& w : written_) ::unlink(w.second.c_str());
+  if (!staging_.empty()) {
+    for (const auto& name : staged_) ::unlink((staging_ + "/" + name).c_str());
+    ::rmdir(staging_.c_str());
+  }
   for (auto m = made_.rbegin(); m != made_.rend(); ++m) ::rmdir(m->c_str());
 }
 
 void OutputFiles::add(std::string path, std::string bytes) { files_.push_back({std::move(path), std::move(bytes)}); }
 
+const std::string& OutputFiles::stagingFor(const std::string& folder) {
+  if (staging_.empty()) {
+    target_ = folder;
+    while (target_.size() > 1 && target_.back() == '/') target_.pop_back();
+    struct stat st;
+    if (::stat(target_.c_str(), &st) == 0 && !S_ISDIR(st.st_mode)) fail(target_, ENOTDIR);
+    made_ = makeFolders(folderOf(target_));
+    std::string staging = folderOf(target_) + "/." + nameOf(target_) + ".XXXXXX";
+    if (!::mkdtemp(staging.data())) fail(target_, errno);
+    staging_ = std::move(staging);
+  }
+  return staging_;
+}
+
 void OutputFiles::write(const std::string& folder, const std::string& path,
                         const std::function<bool(std::string& piece)>& next) {
-  if (!foldersReady_) {
-    if (!folder.empty()) made_ = makeFolders(folder);
-    foldersReady_ = true;
+  std::string trimmed = folder;
+  while (trimmed.size() > 1 && trimmed.back() == '/') trimmed.pop_back();
+  if (!folder.empty() && folderOf(path) == trimmed) {
+    // Into the private folder beside the destination, under the file's own name.
+    const std::string staged = stagingFor(folder) + "/" + nameOf(path);
+    const std::string temporary = writeTemporary(staged, next, false);
+    if (::rename(temporary.c_str(), staged.c_str()) != 0) {
+      const int error = errno;
+      ::unlink(temporary.c_str());
+      fail(path, error);
+    }
+    if (std::find(staged_.begin(), staged_.end(), nameOf(path)) == staged_.end()) staged_.push_back(nameOf(path));
+    return;
   }
   written_.emplace_back(path, writeTemporary(path, next, false));
 }
@@ -131,48 +153,47 @@ void OutputFiles::write(const std::string& folder, const std::string& path, std:
 }
 
 void OutputFiles::commit(const std::string& folder) {
-  if (!written_.empty()) {
-    // Files written ahead reach the disk together, before any is renamed into place.
-    const std::string where = folderOf(written_.front().first);
+  for (const auto& f : files_) write(folder, f.path, f.bytes);
+  files_.clear();
+  if (!folder.empty()) stagingFor(folder);  // an output of no files is an empty folder
+  if (!staging_.empty() || !written_.empty()) {
+    // Everything written reaches the disk together, before any of it is put in place.
+    const std::string where = !staging_.empty() ? staging_ : folderOf(written_.front().first);
     const int fd = ::open(where.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
     const int error = fd < 0 ? errno : ::syncfs(fd) != 0 ? errno : 0;
     if (fd >= 0) ::close(fd);
-    if (error) fail(written_.front().first, error);
+    if (error) fail(!staging_.empty() ? target_ : written_.front().first, error);
   }
-  std::vector<std::string> made = folder.empty() || foldersReady_ ? std::vector<std::string>{} : makeFolders(folder);
-  made.insert(made.begin(), made_.begin(), made_.end());
+  if (!staging_.empty()) {
+    // The folder a new one would be; a destination that is not there yet, or empty, is replaced
+    // by the whole folder at once.
+    if (::chmod(staging_.c_str(), 0777 & ~currentUmask()) != 0) fail(target_, errno);
+    if (::rename(staging_.c_str(), target_.c_str()) != 0) {
+      const int error = errno;
+      struct stat st;
+      if (::stat(target_.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) fail(target_, error);
+      // A folder holding other files already: the new ones are renamed in, each whole.
+      for (auto name = staged_.begin(); name != staged_.end(); name = staged_.erase(name)) {
+        const std::string destination = target_ + "/" + *name;
+        if (::rename((staging_ + "/" + *name).c_str(), destination.c_str()) != 0) fail(destination, errno);
+      }
+      ::rmdir(staging_.c_str());
+    }
+    staging_.clear();
+    staged_.clear();
+    made_.clear();
+  }
+  while (!written_.empty()) {
+    const auto& [destination, temporary] = written_.front();
+    if (::rename(temporary.c_str(), destination.c_str()) != 0) fail(destination, errno);
+    written_.erase(written_.begin());
+  }
   made_.clear();
-  std::vector<std::string> temporaries;
-  std::vector<std::string> destinations;
-  for (auto& w : written_) {
-    destinations.push_back(w.first);
-    temporaries.push_back(std::move(w.second));
-  }
-  written_.clear();
-  auto undo = [&] {
-    for (const auto& t : temporaries) ::unlink(t.c_str());
-    for (auto m = made.rbegin(); m != made.rend(); ++m) ::rmdir(m->c_str());
-  };
-  try {
-    for (const auto& f : files_) {
-      temporaries.push_back(writeTemporary(f.path, std::string_view(f.bytes)));
-      destinations.push_back(f.path);
-    }
-  } catch (...) {
-    undo();
-    throw;
-  }
-  for (std::size_t i = 0; i < destinations.size(); ++i) {
-    if (::rename(temporaries[i].c_str(), destinations[i].c_str()) != 0) {
-      int error = errno;
-      // Files renamed before this one stay: each is whole. The rest are removed.
-      temporaries.erase(temporaries.begin(), temporaries.begin() + static_cast<long>(i));
-      made.clear();
-      undo();
-      fail(destinations[i], error);
-    }
-  }
-  files_.clear();
+}
+
+void flushStandardOutput() {
+  if (std::fflush(stdout) != 0) throw Failure(std::string("cannot write the output: ") + std::strerror(errno));
+  if (std::ferror(stdout)) throw Failure("cannot write the output: part of it was lost");
 }
 
 void writeFileAtomically(const std::string& path, std::string_view bytes) {

@@ -33,18 +33,22 @@ namespace tq {
 String quoteQuotes(const String& self);
 
 // Every character of `self` that is a member of `set` replaced by `substitute` (nil or empty
-// deletes them). A member above U+FFFF is matched as its surrogate pair and replaced whole; a
-// surrogate of some other character is never matched by such a member. Characters are taken as they
-// stand in the receiver: deleting a member between a lone high and a lone low surrogate does not
-// make a new pair that could match. The receiver itself when it
+// deletes them), as if the text were searched again from its start after each replacement. A
+// member above U+FFFF is matched as its surrogate pair and replaced whole; a surrogate of some other
+// character is never matched by such a member. Where a replacement makes a high surrogate meet a
+// low one (a deletion between lone halves, a substitute beginning with a low or ending with a high
+// surrogate), the two are one character from then on: matched, and replaced again, as that
+// character, never as their halves. [D83D, '|', DE00] with the set {'|', U+1F600} and an empty
+// substitute gives ""; with the set {'|', DE00} it gives [D83D, DE00]. The receiver itself when it
 // contains no member. Raises (see above) when it does and `substitute` contains a member as well.
+// Linear in the length of the text and of what is written.
 String stringWithSubstitute(const String& self, const String& substitute, const CharacterSet& set);
 
 // stringByRemovingFirstLine applied `count` times; count <= 0 gives the receiver itself.
 String stringByRemovingNumberOfLinesFromBeginning(const String& self, int count);
 
 // Every run of whitespace replaced by one space; the ends are not trimmed, line breaks are kept.
-// Always a new string, even when nothing changed. '  a \t b  ' gives ' a b '.
+// Always a new string, even when nothing changed or the receiver is empty. '  a \t b  ' gives ' a b '.
 String stringByReducingWhitespaces(const String& self);
 
 // Each line feed, then each carriage return, replaced by one space: CR LF becomes two spaces. The

@@ -59,6 +59,10 @@ constexpr int kMaxDepth = 200;
 // What one model object may cost, for the memory bound: controls with their cells measure about
 // 800 bytes each with the archive's share, so 1 KiB keeps the bound on the safe side.
 constexpr std::size_t kObjectCost = 1024;
+// A member of a collection kept in a list (a reference, with the list's room to grow), and a
+// connection with its bookkeeping (its texts are counted as well).
+constexpr std::size_t kMemberCost = 2 * sizeof(std::shared_ptr<Object>);
+constexpr std::size_t kConnectionCost = 2 * sizeof(NibConnection);
 
 bool endsWith(std::string_view s, std::string_view suffix) {
   return s.size() >= suffix.size() && s.substr(s.size() - suffix.size()) == suffix;
@@ -141,13 +145,10 @@ class KeyedNibDecoder {
     }
     resolveReferences();
     for (uint32_t c : layout_.connectors) connect(c);
-    for (const auto& [key, text, object] : localizable_) {
-      std::shared_ptr<InterfaceObject> holder = object >= 0 ? memo_[static_cast<std::size_t>(object)] : nullptr;
-      nib_.localizableStrings_.push_back({key, text, holder});
-    }
     for (const auto& object : made_) object->awakeFromNib();
     if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
+    nib_.closeWarnings();
     nib_.objectCount_ = made_.size();
     std::vector<Nib::IdentifiedObject> identified;
     identified.reserve(made_.size() + 2);
@@ -174,8 +175,7 @@ class KeyedNibDecoder {
   ArchiveValue get(uint32_t o, const char* name) const { return a_.find(o, key(name)); }
   bool has(uint32_t o, const char* name) const { return a_.has(o, key(name)); }
 
-  // A string value; the table key of a localizable string is recorded on the object being read
-  // and listed with the nib.
+  // A string value; the table key of a localizable string is recorded on the object being read.
   String string(uint32_t o, const char* key) const { return stringValue(get(o, key), true); }
   // A string value; `recordKey`: as string() does, the table key of a localizable string is
   // recorded on the object being read.
@@ -183,18 +183,8 @@ class KeyedNibDecoder {
     std::string s;
     if (!a_.stringOf(v, s)) return String();
     String text = utf8(s);
-    if (v.isObject() && a_.className(v.index) == "NSLocalizableString") {
-      noteLocalizable(v.index, text);
-      if (std::string k; recordKey && current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
-    }
+    if (std::string k; recordKey && current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
     return text;
-  }
-  // A string archived with the key its strings tables name it by ("170.title"): kept with the
-  // object being read, once per archived string.
-  void noteLocalizable(uint32_t string, const String& text) const {
-    std::string key;
-    if (!a_.stringOf(get(string, "NSKey"), key) || key.empty() || !localizableSeen_.insert(string).second) return;
-    localizable_.push_back({utf8(key), text, currentIndex_});
   }
   double number(uint32_t o, const char* key, double fallback) const {
     double v = 0;
@@ -215,13 +205,20 @@ class KeyedNibDecoder {
     return v.isObject() ? static_cast<int64_t>(v.index) : -1;
   }
   // Collections may be shared by many objects; every member visited counts against a bound
-  // proportional to the archive, so that sharing cannot multiply the work without end.
+  // proportional to the archive, so that sharing cannot multiply the work without end, and against
+  // the memory bound as the reference the visiting object may keep.
+  void visit(std::size_t members) {
+    visits_ += members;
+    if (visits_ > visitBudget_ || members * kMemberCost > budget_ - std::min(budget_, used_)) {
+      failure("the archive's objects share their collections more than its size allows");
+    }
+    used_ += members * kMemberCost;
+  }
   std::vector<uint32_t> memberObjects(int64_t collection) {
     std::vector<uint32_t> out;
     if (collection < 0) return out;
     const std::vector<ArchiveValue> members = a_.members(static_cast<uint32_t>(collection));
-    visits_ += members.size();
-    if (visits_ > visitBudget_) failure("the archive's objects share their collections more than its size allows");
+    visit(members.size());
     for (const ArchiveValue& v : members) {
       if (v.isObject()) out.push_back(v.index);
     }
@@ -241,8 +238,7 @@ class KeyedNibDecoder {
     std::vector<std::pair<ArchiveValue, ArchiveValue>> out;
     if (dict < 0) return out;
     const auto d = static_cast<uint32_t>(dict);
-    visits_ += a_.end(d) - a_.begin(d);
-    if (visits_ > visitBudget_) failure("the archive's objects share their collections more than its size allows");
+    visit(a_.end(d) - a_.begin(d));
     std::vector<ArchiveValue> members = a_.members(d);
     if (!members.empty()) {
       for (std::size_t i = 0; i + 1 < members.size(); i += 2) out.emplace_back(members[i], members[i + 1]);
@@ -365,11 +361,17 @@ class KeyedNibDecoder {
     return String();
   }
 
-  void warn(std::string message) { nib_.warnings_.push_back(std::move(message)); }
+  void warn(std::string message) { charge(nib_.addWarning(std::move(message))); }
 
   [[noreturn]] void failure(const std::string& reason) const { throw NibDecodeFailure{reason}; }
 
-  std::string describe(uint32_t o) const { return "object " + std::to_string(o) + " (" + a_.className(o) + ")"; }
+  // A class name as messages show it: cut to 100 characters, since a name repeats in every message
+  // about its objects.
+  std::string shownClass(uint32_t o) const {
+    const std::string& name = a_.className(o);
+    return name.size() <= 100 ? name : name.substr(0, 100) + "...";
+  }
+  std::string describe(uint32_t o) const { return "object " + std::to_string(o) + " (" + shownClass(o) + ")"; }
 
   void charge(std::size_t bytes) {
     used_ += bytes;
@@ -435,11 +437,8 @@ class KeyedNibDecoder {
       }
     }
     InterfaceObject* const outer = current_;
-    const int64_t outerIndex = currentIndex_;
-    currentIndex_ = o;
     std::shared_ptr<InterfaceObject> made = decodeAs(o, cls, custom, depth);
     current_ = outer;
-    currentIndex_ = outerIndex;
     state_[o] = 2;
     return made;
   }
@@ -460,7 +459,7 @@ class KeyedNibDecoder {
     if (r < 0) return nullptr;
     auto object = decode(static_cast<uint32_t>(r), depth + 1, key);
     auto typed = as<T>(object);
-    if (object && !typed) warn(describe(o) + ": " + key + " holds a " + a_.className(static_cast<uint32_t>(r)) + ", skipped");
+    if (object && !typed) warn(describe(o) + ": " + key + " holds a " + shownClass(static_cast<uint32_t>(r)) + ", skipped");
     return typed;
   }
 
@@ -662,6 +661,11 @@ class KeyedNibDecoder {
       progress->setMinValue(number(o, "NSMinValue", progress->minValue()));
       progress->setMaxValue(number(o, "NSMaxValue", progress->maxValue()));
       progress->setDoubleValue(number(o, "NSValue", progress->doubleValue()));
+      // The indicator's flags: indeterminate 0x2, spinning 0x1000, hidden while stopped 0x2000.
+      const auto flags = static_cast<unsigned long>(integer(o, "NSpiFlags", 0));
+      progress->setIndeterminate((flags & 0x2) != 0);
+      progress->setStyle((flags & 0x1000) ? ProgressIndicator::Style::Spinning : ProgressIndicator::Style::Bar);
+      progress->setDisplayedWhenStopped((flags & 0x2000) == 0);
     }
 
     for (uint32_t c : memberObjects(ref(o, "NSViewConstraints"))) {
@@ -1444,6 +1448,8 @@ class KeyedNibDecoder {
     }
     if ((sourceId == String(u"-2") || sourceId == String(u"-3")) && !from) return;
     if ((destinationId == String(u"-2") || destinationId == String(u"-3")) && !to) return;
+    // A connector listed many times makes as many connections, each with its own texts.
+    charge(kConnectionCost + 2 * sizeof(unichar) * (label.length() + sourceId.length() + destinationId.length()));
     if (outlet) {
       if (!from) return;
       if (auto* receiver = as<NibConnectable>(from.get())) receiver->setOutlet(label, to);
@@ -1481,10 +1487,18 @@ class KeyedNibDecoder {
     if (!destinationFound) warn("binding " + name.UTF8String() + ": the destination is not part of the interface");
     auto* bindable = as<Bindable>(source.get());
     if (!bindable || name.isNil()) return;
+    charge(kConnectionCost +
+           2 * sizeof(unichar) * (name.length() + keyPath.length() + sourceId.length() + destinationId.length()));
     std::vector<Dictionary::Entry> options;
+    // The tables name a binding's strings by the binding's identifier ("12.ibShadowedNullPlaceholder"):
+    // where the archive gives the connector none, the keys its localizable strings keep give it.
+    String identifier = designerIdentifierOf(c);
     for (const auto& [k, v] : dictionary(ref(c, "NSOptions"))) {
       const String key = stringValue(k);
       if (key.isNil()) continue;
+      if (std::string named; identifier.isNil() && a_.localizableKeyOf(v, named) && named.find('.') != std::string::npos) {
+        identifier = utf8(named.substr(0, named.find('.')));
+      }
       std::string text;
       double n = 0;
       if (v.kind == ArchiveValue::Kind::Bool) {
@@ -1492,6 +1506,7 @@ class KeyedNibDecoder {
       } else if (v.kind == ArchiveValue::Kind::Integer) {
         options.emplace_back(key, Value(static_cast<long long>(v.integer)));
       } else if (String value = stringValue(v); !value.isNil()) {
+        charge(2 * value.length() * sizeof(unichar));  // a text of its own for each binding, however many share it
         options.emplace_back(key, Value(value));
       } else if (a_.numberOf(v, n)) {
         if (n == std::floor(n) && std::fabs(n) < 9e15) {
@@ -1501,25 +1516,29 @@ class KeyedNibDecoder {
         }
       } else if (v.kind != ArchiveValue::Kind::Nil) {
         warn("binding " + name.UTF8String() + ": option " + key.UTF8String() + " of kind " +
-             (v.isObject() ? a_.className(v.index) : std::string("data")) + " skipped");
+             (v.isObject() ? shownClass(v.index) : std::string("data")) + " skipped");
       }
     }
     bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
-    nib_.connections_.push_back({NibConnection::Kind::Binding, name, sourceId, destinationId, keyPath, source, destination,
-                                 designerIdentifierOf(c)});
+    nib_.connections_.push_back(
+        {NibConnection::Kind::Binding, name, sourceId, destinationId, keyPath, source, destination, identifier});
   }
 
   // Tool tips given beside the objects: help connectors and tool-tip attributes.
   void connectHelp(uint32_t c) {
     String file = string(c, "NSFile");
     if (!file.isNil() && !(file == String(u"NSToolTipHelpKey"))) return;
-    String tip = string(c, "NSMarker");
-    if (tip.isNil()) tip = string(c, "toolTip");
     int64_t target = ref(c, "NSDestination");
     if (target < 0) target = ref(c, "object");
     bool found = false;
     String id;
     auto object = resolve(target, found, id);
+    // The tip's table key belongs to the object it is shown for.
+    InterfaceObject* const outer = current_;
+    current_ = as<InterfaceObject>(object.get());
+    String tip = string(c, "NSMarker");
+    if (tip.isNil()) tip = string(c, "toolTip");
+    current_ = outer;
     if (!object || tip.isNil()) return;
     if (auto* view = as<View>(object.get())) view->setToolTip(tip);
     else if (auto* item = as<MenuItem>(object.get())) item->setToolTip(tip);
@@ -1555,17 +1574,8 @@ class KeyedNibDecoder {
   std::vector<std::pair<OutlineView*, uint32_t>> outlineColumns_;
   std::vector<std::pair<TabView*, uint32_t>> selectedTabs_;
   std::vector<std::pair<PopUpButtonCell*, uint32_t>> selectedItems_;
-  // The object whose strings are being read (localizable keys go to it), its index in the archive
-  // (-1 outside the tree: connections), and the localizable strings met so far with the object each
-  // was met in.
+  // The object whose strings are being read: the table keys of its localizable strings go to it.
   mutable InterfaceObject* current_ = nullptr;
-  int64_t currentIndex_ = -1;
-  struct Localizable {
-    String key, text;
-    int64_t object;
-  };
-  mutable std::vector<Localizable> localizable_;
-  mutable std::unordered_set<uint32_t> localizableSeen_;
 };
 
 Nib decodeKeyedArchive(const KeyedArchive& archive, const NibLoadOptions& options, const String& documentType,

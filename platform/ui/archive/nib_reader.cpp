@@ -17,7 +17,9 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <new>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 #include <typeinfo>
 #include <utility>
@@ -32,6 +34,7 @@
 #include "tq/platform/base/arena.h"
 #include "tq/platform/base/exception.h"
 #include "tq/platform/bundle/bundle.h"
+#include "tq/platform/fs/regular_file.h"
 #include "tq/platform/ui/model/box.h"
 #include "tq/platform/ui/model/button.h"
 #include "tq/platform/ui/model/capabilities.h"
@@ -64,6 +67,20 @@ std::shared_ptr<Object> Nib::objectWithIdentifier(const String& identifier) cons
   auto it = std::lower_bound(objects_.begin(), objects_.end(), wanted,
                              [](const IdentifiedObject& e, std::u16string_view id) { return e.first.view() < id; });
   return it == objects_.end() || it->first.view() != wanted ? nullptr : it->second.lock();
+}
+
+std::size_t Nib::addWarning(std::string message) {
+  if (warnings_.size() >= kMaxNibWarnings) {
+    ++unlistedWarnings_;
+    return 0;
+  }
+  const std::size_t kept = sizeof(std::string) + message.capacity();
+  warnings_.push_back(std::move(message));
+  return kept;
+}
+
+void Nib::closeWarnings() {
+  if (unlistedWarnings_) warnings_.push_back("and " + std::to_string(unlistedWarnings_) + " more warnings");
 }
 
 void Nib::indexObjects(std::vector<IdentifiedObject> objects) {
@@ -496,6 +513,7 @@ class NibBuilder {
     for (const auto& object : made_) object->awakeFromNib();
     if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
+    nib_.closeWarnings();
     nib_.objectCount_ = made_.size();
     std::vector<Nib::IdentifiedObject> identified;
     identified.reserve(byId_.size() + 2);
@@ -539,6 +557,19 @@ class NibBuilder {
     const char* text = n.childValue();
     if (boolAttr(n, "base64-UTF8", false)) return String::fromUTF8(archive::decodeBase64(text), arena_);
     return str(text);
+  }
+  // The text of a <string> element, or the fragments of an <attributedString> joined.
+  String textOf(const Element& n) {
+    if (is(n, "string")) return stringElementText(n);
+    std::string joined;
+    for (pugi::xml_node f : pugi::xml_node(n).children("fragment")) {
+      if (pugi::xml_attribute content = f.attribute("content")) {
+        joined += content.value();
+      } else if (pugi::xml_node c = keyed(f, "content")) {
+        joined += stringElementText(c).UTF8String();
+      }
+    }
+    return String::fromUTF8(joined, arena_);
   }
   // A string property: the attribute NAME, else a <string key="NAME"> child; nil when neither.
   String stringProp(const Element& n, Name name) {
@@ -683,7 +714,7 @@ class NibBuilder {
     return nullptr;
   }
 
-  void warn(std::string message) { nib_.warnings_.push_back(std::move(message)); }
+  void warn(std::string message) { charge(nib_.addWarning(std::move(message))); }
 
   // <resources><image name="..."><mutableData key="keyedArchiveRepresentation">: images the
   // document holds itself.
@@ -739,6 +770,7 @@ class NibBuilder {
       byId_.emplace_back(id, object);
     }
     if (hasAttr(n, "userLabel")) object->setUserLabel(attr(n, "userLabel"));
+    if (pugi::xml_node note = keyed(n, "userComments")) object->setUserComments(textOf(note));
     if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, object, id});
   }
 
@@ -934,15 +966,7 @@ class NibBuilder {
     if (String s = stringProp(n, "string"); !s.isNil()) {
       text.setString(s);
     } else if (pugi::xml_node storage = keyed(n, "textStorage")) {
-      std::string joined;
-      for (pugi::xml_node f : storage.children("fragment")) {
-        if (pugi::xml_attribute content = f.attribute("content")) {
-          joined += content.value();
-        } else if (pugi::xml_node c = keyed(f, "content")) {
-          joined += stringElementText(c).UTF8String();
-        }
-      }
-      text.setString(String::fromUTF8(joined));
+      text.setString(textOf(storage));
     }
     text.setFont(fontChild(n, "font"));
     text.setTextColor(colorChild(n, "textColor"));
@@ -1832,7 +1856,9 @@ NibReadResult decodeArchive(const archive::KeyedArchive& graph, const NibLoadOpt
 
 }  // namespace
 
-NibReadResult readNibData(std::string_view document, const NibLoadOptions& options) {
+namespace {
+
+NibReadResult readDocument(std::string_view document, const NibLoadOptions& options) {
   if (document.size() > kMaxNibDocumentSize) {
     return failed("the document is " + std::to_string(document.size() >> 20) + " MB; interface documents over " +
                   std::to_string(kMaxNibDocumentSize >> 20) + " MB are not read");
@@ -1892,6 +1918,20 @@ NibReadResult readNibData(std::string_view document, const NibLoadOptions& optio
   }
 }
 
+}  // namespace
+
+NibReadResult readNibData(std::string_view document, const NibLoadOptions& options) {
+  try {
+    return readDocument(document, options);
+  } catch (const std::bad_alloc&) {
+    // The bound keeps a read well within what a machine has; a process short of memory all the
+    // same gets an answer, not an exception.
+    return failed("not enough memory to read the interface");
+  } catch (const std::length_error&) {
+    return failed("not enough memory to read the interface");
+  }
+}
+
 std::string nibDocumentPath(const std::string& path) {
   struct stat st {};
   if (::stat(path.c_str(), &st) != 0 || !S_ISDIR(st.st_mode)) return path;
@@ -1918,30 +1958,29 @@ std::string nibDocumentPath(const std::string& path) {
 }
 
 NibReadResult readNibFile(const std::string& path, const NibLoadOptions& options) {
-  struct stat st {};
-  if (::stat(path.c_str(), &st) != 0) return failed(path + ": " + std::strerror(errno));
+  // Opened first and checked after (a name switched to a FIFO between a look and the open must not
+  // make the read wait); a folder is then read through the file it holds.
+  RegularFileRead read = readRegularFile(path, kMaxNibDocumentSize);
   std::string file = path;
-  if (S_ISDIR(st.st_mode) && isStoryboardPath(path)) {
+  if (!read && read.error == EISDIR && isStoryboardPath(path)) {
     StoryboardReadResult storyboard = readStoryboardFile(path, options);
     return storyboard ? storyboard.storyboard().nibResult() : NibReadResult(storyboard.error());
   }
-  if (S_ISDIR(st.st_mode)) {
+  if (!read && read.error == EISDIR) {
     file = nibDocumentPath(path);
-    if (::stat(file.c_str(), &st) != 0) {
+    read = readRegularFile(file, kMaxNibDocumentSize);
+    if (!read && read.error == ENOENT) {
       return failed(path + ": a nib folder without keyedobjects.nib, keyedobjects-NNNNNN.nib or designable.nib");
     }
   }
-  if (!S_ISREG(st.st_mode)) return failed(file + ": not a regular file");
-  if (static_cast<unsigned long long>(st.st_size) > kMaxNibDocumentSize) {
-    return failed(file + ": the document is " + std::to_string(st.st_size >> 20) + " MB; interface documents over " +
-                  std::to_string(kMaxNibDocumentSize >> 20) + " MB are not read");
+  if (!read) {
+    if (read.error == EFBIG) {
+      return failed(file + ": interface documents over " + std::to_string(kMaxNibDocumentSize >> 20) +
+                    " MB are not read");
+    }
+    return failed(file + ": " + read.reason);
   }
-  std::ifstream in(file, std::ios::binary);
-  if (!in) return failed(file + ": cannot be opened");
-  std::string bytes(static_cast<std::size_t>(st.st_size), '\0');
-  in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  bytes.resize(static_cast<std::size_t>(in.gcount()));
-  if (in.bad()) return failed(file + ": read error");
+  const std::string bytes = std::move(read.bytes);
   NibReadResult result = readNibData(bytes, options);
   if (!result) {
     NibReadError error = result.error();

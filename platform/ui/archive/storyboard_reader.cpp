@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <fstream>
 #include <set>
 #include <span>
 #include <unordered_set>
@@ -17,6 +16,7 @@
 #include "../../bundle/plist_reader.h"
 #include "storyboard_scenes.h"
 #include "tq/platform/base/exception.h"
+#include "tq/platform/fs/regular_file.h"
 #include "tq/platform/ui/model/generic_object.h"
 #include "tq/platform/ui/model/tab_view.h"
 #include "tq/platform/ui/model/view_controller.h"
@@ -419,13 +419,9 @@ StoryboardReadResult readCompiledStoryboard(const std::string& given, const NibL
   String initial, mainMenu;
   const std::string infoPath = folder + "/Info.plist";
   if (exists(infoPath)) {
-    struct stat st {};
-    if (::stat(infoPath.c_str(), &st) != 0 || !S_ISREG(st.st_mode)) return fail(infoPath + ": not a regular file");
-    if (static_cast<std::size_t>(st.st_size) > kStringsTableMaxBytes) return fail(infoPath + ": too large for an Info.plist");
-    std::ifstream in(infoPath, std::ios::binary);
-    std::string bytes(static_cast<std::size_t>(st.st_size), '\0');
-    in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-    if (!in) return fail(infoPath + ": cannot be read");
+    const RegularFileRead info = readRegularFile(infoPath, kStringsTableMaxBytes);
+    if (!info) return fail(infoPath + ": " + (info.error == EFBIG ? std::string("too large for an Info.plist") : info.reason));
+    const std::string& bytes = info.bytes;
     const auto parsed = detail::readPropertyList(
         std::span<const uint8_t>(reinterpret_cast<const uint8_t*>(bytes.data()), bytes.size()));
     if (!parsed.ok()) return fail(infoPath + ": not a readable property list (" + parsed.error + ")");
@@ -529,20 +525,14 @@ StoryboardReadResult readCompiledStoryboard(const std::string& given, const NibL
 }  // namespace
 
 StoryboardReadResult readStoryboardFile(const std::string& path, const NibLoadOptions& options) {
-  struct stat st {};
-  if (::stat(path.c_str(), &st) != 0) return fail(path + ": " + std::strerror(errno));
-  if (S_ISDIR(st.st_mode)) return readCompiledStoryboard(path, options);
-  if (!S_ISREG(st.st_mode)) return fail(path + ": not a regular file");
-  if (static_cast<unsigned long long>(st.st_size) > kMaxNibDocumentSize) {
-    return fail(path + ": the document is " + std::to_string(st.st_size >> 20) + " MB; interface documents over " +
-                std::to_string(kMaxNibDocumentSize >> 20) + " MB are not read");
+  // Opened first and checked after, as every interface file is; a folder is a compiled storyboard.
+  RegularFileRead read = readRegularFile(path, kMaxNibDocumentSize);
+  if (!read && read.error == EISDIR) return readCompiledStoryboard(path, options);
+  if (!read && read.error == EFBIG) {
+    return fail(path + ": interface documents over " + std::to_string(kMaxNibDocumentSize >> 20) + " MB are not read");
   }
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return fail(path + ": cannot be opened");
-  std::string bytes(static_cast<std::size_t>(st.st_size), '\0');
-  in.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-  bytes.resize(static_cast<std::size_t>(in.gcount()));
-  if (in.bad()) return fail(path + ": read error");
+  if (!read) return fail(path + ": " + read.reason);
+  const std::string bytes = std::move(read.bytes);
   StoryboardReadResult result = readStoryboardData(bytes, options);
   if (!result) {
     NibReadError error = result.error();

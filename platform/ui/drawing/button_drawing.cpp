@@ -35,20 +35,25 @@ void checkBox(const ButtonCell& cell, Rect r, bool radio) {
   }
 }
 
+// A small down-pointing chevron centred on c, as pull-down buttons show.
+void downChevron(Point c, double half, const ColorRef& color) {
+  cairo_t* cr = ctx().cairo();
+  const double top = c.y + up() * half / 2, bottom = c.y - up() * half / 2;
+  cairo_save(cr);
+  cairo_set_line_cap(cr, CAIRO_LINE_CAP_ROUND);
+  cairo_set_line_join(cr, CAIRO_LINE_JOIN_ROUND);
+  cairo_new_path(cr);
+  cairo_move_to(cr, c.x - half, top);
+  cairo_line_to(cr, c.x, bottom);
+  cairo_line_to(cr, c.x + half, top);
+  ctx().strokePath(color, 1.5);
+  cairo_restore(cr);
+}
+
 void popUp(const PopUpButtonCell& cell, Rect r) {
   const bool imageOnly = cell.imagePosition() == CellImagePosition::ImageOnly;
   const Rect body = centredVertically(inset(r, 3, 0), std::min(r.h, 21.0));
   if (cell.isBordered() || !imageOnly) rounded(body, 5, faceColor(), edgeColor());
-  const Rect arrows{body.maxX() - 19, body.y + 2, 16, body.h - 4};
-  rounded(arrows, 4, accent(), nullptr);
-  const Point c{arrows.x + arrows.w / 2, arrows.y + arrows.h / 2};
-  if (cell.pullsDown()) {
-    triangle(c, 3.5, false, Color::whiteColor());
-  } else {
-    const double off = 3 * up();
-    triangle({c.x, c.y + off}, 3, true, Color::whiteColor());
-    triangle({c.x, c.y - off}, 3, false, Color::whiteColor());
-  }
   String title = cell.title();
   String image = cell.imageName();
   if (cell.pullsDown() && cell.menu() && !cell.menu()->itemArray().empty()) {
@@ -56,12 +61,35 @@ void popUp(const PopUpButtonCell& cell, Rect r) {
     title = first->title();
     if (image.isNil()) image = first->imageName();
   }
-  const Rect content{body.x + 6, body.y, body.w - 28, body.h};
-  if (imageOnly || (title.length() == 0 && !image.isNil())) {
-    namedImage(image, inset(content, 0, 2));
+  const ColorRef ink = labelColor(cell.isEnabled());
+  if (cell.pullsDown()) {
+    // A pull-down draws its own single arrow on its face, right of its title or image (a gear
+    // menu's gear); image-only ones keep the two together in the middle.
+    const bool showsImage = imageOnly || (title.length() == 0 && !image.isNil());
+    if (showsImage) {
+      const double side = std::min({body.h - 4, 18.0, std::max(0.0, body.w - 18)});
+      const double x = body.x + (body.w - side - 11) / 2;
+      namedImage(image, {x, body.y + (body.h - side) / 2, side, side}, ink);
+      downChevron({x + side + 6, body.y + body.h / 2}, 2.5, ink);
+      return;
+    }
+    downChevron({body.maxX() - 9, body.y + body.h / 2}, 3, ink);
+    // A title with no room but for an ellipsis is left out.
+    if (body.w - 24 >= 12) text(title, {body.x + 8, body.y, body.w - 24, body.h}, cell.font(), ink);
     return;
   }
-  text(title, {content.x + 2, content.y, content.w - 2, content.h}, cell.font(), labelColor(cell.isEnabled()));
+  const Rect arrows{body.maxX() - 19, body.y + 2, 16, body.h - 4};
+  rounded(arrows, 4, accent(), nullptr);
+  const Point c{arrows.x + arrows.w / 2, arrows.y + arrows.h / 2};
+  const double off = 3 * up();
+  triangle({c.x, c.y + off}, 3, true, Color::whiteColor());
+  triangle({c.x, c.y - off}, 3, false, Color::whiteColor());
+  const Rect content{body.x + 6, body.y, body.w - 28, body.h};
+  if (imageOnly || (title.length() == 0 && !image.isNil())) {
+    namedImage(image, inset(content, 0, 2), ink);
+    return;
+  }
+  text(title, {content.x + 2, content.y, content.w - 2, content.h}, cell.font(), ink);
 }
 
 }  // namespace

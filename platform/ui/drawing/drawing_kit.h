@@ -78,8 +78,8 @@ ColorRef colorOf(const std::optional<ColorDescriptor>& d, const ColorRef& fallba
 // for a known template image, else a placeholder box with the name's first letter (a grey fill
 // where r is too thin for a box). `tint` colours template stand-ins (nil: labelColor()).
 void namedImage(const String& name, Rect r, const ColorRef& tint = nullptr);
-// Draws the stand-in of a platform template image ("NSAddTemplate", ...); false when the name has
-// none (nothing drawn).
+// Draws the stand-in of a platform template image ("NSAddTemplate", ...), centred in r at most at
+// the platform image's own size; false when the name has none (nothing drawn).
 bool templateStandIn(const String& name, Rect r, const ColorRef& tint);
 void imagePlaceholder(const String& name, Rect r);
 

@@ -115,10 +115,14 @@ GraphicsContextRef GraphicsContext::graphicsContextWithSurface(cairo_surface_t* 
   return context;
 }
 
+bool GraphicsContext::canMakeImage(Size size, double scale) {
+  if (!(scale > 0) || !(size.width > 0) || !(size.height > 0)) return false;
+  return std::ceil(size.width * scale) <= kMaxImageSide && std::ceil(size.height * scale) <= kMaxImageSide;
+}
+
 GraphicsContextRef GraphicsContext::imageContext(Size size, bool flipped, double scale) {
-  if (!(scale > 0) || !(size.width > 0) || !(size.height > 0)) return nullptr;
+  if (!canMakeImage(size, scale)) return nullptr;
   const double pw = std::ceil(size.width * scale), ph = std::ceil(size.height * scale);
-  if (pw > kMaxImageSide || ph > kMaxImageSide) return nullptr;
   cairo_surface_t* surface =
       cairo_image_surface_create(CAIRO_FORMAT_ARGB32, static_cast<int>(pw), static_cast<int>(ph));
   if (cairo_surface_status(surface) != CAIRO_STATUS_SUCCESS) {

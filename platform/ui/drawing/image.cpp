@@ -8,11 +8,11 @@
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <fstream>
-#include <iterator>
+#include <new>
 #include <vector>
 
 #include "tq/platform/fs/file_manager.h"
+#include "tq/platform/fs/regular_file.h"
 #include "tq/platform/ui/drawing/drawing_recorder.h"
 #include "tq/platform/ui/drawing/image_header.h"
 
@@ -132,10 +132,13 @@ Image::~Image() { cairo_surface_destroy(surface_); }
 
 ImageRef Image::imageWithContentsOfFile(const String& path) {
   if (path.length() == 0) return nullptr;
-  std::ifstream in(FileManager::fileSystemRepresentation(path), std::ios::binary);
-  if (!in) return nullptr;
-  std::vector<uint8_t> bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  return imageFromBytes(bytes.data(), bytes.size());
+  try {
+    const RegularFileRead read = readRegularFile(FileManager::fileSystemRepresentation(path), kImageMaxFileBytes);
+    if (!read) return nullptr;
+    return imageFromBytes(reinterpret_cast<const uint8_t*>(read.bytes.data()), read.bytes.size());
+  } catch (const std::bad_alloc&) {
+    return nullptr;  // no room for the file's bytes: no image, as for any file that cannot be read
+  }
 }
 
 ImageRef Image::imageWithData(const Data& data) { return imageFromBytes(data.bytes(), data.length()); }

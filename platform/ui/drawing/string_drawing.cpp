@@ -2,10 +2,13 @@
 #include "tq/platform/ui/drawing/string_drawing.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
+#include <mutex>
 #include <vector>
 
 #include "text_system.h"
+#include "tq/platform/base/character_set.h"
 #include "tq/platform/ui/drawing/drawing_recorder.h"
 #include "tq/platform/ui/drawing/graphics_context.h"
 
@@ -15,6 +18,8 @@ namespace {
 
 // Pango widths are ints in 1/1024 points; wider bounds than this count as unbounded.
 constexpr double kMaxWidth = 1.0e6;
+// Texts longer than this are measured in part (see measure()).
+constexpr std::size_t kLongestMeasuredText = 8192;
 
 bool wraps(LineBreakMode mode) {
   return mode == LineBreakMode::ByWordWrapping || mode == LineBreakMode::ByCharWrapping;
@@ -50,6 +55,48 @@ std::size_t firstLineLength(const std::string& s) {
 }
 
 double usableWidth(double width) { return width > 0 && width < kMaxWidth ? width : 0; }
+
+// The end of the first line of UTF-16 text (the same breaks as firstLineLength).
+std::size_t firstLineEnd(std::u16string_view s) {
+  for (std::size_t i = 0; i < s.size(); ++i) {
+    if (s[i] == u'\n' || s[i] == u'\r' || s[i] == 0x2028 || s[i] == 0x2029) return i;
+  }
+  return s.size();
+}
+
+// A cut that does not split a surrogate pair.
+std::size_t pairSafe(std::u16string_view s, std::size_t at) {
+  return at > 0 && at < s.size() && isLowSurrogate(s[at]) && isHighSurrogate(s[at - 1]) ? at - 1 : at;
+}
+
+// The part of a text that can show in an area `width` points wide and `height` high (one line for
+// the one-line modes), so that a text of millions of characters is never shaped whole. No character
+// that shows advances less than an eighth of the font's size; a line holds twice as many code units
+// as such characters (marks, surrogate pairs) and some more. The one-line modes keep the first
+// line: its start, its end for a head truncation, or both for a middle one.
+String visiblePart(const String& text, const Font& font, LineBreakMode mode, double width, double height) {
+  const std::u16string_view v = text.view();
+  const double w = usableWidth(width);
+  if (w <= 0) return text;
+  const double perLine = 2 * std::ceil(w / std::max(font.pointSize() / 8, 0.25)) + 64;
+  const double lines = wraps(mode) ? std::ceil(std::max(height, 0.0) / font.defaultLineHeight()) + 1 : 1;
+  if (!(lines * perLine < static_cast<double>(v.size()))) return text;
+  const auto keep = static_cast<std::size_t>(lines * perLine);
+  if (wraps(mode)) return String(v.substr(0, pairSafe(v, keep)));
+  const std::u16string_view line = v.substr(0, firstLineEnd(v));
+  if (line.size() <= keep) return String(line);
+  const std::size_t tail = pairSafe(line, line.size() - keep);
+  switch (mode) {
+    case LineBreakMode::ByTruncatingHead: return String(line.substr(tail));
+    case LineBreakMode::ByTruncatingMiddle: {
+      if (line.size() <= 2 * keep) return String(line);
+      std::u16string both(line.substr(0, pairSafe(line, keep)));
+      both += line.substr(tail);
+      return String(both);
+    }
+    default: return String(line.substr(0, pairSafe(line, keep)));
+  }
+}
 
 // Sets the thread's layout up for a text; the caller holds the text system's lock. The text is only
 // handed to Pango again when it changed, so measuring then drawing one text lays it out once.
@@ -131,12 +178,113 @@ bool fitsOneLine(int64_t units, double width) {
 
 FontRef fontOrSystem(const FontRef& font) { return font ? font : Font::systemFontOfSize(0); }
 
+// --- characters no font covers ----------------------------------------------------------------
+
+std::mutex handlerMutex;
+std::function<void(const UncoveredCharacters&)> uncoveredHandler;  // guarded by handlerMutex
+std::atomic<bool> hasUncoveredHandler{false};
+
+// The characters a laid-out layout shows as boxes: Pango marks a glyph of a character no font has
+// with the unknown flag, the character's code in the rest of the glyph. Caller holds the lock.
+std::vector<UncoveredCharacters> collectUncovered(PangoLayout* layout, const String& text, const Font& font) {
+  std::vector<UncoveredCharacters> found;
+  if (pango_layout_get_unknown_glyphs_count(layout) == 0) return found;
+  std::vector<std::u32string> characters;
+  PangoLayoutIter* iter = pango_layout_get_iter(layout);
+  do {
+    PangoLayoutRun* run = pango_layout_iter_get_run_readonly(iter);
+    for (int i = 0; run && i < run->glyphs->num_glyphs; ++i) {
+      const PangoGlyph glyph = run->glyphs->glyphs[i].glyph;
+      if (!(glyph & PANGO_GLYPH_UNKNOWN_FLAG)) continue;
+      const gunichar c = glyph & ~PANGO_GLYPH_UNKNOWN_FLAG;
+      const uint32_t tag = g_unicode_script_to_iso15924(g_unichar_get_script(c));
+      const char code[4] = {char(tag >> 24), char(tag >> 16), char(tag >> 8), char(tag)};
+      const String script = String::fromUTF8(std::string_view(code, 4));
+      auto it = std::find_if(found.begin(), found.end(), [&](const auto& f) { return f.script == script; });
+      if (it == found.end()) {
+        found.push_back({font.fontName(), font.pointSize(), script, String(), text});
+        characters.emplace_back();
+        it = found.end() - 1;
+      }
+      std::u32string& seen = characters[static_cast<std::size_t>(it - found.begin())];
+      if (seen.find(c) == std::u32string::npos) seen.push_back(c);
+    }
+  } while (pango_layout_iter_next_run(iter));
+  pango_layout_iter_free(iter);
+  for (std::size_t i = 0; i < found.size(); ++i) {
+    std::string utf8;
+    for (char32_t c : characters[i]) {
+      char buffer[6];
+      utf8.append(buffer, static_cast<std::size_t>(g_unichar_to_utf8(c, buffer)));
+    }
+    found[i].characters = String::fromUTF8(utf8);
+  }
+  return found;
+}
+
+// Tells the handler, if any, of what collectUncovered found; called without the text system's lock.
+void reportUncovered(const std::vector<UncoveredCharacters>& found) {
+  if (found.empty()) return;
+  std::function<void(const UncoveredCharacters&)> handler;
+  {
+    std::lock_guard<std::mutex> guard(handlerMutex);
+    handler = uncoveredHandler;
+  }
+  if (!handler) return;
+  for (const auto& f : found) handler(f);
+}
+
 struct Measured {
   double width = 0;
   UInteger lines = 1;
 };
 
-Measured measure(const String& text, const Font& font, LineBreakMode mode, double boundsWidth) {
+Measured measureText(const String& text, const Font& font, LineBreakMode mode, double boundsWidth);
+
+// The explicit lines of a text (as Pango breaks paragraphs: CR LF, LF, CR, U+2028, U+2029): their
+// number and the longest one's length in code units.
+std::pair<UInteger, std::size_t> explicitLines(std::u16string_view v) {
+  UInteger lines = 1;
+  std::size_t longest = 0, start = 0;
+  for (std::size_t i = 0; i < v.size(); ++i) {
+    const char16_t c = v[i];
+    if (c != u'\n' && c != u'\r' && c != 0x2028 && c != 0x2029) continue;
+    longest = std::max(longest, i - start);
+    if (c == u'\r' && i + 1 < v.size() && v[i + 1] == u'\n') ++i;
+    start = i + 1;
+    ++lines;
+  }
+  return {lines, std::max(longest, v.size() - start)};
+}
+
+// A text of more than kLongestMeasuredText code units is measured on that many: the text system
+// takes time growing with the square of a long word's length to break it into lines, and lengths
+// past a million points are beyond it. The rest is taken in proportion: the lines of a wrapping
+// text to its length, widths to the length of the longest line.
+Measured measure(const String& whole, const Font& font, LineBreakMode mode, double boundsWidth) {
+  // One line in a bounded width measures at most that width: what cannot show need not be shaped.
+  const String text = wraps(mode) ? whole : visiblePart(whole, font, mode, boundsWidth, 0);
+  const std::u16string_view v = text.view();
+  if (v.size() <= kLongestMeasuredText) return measureText(text, font, mode, boundsWidth);
+  const std::size_t part = pairSafe(v, kLongestMeasuredText);
+  const std::u16string_view head = v.substr(0, part);
+  Measured m = measureText(String(head), font, mode, boundsWidth);
+  const double w = usableWidth(boundsWidth);
+  if (wraps(mode) && w > 0) {
+    m.lines = static_cast<UInteger>(std::ceil(static_cast<double>(m.lines) * static_cast<double>(v.size()) / part));
+    return m;
+  }
+  const auto [lines, longest] = explicitLines(wraps(mode) ? v : v.substr(0, firstLineEnd(v)));
+  const std::size_t headLongest = explicitLines(wraps(mode) ? head : head.substr(0, firstLineEnd(head))).second;
+  if (wraps(mode)) m.lines = lines;
+  if (longest > headLongest && headLongest > 0) {
+    m.width = std::ceil(m.width * static_cast<double>(longest) / static_cast<double>(headLongest));
+    if (w > 0) m.width = std::min(m.width, std::ceil(w - 1e-6));
+  }
+  return m;
+}
+
+Measured measureText(const String& text, const Font& font, LineBreakMode mode, double boundsWidth) {
   Measured m;
   if (text.length() == 0) return m;
   auto& system = detail::TextSystem::shared();
@@ -155,6 +303,8 @@ Measured measure(const String& text, const Font& font, LineBreakMode mode, doubl
     return m;
   }
   PangoLayout* layout = prepareLayout(text, font, mode, TextAlignment::Left, boundsWidth);
+  std::vector<UncoveredCharacters> uncovered;
+  if (hasUncoveredHandler) uncovered = collectUncovered(layout, text, font);
   if (wraps(mode)) {
     m.lines = std::max(1, pango_layout_get_line_count(layout));
     for (GSList* l = pango_layout_get_lines_readonly(layout); l; l = l->next) {
@@ -166,6 +316,8 @@ Measured measure(const String& text, const Font& font, LineBreakMode mode, doubl
   // Rounded up to whole points; a hair of float noise does not cost a point.
   m.width = std::ceil(m.width - 1e-6);
   if (w > 0) m.width = std::min(m.width, std::ceil(w - 1e-6));
+  guard.unlock();
+  reportUncovered(uncovered);
   return m;
 }
 
@@ -207,6 +359,7 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
     recorder->add(std::move(r));
   }
   if (text.length() == 0 || rect.isEmpty()) return;
+  const String shown = visiblePart(text, *font, attributes.lineBreakMode, rect.w, rect.h);
 
   cairo_t* cr = context->cairo();
   const bool flipped = context->userSpaceIsFlipped();
@@ -238,7 +391,7 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
   const detail::ShapingFont& shaping = system.shapingFont(*font);
   hb_buffer_t* buffer = system.threadBuffer();
   int64_t units = 0;
-  if (shapeSimpleText(text.view(), shaping, buffer, units) &&
+  if (shapeSimpleText(shown.view(), shaping, buffer, units) &&
       (fitsOneLine(units, rect.w) || mode == LineBreakMode::ByClipping)) {
     // One line of one font: draw the shaped glyphs as they are.
     thread_local std::vector<cairo_glyph_t> glyphs;
@@ -259,7 +412,9 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
     return;
   }
 
-  PangoLayout* layout = prepareLayout(text, *font, mode, attributes.alignment, rect.w);
+  PangoLayout* layout = prepareLayout(shown, *font, mode, attributes.alignment, rect.w);
+  std::vector<UncoveredCharacters> uncovered;
+  if (hasUncoveredHandler) uncovered = collectUncovered(layout, shown, *font);
   const bool bounded = pango_layout_get_width(layout) >= 0;
   PangoLayoutIter* iter = pango_layout_get_iter(layout);
   int index = 0;
@@ -279,6 +434,21 @@ void drawText(const String& text, Rect rect, const TextAttributes& attributes) {
   } while (pango_layout_iter_next_line(iter));
   pango_layout_iter_free(iter);
   cairo_restore(cr);
+  guard.unlock();
+  reportUncovered(uncovered);
+}
+
+std::vector<UncoveredCharacters> uncoveredCharacters(const String& text, const FontRef& font) {
+  if (text.length() == 0) return {};
+  const FontRef f = fontOrSystem(font);
+  auto guard = detail::TextSystem::shared().lock();
+  return collectUncovered(prepareLayout(text, *f, LineBreakMode::ByWordWrapping, TextAlignment::Left, 0), text, *f);
+}
+
+void setUncoveredCharactersHandler(std::function<void(const UncoveredCharacters&)> handler) {
+  std::lock_guard<std::mutex> guard(handlerMutex);
+  hasUncoveredHandler = static_cast<bool>(handler);
+  uncoveredHandler = std::move(handler);
 }
 
 }  // namespace tq

@@ -24,8 +24,9 @@ struct Square {
   double len(double f) const { return f * side; }
 };
 
-Square squareIn(Rect r) {
-  const double side = std::max(0.0, std::min(r.w, r.h));
+// The square centred in r, at most `most` points on a side.
+Square squareIn(Rect r, double most) {
+  const double side = std::max(0.0, std::min({r.w, r.h, most}));
   const double flippedDir = ctx().userSpaceIsFlipped() ? 1 : -1;
   const double left = r.x + (r.w - side) / 2;
   const double top = flippedDir > 0 ? r.y + (r.h - side) / 2 : r.maxY() - (r.h - side) / 2;
@@ -253,6 +254,25 @@ const std::unordered_map<std::u16string_view, Shape>& shapes() {
   return table;
 }
 
+// The side of the square a stand-in is drawn in at most: template images and status lights are
+// small glyphs of a fixed size, drawn at that size (never enlarged to their button) and only made
+// smaller to fit; the other images are icons that scale to their place. The sizes are those of the
+// glyphs inside the platform's images (the add image is 14 x 13 points round a plus of about 10).
+double naturalSide(std::u16string_view name) {
+  static const std::unordered_map<std::u16string_view, double> sides = {
+      {u"NSAddTemplate", 12},          {u"NSRemoveTemplate", 12},       {u"NSMenuMixedStateTemplate", 10},
+      {u"NSMenuOnStateTemplate", 10},  {u"NSStopProgressTemplate", 11}, {u"NSGoLeftTemplate", 12},
+      {u"NSGoRightTemplate", 12},      {u"NSGoBackTemplate", 12},       {u"NSGoForwardTemplate", 12},
+      {u"NSActionTemplate", 14},       {u"NSShareTemplate", 16},        {u"NSQuickLookTemplate", 16},
+      {u"NSTouchBarAddTemplate", 16},  {u"NSTouchBarRemoveTemplate", 16},
+  };
+  if (auto it = sides.find(name); it != sides.end()) return it->second;
+  constexpr std::u16string_view kTemplate = u"Template", kStatus = u"NSStatus";
+  if (name.size() >= kTemplate.size() && name.substr(name.size() - kTemplate.size()) == kTemplate) return 14;
+  if (name.substr(0, kStatus.size()) == kStatus) return 16;
+  return 1e9;
+}
+
 }  // namespace
 
 bool templateStandIn(const String& name, Rect r, const ColorRef& tint) {
@@ -260,7 +280,7 @@ bool templateStandIn(const String& name, Rect r, const ColorRef& tint) {
   const auto& table = shapes();
   const auto it = table.find(name.view());
   if (it == table.end()) return false;
-  const Square s = squareIn(r);
+  const Square s = squareIn(r, naturalSide(name.view()));
   if (s.side < 3) return true;
   cairo_save(cr());
   cairo_new_path(cr());

@@ -86,6 +86,17 @@ void drawTextFieldCell(const TextFieldCell& cell, Rect r, bool search) {
   }
 }
 
+// A combo box: its field, with the button that opens the list at its right end (a down arrow on a
+// control face), as tall as the field.
+void drawComboBoxCell(const TextFieldCell& cell, Rect r) {
+  const Rect body = centredVertically(r, std::min(r.h, 23.0));
+  const double side = std::min(body.w / 2, std::max(15.0, std::min(body.h, 20.0)));
+  drawTextFieldCell(cell, {body.x, body.y, body.w - side + 1, body.h}, false);
+  const Rect button{body.maxX() - side, body.y, side, body.h};
+  rounded(button, std::min(4.0, side / 4), faceColor(), edgeColor());
+  triangle({button.x + button.w / 2, button.y + button.h / 2}, std::min(3.5, side / 5), false, labelColor(cell.isEnabled()));
+}
+
 // A token field: its face as a field's, then each token a rounded label from the left, as many as
 // the field's width holds. Without tokens it is an empty field (with its placeholder).
 void drawTokenFieldCell(const TokenFieldCell& cell, Rect r) {
@@ -131,6 +142,10 @@ void drawCell(const Cell& cell, Rect r, const View* controlView) {
       // Drawing adjusts the cell's own line breaking, as it does on screen.
       const_cast<TextFieldCell*>(field)->drawWithFrame(r, const_cast<View*>(controlView));
       return;
+    }
+    if (cell.className() == String(u"NSComboBoxCell") ||
+        (controlView && controlView->className() == String(u"NSComboBox"))) {
+      return drawComboBoxCell(*field, r);
     }
     return drawTextFieldCell(*field, r, dynamic_cast<const SearchFieldCell*>(&cell) != nullptr);
   }
@@ -269,31 +284,121 @@ void drawTabView(const TabView& tabs, Rect bounds) {
   }
 }
 
+// Split views: the platform's, and those of plug-ins read under their own class name (a split view
+// subclass keeps the name's ending). Their panes are laid out from the top, in subview order.
+bool isSplitView(const View& view) { return view.className().hasSuffix(u"SplitView"); }
+
+// The dividers of a split view: the gaps between consecutive visible panes, side by side or one
+// under the other, in the split view's own (flipped) coordinates. A thin divider is a line; a thick
+// one a light bar with a dimple in its middle.
+void drawSplitDividers(const View& split) {
+  const View* previous = nullptr;
+  for (const auto& pane : split.subviews()) {
+    if (!pane || pane->isHidden()) continue;
+    if (previous) {
+      const Rect a = previous->frame(), f = pane->frame();
+      Rect gap{};
+      if (f.x >= a.maxX() - 0.5 && f.x > a.x) {
+        gap = {a.maxX(), std::min(a.y, f.y), f.x - a.maxX(), std::max(a.maxY(), f.maxY()) - std::min(a.y, f.y)};
+      } else if (f.y >= a.maxY() - 0.5 && f.y > a.y) {
+        gap = {std::min(a.x, f.x), a.maxY(), std::max(a.maxX(), f.maxX()) - std::min(a.x, f.x), f.y - a.maxY()};
+      }
+      const bool vertical = gap.w < gap.h;
+      const double thickness = vertical ? gap.w : gap.h;
+      if (thickness > 0 && thickness <= 2) {
+        fill(gap, settings().dark ? gray(0.1) : gray(0.78));
+      } else if (thickness > 2) {
+        fill(gap, settings().dark ? gray(0.2) : gray(0.9));
+        circle({gap.x + gap.w / 2, gap.y + gap.h / 2}, std::min(2.5, thickness / 3), gray(0.6), nullptr);
+      }
+    }
+    previous = pane.get();
+  }
+}
+
+bool isVisible(const View* v) { return v && !v->isHidden() && !v->frame().isEmpty(); }
+
+bool showsSubviews(const View& view) {
+  return std::any_of(view.subviews().begin(), view.subviews().end(), [](const auto& s) { return isVisible(s.get()); });
+}
+
+// Whether another visible view of the same superview covers part of this view's frame.
+bool overlapsVisibleSibling(const View& view) {
+  const View* parent = view.superview();
+  if (!parent) return false;
+  const Rect f = view.frame();
+  for (const auto& s : parent->subviews()) {
+    if (s.get() == &view || !isVisible(s.get())) continue;
+    const Rect o = s->frame();
+    if (std::min(f.maxX(), o.maxX()) - std::max(f.x, o.x) > 0.5 && std::min(f.maxY(), o.maxY()) - std::max(f.y, o.y) > 0.5) {
+      return true;
+    }
+  }
+  return false;
+}
+
+// A scroller of a scroll view: hidden when the scroll view hides its scrollers until they are needed
+// or does not have that one; otherwise its track, with a knob as long as the share of the document
+// the clip view shows, at the document's start (its top, its left). A document that fits has
+// nothing to scroll: no knob.
+void drawScroller(const View& scroller, Rect b) {
+  const auto* scroll = dynamic_cast<const ScrollView*>(scroller.superview());
+  bool vertical = b.h >= b.w;
+  double shown = 1;
+  if (scroll) {
+    if (scroll->autohidesScrollers()) return;
+    if (scroll->verticalScroller().get() == &scroller) vertical = true;
+    if (scroll->horizontalScroller().get() == &scroller) vertical = false;
+    if (vertical ? !scroll->hasVerticalScroller() : !scroll->hasHorizontalScroller()) return;
+    const auto clip = scroll->contentView();
+    const auto document = scroll->documentView();
+    if (clip && document) {
+      const double visible = vertical ? clip->frame().h : clip->frame().w;
+      const double length = vertical ? document->frame().h : document->frame().w;
+      shown = length > visible + 0.5 && visible > 0 ? visible / length : 1;
+    }
+  }
+  fill(b, settings().dark ? gray(0.2) : gray(0.98));
+  line(vertical ? Point{b.x + 0.5, b.y} : Point{b.x, b.y + 0.5}, vertical ? Point{b.x + 0.5, b.maxY()} : Point{b.maxX(), b.y + 0.5},
+       settings().dark ? gray(0.3) : gray(0.9));
+  if (shown >= 1) return;
+  const double track = (vertical ? b.h : b.w) - 4;
+  const double length = std::max(std::min(18.0, track), track * shown);
+  Rect knob;
+  if (vertical) {
+    const double top = up() > 0 ? b.maxY() - 2 - length : b.y + 2;
+    knob = {b.x + 3, top, b.w - 6, length};
+  } else {
+    knob = {b.x + 2, b.y + 3, length, b.h - 6};
+  }
+  rounded(knob, std::min(knob.w, knob.h) / 2, gray(settings().dark ? 0.55 : 0.5, 0.55), nullptr);
+}
+
 // Views the model knows only by their platform class name.
 void drawByClassName(const View& view, Rect b) {
   const String name = view.className();
   if (drawValueControl(name, nullptr, &view, b)) return;
-  if (name == String(u"NSScroller")) {
-    const auto* scroll = dynamic_cast<const ScrollView*>(view.superview());
-    if (scroll && scroll->autohidesScrollers()) return;
-    fill(b, settings().dark ? gray(0.2) : gray(0.98));
-    const bool vertical = b.h >= b.w;
-    const Rect knob = vertical ? Rect{b.x + 3, b.y + b.h * 0.4, b.w - 6, b.h * 0.55}
-                               : Rect{b.x + 3, b.y + 3, b.w * 0.5, b.h - 6};
-    rounded(knob, 4, gray(0.75), nullptr);
+  if (isSplitView(view)) {
+    drawSplitDividers(view);
+  } else if (name == String(u"NSScroller")) {
+    drawScroller(view, b);
   } else if (name == String(u"NSTextView") || name == String(u"NSOutlineView")) {
     fill(b, settings().dark ? gray(0.18) : Color::whiteColor());
   } else if (name == String(u"NSTableHeaderView")) {
     if (const TableView* table = tableOfHeader(view)) drawTableHeader(*table, b);
-  } else if (!view.customClassName().isNil() && view.subviews().empty()) {
-    // A custom view: its outline and class name, as an interface editor shows it.
+  } else if (!view.customClassName().isNil() && !showsSubviews(view)) {
+    // A custom view that shows nothing of its own: its outline, and its class name where no other
+    // view shares its place, as an interface editor shows it. Real content always wins.
+    const bool alone = !overlapsVisibleSibling(view);
     cairo_t* cr = ctx().cairo();
     cairo_save(cr);
     const double dash[] = {4, 3};
     cairo_set_dash(cr, dash, 2, 0);
-    rounded(inset(b, 0.5, 0.5), 0, gray(0, 0.03), gray(0, 0.3));
+    rounded(inset(b, 0.5, 0.5), 0, alone ? gray(0, 0.03) : nullptr, gray(0, 0.3));
     cairo_restore(cr);
-    text(view.customClassName(), inset(b, 4, 2), FontDescriptor::systemFont(11), gray(0.45), TextAlignment::Center);
+    if (alone) {
+      text(view.customClassName(), inset(b, 4, 2), FontDescriptor::systemFont(11), gray(0.45), TextAlignment::Center);
+    }
   }
 }
 
@@ -335,8 +440,7 @@ void drawViewContent(const View& view, Rect b) {
 // lay their subviews out from the top on the platform whatever the model says.
 bool flippedForDrawing(const View& view) {
   if (view.isFlipped() || dynamic_cast<const ScrollView*>(&view)) return true;
-  const String name = view.className();
-  return name == String(u"NSSplitView") || name == String(u"NSTableHeaderView");
+  return isSplitView(view) || view.className() == String(u"NSTableHeaderView");
 }
 
 void drawTree(const View& view, bool inFlippedSpace, bool evenIfHidden = false) {
@@ -374,6 +478,17 @@ void drawTree(const View& view, bool inFlippedSpace, bool evenIfHidden = false) 
 
 }  // namespace
 
+bool renderedSizeFits(Size size, double scale) {
+  const double w = std::ceil(size.width * scale), h = std::ceil(size.height * scale);
+  return w > 0 && h > 0 && w <= kMaxRenderSide && h <= kMaxRenderSide && w * h <= kMaxRenderPixels;
+}
+
+Size renderedWindowSize(const Window& window, bool titleBar) {
+  const Rect content = window.contentRect();
+  const bool bar = titleBar && (window.styleMask() & NSWindowStyleMaskTitled);
+  return {content.w, content.h + toolbarHeight(window) + (bar ? kTitleBarHeight : 0)};
+}
+
 void drawViewHierarchy(const View& view, bool inFlippedSpace, const ViewDrawingOptions& options) {
   const Session session({options.images.get(), options.dark, options.drawnView ? &options.drawnView : nullptr});
   drawTree(view, inFlippedSpace);
@@ -383,6 +498,7 @@ namespace {
 
 GraphicsContextRef renderInto(Size size, double scale, const ColorRef& background,
                               std::shared_ptr<DrawingRecorder> recorder, const std::function<void()>& draw) {
+  if (!renderedSizeFits(size, scale)) return nullptr;
   auto context = GraphicsContext::imageContext(size, false, scale);
   if (!context) return nullptr;
   context->setRecorder(std::move(recorder));
@@ -398,7 +514,17 @@ GraphicsContextRef renderInto(Size size, double scale, const ColorRef& backgroun
 
 }  // namespace
 
+bool canRenderWindow(const Window& window, const WindowRenderOptions& options) {
+  return !window.contentRect().isEmpty() && renderedSizeFits(renderedWindowSize(window, options.titleBar), options.scale);
+}
+
+bool canRenderView(const View& view, double scale) {
+  const Rect f = view.frame();
+  return renderedSizeFits({f.w, f.h}, scale);
+}
+
 GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions& options) {
+  if (!canRenderWindow(window, options)) return nullptr;
   const Rect content = window.contentRect();
   const bool titleBar = options.titleBar && (window.styleMask() & NSWindowStyleMaskTitled);
   const double barHeight = titleBar ? kTitleBarHeight : 0;

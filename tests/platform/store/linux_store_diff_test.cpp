@@ -3,8 +3,8 @@
 // state the kernel's own dumps give (read without the store, mapped by a literal model of the key
 // mapping, the primary address as the kernel's own route query gives it) and a fresh store's full
 // read. Scripted cases check the reports themselves and each silent route change of the kernel's; a
-// randomized run drives links, addresses, routes, nexthop objects, renames, re-creations, bursts and
-// floods.
+// randomized run drives links, addresses, routes, nexthop objects, renames, re-creations, bursts,
+// floods and ignore_routes_with_linkdown.
 //
 // The randomized run takes TQ_STORE_DIFF_STEPS steps (default 900) from each of the seeds 8, 10 and
 // 15, or from seed TQ_STORE_DIFF_SEED alone; for a long run: TQ_STORE_DIFF_STEPS=10000
@@ -420,12 +420,13 @@ TEST_F(StoreDiff, AddressOrderThroughPromotions) {
 namespace {
 
 // What the kernel does to routes without a message of its own, and the address it sends from, one
-// row each: `ip` commands run in a fresh namespace, where links va, vb and vc (peers pa, pb, pc) are
+// row each: `ip` commands run in a fresh namespace, where links va, vb and vc (peers pva, pvb, pvc) are
 // up with carrier; after each line the reports must add up to the kernel's own state, the primary
 // interface's addresses led by the kernel's source.
 struct KernelRule {
   const char* name;
   std::vector<const char*> steps;
+  std::size_t beforeStores = 0;  // the first lines run before the stores are made
 };
 const KernelRule kKernelRules[] = {
     {"AnAddressAddedToALinkThatIsUpRevivesItsDeadHops",
@@ -459,6 +460,28 @@ const KernelRule kKernelRules[] = {
      {"ip addr add 10.1.0.2/24 dev va; ip addr add 10.7.0.1/24 dev va scope link",
       "ip route add default via 10.1.0.1 dev va metric 10", "ip route add default dev va metric 5",
       "ip addr add 10.1.0.3/24 dev vb; ip route add default via 10.1.0.1 dev vb metric 1"}},
+    // With ignore_routes_with_linkdown the kernel shows hops through links without carrier as dead;
+    // only a link going down or losing its last address kills them.
+    {"HopsShownDeadForWantOfCarrierOutliveOtherLinksGoingDown",
+     {"sysctl -qw net.ipv4.conf.all.ignore_routes_with_linkdown=1; ip link set pva down; "
+      "ip addr add 10.1.0.2/24 dev va; ip addr add 10.2.0.2/24 dev vb; ip addr add 10.3.0.2/24 dev vc",
+      "ip route add default via 10.1.0.1 dev va metric 10",
+      "ip route add default metric 5 nexthop via 10.1.0.1 dev va nexthop via 10.2.0.1 dev vb",
+      "ip link set vb down", "ip link set vc down", "ip link set pva up", "ip link set pva down; ip link set vb up",
+      "ip link set va down", "ip link set va up; ip link set pva up"}},
+    // A hop that died with its link's last address and one only without carrier look alike then
+    // (the first three lines run before the stores read the kernel): when the other hops die, the
+    // first route goes and the second stays.
+    {"AHopShownDeadThroughALinkWithoutAddressOrCarrierIsSettledByItsRoutesFate",
+     {"sysctl -qw net.ipv4.conf.va.ignore_routes_with_linkdown=1; ip addr add 10.1.0.2/24 dev va; "
+      "ip addr add 10.3.0.2/24 dev vc; "
+      "ip route add default metric 5 nexthop via 10.1.0.1 dev va nexthop via 10.3.0.1 dev vc",
+      "ip addr del 10.1.0.2/24 dev va; ip link set pva down",
+      "ip route add default metric 7 nexthop via 10.1.0.9 dev va onlink nexthop via 10.3.0.1 dev vc",
+      "ip route add default metric 9 nexthop via 10.1.0.8 dev va onlink nexthop via 10.3.0.1 dev vc",
+      "ip link set vc down", "ip link set pva up; ip addr add 10.1.0.2/24 dev va",
+      "ip addr del 10.1.0.2/24 dev va; ip link set vc up"},
+     3},
 };
 
 void PrintTo(const KernelRule& rule, std::ostream* out) { *out << rule.name; }
@@ -467,12 +490,17 @@ class StoreRules : public StoreDiff, public ::testing::WithParamInterface<Kernel
 
 TEST_P(StoreRules, ReportsFollowTheKernel) {
   for (const char* n : {"va", "vb", "vc"}) pair(n, std::string("p") + n);
-  watch("store");
-  watch("store watching links and the global key", {}, "State:/Network/(Interface/[^/]+/Link|Global/IPv4)");
-  ASSERT_EQ(converge(), "");
-  for (const char* step : GetParam().steps) {
-    ASSERT_EQ(std::system((std::string("set -e; ") + step).c_str()), 0) << step;
-    ASSERT_EQ(converge(), "") << "after " << step;
+  const KernelRule& rule = GetParam();
+  for (std::size_t i = 0; i < rule.steps.size(); ++i) {
+    if (i == rule.beforeStores) {
+      watch("store");
+      watch("store watching links and the global key", {}, "State:/Network/(Interface/[^/]+/Link|Global/IPv4)");
+      ASSERT_EQ(converge(), "");
+    }
+    ASSERT_EQ(std::system((std::string("set -e; ") + rule.steps[i]).c_str()), 0) << rule.steps[i];
+    if (i >= rule.beforeStores) {
+      ASSERT_EQ(converge(), "") << "after " << rule.steps[i];
+    }
   }
 }
 
@@ -637,8 +665,18 @@ TEST_P(StoreRandomized, SequencesMatchTheKernel) {
     return what;
   };
 
+  // ignore_routes_with_linkdown, for all links or one, turned on and off from a stream of its own, so
+  // that the seeds' sequences stay what they were without it.
+  std::mt19937 linkdownRng(seed ^ 0x5eedu);
   for (int step = 0; step < steps; ++step) {
     std::string what;
+    if (linkdownRng() % 100 < 4) {
+      unsigned slot = linkdownRng() % 5;
+      std::string value = linkdownRng() % 2 ? "1" : "0";
+      std::string where = slot == 4 ? "all" : world.near[slot];
+      test::setSysctl("net/ipv4/conf/" + where + "/ignore_routes_with_linkdown", value);
+      what = "ignore_routes_with_linkdown " + (slot == 4 ? where : std::to_string(slot)) + " " + value + "; ";
+    }
     int kind = world.pick(20);
     if (kind == 0) {
       // A burst inside one window, requests sent without waiting for their answers.
@@ -654,9 +692,9 @@ TEST_P(StoreRandomized, SequencesMatchTheKernel) {
       nl.drain();
       nl.setWaiting(true);
       for (int s = 0; s < 4; ++s) nl.setUp(world.peer(s), world.chance(70));
-      what = "flood";
+      what += "flood";
     } else {
-      what = one(false);
+      what += one(false);
     }
     log.push_back(what);
     std::string diff = converge();

@@ -112,6 +112,9 @@ class String {
   static String withCharacters(const unichar* units, UInteger length);
   // The empty (non-nil) string.
   static String empty();
+  // An empty string with storage of its own: equal to every empty string, identical to none (for
+  // operations that promise a new string even when it is empty).
+  static String newEmpty();
 
   bool isNil() const noexcept { return !storage_; }
   // True for any non-nil string, the empty one included.

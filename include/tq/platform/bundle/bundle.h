@@ -116,6 +116,8 @@ class Bundle : public Object {
   String pathForNibResource(const String& name) const;
   // An image resource: name as given when it has an extension that gdk-pixbuf reads, else name with
   // each such extension in turn (png, tiff, tif, jpg, jpeg, gif, bmp, ico first, then the others).
+  // gdk-pixbuf is loaded at the first such lookup; where it is not installed, the eight extensions
+  // named above are the ones tried.
   String pathForImageResource(const String& name) const;
 
   // The translation of key from strings table "table.strings" (nil table: "Localizable"). The table

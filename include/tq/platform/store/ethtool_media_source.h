@@ -1,7 +1,8 @@
 // EthtoolMediaSource: the media word of a Linux network interface, from the kernel's ethtool
-// interface (the SIOCETHTOOL ioctl on an IPv4 datagram socket).
+// interface: the SIOCETHTOOL ioctl on an IPv4 datagram socket for one interface, ethtool netlink
+// dumps for many (queryMediaOfEach).
 //
-// What is read, per query:
+// What is read, per interface:
 //   - link settings: ETHTOOL_GLINKSETTINGS, or ETHTOOL_GSET on kernels and drivers without it:
 //     speed, duplex, port, autonegotiation and the supported / advertised / partner link modes;
 //   - pause parameters: ETHTOOL_GPAUSEPARAM (drivers without it report no flow control);
@@ -15,12 +16,24 @@
 // The answer: Failed when the interface is unknown or its driver has no link settings; NoSocket
 // when the datagram socket cannot be opened; otherwise Ok with the word of mediaWordFromEthtool().
 // A link that is down (speed and duplex unknown) therefore answers Ok with subtype 0.
-// Threads: queries may be made from any thread; each opens and closes its own socket.
+//
+// Many interfaces at once (queryMediaOfEach, queryAllFacts): one generic netlink socket, and one
+// dump each of the ethtool netlink link modes (speed, duplex, autonegotiation, link modes), link
+// info (port), pause parameters and features (with the "loopback" feature's index read once from
+// the kernel's feature names) for every interface, so that the number of system calls does not
+// grow with the number of interfaces; only the SFP modules of fibre and direct-attach ports at
+// 1 Gb/s and 10 Gb/s are read one by one (by ioctl). Where the kernel lacks ethtool netlink (before
+// Linux 5.6, or without CONFIG_ETHTOOL_NETLINK) or refuses one of these dumps, every interface is
+// read by ioctl instead, on one datagram socket. Either way the facts are those the ioctl gives.
+// Threads: queries may be made from any thread; each opens and closes its own sockets.
 #pragma once
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <span>
+#include <string>
+#include <string_view>
 
 #include "tq/platform/store/media_source.h"
 
@@ -86,9 +99,37 @@ void readSfpCompliance(std::span<const uint8_t> eeprom, EthtoolMediaFacts& facts
 
 class EthtoolMediaSource : public MediaSource {
  public:
+  // How many interfaces are read at once.
+  enum class Transport {
+    Netlink,  // ethtool netlink dumps, falling back to the ioctl where the kernel lacks them
+    Ioctl,    // the ioctl alone, as on kernels without ethtool netlink
+  };
+  EthtoolMediaSource() = default;
+  explicit EthtoolMediaSource(Transport transport) : transport_(transport) {}
+
   Result queryMedia(const String& interfaceName) override;
+  // From one read of every interface (see above); a name the kernel does not know, or one whose
+  // driver has no link settings, answers Failed.
+  std::vector<Result> queryMediaOfEach(std::span<const String> interfaceNames) override;
   // The facts themselves, for tools that show more than the word; status as for queryMedia.
   Status queryFacts(const String& interfaceName, EthtoolMediaFacts& facts);
+
+  // The facts of every interface whose driver has link settings, by interface index, with the
+  // kernel's name of each (its bytes). NoSocket when no socket can be opened. `used`, when given,
+  // is set to the way the kernel was read.
+  struct NamedFacts {
+    std::string name;
+    EthtoolMediaFacts facts;
+  };
+  Status queryAllFacts(std::map<int, NamedFacts>& all, Transport* used = nullptr);
+
+  // The index of a device feature among the kernel's feature names (ETH_SS_FEATURES) over ethtool
+  // netlink, as the features dump is read with it: -1 when the kernel lacks ethtool netlink or has
+  // no feature of that name.
+  static int featureIndex(std::string_view name);
+
+ private:
+  Transport transport_ = Transport::Netlink;
 };
 
 }  // namespace tq

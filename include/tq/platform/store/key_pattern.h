@@ -6,7 +6,10 @@
 //
 // Bounded cost: the C library compiles a counted repetition by writing its operand out that many
 // times, so "a{1000}{1000}{10}" would take gigabytes. A pattern whose written-out size exceeds
-// kKeyPatternMaxSize atoms is refused before it is compiled.
+// kKeyPatternMaxSize atoms is refused before it is compiled. Back-references (\1 to \9), which
+// the C library matches by trying the ways to split the key (seconds for one key of a hundred
+// characters), are refused too; every other pattern is matched in one pass over the key, in time
+// linear in its length (times a factor bounded by the pattern's size).
 //
 // Matching is cheap for the common shapes: ".*" accepts every key without running the expression
 // (a key holding U+0000 excepted, as the C library sees such a key end there), a pattern with no
@@ -39,6 +42,7 @@ class KeyPattern {
   // pattern is refused, it receives the reason as a phrase that completes "the pattern is ...":
   //   "too large: its counted repetitions written out exceed 10000 characters"
   //   "not a valid extended regular expression (Unmatched ( or \()"   (the C library's own words)
+  //   "not supported: back-references such as \1 cannot be matched in time linear in the key"
   //   "nil"
   static std::unique_ptr<KeyPattern> compile(const String& pattern, std::string* whyRefused = nullptr);
   ~KeyPattern();

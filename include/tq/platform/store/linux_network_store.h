@@ -81,7 +81,11 @@
 //   - a link goes down: the hops through it die (the hop of a host-scope route aside), routes left
 //     without a live hop go, and so do the nexthop objects on it (blackholes aside);
 //   - a link comes up, or is given an IPv4 address while it is up: its dead hops revive;
-//   - a link loses carrier: the nexthop objects on it go (blackholes aside);
+//   - a link loses carrier: the nexthop objects on it go (blackholes aside); the hops through it live
+//     on, though with net.ipv4.conf.*.ignore_routes_with_linkdown the kernel shows them dead (a hop
+//     so shown is dead when its link is down, alive when its link is up with an IPv4 address or is
+//     its route's only hop; through a link up with neither carrier nor address it may have died with
+//     the link's last address, and when a route's fate hangs on such hops the state is read again);
 //   - a link's last IPv4 address goes: every hop through it dies, and routes left without a live
 //     hop go;
 //   - a link goes away: every route with a hop through it goes, and every nexthop object on it;

@@ -11,6 +11,8 @@
 
 #include <cstdint>
 #include <memory>
+#include <span>
+#include <vector>
 
 #include "tq/platform/base/string.h"
 
@@ -32,6 +34,9 @@ class MediaSource {
   // The active media word of the interface named `interfaceName` (at most 15 bytes of UTF-8; longer
   // names are the caller's contract to refuse).
   virtual Result queryMedia(const String& interfaceName) = 0;
+  // The media words of many interfaces at once, one result for each name of `names`, in that
+  // order. The default asks queryMedia for each; a source may answer all of them from one read.
+  virtual std::vector<Result> queryMediaOfEach(std::span<const String> interfaceNames);
 };
 
 // The kernel's answer, through ethtool: one shared instance for the process.

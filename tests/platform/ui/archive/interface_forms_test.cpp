@@ -246,7 +246,25 @@ TEST(LocalizableStrings, DevelopmentTextReadAndTableKeysKeptOnTheirObjects) {
   const uint64_t item = w.object("NSMenuItem");
   w.ref(item, "NSTitle", localized("m-1.title", "Quit"));
   w.ref(menu, "NSMenuItems", w.array({item}));
-  NibReadResult r = readNibData(w.binary({window, menu}));
+  // A tool tip given beside its view, and a binding's placeholder: the connector has no identifier
+  // of its own, the tables name it by the one in the placeholder's key.
+  const uint64_t tip = w.object("NSIBHelpConnector");
+  w.ref(tip, "NSDestination", button);
+  w.ref(tip, "NSFile", w.string("NSToolTipHelpKey"));
+  w.ref(tip, "NSMarker", localized("169.toolTip", "Applies the settings"));
+  const uint64_t binding = w.object("NSNibBindingConnector");
+  w.ref(binding, "NSSource", button);
+  w.ref(binding, "NSDestination", window);
+  w.ref(binding, "NSBinding", w.string("title"));
+  w.ref(binding, "NSKeyPath", w.string("name"));
+  const uint64_t options = w.object("NSDictionary");
+  plist_t optionKeys = plist_new_array(), optionValues = plist_new_array();
+  plist_array_append_item(optionKeys, plist_new_uid(w.string("NSNullPlaceholder")));
+  plist_array_append_item(optionValues, plist_new_uid(localized("Bnd-1.ibShadowedNullPlaceholder", "No name")));
+  w.set(options, "NS.keys", optionKeys);
+  w.set(options, "NS.objects", optionValues);
+  w.ref(binding, "NSOptions", options);
+  NibReadResult r = readNibData(w.binary({window, menu}, {tip, binding}));
   ASSERT_TRUE(r) << r.error().reason;
   auto win = std::dynamic_pointer_cast<Window>(r.nib().topLevelObjects().at(0));
   ASSERT_TRUE(win);
@@ -269,6 +287,10 @@ TEST(LocalizableStrings, DevelopmentTextReadAndTableKeysKeptOnTheirObjects) {
     EXPECT_EQ(object->localizableKeyFor(property), key) << key.UTF8String();
   }
   EXPECT_EQ(b->cell()->localizableKeys().size(), 2u);
+  EXPECT_EQ(b->toolTip(), String(u"Applies the settings"));
+  EXPECT_EQ(b->localizableKeyFor(u"toolTip"), String(u"169.toolTip"));
+  ASSERT_EQ(r.nib().connections().size(), 1u);
+  EXPECT_EQ(r.nib().connections()[0].identifier, String(u"Bnd-1"));
 }
 
 // --- element content in every form --------------------------------------------------------------------

@@ -24,7 +24,8 @@
 // controls of the model with their cells, menus and menu items, table columns, tab view items,
 // bindings with their options and placeholders (strings, numbers and booleans; strings marked
 // base64-UTF8 decoded), custom classes (through a ClassRegistry; unknown ones fall back to the
-// element's base class), outlets and actions; view, window, tab view and split view controllers;
+// element's base class), the designer's notes to translators (InterfaceObject::userComments()),
+// outlets and actions; view, window, tab view and split view controllers;
 // grid views (rows, columns, cells and their views), stack views (every gravity area), combo boxes
 // with their items, token fields, rule and predicate editors with their row templates' views. Elements the model has no class for become the
 // nearest base: a View (when they have a frame) or a GenericObject, with className() giving the
@@ -51,7 +52,9 @@
 // descriptions), its own name kept as customClassName(): a plug-in's pop-up button is a
 // PopUpButton with its menu. A localizable string (NSLocalizableString) gives its development
 // text, and its table key ("170.title") is recorded on the object that holds it
-// (InterfaceObject::localizableKeys()). Archive identifiers are the designer's object IDs where the archive keeps them ("25"),
+// (InterfaceObject::localizableKeys()), a tool tip's on the object it is shown for; a binding
+// connector without an identifier of its own takes the one its placeholders' keys name ("12" of
+// "12.ibShadowedNullPlaceholder"). Archive identifiers are the designer's object IDs where the archive keeps them ("25"),
 // else nil (as are the connection ends' identifiers). Connections come from the archive's
 // connectors (outlets, actions, bindings with their options, tool tips). Windows are visible at
 // launch when the archive lists them so (in the older XML archive, unless a window's properties
@@ -71,10 +74,12 @@
 // not understand is skipped and listed in warnings().
 //
 // Memory: reading a document of S bytes takes at most nibMemoryBound(S) = 16 MiB + 24 x S bytes
-// (the parsed document and the model together); documents larger than kMaxNibDocumentSize, and
-// documents whose model would exceed the bound (a matrix declaring millions of cells it does not
-// hold), are refused with an error saying so. A 300 MB document is therefore refused, and a 100 MB
-// one takes at most about 2.4 GB.
+// (the parsed document and the model together, with its connections and warnings); documents
+// larger than kMaxNibDocumentSize, and documents whose model would exceed the bound (a matrix
+// declaring millions of cells it does not hold, objects sharing one collection thousands of times),
+// are refused with an error saying so, before they take more. A 300 MB document is therefore
+// refused, and a 100 MB one takes at most about 2.4 GB. Should memory run out all the same, the
+// read fails with an error saying so; no exception leaves readNibData or readNibFile.
 //
 // Threads: the interface (main) thread; separate loads share nothing but the class registry.
 #pragma once
@@ -95,6 +100,8 @@ namespace tq {
 inline constexpr std::size_t kMaxNibDocumentSize = std::size_t{256} << 20;
 inline constexpr std::size_t kNibMemoryBase = std::size_t{16} << 20;
 inline constexpr std::size_t kNibMemoryFactor = 24;
+// The most warnings a Nib lists (the rest are counted).
+inline constexpr std::size_t kMaxNibWarnings = 1000;
 // The most memory reading a document of `documentSize` bytes may take.
 std::size_t nibMemoryBound(std::size_t documentSize);
 
@@ -129,17 +136,6 @@ struct NibConnection {
   String identifier;
 };
 
-// A string that a compiled interface archives with the key the strings tables generated for the
-// interface name it by (an NSLocalizableString with its "NSKey", such as "170.title").
-struct NibLocalizableString {
-  String key;
-  // The text as archived: the development language's.
-  String text;
-  // The object being read when the string was met (the cell for a button's title, the window for
-  // its title; not owned); empty for strings outside the object tree (a binding's placeholder).
-  std::weak_ptr<Object> object;
-};
-
 // The objects and connections of one successfully read archive.
 class Nib {
  public:
@@ -150,7 +146,9 @@ class Nib {
   std::shared_ptr<Object> objectWithIdentifier(const String& identifier) const;
   // Every connection made, in document order.
   const std::vector<NibConnection>& connections() const { return connections_; }
-  // Things the reader skipped (unknown destinations, unreadable values), one line each.
+  // Things the reader skipped (unknown destinations, unreadable values), one line each, in the
+  // order met. At most kMaxNibWarnings are listed; when there were more, one last line says how many
+  // more were met ("and 989000 more warnings"). Class names in them are cut to 100 characters.
   const std::vector<std::string>& warnings() const { return warnings_; }
   // The number of interface objects made (top-level objects and everything inside them).
   std::size_t objectCount() const { return objectCount_; }
@@ -165,9 +163,6 @@ class Nib {
   // The nib folder the document was read from (NAME.nib/ holding keyedobjects.nib and the images
   // the interface names: InterfaceImageSource finds them), nil when the document was a file of its own.
   const String& resourceFolder() const { return resourceFolder_; }
-  // The strings the archive marks as localizable with their keys, in the order read; empty for the
-  // XML forms, whose tables name strings by the objects' identifiers.
-  const std::vector<NibLocalizableString>& localizableStrings() const { return localizableStrings_; }
   void setResourceFolder(String folder) { resourceFolder_ = std::move(folder); }
 
  private:
@@ -178,6 +173,12 @@ class Nib {
   // Takes the identified objects in the order they were made, with the placeholders; where an
   // identifier is given twice the later object holds it. Sorted once, looked up by halving.
   void indexObjects(std::vector<IdentifiedObject> objects);
+  // Lists a warning while fewer than kMaxNibWarnings are listed, else counts it; returns the bytes
+  // the list now keeps for it (0 when only counted).
+  std::size_t addWarning(std::string message);
+  // Adds the line that counts the warnings not listed, if any.
+  void closeWarnings();
+  std::size_t unlistedWarnings_ = 0;
   String resourceFolder_;
   std::vector<std::shared_ptr<Object>> topLevelObjects_;
   std::vector<IdentifiedObject> objects_;
@@ -186,7 +187,6 @@ class Nib {
   std::size_t objectCount_ = 0;
   String documentType_;
   std::unordered_map<String, Data> embeddedImages_;
-  std::vector<NibLocalizableString> localizableStrings_;
 };
 
 struct NibReadError {

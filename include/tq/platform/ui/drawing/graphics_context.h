@@ -102,6 +102,9 @@ class GraphicsContext : public Object {
   // whose coordinates are points. Sizes are rounded up to whole pixels; nil for an empty or huge size
   // (more than 32767 pixels a side).
   static GraphicsContextRef imageContext(Size size, bool flipped, double scale = 1.0);
+  // Whether imageContext makes an image of that size and scale (the size is not empty, the scale
+  // positive, and no side more than 32767 pixels); the image may still fail for want of memory.
+  static bool canMakeImage(Size size, double scale = 1.0);
 
   ~GraphicsContext() override;
 

@@ -16,6 +16,7 @@
 
 #include <cairo.h>
 
+#include <cstddef>
 #include <memory>
 
 #include "tq/platform/base/data.h"
@@ -28,9 +29,15 @@ namespace tq {
 class Image;
 using ImageRef = std::shared_ptr<Image>;
 
+// The largest image file read (288 MiB): room for the largest picture decoded (kImageMaxPixels of
+// four bytes each, as an uncompressed file holds them) and its headers.
+inline constexpr std::size_t kImageMaxFileBytes = std::size_t{288} << 20;
+
 class Image : public Object {
  public:
-  // Reads an image file. Nil when the path is nil, the file is missing or is not a readable image.
+  // Reads an image file. Nil when the path is nil, the file is missing, is not a regular file (a
+  // folder, a FIFO, a device: opened without waiting and checked once open), is larger than
+  // kImageMaxFileBytes (refused before it is read), or is not a readable image. Never throws.
   static ImageRef imageWithContentsOfFile(const String& path);
   // Reads an image from the bytes of an image file; nil when they are not a readable image.
   static ImageRef imageWithData(const Data& data);

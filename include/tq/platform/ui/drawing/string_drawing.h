@@ -18,6 +18,16 @@
 // Alignment (TextAlignment): Left and Natural align to the leading edge (left for left-to-right
 // text), Right to the trailing edge, Center centres each line, Justified stretches full lines.
 //
+// Long texts: only the part of a text that can show is shaped, so a text of millions of characters
+// costs what its visible part costs. Drawing, and measuring in the one-line modes with a width,
+// keep of each line the code units that could fill it (twice the width over an eighth of the font's
+// size, and 64 more; for a head truncation the line's end, for a middle one its start and end) and
+// of a wrapping text the lines that fit the height and one more. A text of more than 8,192 code
+// units (after that cut) is measured on its first 8,192 and the rest taken in proportion: a
+// wrapping text's number of lines to its length, widths to the length of its longest line (the
+// text system breaks a long word in time growing with the square of its length, and cannot hold
+// lengths past a million points).
+//
 // Performance: no text system is made per call. The font map and context are shared by the process,
 // each thread reuses one layout, and measuring then drawing the same text reuses its layout. The
 // widths of one-line texts already measured are remembered per font (up to 4,096 texts of at most 256
@@ -26,6 +36,9 @@
 //
 // Threads: any thread; the work is serialised inside the text system.
 #pragma once
+
+#include <functional>
+#include <vector>
 
 #include "tq/platform/base/string.h"
 #include "tq/platform/ui/drawing/font.h"
@@ -58,5 +71,26 @@ UInteger numberOfLinesOfText(const String& text, const TextAttributes& attribute
 // (its maximum y in an unflipped user space, its minimum y in a flipped one) and the text reads
 // upright either way. Lines are clipped to the rectangle. Does nothing without a current context.
 void drawText(const String& text, Rect rect, const TextAttributes& attributes);
+
+// Characters no installed font covers. Text is drawn and measured with the font asked for and,
+// character by character, whatever installed font covers what it lacks; a character no font
+// covers is drawn as a box showing its code, and measured as that box, so that the text looks and
+// measures unlike what its readers see. Such characters are found per text and script:
+struct UncoveredCharacters {
+  String fontName;    // the font asked for ("Helvetica")
+  double fontSize = 0;
+  String script;      // the characters' script: its four-letter ISO 15924 code ("Hani", "Hira", "Hang")
+  String characters;  // each uncovered character of that script, once, in the text's order
+  String text;        // the whole text
+};
+// The uncovered characters of a text laid out in a font (nil: the system font), one entry per script
+// in order of first appearance; empty when every character has a font.
+std::vector<UncoveredCharacters> uncoveredCharacters(const String& text, const FontRef& font);
+// Sets the process's handler (nil: none) of uncovered characters met while drawing or measuring
+// text (drawText, sizeOfText, numberOfLinesOfText): it is called with each entry every time such a
+// text is laid out, on the thread laying it out, after the text system's work is done (it may
+// measure and draw). The library writes nothing itself; a tool reports what its handler hears.
+// Texts of printable Latin characters that the font asked for covers are never reported.
+void setUncoveredCharactersHandler(std::function<void(const UncoveredCharacters&)> handler);
 
 }  // namespace tq

@@ -3,21 +3,31 @@
 // it: frames, titles, labels, text fields, push buttons, check boxes and radio buttons, pop-ups,
 // segmented controls, boxes, tab views, tables (header, columns and row grid), scroll views,
 // sliders (linear and circular), steppers, level and progress indicators, date pickers, colour
-// wells, text views and image views; token fields show each token as a rounded label. Grid and
-// stack views show the controls they hold (their subviews); controls of plug-in classes are drawn
-// as the class the reader took them for.
+// wells, text views and image views; token fields show each token as a rounded label; combo boxes
+// their arrow button; split views their dividers. Grid and stack views show the controls they hold
+// (their subviews); controls of plug-in classes are drawn as the class the reader took them for.
+//
+// Pop-up buttons show the blue badge with two arrows; pull-down buttons one small arrow of their
+// own, right of their title or of their image (a gear menu's gear). Spinning progress indicators
+// are spokes round their centre; an indeterminate indicator that is not displayed while stopped is
+// not drawn (as at rest on screen). A scroller shows a knob only when its document is longer than
+// the clip view (at the document's start); scrollers of a scroll view that hides them until needed
+// are not drawn. Split views, their plug-in subclasses included (classes named "...SplitView"),
+// lay their panes out from the top.
 //
 // Named images come from ViewDrawingOptions::images (the document's own folder, its bundle); names
 // no source has draw as stand-ins: own vector shapes for the platform's common template images
-// ("NSAddTemplate", "NSActionTemplate", status lights...), a grey placeholder with the name's first
-// letter for the rest. Heads-up (dark) panels draw light text and dark control faces.
+// ("NSAddTemplate", "NSActionTemplate", status lights...), drawn at the size of the platform's
+// images (only made smaller to fit, never enlarged to their button), a grey placeholder with the
+// name's first letter for the rest. Heads-up (dark) panels draw light text and dark control faces.
 //
 // Text field cells of classes outside the platform's own (the library's TQTextFieldCell and
 // TQImageAndTextCell, a host's subclass) draw with their own drawWithFrame, which may change their
 // line breaking as drawing on screen does; the platform's cell classes draw in the look above.
 // Tables show their header, columns and rows but no data (nor the prototype rows of view-based
-// tables); text views show the text they hold from their top left; custom views show their class
-// name in a dashed outline.
+// tables); text views show the text they hold from their top left; custom views that show nothing
+// else (no visible subview) are a dashed outline, with their class name where no other view shares
+// their place: the stand-in never covers real content.
 //
 // Threads: the thread that owns the model; drawing goes to that thread's current context.
 #pragma once
@@ -63,10 +73,28 @@ struct WindowRenderOptions {
   std::function<void(const View&, Rect)> drawnView;
 };
 
+// The largest picture renderWindow and renderView make, and a presenter of live windows shows: at
+// most kMaxRenderSide pixels a side and kMaxRenderPixels in all (8192 x 8192, 256 MiB of pixels).
+// Larger ones are not drawn at all (nil), so that a document naming a window of 30000 x 30000
+// points costs nothing to refuse.
+inline constexpr double kMaxRenderSide = 16384;
+inline constexpr double kMaxRenderPixels = 8192.0 * 8192.0;
+// Whether a picture of `size` points at `scale` pixels per point is within those limits (and not
+// empty).
+bool renderedSizeFits(Size size, double scale);
+// The size in points of renderWindow's picture of the window: the content rectangle's width; its
+// height with the toolbar's and, when `titleBar` is set and the window is titled, the title bar's.
+Size renderedWindowSize(const Window& window, bool titleBar = true);
+
 // A new image of the window: its title bar (when titled) and its toolbar (when it has a visible
 // one) above its content view drawn at the content rectangle's size. Heads-up windows draw dark. Nil when the window's content is empty or
-// too large for an image.
+// the picture would be larger than the limits above.
 GraphicsContextRef renderWindow(const Window& window, const WindowRenderOptions& options = {});
+// Whether renderWindow makes a picture of the window with these options (its content is not empty
+// and the picture within the limits above at the scale), and renderView one
+// of the view at the scale. A tool offering windows and views to draw offers those.
+bool canRenderWindow(const Window& window, const WindowRenderOptions& options = {});
+bool canRenderView(const View& view, double scale = 1.0);
 // The toolbar renderWindow draws for a window whose toolbar is visible: a strip under the title bar
 // with the toolbar's default items (its allowed items when it lists no defaults) from the left, each
 // an image or its view above its label as the display and size modes say; flexible spaces share
@@ -81,9 +109,9 @@ struct ToolbarItemPlacement {
 double toolbarHeight(const Window& window);
 std::vector<ToolbarItemPlacement> toolbarItemPlacements(const Window& window, bool titleBar = true);
 
-// A new image of a view tree on a window-coloured background, the size of the view's frame. The view
-// itself is drawn even when it is hidden (a top-level view that its application shows later); its
-// hidden subviews are not.
+// A new image of a view tree on a window-coloured background, the size of the view's frame (nil
+// when empty or larger than the limits above). The view itself is drawn even when it is hidden (a
+// top-level view that its application shows later); its hidden subviews are not.
 // `drawnView` as ViewDrawingOptions::drawnView.
 GraphicsContextRef renderView(const View& view, double scale = 1.0,
                               std::shared_ptr<DrawingRecorder> recorder = nullptr,

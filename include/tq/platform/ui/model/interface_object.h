@@ -40,6 +40,10 @@ class InterfaceObject : public Object, public Bindable {
   // The label Interface Builder showed ("File's Owner", "Titles Array Controller"); often nil.
   const String& userLabel() const { return userLabel_; }
   void setUserLabel(String label) { userLabel_ = std::move(label); }
+  // The designer's note to translators (the document's "userComments": "#bc-ignore!" marks a
+  // string that is not to be translated); nil when there is none.
+  const String& userComments() const { return userComments_; }
+  void setUserComments(String comments) { userComments_ = std::move(comments); }
 
   // The keys under which per-language tables translate this object's strings, where the archive
   // keeps them with the strings (a compiled interface's localizable strings: "170.title"), each
@@ -65,6 +69,7 @@ class InterfaceObject : public Object, public Bindable {
   String archiveIdentifier_;
   String customClassName_;
   String userLabel_;
+  String userComments_;
   std::vector<std::pair<String, String>> localizableKeys_;
 };
 
