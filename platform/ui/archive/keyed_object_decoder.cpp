@@ -136,6 +136,13 @@ class KeyedNibDecoder {
 
   // Texts made by the read live in the same arena as its objects.
   String utf8(std::string_view s) const { return String::fromUTF8(s, arena_); }
+  // A key's name as a text, made once per read and shared by every object archived with it.
+  const String& keyName(uint32_t key) const {
+    if (key >= keyNames_.size()) keyNames_.resize(key + 1);
+    String& name = keyNames_[key];
+    if (name.isNil()) name = utf8(a_.name(key));
+    return name;
+  }
 
   Nib build(const String& documentType) {
     nib_.documentType_ = documentType;
@@ -502,12 +509,12 @@ class KeyedNibDecoder {
         if (e->key == 0) continue;
         std::string s;
         if (e->value.kind == ArchiveValue::Kind::String) {
-          attributes.emplace_back(utf8(a_.name(e->key)), Value(utf8(std::string(a_.text(e->value)))));
+          attributes.emplace_back(keyName(e->key), Value(utf8(a_.text(e->value))));
         } else if (e->value.isNumber()) {
-          attributes.emplace_back(utf8(a_.name(e->key)), Value(e->value.number()));
+          attributes.emplace_back(keyName(e->key), Value(e->value.number()));
         } else if (e->value.isObject() && a_.className(e->value.index).find("String") != std::string::npos &&
                    a_.stringOf(e->value, s)) {
-          attributes.emplace_back(utf8(a_.name(e->key)), Value(utf8(s)));
+          attributes.emplace_back(keyName(e->key), Value(utf8(s)));
         }
       }
       g->setAttributes(Dictionary(std::move(attributes)));
@@ -1562,6 +1569,7 @@ class KeyedNibDecoder {
   // a chunk instead of one heap block.
   mutable Arena arena_{std::size_t{64} << 10};
   mutable RememberedCasts casts_;
+  mutable std::vector<String> keyNames_;
   const KeyedArchive& a_;
   const archive::ArchiveLayout& layout_;
   const NibLoadOptions& options_;
