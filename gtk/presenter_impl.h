@@ -124,6 +124,8 @@ void applyFont(GtkWidget* widget, const FontDescriptor& font);
 GtkWidget* buttonLabel(GtkWidget* button);
 // UTF-8 of a string; "" for nil.
 std::string utf8(const String& s);
+// The text of a JSON string (without its quotes) holding `s`.
+std::string jsonEscape(const std::string& s);
 // A texture of an image's pixels.
 GdkTexture* textureOfImage(const Image& image);
 // Draws a view (and its visible subviews) with the library's drawing into cr, the view's frame

@@ -29,10 +29,10 @@ class LoggingResponder : public Object, public ActionHandling {
     else if (auto* item = dynamic_cast<MenuItem*>(sender.get())) title = item->title();
     else if (auto* tool = dynamic_cast<ToolbarItem*>(sender.get())) title = tool->label();
     else if (auto* control = dynamic_cast<Control*>(sender.get())) title = control->stringValue();
-    std::string line = "{\"action\":\"" + escape(utf8(selector)) + "\",\"sender\":\"" +
-                       escape(sender ? utf8(sender->className()) : "") + "\",\"title\":\"" + escape(utf8(title)) + "\"";
+    std::string line = "{\"action\":\"" + jsonEscape(utf8(selector)) + "\",\"sender\":\"" +
+                       jsonEscape(sender ? utf8(sender->className()) : "") + "\",\"title\":\"" + jsonEscape(utf8(title)) + "\"";
     if (auto* object = dynamic_cast<InterfaceObject*>(sender.get()); object && !object->archiveIdentifier().isNil()) {
-      line += ",\"id\":\"" + escape(utf8(object->archiveIdentifier())) + "\"";
+      line += ",\"id\":\"" + jsonEscape(utf8(object->archiveIdentifier())) + "\"";
     }
     std::printf("%s}\n", line.c_str());
     std::fflush(stdout);
@@ -40,22 +40,6 @@ class LoggingResponder : public Object, public ActionHandling {
   }
 
  private:
-  static std::string escape(const std::string& s) {
-    std::string out;
-    for (unsigned char c : s) {
-      if (c == '"' || c == '\\') {
-        out += '\\';
-        out += static_cast<char>(c);
-      } else if (c < 0x20) {
-        char buf[8];
-        std::snprintf(buf, sizeof buf, "\\u%04x", c);
-        out += buf;
-      } else {
-        out += static_cast<char>(c);
-      }
-    }
-    return out;
-  }
   bool log_;
 };
 

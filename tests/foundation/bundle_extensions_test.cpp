@@ -1,4 +1,5 @@
-// allResourcesForLocalization on a resource directory built in a temporary folder and on the corpus.
+// allResourcesForLocalization on resource directories built in a temporary folder (the corpus folders
+// are read as bundles by bundle_test).
 #include "tq/foundation/bundle_extensions.h"
 
 #include <gtest/gtest.h>
@@ -56,14 +57,6 @@ TEST(AllResourcesForLocalization, TopLevelPlusTheOneLocalizationFolder) {
   auto vanished = tq::Bundle::bundleWithPath(String::fromUTF8(gone.string()));
   fs::remove(gone);
   EXPECT_TRUE(tq::allResourcesForLocalization(*vanished, u"French").empty());
-}
-
-TEST(AllResourcesForLocalization, CorpusFolder) {
-  TQ_SKIP_WITHOUT_CORPUS();
-  auto bundle = tq::Bundle::bundleWithPath(String::fromUTF8((tq::test::corpusDir() / "handbrake/macosx").string()));
-  ASSERT_TRUE(bundle);
-  EXPECT_EQ(utf8(tq::allResourcesForLocalization(*bundle, u"fr")),
-            (std::set<std::string>{"fr.lproj/HBTitleSelection.strings", "fr.lproj/Localizable.strings"}));
 }
 
 TEST(AllResourcesForLocalization, EmptyNameAndNamesThatAreNotUtf8) {

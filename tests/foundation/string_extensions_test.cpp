@@ -72,12 +72,9 @@ TEST(NumberOfLines, RepeatsRemovingTheFirstLine) {
   String text(u"one\ntwo\nthree\nfour");
   EXPECT_TRUE(stringByRemovingNumberOfLinesFromBeginning(text, 0).isIdenticalTo(text));
   EXPECT_TRUE(stringByRemovingNumberOfLinesFromBeginning(text, -3).isIdenticalTo(text));
-  for (int n = 1; n <= 6; ++n) {
-    String expected = text;
-    for (int i = 0; i < n; ++i) expected = stringByRemovingFirstLine(expected);
-    EXPECT_EQ(stringByRemovingNumberOfLinesFromBeginning(text, n), expected) << n;
-  }
+  EXPECT_EQ(stringByRemovingNumberOfLinesFromBeginning(text, 1), String(u"two\nthree\nfour"));
   EXPECT_EQ(stringByRemovingNumberOfLinesFromBeginning(text, 2), String(u"three\nfour"));
+  EXPECT_EQ(stringByRemovingNumberOfLinesFromBeginning(text, 6), String(u"four"));
   EXPECT_EQ(stringByRemovingNumberOfLinesFromBeginning(u"a\nb\nc\n", 5), String(u"c\n")) << "stops at length 2";
   String noBreak(u"single");
   EXPECT_TRUE(stringByRemovingNumberOfLinesFromBeginning(noBreak, 4).isIdenticalTo(noBreak));

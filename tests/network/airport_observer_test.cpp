@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "network/store_fixture.h"
 #include "tq/network/ethernet_observer.h"
 
@@ -14,102 +16,118 @@ const String kKey = u"State:/Network/Interface/wlan0/AirPort";
 const Data A{0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
 const Data B{0x00, 0x11, 0x22, 0x33, 0x44, 0x66};
 const Data C{0x00, 0x11, 0x22, 0x33, 0x44, 0x77};
+const Data kRaw{0xC3, 0x28, 0xFF};  // an SSID that is not UTF-8
+const Dictionary kNil;
+
+// One step of a script: a report of the AirPort key's value (nil: the key removed), or the
+// observer put to sleep; then the notifications it must post ("name:SSID") and, where given, the
+// state it must hold.
+struct Step {
+  Dictionary report;
+  std::vector<std::string> posts = {};
+  std::optional<Dictionary> status = std::nullopt;
+  bool sleep = false;
+};
+Step sleep(std::optional<Dictionary> status = std::nullopt) { return {kNil, {}, status, true}; }
+
+struct Script {
+  const char* name;
+  Dictionary before;  // the key's value when the observer is made
+  std::vector<Step> steps;
+};
 
 }  // namespace
 
 class AirportObserverTest : public StoreFixture {
  protected:
-  std::shared_ptr<AirportObserver> start() { return AirportObserver::initWithService(u"wlan0", makeWrapper()); }
-  void report(Dictionary state) {
-    store->setValue(kKey, state);
-    deliver();
-  }
-  // name + SSID of each notification since the last call.
+  // name:SSID of each notification since the last call.
   std::vector<std::string> take() {
     std::vector<std::string> out;
     for (const auto& p : posted) {
       EXPECT_FALSE(p.hasSender);
       EXPECT_EQ(p.userInfo.count(), 1u);
-      out.push_back(p.name + ":" + p.userInfo.objectForKey(u"SSID").stringValue().UTF8String());
+      Value ssid = p.userInfo.objectForKey(u"SSID");
+      out.push_back(p.name + ":" + (ssid == Value(kRaw) ? "raw" : ssid.stringValue().UTF8String()));
     }
     posted.clear();
     return out;
   }
 };
 
-TEST_F(AirportObserverTest, JoinLeaveAndAcceptWithoutSsid) {
-  auto observer = start();
-  EXPECT_EQ(observer->dynStore()->watchedKeys(), std::vector<String>{kKey});
-  EXPECT_TRUE(observer->currentStatus().isNil());
-  report(Dictionary{{u"Link Status", 4}, {u"BSSID", A}, {u"SSID", u"Home"}});
-  EXPECT_EQ(take(), std::vector<std::string>{"AirportConnectedNotification:Home"});
-  report(Dictionary{{u"Link Status", 1}, {u"BSSID", B}});
-  EXPECT_EQ(take(), std::vector<std::string>{"AirportDisconnectedNotification:Home"}) << "names the network left";
-  report(Dictionary{{u"Link Status", 1}});
-  EXPECT_TRUE(take().empty()) << "the old state had no SSID";
-  EXPECT_EQ(observer->currentStatus(), (Dictionary{{u"Link Status", 1}})) << "accepted nonetheless";
-  EXPECT_TRUE(observer->interface().isNil());
-}
-
-TEST_F(AirportObserverTest, SameBssidIsIgnoredBeforeTheStatusIsLookedAt) {
-  auto observer = start();
-  Dictionary joined{{u"Link Status", 4}, {u"BSSID", A}, {u"SSID", u"Home"}};
-  report(joined);
-  take();
-  report(Dictionary{{u"Link Status", 1}, {u"BSSID", A}, {u"SSID", u"Home"}});
-  EXPECT_TRUE(take().empty());
-  EXPECT_EQ(observer->currentStatus(), joined) << "not replaced";
-  // A BSSID of equal bytes in a new buffer is the same access point.
-  report(Dictionary{{u"Link Status", 4}, {u"BSSID", Data::withVector({0x00, 0x11, 0x22, 0x33, 0x44, 0x55})},
-                    {u"SSID", u"Renamed"}});
-  EXPECT_TRUE(take().empty());
-  EXPECT_EQ(observer->currentStatus(), joined);
-}
-
-TEST_F(AirportObserverTest, RoamingWithinOneNetworkPostsConnectedAgain) {
-  auto observer = start();
-  report(Dictionary{{u"Link Status", 4}, {u"BSSID", A}, {u"SSID", u"Office"}});
-  report(Dictionary{{u"Link Status", 4}, {u"BSSID", C}, {u"SSID", u"Office"}});
-  EXPECT_EQ(take(), (std::vector<std::string>{"AirportConnectedNotification:Office",
-                                              "AirportConnectedNotification:Office"}));
-}
-
-TEST_F(AirportObserverTest, NotJoinedWhileNothingIsKnownIsSwallowed) {
-  auto observer = start();
-  report(Dictionary{{u"Link Status", 1}, {u"BSSID", A}, {u"SSID", u"Home"}});
-  EXPECT_TRUE(take().empty());
-  EXPECT_TRUE(observer->currentStatus().isNil());
-
-  report(Dictionary{{u"Link Status", 4}, {u"BSSID", A}, {u"SSID", u"Home"}});
-  EXPECT_EQ(take(), std::vector<std::string>{"AirportConnectedNotification:Home"});
-  observer->sleep();
-  EXPECT_TRUE(observer->currentStatus().isNil());
-  report(Dictionary{{u"Link Status", 1}, {u"BSSID", B}, {u"SSID", u"Home"}});
-  EXPECT_TRUE(take().empty()) << "after sleep a not-joined report is swallowed";
-  EXPECT_TRUE(observer->currentStatus().isNil());
-}
-
-TEST_F(AirportObserverTest, AfterSleepTheSameAccessPointPostsConnected) {
-  auto observer = start();
-  Dictionary joined{{u"Link Status", 4}, {u"BSSID", A}, {u"SSID", u"Home"}};
-  report(joined);
-  take();
-  observer->sleep();
-  report(Dictionary{{u"Link Status", 4}, {u"BSSID", A}, {u"SSID", u"Home"}, {u"Seq", 2}});
-  EXPECT_EQ(take(), std::vector<std::string>{"AirportConnectedNotification:Home"});
-}
-
-TEST_F(AirportObserverTest, MissingStatusCountsAsJoinedAndARemovedKeyForgetsTheState) {
-  store->setValue(kKey, Dictionary{{u"Link Status", 4}, {u"BSSID", A}, {u"SSID", u"Home"}});
-  auto observer = start();
-  EXPECT_FALSE(observer->currentStatus().isNil()) << "state read at creation";
-  EXPECT_TRUE(posted.empty()) << "creation posts nothing";
-  report(Dictionary{{u"BSSID", B}, {u"SSID", u"Cafe"}});
-  EXPECT_EQ(take(), std::vector<std::string>{"AirportConnectedNotification:Cafe"});
-  store->removeValue(kKey);
-  deliver();
-  EXPECT_TRUE(take().empty());
-  EXPECT_TRUE(observer->currentStatus().isNil());
+TEST_F(AirportObserverTest, ScriptsOfReports) {
+  const Dictionary homeA{{u"Link Status", 4}, {u"BSSID", A}, {u"SSID", u"Home"}};
+  const std::string connected = "AirportConnectedNotification:", disconnected = "AirportDisconnectedNotification:";
+  const Script scripts[] = {
+      {"join, leave, and a state without SSID accepted",
+       kNil,
+       {{homeA, {connected + "Home"}},
+        {Dictionary{{u"Link Status", 1}, {u"BSSID", B}}, {disconnected + "Home"}},  // names the network left
+        {Dictionary{{u"Link Status", 1}}, {}, Dictionary{{u"Link Status", 1}}}}},
+      // The BSSID is compared before the status is looked at; equal bytes in a new buffer are the
+      // same access point.
+      {"the same BSSID is ignored",
+       kNil,
+       {{homeA, {connected + "Home"}},
+        {Dictionary{{u"Link Status", 1}, {u"BSSID", A}, {u"SSID", u"Home"}}, {}, homeA},
+        {Dictionary{{u"Link Status", 4}, {u"BSSID", Data::withVector({0x00, 0x11, 0x22, 0x33, 0x44, 0x55})},
+                    {u"SSID", u"Renamed"}},
+         {},
+         homeA}}},
+      {"roaming within one network posts connected again",
+       kNil,
+       {{Dictionary{{u"Link Status", 4}, {u"BSSID", A}, {u"SSID", u"Office"}}, {connected + "Office"}},
+        {Dictionary{{u"Link Status", 4}, {u"BSSID", C}, {u"SSID", u"Office"}}, {connected + "Office"}}}},
+      {"not joined while nothing is known is swallowed, after sleep too",
+       kNil,
+       {{Dictionary{{u"Link Status", 1}, {u"BSSID", A}, {u"SSID", u"Home"}}, {}, kNil},
+        {homeA, {connected + "Home"}},
+        sleep(kNil),
+        {Dictionary{{u"Link Status", 1}, {u"BSSID", B}, {u"SSID", u"Home"}}, {}, kNil}}},
+      {"after sleep the same access point posts connected",
+       kNil,
+       {{homeA, {connected + "Home"}},
+        sleep(),
+        {Dictionary{{u"Link Status", 4}, {u"BSSID", A}, {u"SSID", u"Home"}, {u"Seq", 2}}, {connected + "Home"}}}},
+      // The state is read at creation, which posts nothing; a removed key forgets it silently.
+      {"a missing status counts as joined",
+       homeA,
+       {{Dictionary{{u"BSSID", B}, {u"SSID", u"Cafe"}}, {connected + "Cafe"}}, {kNil, {}, kNil}}},
+      // Joined without SSID: accepted, nothing posted, and leaving it names nothing either. An SSID
+      // of raw bytes is passed on as the stored object, both ways.
+      {"joined without SSID, and an SSID that is not text",
+       kNil,
+       {{Dictionary{{u"Link Status", 4}, {u"BSSID", A}}, {}, Dictionary{{u"Link Status", 4}, {u"BSSID", A}}},
+        {Dictionary{{u"Link Status", 1}, {u"BSSID", B}}, {}},
+        {Dictionary{{u"Link Status", 4}, {u"BSSID", C}, {u"SSID", kRaw}}, {connected + "raw"}},
+        {Dictionary{{u"Link Status", 1}, {u"BSSID", A}}, {disconnected + "raw"}}}},
+  };
+  // Each script on an interface of its own: observers outlive the host's references.
+  int n = 0;
+  for (const Script& script : scripts) {
+    SCOPED_TRACE(script.name);
+    const String name = String::fromUTF8("wlan" + std::to_string(n++));
+    const String key = String::fromUTF8("State:/Network/Interface/" + name.UTF8String() + "/AirPort");
+    if (!script.before.isNil()) store->setValue(key, script.before);
+    auto observer = AirportObserver::initWithService(name, makeWrapper());
+    EXPECT_EQ(observer->dynStore()->watchedKeys(), std::vector<String>{key});
+    EXPECT_TRUE(observer->interface().isNil());
+    EXPECT_EQ(observer->currentStatus(), script.before);
+    for (std::size_t i = 0; i < script.steps.size(); ++i) {
+      const Step& step = script.steps[i];
+      SCOPED_TRACE("step " + std::to_string(i));
+      if (step.sleep) {
+        observer->sleep();
+      } else {
+        if (step.report.isNil()) store->removeValue(key);
+        else store->setValue(key, step.report);
+        deliver();
+      }
+      EXPECT_EQ(take(), step.posts);
+      if (step.status) {
+        EXPECT_EQ(observer->currentStatus(), *step.status);
+      }
+    }
+  }
 }
 
 TEST_F(AirportObserverTest, ObserversOfOneBatchPostInTheOrderOfTheKeysFirstChange) {
@@ -126,26 +144,4 @@ TEST_F(AirportObserverTest, ObserversOfOneBatchPostInTheOrderOfTheKeysFirstChang
   deliver();
   EXPECT_EQ(takeNames(),
             (std::vector<std::string>{"EthernetDeactivatedNotification", "AirportDisconnectedNotification"}));
-}
-
-TEST_F(AirportObserverTest, JoinedWithoutSsidAndAnSsidThatIsNotText) {
-  auto observer = start();
-  // Joined, but no SSID: accepted, nothing posted; leaving it then names nothing either.
-  Dictionary hidden{{u"Link Status", 4}, {u"BSSID", A}};
-  report(hidden);
-  EXPECT_TRUE(posted.empty());
-  EXPECT_EQ(observer->currentStatus(), hidden);
-  report(Dictionary{{u"Link Status", 1}, {u"BSSID", B}});
-  EXPECT_TRUE(posted.empty());
-  // An SSID of raw bytes (not UTF-8) is passed on as the stored object, both ways.
-  const Data raw{0xC3, 0x28, 0xFF};
-  report(Dictionary{{u"Link Status", 4}, {u"BSSID", C}, {u"SSID", raw}});
-  ASSERT_EQ(posted.size(), 1u);
-  EXPECT_EQ(posted[0].name, "AirportConnectedNotification");
-  EXPECT_EQ(posted[0].userInfo.objectForKey(u"SSID"), Value(raw));
-  posted.clear();
-  report(Dictionary{{u"Link Status", 1}, {u"BSSID", A}});
-  ASSERT_EQ(posted.size(), 1u);
-  EXPECT_EQ(posted[0].name, "AirportDisconnectedNotification");
-  EXPECT_EQ(posted[0].userInfo.objectForKey(u"SSID"), Value(raw));
 }

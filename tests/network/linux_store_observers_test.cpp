@@ -1,8 +1,6 @@
 // The three observers on the kernel's own state: a store wrapper on LinuxNetworkStore in a network
 // namespace of the test's own.
 #include <gtest/gtest.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <random>
@@ -66,7 +64,6 @@ class LinuxStoreObservers : public ::testing::Test {
     }
     return true;
   }
-  void settle() { RunLoop::current().runFor(50ms); }
 
   test::NetNamespace ns_;
   test::NetlinkRequests nl;
@@ -80,73 +77,6 @@ std::string infoString(const Posted& p, const char16_t* key) {
 }
 
 }  // namespace
-
-TEST_F(LinuxStoreObservers, EthernetObserverPostsOnCarrier) {
-  ASSERT_EQ(nl.createVeth("va", "vb"), 0);
-  ASSERT_EQ(nl.setUp("va", true), 0);
-  openStore();
-  auto ether = EthernetObserver::initWithService(u"va", store, systemMediaSource());
-  EXPECT_EQ(ether->interface().UTF8String(), "va");
-  EXPECT_FALSE(ether->currentActive());
-
-  ASSERT_EQ(nl.setUp("vb", true), 0);  // plugging in: the peer brings the carrier
-  ASSERT_TRUE(runUntil([&] { return !posted.empty(); }));
-  settle();
-  ASSERT_EQ(posted.size(), 1u);
-  EXPECT_EQ(posted[0].name, "EthernetActivatedNotification");
-  EXPECT_EQ(posted[0].userInfo.count(), 1u);
-  EXPECT_EQ(infoString(posted[0], u"interface"), "va");
-  EXPECT_EQ(ether->media().UTF8String().rfind("<full-duplex>"), ether->media().UTF8String().size() - 13)
-      << ether->media().UTF8String();
-
-  ASSERT_EQ(nl.setUp("vb", false), 0);  // unplugged
-  ASSERT_TRUE(runUntil([&] { return posted.size() == 2; }));
-  EXPECT_EQ(posted[1].name, "EthernetDeactivatedNotification");
-  EXPECT_EQ(infoString(posted[1], u"interface"), "va");
-
-  ASSERT_EQ(nl.setUp("va", false), 0);  // already inactive: nothing more
-  ASSERT_EQ(nl.addAddress("va", "10.0.0.2", 24), 0);
-  settle();
-  EXPECT_EQ(posted.size(), 2u);
-
-  ether->sleep();
-  ASSERT_EQ(nl.setUp("va", true), 0);
-  ASSERT_EQ(nl.setUp("vb", true), 0);
-  ASSERT_TRUE(runUntil([&] { return posted.size() == 3; }));
-  EXPECT_EQ(posted[2].name, "EthernetActivatedNotification");
-}
-
-TEST_F(LinuxStoreObservers, PrimaryAddressFollowsTheDefaultRoute) {
-  ASSERT_EQ(nl.createVeth("va", "vb"), 0);
-  ASSERT_EQ(nl.createVeth("wa", "wb"), 0);
-  for (auto n : {"va", "vb", "wa", "wb"}) ASSERT_EQ(nl.setUp(n, true), 0);
-  openStore();
-  auto ipv4 = IPv4Observer::initWithStore(store);
-  EXPECT_TRUE(ipv4->getPrimaryIP().isNil()) << "no default route";
-
-  ASSERT_EQ(nl.addAddress("va", "10.0.0.2", 24, "10.0.0.255"), 0);
-  ASSERT_EQ(nl.addAddress("wa", "192.168.5.7", 24, "192.168.5.255"), 0);
-  ASSERT_EQ(nl.addDefaultRoute("va", "10.0.0.1", 100), 0);
-  ASSERT_TRUE(runUntil([&] { return ipv4->getPrimaryIP().UTF8String() == "10.0.0.2"; }));
-
-  ASSERT_EQ(nl.addDefaultRoute("wa", "192.168.5.1", 50), 0);
-  ASSERT_TRUE(runUntil([&] { return ipv4->getPrimaryIP().UTF8String() == "192.168.5.7"; }));
-
-  ASSERT_EQ(nl.addAddress("wa", "172.16.0.9", 16), 0);  // a second address: the first stays primary
-  settle();
-  EXPECT_EQ(ipv4->getPrimaryIP().UTF8String(), "192.168.5.7");
-
-  ASSERT_EQ(nl.deleteAddress("wa", "192.168.5.7", 24), 0);  // the route stays: the next address answers
-  ASSERT_TRUE(runUntil([&] { return ipv4->getPrimaryIP().UTF8String() == "172.16.0.9"; }));
-  ASSERT_EQ(nl.deleteAddress("wa", "172.16.0.9", 16), 0);  // the last address: the kernel drops the route
-  ASSERT_TRUE(runUntil([&] { return ipv4->getPrimaryIP().UTF8String() == "10.0.0.2"; }));
-
-  ASSERT_EQ(nl.setUp("vb", false), 0);  // carrier lost on va
-  ASSERT_TRUE(runUntil([&] { return ipv4->getPrimaryIP().isNil(); }));
-  ASSERT_EQ(nl.setUp("vb", true), 0);
-  ASSERT_TRUE(runUntil([&] { return ipv4->getPrimaryIP().UTF8String() == "10.0.0.2"; }));
-  EXPECT_EQ(ipv4->typeOfIP(ipv4->getPrimaryIP()).UTF8String(), "Reserved") << "last octet 2 on this host";
-}
 
 TEST_F(LinuxStoreObservers, AirportObserverPostsJoinsAndDepartures) {
   ASSERT_EQ(nl.createVeth("wl0", "wl1"), 0);
@@ -233,7 +163,8 @@ TEST_F(LinuxStoreObservers, EveryActivityChangePostsOnceAndEveryPrimaryChangeIsC
     std::string slot = std::to_string(&n - names.data() + 1);
     std::size_t mark = posted.size(), calls = recorder->seen.size();
     auto address = [&] { return "10." + slot + ".0." + std::to_string(1 + pick(4)); };
-    switch (pick(11)) {
+    int kind = pick(11);
+    switch (kind) {
       case 9:
       case 10: {
         // Through one coalescing window: a report goes out (another link goes up or down), this
@@ -260,9 +191,13 @@ TEST_F(LinuxStoreObservers, EveryActivityChangePostsOnceAndEveryPrimaryChangeIsC
       case 3:
       case 4: nl.addAddress(n, address(), 24); break;
       case 5: nl.deleteAddress(n, address(), 24); break;
-      case 6:
-      case 7: nl.addDefaultRoute(n, pick(2) ? "10." + slot + ".0.254" : "", static_cast<uint32_t>(10 * pick(3))); break;
-      default: nl.deleteDefaultRoute(n, "", static_cast<uint32_t>(10 * pick(3))); break;
+      default: {
+        test::NetlinkRequests::Route r;
+        r.hops = {{n, kind < 8 && pick(2) ? "10." + slot + ".0.254" : ""}};
+        r.metric = static_cast<uint32_t>(10 * pick(3));
+        nl.defaultRoute(kind < 8 ? test::NetlinkRequests::Verb::Add : test::NetlinkRequests::Verb::Delete, r);
+        break;
+      }
     }
     // Settled: the store agrees with the kernel, and both stay so past the window (the kernel
     // applies carrier changes later, through its link watcher).

@@ -233,32 +233,30 @@ TEST_F(Lifetime, RegisteredObserverOutlivesTheHostsReferences) {
   EXPECT_EQ(log, std::vector<std::string>{"holder:K"});
 }
 
+// Teardown takes the source out of the loop current at destruction, before the connection goes; torn
+// down on another loop, it leaves the source in its own.
 TEST_F(Lifetime, TeardownRemovesTheSourceFromTheCurrentLoopBeforeReleasingTheConnection) {
-  auto rec = std::make_shared<RecordingConnection::Log>();
-  auto wrapper = std::make_shared<SCDynamicStore>(recordingFactory(store, rec));
-  auto source = wrapper->connection()->runLoopSource();
-  EXPECT_TRUE(source->isScheduled());
-  EXPECT_EQ(g_source_get_context(source->gsource()), RunLoop::current().context());
-  const SCDynamicStore* raw = wrapper.get();
-  wrapper.reset();
-  EXPECT_TRUE(rec->destroyed);
-  EXPECT_FALSE(rec->sourceScheduledAtDestruction) << "the source leaves the loop before the connection goes";
-  EXPECT_FALSE(source->isScheduled());
-  auto live = SCDynamicStore::liveWrappers();
-  EXPECT_EQ(std::find(live.begin(), live.end(), raw), live.end());
-}
-
-TEST_F(Lifetime, TeardownOnAnotherLoopLeavesTheSourceInItsOwnLoop) {
-  auto rec = std::make_shared<RecordingConnection::Log>();
-  auto wrapper = std::make_shared<SCDynamicStore>(recordingFactory(store, rec));
-  auto source = wrapper->connection()->runLoopSource();
-  GMainContext* other = g_main_context_new();
-  g_main_context_push_thread_default(other);
-  wrapper.reset();
-  g_main_context_pop_thread_default(other);
-  g_main_context_unref(other);
-  EXPECT_TRUE(rec->destroyed);
-  EXPECT_TRUE(rec->sourceScheduledAtDestruction) << "removal asks the loop current at destruction";
+  for (bool elsewhere : {false, true}) {
+    SCOPED_TRACE(elsewhere ? "on another loop" : "on its own loop");
+    auto rec = std::make_shared<RecordingConnection::Log>();
+    auto wrapper = std::make_shared<SCDynamicStore>(recordingFactory(store, rec));
+    auto source = wrapper->connection()->runLoopSource();
+    EXPECT_TRUE(source->isScheduled());
+    EXPECT_EQ(g_source_get_context(source->gsource()), RunLoop::current().context());
+    const SCDynamicStore* raw = wrapper.get();
+    GMainContext* other = g_main_context_new();
+    if (elsewhere) g_main_context_push_thread_default(other);
+    wrapper.reset();
+    if (elsewhere) g_main_context_pop_thread_default(other);
+    g_main_context_unref(other);
+    EXPECT_TRUE(rec->destroyed);
+    EXPECT_EQ(rec->sourceScheduledAtDestruction, elsewhere);
+    if (!elsewhere) {
+      EXPECT_FALSE(source->isScheduled());
+    }
+    auto live = SCDynamicStore::liveWrappers();
+    EXPECT_EQ(std::find(live.begin(), live.end(), raw), live.end());
+  }
 }
 
 TEST(HostLoop, GLibMainLoopOnTheDefaultContextReceivesChangesWithoutGlue) {

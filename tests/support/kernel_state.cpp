@@ -19,18 +19,19 @@ namespace tq::test {
 
 namespace {
 
-// Sends one dump request of `type` with the given family header and calls `each` for every answer.
-void dump(uint16_t type, const void* family, std::size_t familySize,
-          const std::function<void(const nlmsghdr*)>& each) {
+// Sends one request of `type` (`body`: the family header and any attributes) and calls `each` for
+// every answer until the kernel's last word (the end of a dump, or its acknowledgement).
+void ask(uint16_t type, uint16_t flags, const std::vector<uint8_t>& body,
+         const std::function<void(const nlmsghdr*)>& each) {
   int fd = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
   if (fd < 0) return;
-  std::vector<uint8_t> req(NLMSG_SPACE(familySize));
+  std::vector<uint8_t> req(NLMSG_HDRLEN + NLMSG_ALIGN(body.size()));
   auto* h = reinterpret_cast<nlmsghdr*>(req.data());
   h->nlmsg_len = static_cast<uint32_t>(req.size());
   h->nlmsg_type = type;
-  h->nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+  h->nlmsg_flags = static_cast<uint16_t>(NLM_F_REQUEST | flags);
   h->nlmsg_seq = 1;
-  std::memcpy(NLMSG_DATA(h), family, familySize);
+  std::memcpy(NLMSG_DATA(h), body.data(), body.size());
   if (::send(fd, req.data(), req.size(), 0) < 0) {
     ::close(fd);
     return;
@@ -49,6 +50,12 @@ void dump(uint16_t type, const void* family, std::size_t familySize,
     }
   }
   ::close(fd);
+}
+
+template <class Family>
+void dump(uint16_t type, const Family& family, const std::function<void(const nlmsghdr*)>& each) {
+  auto* bytes = reinterpret_cast<const uint8_t*>(&family);
+  ask(type, NLM_F_DUMP, std::vector<uint8_t>(bytes, bytes + sizeof family), each);
 }
 
 // The attributes of a message after its family header, by type (the last of a type wins).
@@ -115,40 +122,21 @@ std::size_t utf8Length(const std::string& s, std::size_t i) {
 // The source address the kernel gives a packet to an outside address sent through link `oif`, as
 // `ip route get 198.51.100.1 oif DEV` shows it (0 when it gives none).
 uint32_t kernelSourceThrough(int oif) {
-  int fd = ::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE);
-  if (fd < 0) return 0;
-  struct {
-    nlmsghdr h;
-    rtmsg r;
-    char attrs[64];
-  } req{};
-  req.h.nlmsg_type = RTM_GETROUTE;
-  req.h.nlmsg_flags = NLM_F_REQUEST;
-  req.h.nlmsg_seq = 1;
-  req.r.rtm_family = AF_INET;
-  req.r.rtm_dst_len = 32;
-  std::size_t len = NLMSG_LENGTH(sizeof(rtmsg));
-  auto put = [&](uint16_t type, uint32_t value) {
-    auto* a = reinterpret_cast<rtattr*>(reinterpret_cast<uint8_t*>(&req) + NLMSG_ALIGN(len));
-    a->rta_type = type;
-    a->rta_len = RTA_LENGTH(4);
-    std::memcpy(RTA_DATA(a), &value, 4);
-    len = NLMSG_ALIGN(len) + RTA_SPACE(4);
-  };
+  rtmsg r{};
+  r.rtm_family = AF_INET;
+  r.rtm_dst_len = 32;
+  std::vector<uint8_t> body(reinterpret_cast<uint8_t*>(&r), reinterpret_cast<uint8_t*>(&r) + sizeof r);
   in_addr outside{};
   inet_pton(AF_INET, "198.51.100.1", &outside);
-  put(RTA_DST, outside.s_addr);
-  put(RTA_OIF, static_cast<uint32_t>(oif));
-  req.h.nlmsg_len = static_cast<uint32_t>(len);
-  uint32_t source = 0;
-  std::vector<uint8_t> buf(1 << 14);
-  if (::send(fd, &req, len, 0) >= 0) {
-    ssize_t n = ::recv(fd, buf.data(), buf.size(), 0);
-    auto* m = reinterpret_cast<const nlmsghdr*>(buf.data());
-    if (n > 0 && NLMSG_OK(m, static_cast<int>(n)) && m->nlmsg_type == RTM_NEWROUTE)
-      source = u32(attributes(m, sizeof(rtmsg))[RTA_PREFSRC]);
+  for (auto [type, value] : {std::pair<uint16_t, uint32_t>{RTA_DST, outside.s_addr}, {RTA_OIF, static_cast<uint32_t>(oif)}}) {
+    rtattr a{static_cast<unsigned short>(RTA_LENGTH(4)), type};
+    body.insert(body.end(), reinterpret_cast<uint8_t*>(&a), reinterpret_cast<uint8_t*>(&a) + sizeof a);
+    body.insert(body.end(), reinterpret_cast<uint8_t*>(&value), reinterpret_cast<uint8_t*>(&value) + 4);
   }
-  ::close(fd);
+  uint32_t source = 0;
+  ask(RTM_GETROUTE, NLM_F_ACK, body, [&](const nlmsghdr* m) {
+    if (m->nlmsg_type == RTM_NEWROUTE) source = u32(attributes(m, sizeof(rtmsg))[RTA_PREFSRC]);
+  });
   return source;
 }
 
@@ -176,7 +164,7 @@ std::string escapedInterfaceName(const std::string& raw) {
 std::map<std::string, Value> expectedStoreFromKernel() {
   std::map<int, Link> links;
   ifinfomsg ifi{};
-  dump(RTM_GETLINK, &ifi, sizeof ifi, [&](const nlmsghdr* m) {
+  dump(RTM_GETLINK, ifi, [&](const nlmsghdr* m) {
     if (m->nlmsg_type != RTM_NEWLINK) return;
     auto* i = static_cast<const ifinfomsg*>(NLMSG_DATA(m));
     auto at = attributes(m, sizeof(ifinfomsg));
@@ -197,7 +185,7 @@ std::map<std::string, Value> expectedStoreFromKernel() {
   std::map<int, std::vector<Addr>> addresses;
   ifaddrmsg ifa{};
   ifa.ifa_family = AF_INET;
-  dump(RTM_GETADDR, &ifa, sizeof ifa, [&](const nlmsghdr* m) {
+  dump(RTM_GETADDR, ifa, [&](const nlmsghdr* m) {
     auto* a = static_cast<const ifaddrmsg*>(NLMSG_DATA(m));
     if (m->nlmsg_type != RTM_NEWADDR || a->ifa_family != AF_INET) return;
     auto at = attributes(m, sizeof(ifaddrmsg));
@@ -222,7 +210,7 @@ std::map<std::string, Value> expectedStoreFromKernel() {
   int bestOif = 0;
   rtmsg rt{};
   rt.rtm_family = AF_INET;
-  dump(RTM_GETROUTE, &rt, sizeof rt, [&](const nlmsghdr* m) {
+  dump(RTM_GETROUTE, rt, [&](const nlmsghdr* m) {
     auto* r = static_cast<const rtmsg*>(NLMSG_DATA(m));
     if (m->nlmsg_type != RTM_NEWROUTE || r->rtm_family != AF_INET || r->rtm_dst_len != 0 ||
         r->rtm_type != RTN_UNICAST)

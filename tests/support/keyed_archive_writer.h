@@ -1,6 +1,7 @@
 // A keyed archive written the way the archiver writes one, through libplist (tests that include
 // this link it): $objects with class descriptions (each with its $classes chain), and object data
-// naming the owner, the top-level objects and the connectors.
+// naming the owner, the top-level objects, the connectors and, when given, the designer's object
+// IDs. Plain strings appended before the objects (string()) move them to other places of $objects.
 #pragma once
 
 #include <plist/plist.h>
@@ -8,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <map>
 #include <string>
 #include <vector>
@@ -45,6 +47,12 @@ class KeyedArchiveWriter {
     plist_array_append_item(objects_, d);
     return plist_array_get_size(objects_) - 1;
   }
+  // An object of class cls whose keys refer to the given objects.
+  uint64_t make(const std::string& cls, std::initializer_list<std::pair<const char*, uint64_t>> refs) {
+    const uint64_t o = object(cls);
+    for (const auto& [key, target] : refs) ref(o, key, target);
+    return o;
+  }
   uint64_t string(const std::string& s) {
     plist_array_append_item(objects_, plist_new_string(s.c_str()));
     return plist_array_get_size(objects_) - 1;
@@ -53,6 +61,7 @@ class KeyedArchiveWriter {
     plist_dict_set_item(plist_array_get_item(objects_, static_cast<uint32_t>(o)), key, value);
   }
   void ref(uint64_t o, const char* key, uint64_t target) { set(o, key, plist_new_uid(target)); }
+  void setObjectId(uint64_t o, uint64_t oid) { oids_.emplace_back(o, oid); }
   uint64_t array(const std::vector<uint64_t>& members, const std::string& cls = "NSMutableArray") {
     const uint64_t a = object(cls);
     plist_t list = plist_new_array();
@@ -67,6 +76,15 @@ class KeyedArchiveWriter {
     ref(data, "NSObjectsKeys", array(topLevel));
     ref(data, "NSObjectsValues", array(std::vector<uint64_t>(topLevel.size(), owner_)));
     ref(data, "NSConnections", array(connectors));
+    if (!oids_.empty()) {
+      std::vector<uint64_t> keys;
+      plist_t numbers = plist_new_array();
+      for (const auto& [o, oid] : oids_) keys.push_back(o), plist_array_append_item(numbers, plist_new_uint(oid));
+      ref(data, "NSOidsKeys", array(keys));
+      const uint64_t values = object("NSMutableArray");
+      set(values, "NS.objects", numbers);
+      ref(data, "NSOidsValues", values);
+    }
     plist_t root = plist_new_dict();
     plist_dict_set_item(root, "$archiver", plist_new_string("NSKeyedArchiver"));
     plist_dict_set_item(root, "$version", plist_new_uint(100000));
@@ -105,6 +123,7 @@ class KeyedArchiveWriter {
   plist_t objects_;
   uint64_t owner_ = 0;
   std::map<std::string, uint64_t> classes_;
+  std::vector<std::pair<uint64_t, uint64_t>> oids_;
 };
 
 }  // namespace tq::test

@@ -7,9 +7,7 @@
 #include <linux/veth.h>
 #include <linux/nexthop.h>
 #include <net/if.h>
-#include <linux/if_tun.h>
 #include <sched.h>
-#include <sys/ioctl.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -108,13 +106,13 @@ NetlinkRequests::~NetlinkRequests() {
   if (fd_ >= 0) ::close(fd_);
 }
 
-int NetlinkRequests::request(void* msg, bool wait) {
+int NetlinkRequests::request(void* msg) {
   auto* h = static_cast<nlmsghdr*>(msg);
   h->nlmsg_seq = seq_++;
-  if (fd() < 0) return -EBADF;
-  if (::send(fd(), h, h->nlmsg_len, 0) < 0) return -errno;
+  if (fd_ < 0) return -EBADF;
+  if (::send(fd_, h, h->nlmsg_len, 0) < 0) return -errno;
   ++owed_;
-  if (!wait || !waiting_) return 0;
+  if (!waiting_) return 0;
   return drain();
 }
 
@@ -122,7 +120,7 @@ int NetlinkRequests::drain() {
   int first = 0;
   std::vector<uint8_t> buf(1 << 16);
   while (owed_ > 0) {
-    ssize_t n = ::recv(fd(), buf.data(), buf.size(), 0);
+    ssize_t n = ::recv(fd_, buf.data(), buf.size(), 0);
     if (n < 0) {
       if (errno == EINTR) continue;
       return -errno;
@@ -152,35 +150,23 @@ int NetlinkRequests::createVeth(const std::string& name, const std::string& peer
   m.nestEnd(peerNest);
   m.nestEnd(data);
   m.nestEnd(info);
-  return request(m.header(), true);
+  return request(m.header());
 }
 
 int NetlinkRequests::deleteLink(const std::string& name) {
   ifinfomsg ifi{};
   Message m(RTM_DELLINK, 0, &ifi, sizeof ifi);
   m.putString(IFLA_IFNAME, name);
-  return request(m.header(), true);
+  return request(m.header());
 }
 
-namespace {
-Message upDown(const std::string& name, bool up) {
+int NetlinkRequests::setUp(const std::string& name, bool up) {
   ifinfomsg ifi{};
   ifi.ifi_change = IFF_UP;
   ifi.ifi_flags = up ? IFF_UP : 0;
   Message m(RTM_NEWLINK, 0, &ifi, sizeof ifi);
   m.putString(IFLA_IFNAME, name);
-  return m;
-}
-}  // namespace
-
-int NetlinkRequests::setUp(const std::string& name, bool up) {
-  Message m = upDown(name, up);
-  return request(m.header(), true);
-}
-
-int NetlinkRequests::setUpNoWait(const std::string& name, bool up) {
-  Message m = upDown(name, up);
-  return request(m.header(), false);
+  return request(m.header());
 }
 
 int NetlinkRequests::rename(const std::string& name, const std::string& newName) {
@@ -189,7 +175,7 @@ int NetlinkRequests::rename(const std::string& name, const std::string& newName)
   if (ifi.ifi_index == 0) return -ENODEV;
   Message m(RTM_NEWLINK, 0, &ifi, sizeof ifi);
   m.putString(IFLA_IFNAME, newName);
-  return request(m.header(), true);
+  return request(m.header());
 }
 
 namespace {
@@ -215,45 +201,13 @@ int NetlinkRequests::addAddress(const std::string& name, const std::string& addr
     in_addr b = parse(broadcast);
     m.put(IFA_BROADCAST, &b, sizeof b);
   }
-  return request(m.header(), true);
+  return request(m.header());
 }
 
 int NetlinkRequests::deleteAddress(const std::string& name, const std::string& address, int prefix) {
   if (linkIndex(name) == 0) return -ENODEV;
   Message m = addressMessage(RTM_DELADDR, 0, name, address, prefix);
-  return request(m.header(), true);
-}
-
-namespace {
-Message routeMessage(uint16_t type, uint16_t flags, const std::string& name, const std::string& gateway,
-                     uint32_t metric) {
-  rtmsg rt{};
-  rt.rtm_family = AF_INET;
-  rt.rtm_table = RT_TABLE_MAIN;
-  rt.rtm_protocol = RTPROT_STATIC;
-  rt.rtm_scope = gateway.empty() ? RT_SCOPE_LINK : RT_SCOPE_UNIVERSE;
-  rt.rtm_type = RTN_UNICAST;
-  Message m(type, flags, &rt, sizeof rt);
-  m.putU32(RTA_OIF, linkIndex(name));
-  m.putU32(RTA_PRIORITY, metric);
-  if (!gateway.empty()) {
-    in_addr g = parse(gateway);
-    m.put(RTA_GATEWAY, &g, sizeof g);
-  }
-  return m;
-}
-}  // namespace
-
-int NetlinkRequests::addDefaultRoute(const std::string& name, const std::string& gateway, uint32_t metric) {
-  if (linkIndex(name) == 0) return -ENODEV;
-  Message m = routeMessage(RTM_NEWROUTE, NLM_F_CREATE | NLM_F_EXCL, name, gateway, metric);
-  return request(m.header(), true);
-}
-
-int NetlinkRequests::deleteDefaultRoute(const std::string& name, const std::string& gateway, uint32_t metric) {
-  if (linkIndex(name) == 0) return -ENODEV;
-  Message m = routeMessage(RTM_DELROUTE, 0, name, gateway, metric);
-  return request(m.header(), true);
+  return request(m.header());
 }
 
 int NetlinkRequests::defaultRoute(Verb verb, const Route& route) {
@@ -302,22 +256,19 @@ int NetlinkRequests::defaultRoute(Verb verb, const Route& route) {
       }
       auto* nh = reinterpret_cast<rtnexthop*>(hops.data() + at);
       nh->rtnh_len = static_cast<unsigned short>(hops.size() - at);
-      nh->rtnh_hops = static_cast<unsigned char>(h.weight - 1);
       nh->rtnh_ifindex = static_cast<int>(index);
     }
     m.put(RTA_MULTIPATH, hops.data(), hops.size());
   }
-  return request(m.header(), true);
+  return request(m.header());
 }
 
 int NetlinkRequests::addNexthop(const Nexthop& n, bool replace) {
   nhmsg nh{};
-  nh.nh_family = n.group.empty() && !n.blackhole ? AF_INET : AF_UNSPEC;
+  nh.nh_family = n.group.empty() ? AF_INET : AF_UNSPEC;
   Message m(RTM_NEWNEXTHOP, NLM_F_CREATE | (replace ? NLM_F_REPLACE : NLM_F_EXCL), &nh, sizeof nh);
   m.putU32(NHA_ID, n.id);
-  if (n.blackhole) {
-    m.put(NHA_BLACKHOLE, nullptr, 0);
-  } else if (!n.group.empty()) {
+  if (!n.group.empty()) {
     std::vector<nexthop_grp> g(n.group.size());
     for (std::size_t i = 0; i < g.size(); ++i) g[i].id = n.group[i];
     m.put(NHA_GROUP, g.data(), g.size() * sizeof(nexthop_grp));
@@ -330,26 +281,14 @@ int NetlinkRequests::addNexthop(const Nexthop& n, bool replace) {
       m.put(NHA_GATEWAY, &g, sizeof g);
     }
   }
-  return request(m.header(), true);
+  return request(m.header());
 }
 
 int NetlinkRequests::deleteNexthop(uint32_t id) {
   nhmsg nh{};
   Message m(RTM_DELNEXTHOP, 0, &nh, sizeof nh);
   m.putU32(NHA_ID, id);
-  return request(m.header(), true);
-}
-
-int createTap(const std::string& name) {
-  int fd = ::open("/dev/net/tun", O_RDWR | O_CLOEXEC);
-  if (fd < 0) return -errno;
-  ifreq ifr{};
-  ifr.ifr_flags = IFF_TAP | IFF_NO_PI;
-  std::strncpy(ifr.ifr_name, name.c_str(), IFNAMSIZ - 1);
-  int rc = 0;
-  if (::ioctl(fd, TUNSETIFF, &ifr) < 0 || ::ioctl(fd, TUNSETPERSIST, 1) < 0) rc = -errno;
-  ::close(fd);
-  return rc;
+  return request(m.header());
 }
 
 bool setSysctl(const std::string& path, const std::string& value) {

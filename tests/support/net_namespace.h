@@ -44,16 +44,11 @@ class NetlinkRequests {
   int addAddress(const std::string& name, const std::string& address, int prefix,
                  const std::string& broadcast = "");
   int deleteAddress(const std::string& name, const std::string& address, int prefix);
-  // A default route of the main table through `gateway` (may be empty: a device route) on `name`.
-  int addDefaultRoute(const std::string& name, const std::string& gateway, uint32_t metric);
-  int deleteDefaultRoute(const std::string& name, const std::string& gateway, uint32_t metric);
-
   // Default routes of the main table in every form the kernel keeps: one nexthop (a gateway, or
-  // none for a device route), several (multipath, with weights), or a nexthop object by id.
+  // none for a device route), several (multipath), or a nexthop object by id.
   struct Hop {
     std::string dev;
     std::string gateway;  // empty: a device route
-    int weight = 1;
   };
   struct Route {
     uint32_t metric = 0;
@@ -65,37 +60,29 @@ class NetlinkRequests {
   // append), `replace` (create, replace), `change` (replace) and `del`.
   enum class Verb { Add, Prepend, Append, Replace, Change, Delete };
   int defaultRoute(Verb verb, const Route& route);
-  // Nexthop objects: one nexthop on `dev` (through `gateway` when not empty), a blackhole, or a
-  // group of other objects.
+  // Nexthop objects: one nexthop on `dev` (through `gateway` when not empty), or a group of other
+  // objects.
   struct Nexthop {
     uint32_t id = 0;
     std::string dev;
     std::string gateway;
-    bool blackhole = false;
     std::vector<uint32_t> group;
   };
   int addNexthop(const Nexthop& nexthop, bool replace);
   int deleteNexthop(uint32_t id);
 
-  // Sends a request without waiting for its answer (the answer is read and dropped later): used to
-  // make many changes quickly. drain() reads the answers owed; returns the first error.
-  int setUpNoWait(const std::string& name, bool up);
-  int drain();
-  // While false, every request is sent without waiting (as setUpNoWait); drain() collects the answers.
+  // While false, every request is sent without waiting for its answer, to make many changes
+  // quickly; drain() reads the answers owed and returns the first error.
   void setWaiting(bool wait) { waiting_ = wait; }
-
-  int fd() const { return fd_; }
+  int drain();
 
  private:
-  int request(void* nlh, bool wait);
+  int request(void* nlh);
   int fd_ = -1;
   bool waiting_ = true;
   uint32_t seq_ = 1;
   int owed_ = 0;
 };
-
-// Makes a persistent tap device (TUNSETPERSIST); 0 or a negative errno.
-int createTap(const std::string& name);
 
 // Writes a value under /proc/sys/ (for the calling thread's namespace where the file is per
 // namespace), e.g. setSysctl("net/ipv4/conf/eth0/promote_secondaries", "1").

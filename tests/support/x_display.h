@@ -1,7 +1,8 @@
-// A display server for tests of live windows: Xvfb, started once per test program on a display
-// number it chooses itself, stopped when the program ends. DISPLAY names it from then on (so GTK
-// and xdotool find it); accessibility and the session bus are left out, which a headless server
-// has not, and GTK draws with Cairo (no GPU).
+// A display server for tests of live windows: Xvfb, started once per test program on the first
+// display number no other server holds (test programs running at once never share one), stopped
+// when the program ends. DISPLAY names it from then on (so GTK and xdotool find it); accessibility
+// and the session bus are left out, which a headless server has not, and GTK draws with Cairo (no
+// GPU).
 #pragma once
 
 #include <string>

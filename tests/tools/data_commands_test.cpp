@@ -10,6 +10,7 @@
 #include <string>
 
 #include "support/shell.h"
+#include "support/test_paths.h"
 
 namespace {
 
@@ -18,12 +19,6 @@ using tq::test::sh;
 
 class DataCommands : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/tqkit-data-XXXXXX";
-    ASSERT_NE(::mkdtemp(tmpl), nullptr);
-    dir_ = tmpl;
-  }
-  void TearDown() override { sh("rm -rf '" + dir_ + "'"); }
 
   std::string write(const std::string& name, const std::string& bytes) {
     std::string path = dir_ + "/" + name;
@@ -37,7 +32,8 @@ class DataCommands : public ::testing::Test {
     return s;
   }
 
-  std::string dir_;
+  tq::test::TempDir tmp_;
+  std::string dir_ = tmp_.str();
 };
 
 }  // namespace

@@ -3,45 +3,17 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <regex>
-#include <set>
 #include <string>
 
 #include "support/shell.h"
 #include "support/test_paths.h"
+#include "tools/tool_files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using tq::test::sh;
-
-void write(const fs::path& path, const std::string& text) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path) << text;
-}
-
-std::string readAll(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-// The keys of a strings table, read from its text with a pattern of its own.
-std::set<std::string> keysOf(const fs::path& table) {
-  std::set<std::string> keys;
-  const std::string text = readAll(table);
-  const std::regex entry("^\"([^\"]+)\" *=", std::regex::multiline);
-  for (auto it = std::sregex_iterator(text.begin(), text.end(), entry); it != std::sregex_iterator(); ++it) {
-    keys.insert((*it)[1]);
-  }
-  return keys;
-}
-
-std::size_t count(const std::string& text, const std::string& what) {
-  std::size_t n = 0;
-  for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1), ++n) {}
-  return n;
-}
+using namespace tq::test;
 
 // Symlinks in `to` to every entry of `from` (folders linked whole).
 void linkEntries(const fs::path& from, const fs::path& to) {
@@ -69,7 +41,7 @@ const char* kXib = R"(<?xml version="1.0" encoding="UTF-8"?>
 TEST(LocalizeCommand, GeneratedTablesAreReadInEveryKeyFormTheyHold) {
   TQ_SKIP_WITHOUT_CORPUS();
   const fs::path bundle = tq::test::corpusDir() / "handbrake/macosx";
-  const auto keys = keysOf(bundle / "fr.lproj/HBTitleSelection.strings");
+  const auto keys = keysOf(readAll(bundle / "fr.lproj/HBTitleSelection.strings"));
   ASSERT_EQ(keys.size(), 19u);
   auto r = sh("$T localize '" + bundle.string() + "' HBTitleSelection --language fr --by-id --json");
   ASSERT_EQ(r.status, 0) << r.out;
@@ -139,7 +111,7 @@ TEST(LocalizeCommand, AllWritesOneSummaryAndAPageWithPicturesOrNothing) {
   EXPECT_EQ(count(r.out, "\"localization\":\"fr\",\"mode\":\"by-id\""), interfaces) << r.out.substr(0, 400);
   EXPECT_EQ(count(r.out, "\"localization\":\"en\""), 0u);
   // The French title selection translates every key of its table.
-  const std::size_t keys = keysOf(corpus / "fr.lproj/HBTitleSelection.strings").size();
+  const std::size_t keys = keysOf(readAll(corpus / "fr.lproj/HBTitleSelection.strings")).size();
   EXPECT_NE(r.out.find("\"interface\":\"HBTitleSelection\""), std::string::npos);
   EXPECT_NE(r.out.find("\"table\":\"HBTitleSelection\",\"translated\":" + std::to_string(keys) + ",\"missingCount\":0"),
             std::string::npos);
@@ -165,18 +137,6 @@ TEST(LocalizeCommand, AllWritesOneSummaryAndAPageWithPicturesOrNothing) {
 }
 
 
-// The entry of a --json summary for one interface and language: the text from its "interface" key
-// to the next interface's.
-std::string entryOf(const std::string& json, const std::string& interface, const std::string& language) {
-  const std::string head = "\"interface\":\"" + interface + "\"";
-  for (auto at = json.find(head); at != std::string::npos; at = json.find(head, at + 1)) {
-    const auto next = json.find("\"interface\":", at + 1);
-    std::string entry = json.substr(at, next == std::string::npos ? std::string::npos : next - at);
-    if (entry.find("\"localization\":\"" + language + "\"") != std::string::npos) return entry;
-  }
-  return {};
-}
-
 // A framework as a current toolchain builds it: compiled nibs in its resources (the development
 // language) and one binary strings table per language, named after the framework, which its code
 // and its nibs share. Each nib is translated by the localizer from that table.
@@ -195,17 +155,17 @@ TEST(LocalizeCommand, AllOnABuiltFrameworkTranslatesItsNibsFromTheTableItsLangua
   EXPECT_EQ(count(r.out, "\"mode\":\"localizer\",\"table\":\"Sparkle\""), 9u) << r.out.substr(0, 600);
   EXPECT_EQ(count(r.out, "\"localization\":\"Base\""), 0u);
   // Texts as the tables hold them (fr: "Install Update" = "Installer"; de: "Installieren").
-  const std::string alert = entryOf(r.out, "SUUpdateAlert", "fr");
+  const std::string alert = rowOf(r.out, "SUUpdateAlert", "fr");
   EXPECT_NE(alert.find("\"key\":\"Install Update\",\"before\":\"Install Update\",\"after\":\"Installer\",\"status\":\"translated\""),
             std::string::npos) << alert.substr(0, 800);
   EXPECT_NE(alert.find("\"key\":\"Remind Me Later\",\"before\":\"Remind Me Later\",\"after\":\"Pas maintenant\""),
             std::string::npos);
-  EXPECT_NE(entryOf(r.out, "SUUpdateAlert", "de").find("\"after\":\"Installieren\""), std::string::npos);
+  EXPECT_NE(rowOf(r.out, "SUUpdateAlert", "de").find("\"after\":\"Installieren\""), std::string::npos);
   // Texts the code sets are in no table; the table shared with the code has no unused keys here.
   EXPECT_NE(alert.find("\"missing\":[\"Question\",\"Version title\",\"Box\"]"), std::string::npos) << alert;
   EXPECT_NE(alert.find("\"unusedCount\":0"), std::string::npos);
   for (const char* language : {"de", "fr", "ja"}) {
-    const std::string prompt = entryOf(r.out, "SUUpdatePermissionPrompt", language);
+    const std::string prompt = rowOf(r.out, "SUUpdatePermissionPrompt", language);
     EXPECT_NE(prompt.find("\"missing\":[\"DO NOT LOCALIZE\"]"), std::string::npos) << language << prompt.substr(0, 400);
     EXPECT_NE(prompt.find("\"key\":\"Check Automatically\",\"before\":\"Check Automatically\",\"after\":\""),
               std::string::npos);
@@ -226,7 +186,7 @@ TEST(LocalizeCommand, AllComparesEachLanguagesCopyWithTheDevelopmentCopy) {
   auto r = sh("$T localize '" + (dir.path() / "Transmission.app").string() + "' --all --json");
   ASSERT_EQ(r.status, 0) << r.out;
   EXPECT_EQ(count(r.out, "\"interface\":\"PrefsWindow\""), 1u) << "French only; English is the original";
-  const std::string fr = entryOf(r.out, "PrefsWindow", "fr");
+  const std::string fr = rowOf(r.out, "PrefsWindow", "fr");
   EXPECT_NE(fr.find("\"mode\":\"copy\""), std::string::npos);
   EXPECT_NE(fr.find("\"before\":\"Preferences\",\"after\":\"Préférences\",\"status\":\"translated\""), std::string::npos);
   // The English copy has a check box the French one never got: its text, read from the files.

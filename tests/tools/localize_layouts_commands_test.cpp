@@ -17,27 +17,12 @@
 #include "support/keyed_archive_writer.h"
 #include "support/shell.h"
 #include "support/test_paths.h"
+#include "tools/tool_files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using tq::test::sh;
-
-void write(const fs::path& path, const std::string& bytes) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-std::string readAll(const fs::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-std::size_t count(const std::string& text, const std::string& what) {
-  std::size_t n = 0;
-  for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
-  return n;
-}
+using namespace tq::test;
 
 // --- compiled interfaces, written as the archiver writes them ---------------------------------------
 
@@ -52,85 +37,49 @@ struct Text {
 // A compiled nib holding one window with the given strings. `padding` unrelated objects come
 // first, so that objects sit at other places of the archive than in another compilation.
 std::string compiledAlert(const std::vector<Text>& texts, int padding) {
-  plist_t objects = plist_new_array();
-  std::map<std::string, uint64_t> classes;
-  const auto append = [&](plist_t item) {
-    plist_array_append_item(objects, item);
-    return static_cast<uint64_t>(plist_array_get_size(objects) - 1);
-  };
-  append(plist_new_string("$null"));
-  for (int i = 0; i < padding; ++i) append(plist_new_string(("padding " + std::to_string(i)).c_str()));
-  const auto object = [&](const std::string& cls) {
-    if (!classes.count(cls)) {
-      plist_t d = plist_new_dict();
-      plist_dict_set_item(d, "$classname", plist_new_string(cls.c_str()));
-      classes[cls] = append(d);
-    }
-    plist_t d = plist_new_dict();
-    plist_dict_set_item(d, "$class", plist_new_uid(classes[cls]));
-    return append(d);
-  };
-  const auto set = [&](uint64_t o, const char* key, plist_t value) {
-    plist_dict_set_item(plist_array_get_item(objects, static_cast<uint32_t>(o)), key, value);
-  };
+  tq::test::KeyedArchiveWriter w;
+  for (int i = 0; i < padding; ++i) w.string("padding " + std::to_string(i));
   const auto string = [&](const std::string& s, const std::string& key) {
-    if (key.empty()) return append(plist_new_string(s.c_str()));
-    const uint64_t o = object("NSLocalizableString");
-    set(o, "NSKey", plist_new_string(key.c_str()));
-    set(o, "NS.string", plist_new_string(s.c_str()));
+    if (key.empty()) return w.string(s);
+    const uint64_t o = w.object("NSLocalizableString");
+    w.ref(o, "NSKey", w.string(key));
+    w.ref(o, "NS.string", w.string(s));
     return o;
   };
-  const auto array = [&](const std::vector<uint64_t>& members) {
-    const uint64_t a = object("NSMutableArray");
-    plist_t list = plist_new_array();
-    for (uint64_t m : members) plist_array_append_item(list, plist_new_uid(m));
-    set(a, "NS.objects", list);
-    return a;
-  };
-  const uint64_t owner = object("NSCustomObject");
-  set(owner, "NSClassName", plist_new_uid(append(plist_new_string("NSObject"))));
-  const uint64_t window = object("NSWindowTemplate");
-  set(window, "NSWindowRect", plist_new_string("{{100, 100}, {420, 160}}"));
-  const uint64_t content = object("NSView");
-  set(content, "NSFrameSize", plist_new_string("{420, 160}"));
-  set(window, "NSWindowView", plist_new_uid(content));
-  std::vector<uint64_t> subviews, oidKeys, oidValues;
+  const uint64_t window = w.object("NSWindowTemplate");
+  w.ref(window, "NSWindowRect", w.string("{{100, 100}, {420, 160}}"));
+  const uint64_t content = w.object("NSView");
+  w.ref(content, "NSFrameSize", w.string("{420, 160}"));
+  w.ref(window, "NSWindowView", content);
+  std::vector<uint64_t> subviews, oidKeys;
+  plist_t oidValues = plist_new_array();
   int y = 20;
   for (const Text& t : texts) {
+    uint64_t holder = window;
     if (t.cls == "NSWindowTemplate") {
-      set(window, "NSWindowTitle", plist_new_uid(string(t.text, t.key)));
-      oidKeys.push_back(window), oidValues.push_back(t.oid);
-      continue;
+      w.ref(window, "NSWindowTitle", string(t.text, t.key));
+    } else {
+      holder = w.object(t.cls);
+      w.ref(holder, "NSFrame", w.string("{{20, " + std::to_string(y) + "}, {380, 24}}"));
+      y += 30;
+      const uint64_t cell = w.object(t.cls == "NSButton" ? "NSButtonCell" : "NSTextFieldCell");
+      w.ref(cell, "NSContents", string(t.text, t.key));
+      w.ref(holder, "NSCell", cell);
+      subviews.push_back(holder);
     }
-    const uint64_t control = object(t.cls);
-    set(control, "NSFrame", plist_new_string(("{{20, " + std::to_string(y) + "}, {380, 24}}").c_str()));
-    y += 30;
-    const uint64_t cell = object(t.cls == "NSButton" ? "NSButtonCell" : "NSTextFieldCell");
-    set(cell, "NSContents", plist_new_uid(string(t.text, t.key)));
-    set(control, "NSCell", plist_new_uid(cell));
-    subviews.push_back(control);
-    oidKeys.push_back(control), oidValues.push_back(t.oid);
+    oidKeys.push_back(holder);
+    plist_array_append_item(oidValues, plist_new_uint(t.oid));
   }
-  set(content, "NSSubviews", plist_new_uid(array(subviews)));
-  const uint64_t data = object("NSIBObjectData");
-  set(data, "NSRoot", plist_new_uid(owner));
-  set(data, "NSObjectsKeys", plist_new_uid(array({window})));
-  set(data, "NSObjectsValues", plist_new_uid(array({owner})));
-  set(data, "NSConnections", plist_new_uid(array({})));
-  set(data, "NSOidsKeys", plist_new_uid(array(oidKeys)));
-  const uint64_t oids = object("NSMutableArray");
-  plist_t numbers = plist_new_array();
-  for (uint64_t v : oidValues) plist_array_append_item(numbers, plist_new_uint(v));
-  set(oids, "NS.objects", numbers);
-  set(data, "NSOidsValues", plist_new_uid(oids));
-
-  plist_t root = plist_new_dict();
-  plist_dict_set_item(root, "$archiver", plist_new_string("NSKeyedArchiver"));
-  plist_dict_set_item(root, "$version", plist_new_uint(100000));
-  plist_t top = plist_new_dict();
-  plist_dict_set_item(top, "IB.objectdata", plist_new_uid(data));
-  plist_dict_set_item(root, "$top", top);
-  plist_dict_set_item(root, "$objects", objects);
+  w.ref(content, "NSSubviews", w.array(subviews));
+  const uint64_t keys = w.array(oidKeys), values = w.object("NSMutableArray");
+  w.set(values, "NS.objects", oidValues);
+  // The designer ids go into the object data beside what every archive names.
+  plist_t root = w.archive({window});
+  uint64_t data = 0;
+  plist_get_uid_val(plist_dict_get_item(plist_dict_get_item(root, "$top"), "IB.objectdata"), &data);
+  plist_t dataObject = plist_array_get_item(plist_dict_get_item(root, "$objects"), static_cast<uint32_t>(data));
+  plist_dict_set_item(dataObject, "NSOidsKeys", plist_new_uid(keys));
+  plist_dict_set_item(dataObject, "NSOidsValues", plist_new_uid(values));
   char* bin = nullptr;
   uint32_t length = 0;
   plist_to_bin(root, &bin, &length);
@@ -141,17 +90,6 @@ std::string compiledAlert(const std::vector<Text>& texts, int padding) {
 }
 
 // --- reading the report -----------------------------------------------------------------------------
-
-// The row of a --all --json report for one interface and language ("" when there is none).
-std::string rowOf(const std::string& json, const std::string& interface, const std::string& language) {
-  const std::string head = "{\"interface\":\"" + interface + "\"";
-  for (auto at = json.find(head); at != std::string::npos; at = json.find(head, at + 1)) {
-    const auto next = json.find("{\"interface\":", at + 1);
-    std::string row = json.substr(at, next == std::string::npos ? std::string::npos : next - at);
-    if (row.find("\"localization\":\"" + language + "\"") != std::string::npos) return row;
-  }
-  return {};
-}
 
 long number(const std::string& row, const std::string& field) {
   std::smatch m;
@@ -173,16 +111,6 @@ void expectCounts(const std::string& row, const char* expectedMode, Counts c, co
   EXPECT_EQ(number(row, "translated"), c.translated) << what << "\n" << row.substr(0, 1500);
   EXPECT_EQ(number(row, "missingCount"), c.missing) << what;
   EXPECT_EQ(number(row, "unusedCount"), c.unused) << what;
-}
-
-// The keys of a strings table the test wrote, read with a pattern of its own.
-std::set<std::string> keysOf(const std::string& table) {
-  std::set<std::string> keys;
-  const std::regex entry("^\"([^\"]+)\" *=", std::regex::multiline);
-  for (auto it = std::sregex_iterator(table.begin(), table.end(), entry); it != std::sregex_iterator(); ++it) {
-    keys.insert((*it)[1]);
-  }
-  return keys;
 }
 
 class Bundle {
@@ -285,8 +213,9 @@ TEST(LocalizeLayouts, BaseCompiledNibsAreTranslatedByTheKeysTheyKeep) {
 }
 
 // A Base xib with by-id tables, and a language with a copy of its own beside it: one row each, in
-// the way that applies.
-TEST(LocalizeLayouts, XibsWithTablesGetOneRowPerLanguage) {
+// the way that applies. An interface the development language has and a language lacks is
+// reported, as absent.
+TEST(LocalizeLayouts, XibsWithTablesGetOneRowPerLanguageAndLackingOnesAreAbsent) {
   const std::string xib = R"(<?xml version="1.0" encoding="UTF-8"?>
 <document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0">
   <objects>
@@ -311,13 +240,15 @@ TEST(LocalizeLayouts, XibsWithTablesGetOneRowPerLanguage) {
 )";
   Bundle b;
   write(b.resources() / "Base.lproj/Prefs.xib", xib);
-  fs::create_directories(b.resources() / "en.lproj");
   const std::string fr = "\"W1-aa-001.title\" = \"Préférences\";\n\"C2-aa-001.title\" = \"OK\";\n";
   write(b.resources() / "fr.lproj/Prefs.strings", fr);
   std::string german = xib;
   german.replace(german.find("title=\"Preferences\""), 19, "title=\"Einstellungen\"");
   german.replace(german.find("title=\"Check automatically\""), 27, "title=\"Automatisch suchen\"");
   write(b.resources() / "de.lproj/Prefs.xib", german);
+  // The same document as an interface of the development language alone, which only French copies.
+  write(b.resources() / "en.lproj/About.xib", xib);
+  write(b.resources() / "fr.lproj/About.xib", german);
   const std::string json = b.report();
   // The strings of the Base interface, read from its text.
   std::set<std::string> texts;
@@ -326,45 +257,15 @@ TEST(LocalizeLayouts, XibsWithTablesGetOneRowPerLanguage) {
     texts.insert((*it)[2].str() + ".title");
   }
   ASSERT_EQ(texts.size(), 3u);
-  const long inTable = static_cast<long>(keysOf(fr).size());
-  expectCounts(rowOf(json, "Prefs", "fr"), "by-id", {inTable, static_cast<long>(texts.size()) - inTable, 0}, "fr");
-  expectCounts(rowOf(json, "Prefs", "de"), "copy", {static_cast<long>(texts.size()), 0, 0}, "de");
+  const long strings = static_cast<long>(texts.size()), inTable = static_cast<long>(keysOf(fr).size());
+  expectCounts(rowOf(json, "Prefs", "fr"), "by-id", {inTable, strings - inTable, 0}, "fr");
+  expectCounts(rowOf(json, "Prefs", "de"), "copy", {strings, 0, 0}, "de");
   EXPECT_EQ(count(json, "{\"interface\":\"Prefs\",\"localization\":\"de\""), 1u) << "no by-id row beside the copy";
-  EXPECT_EQ(count(json, "{\"interface\":"), 2u);
-}
-
-// An interface the development language has and a language lacks is reported, as absent.
-TEST(LocalizeLayouts, AnInterfaceALanguageLacksIsAbsent) {
-  const std::string extra = R"(<?xml version="1.0" encoding="UTF-8"?>
-<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0">
-  <objects>
-    <window title="About" id="W9">
-      <rect key="contentRect" x="0" y="0" width="300" height="100"/>
-      <view key="contentView" id="V9">
-        <rect key="frame" x="0" y="0" width="300" height="100"/>
-        <subviews>
-          <textField id="T9"><rect key="frame" x="20" y="50" width="260" height="17"/>
-            <textFieldCell key="cell" title="Version 2" id="TC9"><font key="font" metaFont="system"/></textFieldCell></textField>
-          <button id="B9"><rect key="frame" x="20" y="10" width="100" height="32"/>
-            <buttonCell key="cell" type="push" title="Credits" id="BC9"><font key="font" metaFont="system"/></buttonCell></button>
-        </subviews>
-      </view>
-    </window>
-  </objects>
-</document>
-)";
-  Bundle b;
-  write(b.resources() / "en.lproj/About.xib", extra);
-  std::string french = extra;
-  french.replace(french.find("\"Credits\""), 9, "\"Crédits\"");
-  write(b.resources() / "fr.lproj/About.xib", french);
-  fs::create_directories(b.resources() / "ja.lproj");
-  const std::string json = b.report();
-  const long strings = static_cast<long>(count(extra, " title=\""));
-  expectCounts(rowOf(json, "About", "ja"), "absent", {0, strings, 0}, "ja");
-  expectCounts(rowOf(json, "About", "fr"), "copy", {strings, 0, 0}, "fr");
-  EXPECT_NE(json.find("\"localization\":\"ja\",\"aliases\":[],\"interfaces\":1,\"absent\":1,"), std::string::npos)
+  expectCounts(rowOf(json, "About", "de"), "absent", {0, strings, 0}, "About de");
+  expectCounts(rowOf(json, "About", "fr"), "copy", {strings, 0, 0}, "About fr");
+  EXPECT_NE(json.find("\"localization\":\"de\",\"aliases\":[],\"interfaces\":2,\"absent\":1,"), std::string::npos)
       << json;
+  EXPECT_EQ(count(json, "{\"interface\":"), 4u);
 }
 
 // A language folder that is a link to another is the same language: reported once, as an alias.

@@ -9,16 +9,12 @@
 
 #include "support/shell.h"
 #include "support/test_paths.h"
+#include "tools/tool_files.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using tq::test::sh;
-
-void write(const fs::path& path, const std::string& text) {
-  fs::create_directories(path.parent_path());
-  std::ofstream(path) << text;
-}
+using namespace tq::test;
 
 std::string view(const char* id, int w, int h, const std::string& subviews = "") {
   return std::string("<customView id=\"") + id + "\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"" + std::to_string(w) +
@@ -34,12 +30,6 @@ std::string label(const char* id, int y, const char* title) {
   return std::string("<textField id=\"") + id + "\"><rect key=\"frame\" x=\"10\" y=\"" + std::to_string(y) +
          "\" width=\"200\" height=\"17\"/><textFieldCell key=\"cell\" title=\"" + title + "\" id=\"" + id +
          "c\"><font key=\"font\" metaFont=\"system\"/></textFieldCell></textField>";
-}
-
-std::size_t count(const std::string& text, const std::string& what) {
-  std::size_t n = 0;
-  for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1), ++n) {}
-  return n;
 }
 
 // Whether fontconfig knows a font that has the character.

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "support/shell.h"
+#include "support/test_paths.h"
 #include "tq/foundation/instruction_set.h"
 
 namespace {
@@ -52,15 +53,10 @@ class Startup : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!sharedLibraries()) GTEST_SKIP() << "a build of static libraries: one program holds every command";
-    char tmpl[] = "/tmp/tqkit-startup-XXXXXX";
-    ASSERT_NE(::mkdtemp(tmpl), nullptr);
-    dir_ = tmpl;
     sh("mkdir -p '" + dir_ + "/B/en.lproj' && printf '\"a\" = \"b\";' > '" + dir_ + "/B/en.lproj/L.strings'");
   }
-  void TearDown() override {
-    if (!dir_.empty()) sh("rm -rf '" + dir_ + "'");
-  }
-  std::string dir_;
+  tq::test::TempDir tmp_;
+  std::string dir_ = tmp_.str();
 };
 
 }  // namespace

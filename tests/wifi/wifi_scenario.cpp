@@ -206,102 +206,61 @@ std::string maskOf(int prefix) {
 
 // --- JSON, as much as the watch stream needs ---------------------------------------------------
 
-// A value read back in one form for comparing: objects with their members in key order, integral
-// numbers without a fraction. (The writer escapes only quotes, backslashes and control characters.)
-struct Json {
-  enum Kind { Null, Bool, Number, String, Array, Object } kind = Null;
-  std::string s;  // a string's text, or the canonical form of a number or boolean
-  std::vector<Json> items;
-  std::map<std::string, Json> members;
-};
-
-struct JsonReader {
-  const std::string& t;
-  std::size_t i = 0;
-  bool ok = true;
-  bool eat(char c) {
+// The canonical form of the JSON value at t[i...], for comparing: object members in key order,
+// numbers as %.15g, strings as written (the writer escapes only quotes, backslashes and control
+// characters). An object's members go into `members` too when it is given. Sets ok to false on
+// malformed input.
+std::string canon(const std::string& t, std::size_t& i, bool& ok, std::map<std::string, std::string>* members = nullptr) {
+  auto eat = [&](char c) {
     while (i < t.size() && std::isspace(static_cast<unsigned char>(t[i]))) ++i;
     return i < t.size() && t[i] == c ? (++i, true) : false;
+  };
+  if (eat('"')) {
+    std::size_t start = i - 1;
+    while (i < t.size() && t[i] != '"') i += t[i] == '\\' ? 2 : 1;
+    if (i >= t.size()) return ok = false, "";
+    return t.substr(start, ++i - start);
   }
-  std::string string() {
+  bool object = eat('{');
+  if (object || eat('[')) {
+    std::map<std::string, std::string> m;
     std::string out;
-    if (!eat('"')) return ok = false, out;
-    while (i < t.size() && t[i] != '"') {
-      char c = t[i++];
-      if (c == '\\' && i < t.size()) {
-        char e = t[i++];
-        if (e == 'u' && i + 4 <= t.size()) c = static_cast<char>(std::stoul(t.substr(i, 4), nullptr, 16)), i += 4;
-        else c = e == 'n' ? '\n' : e == 't' ? '\t' : e == 'r' ? '\r' : e == 'b' ? '\b' : e == 'f' ? '\f' : e;
-      }
-      out += c;
+    for (bool first = true; ok && !eat(object ? '}' : ']'); first = false) {
+      if (!first && !eat(',')) return ok = false, "";
+      std::string item = canon(t, i, ok);
+      if (object && !eat(':')) return ok = false, "";
+      if (object) m[item] = canon(t, i, ok);
+      else out += (first ? "" : ",") + item;
     }
-    ok &= eat('"');
-    return out;
+    for (auto& [k, v] : m) out += (out.empty() ? "" : ",") + k + ":" + v;
+    if (members) *members = m;
+    return object ? "{" + out + "}" : "[" + out + "]";
   }
-  Json value() {
-    Json v;
-    if (eat('{')) {
-      v.kind = Json::Object;
-      if (eat('}')) return v;
-      do {
-        std::string k = string();
-        ok &= eat(':');
-        v.members[k] = value();
-      } while (ok && eat(','));
-      ok &= eat('}');
-    } else if (eat('[')) {
-      v.kind = Json::Array;
-      if (eat(']')) return v;
-      do v.items.push_back(value());
-      while (ok && eat(','));
-      ok &= eat(']');
-    } else if (i < t.size() && t[i] == '"') {
-      v.kind = Json::String;
-      v.s = string();
-    } else {
-      std::size_t end = t.find_first_of(",]} \n", i);
-      std::string word = t.substr(i, end == std::string::npos ? std::string::npos : end - i);
-      i += word.size();
-      if (word == "null") return v;
-      v.kind = word == "true" || word == "false" ? Json::Bool : Json::Number;
-      v.s = word;
-      if (v.kind == Json::Number) {
-        char buf[32];
-        std::snprintf(buf, sizeof buf, "%.15g", std::strtod(word.c_str(), nullptr));
-        v.s = buf;
-        ok &= !word.empty();
-      }
-    }
-    return v;
-  }
-};
-
-bool parseJson(const std::string& text, Json& out) {
-  JsonReader r{text};
-  out = r.value();
-  return r.ok && text.find_first_not_of(" \t\r\n", r.i) == std::string::npos;
+  std::string word = t.substr(i, t.find_first_of(",]} \t\r\n", i) - i);
+  i += word.size();
+  if (word == "null" || word == "true" || word == "false") return word;
+  char* stop = nullptr;
+  double number = std::strtod(word.c_str(), &stop);
+  if (word.empty() || *stop) return ok = false, "";
+  char buf[32];
+  std::snprintf(buf, sizeof buf, "%.15g", number);
+  return buf;
 }
 
-std::string canonical(const Json& v) {
+std::string canonicalText(const std::string& json, std::map<std::string, std::string>* members = nullptr) {
+  std::size_t i = 0;
+  bool ok = true;
+  std::string out = canon(json, i, ok, members);
+  return ok && json.find_first_not_of(" \t\r\n", i) == std::string::npos ? out : "unparsable: " + json;
+}
+
+std::string quoted(const std::string& s) { return "\"" + s + "\""; }
+
+// One item a line, for failure messages.
+std::string listed(const std::vector<std::string>& items) {
   std::string out;
-  switch (v.kind) {
-    case Json::Null: return "null";
-    case Json::Bool:
-    case Json::Number: return v.s;
-    case Json::String: return "\"" + v.s + "\"";
-    case Json::Array:
-      for (const Json& x : v.items) out += (out.empty() ? "" : ",") + canonical(x);
-      return "[" + out + "]";
-    case Json::Object:
-      for (const auto& [k, x] : v.members) out += (out.empty() ? "\"" : ",\"") + k + "\":" + canonical(x);
-      return "{" + out + "}";
-  }
-  return out;
-}
-
-std::string canonicalText(const std::string& json) {
-  Json v;
-  return parseJson(json, v) ? canonical(v) : "unparsable: " + json;
+  for (const auto& item : items) out += "\n    " + item;
+  return out.empty() ? " (none)" : out;
 }
 
 // --- the observers -----------------------------------------------------------------------------
@@ -484,31 +443,30 @@ void Scenario::checkReplay(const std::string& when) {
 
   std::map<std::string, std::string> replayed;
   auto replay = [&] {
-    std::map<std::string, Json> state;
+    std::map<std::string, std::string> state;  // each key's last value
     for (const std::string& line : lines(readFile(kWatchFile))) {
-      Json o;
-      if (!parseJson(line, o) || o.kind != Json::Object || !o.members.count("key")) continue;
-      const Json& v = o.members["value"];
-      if (v.kind == Json::Null) state.erase(o.members["key"].s);
-      else state[o.members["key"].s] = v;
+      std::map<std::string, std::string> o;
+      if (canonicalText(line, &o).starts_with("unparsable") || !o.count("\"key\"")) continue;
+      std::string k = o["\"key\""].substr(1, o["\"key\""].size() - 2);
+      if (o["\"value\""] == "null") state.erase(k);
+      else state[k] = o["\"value\""];
     }
     replayed.clear();
+    replayed["State:/Network/Global/IPv4 PrimaryInterface"] = "(none)";
     for (auto& [k, v] : state) {
       if (k.starts_with("State:/Network/Interface/lo/") || k.starts_with("Setup:/Network/Service/lo/")) continue;
+      std::map<std::string, std::string> m;
+      canonicalText(v, &m);
       if (k.starts_with("Setup:/Network/Service/")) {
-        const Json& type = v.members.count("Type") ? v.members.at("Type") : Json();
-        replayed[k] = type.s == "IEEE80211" ? "IEEE80211" : "not IEEE80211";
-        std::string name = k.substr(23, k.size() - 23 - 10);
-        if (!v.members.count("DeviceName") || v.members.at("DeviceName").s != name) replayed[k] += " named otherwise";
+        replayed[k] = m["\"Type\""] == quoted("IEEE80211") ? "IEEE80211" : "not IEEE80211";
+        if (m["\"DeviceName\""] != quoted(k.substr(23, k.size() - 23 - 10))) replayed[k] += " named otherwise";
       } else if (k == "State:/Network/Global/IPv4") {
-        const Json& p = v.members.count("PrimaryInterface") ? v.members.at("PrimaryInterface") : Json();
-        replayed[k + " PrimaryInterface"] = p.s.empty() ? "(none)" : p.s;
+        std::string p = m["\"PrimaryInterface\""];
+        if (p.size() > 2) replayed[k + " PrimaryInterface"] = p.substr(1, p.size() - 2);
       } else {
-        replayed[k] = canonical(v);
+        replayed[k] = v;
       }
     }
-    if (!replayed.count("State:/Network/Global/IPv4 PrimaryInterface"))
-      replayed["State:/Network/Global/IPv4 PrimaryInterface"] = "(none)";
     return replayed == expected;
   };
   // The watch is another process with a store of its own: give it time to catch up.
@@ -552,6 +510,15 @@ int Scenario::run() {
 
   IwLink before;
   std::vector<std::string> airportValues = {airportJson(IwLink())};  // as the stream must show them
+  // What a step must post: a join of the network iw shows now, or a departure from the one it showed.
+  auto joined = [&] {
+    IwLink now = iwLink("wlan0");
+    return std::vector<std::string>{"AirportConnectedNotification interface=wlan0 SSID=" + now.ssid + " BSSID=" + now.bssid};
+  };
+  auto left = [&] {
+    return std::vector<std::string>{"AirportDisconnectedNotification interface=wlan0 SSID=" + before.ssid +
+                                    " BSSID=" + before.bssid};
+  };
   std::vector<Step> steps = {
       {"the wired link comes up",
        [&] {
@@ -571,11 +538,7 @@ int Scenario::run() {
          sh("/usr/sbin/ip addr add 10.0.0.2/24 dev wlan0 && /usr/sbin/ip route add default via 10.0.0.1 dev wlan0 metric 100");
          return waitFor([] { return !iwLink("wlan0").bssid.empty(); }, 20s, "the station to join");
        },
-       [&] {
-         IwLink now = iwLink("wlan0");
-         return std::vector<std::string>{"AirportConnectedNotification interface=wlan0 SSID=" + now.ssid +
-                                         " BSSID=" + now.bssid};
-       }},
+       joined},
       {"roam to a second access point of tq-home",
        [&] {
          ap("ap2", "wlan2", "tq-home", 6);
@@ -590,11 +553,7 @@ int Scenario::run() {
          sh(wpa + "roam " + other);
          return waitFor([&] { return iwLink("wlan0").bssid == other; }, 20s, "the station to roam");
        },
-       [&] {
-         IwLink now = iwLink("wlan0");
-         return std::vector<std::string>{"AirportConnectedNotification interface=wlan0 SSID=" + now.ssid +
-                                         " BSSID=" + now.bssid};
-       }},
+       joined},
       {"the access point leaves",
        [&] {
          sh("kill $(cat /tmp/ap1.pid)");
@@ -602,30 +561,20 @@ int Scenario::run() {
          sh("kill $(cat /tmp/ap2.pid)");
          return waitFor([] { return iwLink("wlan0").bssid.empty(); }, 20s, "the station to be left");
        },
-       [&] {
-         return std::vector<std::string>{"AirportDisconnectedNotification interface=wlan0 SSID=" + before.ssid +
-                                         " BSSID=" + before.bssid};
-       }},
+       left},
       {"join tq-office, a network that hides its name",
        [&] {
          ap("ap3", "wlan1", "tq-office", 1, true);
          sh(wpa + "scan");  // rather than wait for the station's next scan
          return waitFor([] { return !iwLink("wlan0").bssid.empty(); }, 30s, "the station to join tq-office");
        },
-       [&] {
-         IwLink now = iwLink("wlan0");
-         return std::vector<std::string>{"AirportConnectedNotification interface=wlan0 SSID=" + now.ssid +
-                                         " BSSID=" + now.bssid};
-       }},
+       joined},
       {"the station's interface goes away",
        [&] {
          sh("/usr/sbin/iw dev wlan0 del");
          return waitFor([] { return sh("/usr/sbin/ip -o link show wlan0").empty(); }, 10s, "wlan0 to go");
        },
-       [&] {
-         return std::vector<std::string>{"AirportDisconnectedNotification interface=wlan0 SSID=" + before.ssid +
-                                         " BSSID=" + before.bssid};
-       }},
+       left},
   };
 
   for (const Step& step : steps) {
@@ -641,12 +590,7 @@ int Scenario::run() {
     waitFor([&] { return posted_.size() >= expected.size(); }, 5s, "the step's notifications");
     runFor(300ms);
     const std::vector<std::string>& got = posted_;
-    if (got != expected) {
-      std::string g, e;
-      for (const auto& s : got) g += "\n    " + s;
-      for (const auto& s : expected) e += "\n    " + s;
-      fail(step.name + ": notifications" + (g.empty() ? " (none)" : g) + "\n  expected" + (e.empty() ? " (none)" : e));
-    }
+    if (got != expected) fail(step.name + ": notifications" + listed(got) + "\n  expected" + listed(expected));
     checkPrimary(step.name);
     if (step.name.starts_with("join tq-office")) checkReplay("joined tq-office");
     // Each change of the station's association iw shows is one value of its AirPort key in the
@@ -669,15 +613,13 @@ int Scenario::run() {
   waitpid(watch_, nullptr, 0);
   std::vector<std::string> streamed;
   for (const std::string& line : lines(readFile(kWatchFile))) {
-    Json o;
-    if (parseJson(line, o) && o.members["key"].s == airportKey("wlan0")) streamed.push_back(canonical(o.members["value"]));
+    std::map<std::string, std::string> o;
+    canonicalText(line, &o);
+    if (o["\"key\""] == quoted(airportKey("wlan0"))) streamed.push_back(o["\"value\""]);
   }
   for (auto& v : airportValues) v = canonicalText(v);
   if (streamed != airportValues) {
-    std::string g, e;
-    for (const auto& v : streamed) g += "\n    " + v;
-    for (const auto& v : airportValues) e += "\n    " + v;
-    fail("wlan0's AirPort values in the watch stream:" + g + "\n  as iw showed them:" + e);
+    fail("wlan0's AirPort values in the watch stream:" + listed(streamed) + "\n  as iw showed them:" + listed(airportValues));
   } else {
     say("the watch stream shows wlan0's association as iw did, change by change");
   }

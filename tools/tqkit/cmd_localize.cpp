@@ -54,9 +54,7 @@ class FolderOutput {
   void add(const std::string& name, const std::string& bytes) { files_.write(folder_, finalPath(name), bytes); }
   void addPNG(const std::string& name, const tq::GraphicsContextRef& image) {
     if (!image) {
-      throw tq::cli::Failure(finalPath(name) + ": cannot be drawn: the window is empty or larger than " +
-                             std::to_string(static_cast<long>(tq::kMaxRenderSide)) + " pixels a side or " +
-                             std::to_string(static_cast<long>(tq::kMaxRenderPixels)) + " pixels in all");
+      throw tq::cli::Failure(finalPath(name) + ": cannot be drawn: " + loc::undrawnReason());
     }
     add(name, tq::cli::pngBytes(image->surface()));
   }

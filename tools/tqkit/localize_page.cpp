@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "cli.h"
+#include "tq/platform/ui/drawing/view_drawing.h"
 
 namespace tq::cli::localizing {
 
@@ -84,6 +85,11 @@ const char* kHead =
 
 }  // namespace
 
+std::string undrawnReason() {
+  return "the window is empty or larger than " + std::to_string(static_cast<long>(kMaxRenderSide)) +
+         " pixels a side or " + std::to_string(static_cast<long>(kMaxRenderPixels)) + " pixels in all";
+}
+
 Page::Page(std::string folder) : folder_(std::move(folder)), sections_(std::tmpfile()) {
   if (!sections_) throw Failure(std::string("cannot make a scratch file for the page: ") + std::strerror(errno));
 }
@@ -94,8 +100,22 @@ Page::~Page() {
 
 void Page::writePicture(const std::string& name, const GraphicsContextRef& image) {
   const std::string path = (fs::path(folder_) / name).string();
-  if (!image) throw Failure(path + ": cannot be drawn");
+  if (!image) {
+    if (undrawn_.insert(name).second) {
+      std::fprintf(stderr, "tqkit localize: %s: not drawn: %s; the page says so in its place\n", path.c_str(),
+                   undrawnReason().c_str());
+    }
+    return;
+  }
   out_.write(folder_, path, pngBytes(image->surface()));
+}
+
+std::string Page::figure(const std::string& file, const char* alt, const std::string& caption) const {
+  if (undrawn_.count(file)) {
+    return "<figure><p class=\"note\">not drawn: " + html(undrawnReason()) + "</p><figcaption>" + caption +
+           "</figcaption></figure>";
+  }
+  return "<figure><img src=\"" + html(file) + "\" alt=\"" + alt + "\"><figcaption>" + caption + "</figcaption></figure>";
 }
 
 void Page::spool(const std::string& text) {
@@ -143,9 +163,10 @@ void Page::addRow(const Report& r) {
   // A language without the interface shows the development language's.
   if (r.mode == Mode::Absent) {
     for (const auto& b : before_) {
-      text += "<div class=\"pair\"><figure><img src=\"" + html(beforeFile(r.interfaceName, b)) +
-              "\" alt=\"before\"><figcaption>" + html(b) + ", shown in " + html(r.localization) +
-              " as in the development language</figcaption></figure></div>\n";
+      text += "<div class=\"pair\">" +
+              figure(beforeFile(r.interfaceName, b), "before",
+                     html(b) + ", shown in " + html(r.localization) + " as in the development language") +
+              "</div>\n";
     }
   }
   // Each picture of the language beside the development language's: by name, else by place.
@@ -158,16 +179,15 @@ void Page::addRow(const Report& r) {
     if (before.empty() && i < before_.size()) before = before_[i];
     text += "<div class=\"pair\">";
     if (!before.empty()) {
-      text += "<figure><img src=\"" + html(beforeFile(r.interfaceName, before)) + "\" alt=\"before\"><figcaption>" +
-              html(before) + ", development language</figcaption></figure>";
+      text += figure(beforeFile(r.interfaceName, before), "before", html(before) + ", development language");
     }
     if (r.picturesUnchanged && !before.empty()) {
-      text += "<figure><img src=\"" + html(beforeFile(r.interfaceName, before)) + "\" alt=\"after\"><figcaption>" +
-              html(name) + ", " + html(r.localization) + ": unchanged</figcaption></figure></div>\n";
+      text += figure(beforeFile(r.interfaceName, before), "after", html(name) + ", " + html(r.localization) + ": unchanged") +
+              "</div>\n";
       continue;
     }
-    text += "<figure><img src=\"" + html(afterFile(r.interfaceName, r.localization, name)) +
-            "\" alt=\"after\"><figcaption>" + html(name) + ", " + html(r.localization) + "</figcaption></figure></div>\n";
+    text += figure(afterFile(r.interfaceName, r.localization, name), "after", html(name) + ", " + html(r.localization)) +
+            "</div>\n";
   }
   const auto list = [&](const std::string& title, const std::vector<std::string>& items) {
     if (items.empty()) return;

@@ -3,6 +3,9 @@
 // development language's pictures ("before") beside each language's ("after"), what is missing
 // with the development language's text beside its key, unused keys and overflowing controls.
 //
+// A picture that cannot be drawn (a window larger than a picture may be) is left out: the page says
+// so in its place and standard error names it once; the rest of the report goes on.
+//
 // Pictures are encoded and written as they are drawn, and each row's part of the page goes to a
 // scratch file, so memory stays flat however many interfaces and languages there are. Nothing is
 // in place until commit(): the folder holds the old page or the new one (see OutputFiles).
@@ -10,6 +13,7 @@
 
 #include <cstdio>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -18,6 +22,9 @@
 #include "output_file.h"
 
 namespace tq::cli::localizing {
+
+// Why a picture was not drawn: its window or view is empty or larger than a picture may be.
+std::string undrawnReason();
 
 class Page {
  public:
@@ -44,6 +51,8 @@ class Page {
  private:
   void writePicture(const std::string& name, const GraphicsContextRef& image);
   void spool(const std::string& text);
+  // An <img> of `file`, or the note that it could not be drawn.
+  std::string figure(const std::string& file, const char* alt, const std::string& caption) const;
 
   std::string folder_;
   OutputFiles out_;
@@ -51,6 +60,7 @@ class Page {
   std::string interface_;
   std::vector<std::string> before_;  // the current interface's pictures
   std::size_t rows_ = 0;
+  std::set<std::string> undrawn_;  // pictures that could not be drawn, by file name
 };
 
 }  // namespace tq::cli::localizing

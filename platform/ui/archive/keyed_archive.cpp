@@ -45,6 +45,24 @@ void KeyedArchive::endEntries(uint32_t object) {
   objects_[object].entryCount = static_cast<uint32_t>(entries_.size() - objects_[object].firstEntry);
 }
 
+std::string KeyedArchive::addPropertyListEntries(uint32_t object,
+                                                 const std::vector<std::pair<uint32_t, ArchiveValue>>& entries,
+                                                 const std::vector<ArchiveValue>* keys,
+                                                 const std::vector<ArchiveValue>& members) {
+  if (keys && keys->size() != members.size()) {
+    return "a dictionary with " + std::to_string(keys->size()) + " keys and " + std::to_string(members.size()) +
+           " values";
+  }
+  beginEntries(object);
+  for (const auto& [k, v] : entries) addEntry(k, v);
+  for (std::size_t i = 0; i < members.size(); ++i) {
+    if (keys) addEntry(0, (*keys)[i]);
+    addEntry(0, members[i]);
+  }
+  endEntries(object);
+  return "";
+}
+
 void KeyedArchive::adoptEntries(std::vector<ArchiveEntry> entries,
                                 const std::vector<std::pair<uint32_t, uint32_t>>& runs) {
   entries_ = std::move(entries);

@@ -96,6 +96,11 @@ class KeyedArchive {
   void beginEntries(uint32_t object);
   void addEntry(uint32_t key, const ArchiveValue& value) { entries_.push_back({key, value}); }
   void endEntries(uint32_t object);
+  // One object's entries as a keyed archive in a property list holds them: its keyed `entries`, then
+  // a dictionary's keys and values alternating (`keys`, from NS.keys, beside `members`, from
+  // NS.objects) or a collection's `members` unkeyed. Empty when added; else what is wrong.
+  std::string addPropertyListEntries(uint32_t object, const std::vector<std::pair<uint32_t, ArchiveValue>>& entries,
+                                     const std::vector<ArchiveValue>* keys, const std::vector<ArchiveValue>& members);
   ArchiveValue addText(std::string_view text, ArchiveValue::Kind kind = ArchiveValue::Kind::String);
   static ArchiveValue integer(int64_t v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Integer; a.integer = v; return a; }
   static ArchiveValue boolean(bool v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Bool; a.integer = v; return a; }

@@ -249,7 +249,7 @@ class PlistArchiveReader {
   bool fillObject(uint32_t object, const BinaryPlist::Item& dict) {
     std::vector<std::pair<uint32_t, ArchiveValue>> entries;
     std::vector<ArchiveValue> keys, objects;
-    bool haveKeys = false, haveObjects = false;
+    bool haveKeys = false;
     entries.reserve(dict.count);
     for (uint64_t i = 0; i < dict.count; ++i) {
       std::string key;
@@ -260,7 +260,7 @@ class PlistArchiveReader {
       // Collections keep their members unkeyed; dictionaries alternate key and value.
       if ((key == "NS.objects" || key == "NS.keys") && (value.kind == Kind::Array || value.kind == Kind::Set)) {
         auto& target = key == "NS.keys" ? keys : objects;
-        (key == "NS.keys" ? haveKeys : haveObjects) = true;
+        if (key == "NS.keys") haveKeys = true;
         if (!memberValues(value, target, 1)) return false;
         continue;
       }
@@ -268,22 +268,8 @@ class PlistArchiveReader {
       if (!entryValue(valueRef, value, v, 1)) return false;
       entries.emplace_back(out_.intern(key), v);
     }
-    out_.beginEntries(object);
-    for (const auto& [k, v] : entries) out_.addEntry(k, v);
-    if (haveKeys) {
-      if (keys.size() != objects.size()) {
-        return fail("a dictionary with " + std::to_string(keys.size()) + " keys and " + std::to_string(objects.size()) +
-                    " values");
-      }
-      for (std::size_t i = 0; i < keys.size(); ++i) {
-        out_.addEntry(0, keys[i]);
-        out_.addEntry(0, objects[i]);
-      }
-    } else if (haveObjects) {
-      for (const auto& v : objects) out_.addEntry(0, v);
-    }
-    out_.endEntries(object);
-    return true;
+    const std::string fault = out_.addPropertyListEntries(object, entries, haveKeys ? &keys : nullptr, objects);
+    return fault.empty() || fail(fault);
   }
 
   const BinaryPlist& plist_;

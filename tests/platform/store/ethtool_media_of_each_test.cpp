@@ -91,7 +91,7 @@ std::map<std::string, std::string> mediaTexts(MediaSource& source, const std::ve
 
 // Makes the links: veth, a macvlan on it, a bridge, an ifb or dummy (no link settings), and taps set up
 // by the ethtool command with every port and speed the table names.
-bool makeLinks(std::string& why) {
+bool makeLinks() {
   const char* setup =
       "set -e; ip link add va type veth peer name vb; ip link add link va name mv0 type macvlan || true; "
       "ip link add br0 type bridge; ip link add nosettings type ifb || ip link add nosettings type dummy || true; "
@@ -103,26 +103,34 @@ bool makeLinks(std::string& why) {
       "tap t10g t10g speed 10000 duplex full port fibre; tap t2500 t2500 speed 2500 duplex full port tp";
   int status = 0;
   run(std::string("bash -c '") + setup + "'", &status);
-  if (status != 0) why = "the links could not be made (ip, ethtool, tap devices)";
   return status == 0;
 }
 
 }  // namespace
 
-TEST(EthtoolMediaOfEach, EveryLinkAsTheEthtoolCommandShowsIt) {
-  TQ_ENTER_FRESH_NETNS(ns);
-  int status = 0;
-  run("ethtool --version", &status);
-  if (status != 0) GTEST_SKIP() << "needs the ethtool command (Debian package ethtool)";
-  std::string why;
-  if (!makeLinks(why)) GTEST_SKIP() << why;
-
-  std::vector<String> names = linkNames();
+// A fresh namespace with those links, and the media text of each as the ethtool command shows it.
+class EthtoolMediaOfEach : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    if (!ns_.ok()) GTEST_SKIP() << "needs a fresh network namespace: " << ns_.reason();
+    int status = 0;
+    run("ethtool --version", &status);
+    if (status != 0) GTEST_SKIP() << "needs the ethtool command (Debian package ethtool)";
+    if (!makeLinks()) GTEST_SKIP() << "the links could not be made (ip, ethtool, tap devices)";
+    names = linkNames();
+    for (const String& n : names) expected[n.UTF8String()] = expectedMedia(n.UTF8String());
+  }
+  test::NetNamespace ns_;
+  std::vector<String> names;
   std::map<std::string, std::string> expected;
-  for (const String& n : names) expected[n.UTF8String()] = expectedMedia(n.UTF8String());
-  names.push_back(u"nosuch0");
-  expected["nosuch0"] = "";
-  ASSERT_GE(expected.size(), 16u);
+};
+
+TEST_F(EthtoolMediaOfEach, EveryLinkAsTheEthtoolCommandShowsIt) {
+  for (const String& none : {String(u"nosuch0"), String()}) {
+    names.push_back(none);
+    expected[none.UTF8String()] = "";
+  }
+  ASSERT_GE(expected.size(), 17u);
   EXPECT_EQ(expected["t1gsx"], "1000baseSX <full-duplex>") << "the model reads ethtool's words";
   EXPECT_EQ(expected["lo"], "");
 
@@ -159,17 +167,7 @@ TEST(EthtoolMediaOfEach, EveryLinkAsTheEthtoolCommandShowsIt) {
 
 // A process that may not open generic netlink sockets (as on a kernel without them) reads every
 // link over the ioctl, with the same answers.
-TEST(EthtoolMediaOfEach, FallsBackToTheIoctlWithoutGenericNetlink) {
-  TQ_ENTER_FRESH_NETNS(ns);
-  int status = 0;
-  run("ethtool --version", &status);
-  if (status != 0) GTEST_SKIP() << "needs the ethtool command (Debian package ethtool)";
-  std::string why;
-  if (!makeLinks(why)) GTEST_SKIP() << why;
-  std::vector<String> names = linkNames();
-  std::map<std::string, std::string> expected;
-  for (const String& n : names) expected[n.UTF8String()] = expectedMedia(n.UTF8String());
-
+TEST_F(EthtoolMediaOfEach, FallsBackToTheIoctlWithoutGenericNetlink) {
   pid_t child = ::fork();
   if (child == 0) {
     // socket(AF_NETLINK, *, NETLINK_GENERIC) fails with EPROTONOSUPPORT; everything else is allowed.

@@ -2,15 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <linux/ethtool.h>
-#include <linux/sockios.h>
-#include <net/if.h>
-#include <sys/ioctl.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
-#include <cstring>
-
-#include "support/net_namespace.h"
 
 using namespace tq;
 
@@ -124,63 +115,4 @@ TEST(EthtoolMediaWord, NegotiatedPauseIsResolvedAgainstThePartner) {
   EXPECT_TRUE(make(false, true, true, true)) << "asymmetric: we send pause frames";
   EXPECT_FALSE(make(false, true, false, true));
   EXPECT_FALSE(make(false, false, true, true));
-}
-
-// --- the kernel's answers, in a namespace of the test's own -----------------------------------
-
-namespace {
-
-int setTapLink(const std::string& name, uint32_t speed, uint8_t duplex) {
-  int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-  alignas(ethtool_link_settings) uint8_t buf[sizeof(ethtool_link_settings) + 3 * 127 * 4] = {};
-  auto* base = reinterpret_cast<ethtool_link_settings*>(buf);
-  ifreq ifr{};
-  std::strncpy(ifr.ifr_name, name.c_str(), IFNAMSIZ - 1);
-  ifr.ifr_data = reinterpret_cast<char*>(buf);
-  base->cmd = ETHTOOL_GLINKSETTINGS;
-  int rc = ::ioctl(fd, SIOCETHTOOL, &ifr);
-  int nwords = -base->link_mode_masks_nwords;
-  std::memset(buf, 0, sizeof buf);
-  base->cmd = ETHTOOL_GLINKSETTINGS;
-  base->link_mode_masks_nwords = static_cast<int8_t>(nwords);
-  if (rc == 0) rc = ::ioctl(fd, SIOCETHTOOL, &ifr);
-  base->cmd = ETHTOOL_SLINKSETTINGS;
-  base->speed = speed;
-  base->duplex = duplex;
-  if (rc == 0) rc = ::ioctl(fd, SIOCETHTOOL, &ifr);
-  ::close(fd);
-  return rc;
-}
-
-}  // namespace
-
-TEST(EthtoolMediaSource, AnswersFromTheKernel) {
-  TQ_ENTER_FRESH_NETNS(ns);
-  auto source = systemMediaSource();
-  ASSERT_TRUE(source);
-  EXPECT_EQ(source.get(), systemMediaSource().get()) << "one shared source";
-
-  EXPECT_EQ(source->queryMedia(u"nosuch0").status, MediaSource::Status::Failed);
-  EXPECT_EQ(source->queryMedia(String()).status, MediaSource::Status::Failed);
-  EXPECT_EQ(source->queryMedia(u"lo").status, MediaSource::Status::Failed) << "lo has no link settings";
-
-  test::NetlinkRequests nl;
-  ASSERT_EQ(nl.createVeth("va", "vb"), 0);
-  auto veth = source->queryMedia(u"va");
-  EXPECT_EQ(veth.status, MediaSource::Status::Ok);
-  EXPECT_EQ(veth.word, 0x00100000u) << "veth: 10 Gb/s over twisted pair, full duplex: no subtype";
-
-  int tap = test::createTap("tap0");
-  if (tap != 0) GTEST_SKIP() << "cannot make a tap device: " << std::strerror(-tap);
-  auto initial = source->queryMedia(u"tap0");
-  EXPECT_EQ(initial.status, MediaSource::Status::Ok);
-  EXPECT_EQ(initial.word & 0xFFFFFFE0u, 0x00100000u) << "a tap starts full duplex, without pause";
-
-  if (setTapLink("tap0", 10, DUPLEX_FULL) != 0)
-    GTEST_SKIP() << "this kernel does not let a tap's link settings change";
-  EXPECT_EQ(source->queryMedia(u"tap0").word, 0x00100003u);
-  ASSERT_EQ(setTapLink("tap0", 1000, DUPLEX_HALF), 0);
-  EXPECT_EQ(source->queryMedia(u"tap0").word, 0x00200010u);
-  ASSERT_EQ(setTapLink("tap0", 100, DUPLEX_FULL), 0);
-  EXPECT_EQ(source->queryMedia(u"tap0").word, 0x00100006u);
 }

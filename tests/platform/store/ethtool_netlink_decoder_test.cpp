@@ -3,65 +3,27 @@
 #include <gtest/gtest.h>
 #include <linux/ethtool.h>
 #include <linux/ethtool_netlink.h>
-#include <linux/genetlink.h>
-#include <linux/netlink.h>
 
 #include <cstring>
-#include <string>
-#include <vector>
+
+#include "support/genl_message.h"
 
 using namespace tq;
 using namespace tq::ethtool_netlink;
 
 namespace {
 
-// One generic netlink message built by hand: header, genl header, attributes (nests by begin/end).
-class Message {
- public:
-  explicit Message(uint8_t command) : bytes_(NLMSG_HDRLEN + GENL_HDRLEN) { bytes_[NLMSG_HDRLEN] = command; }
-  Message& put(uint16_t type, const void* data, std::size_t size) {
-    std::size_t at = bytes_.size();
-    bytes_.resize(at + NLA_ALIGN(NLA_HDRLEN + size));
-    uint16_t length = static_cast<uint16_t>(NLA_HDRLEN + size);
-    std::memcpy(&bytes_[at], &length, 2);
-    std::memcpy(&bytes_[at + 2], &type, 2);
-    if (size) std::memcpy(&bytes_[at + NLA_HDRLEN], data, size);
-    return *this;
-  }
-  Message& u8(uint16_t type, uint8_t v) { return put(type, &v, 1); }
-  Message& u32(uint16_t type, uint32_t v) { return put(type, &v, 4); }
-  Message& str(uint16_t type, const std::string& s) { return put(type, s.c_str(), s.size() + 1); }
-  Message& words(uint16_t type, std::vector<uint32_t> w) { return put(type, w.data(), w.size() * 4); }
-  Message& begin(uint16_t type) {
-    nests_.push_back(bytes_.size());
-    return put(type | NLA_F_NESTED, nullptr, 0);
-  }
-  Message& end() {
-    uint16_t length = static_cast<uint16_t>(bytes_.size() - nests_.back());
-    std::memcpy(&bytes_[nests_.back()], &length, 2);
-    nests_.pop_back();
-    return *this;
-  }
-  Message& device(int index, const std::string& name) {
-    return begin(1).u32(ETHTOOL_A_HEADER_DEV_INDEX, index).str(ETHTOOL_A_HEADER_DEV_NAME, name).end();
-  }
-  std::vector<uint8_t> done() const {
-    std::vector<uint8_t> out = bytes_;
-    uint32_t length = static_cast<uint32_t>(out.size());
-    std::memcpy(out.data(), &length, 4);
-    return out;
-  }
-
- private:
-  std::vector<uint8_t> bytes_;
-  std::vector<std::size_t> nests_;
-};
+// A reply about one device (index and name in the header nest).
+test::GenlMessage Message(uint8_t command, int index = 0, const std::string& name = "") {
+  test::GenlMessage m(0x1d, command);
+  if (!name.empty()) m.begin(1).u32(ETHTOOL_A_HEADER_DEV_INDEX, index).str(ETHTOOL_A_HEADER_DEV_NAME, name).end();
+  return m;
+}
 
 }  // namespace
 
 TEST(EthtoolNetlinkDecoder, EachKindOfReplyGivesItsOwnFields) {
-  auto linkModes = Message(ETHTOOL_MSG_LINKMODES_GET_REPLY)
-                       .device(7, "eth7")
+  auto linkModes = Message(ETHTOOL_MSG_LINKMODES_GET_REPLY, 7, "eth7")
                        .u8(ETHTOOL_A_LINKMODES_AUTONEG, AUTONEG_ENABLE)
                        .begin(ETHTOOL_A_LINKMODES_OURS)
                        .u32(ETHTOOL_A_BITSET_SIZE, 40)
@@ -76,15 +38,13 @@ TEST(EthtoolNetlinkDecoder, EachKindOfReplyGivesItsOwnFields) {
                        .u32(ETHTOOL_A_LINKMODES_SPEED, 1000)
                        .u8(ETHTOOL_A_LINKMODES_DUPLEX, DUPLEX_FULL)
                        .done();
-  auto linkInfo = Message(ETHTOOL_MSG_LINKINFO_GET_REPLY).device(7, "eth7").u8(ETHTOOL_A_LINKINFO_PORT, PORT_FIBRE).done();
-  auto pause = Message(ETHTOOL_MSG_PAUSE_GET_REPLY)
-                   .device(7, "eth7")
+  auto linkInfo = Message(ETHTOOL_MSG_LINKINFO_GET_REPLY, 7, "eth7").u8(ETHTOOL_A_LINKINFO_PORT, PORT_FIBRE).done();
+  auto pause = Message(ETHTOOL_MSG_PAUSE_GET_REPLY, 7, "eth7")
                    .u8(ETHTOOL_A_PAUSE_AUTONEG, 0)
                    .u8(ETHTOOL_A_PAUSE_RX, 1)
                    .u8(ETHTOOL_A_PAUSE_TX, 0)
                    .done();
-  auto features = Message(ETHTOOL_MSG_FEATURES_GET_REPLY)
-                      .device(7, "eth7")
+  auto features = Message(ETHTOOL_MSG_FEATURES_GET_REPLY, 7, "eth7")
                       .begin(ETHTOOL_A_FEATURES_HW)
                       .u32(ETHTOOL_A_BITSET_SIZE, 64)
                       .words(ETHTOOL_A_BITSET_VALUE, {~0u, ~0u})
@@ -123,11 +83,10 @@ TEST(EthtoolNetlinkDecoder, EachKindOfReplyGivesItsOwnFields) {
   EXPECT_FALSE(r.facts.loopback) << "no loopback feature known";
 
   // Only whole messages of these kinds decode; cutting one anywhere never reads past the cut.
-  EXPECT_FALSE(decodeReply(Message(ETHTOOL_MSG_STRSET_GET_REPLY).device(7, "eth7").done(), 40, r));
+  EXPECT_FALSE(decodeReply(Message(ETHTOOL_MSG_STRSET_GET_REPLY, 7, "eth7").done(), 40, r));
   EXPECT_FALSE(decodeReply(Message(ETHTOOL_MSG_LINKINFO_GET_REPLY).u8(ETHTOOL_A_LINKINFO_PORT, 1).done(), 40, r))
       << "no device";
-  auto verbose = Message(ETHTOOL_MSG_FEATURES_GET_REPLY)
-                     .device(7, "eth7")
+  auto verbose = Message(ETHTOOL_MSG_FEATURES_GET_REPLY, 7, "eth7")
                      .begin(ETHTOOL_A_FEATURES_ACTIVE)
                      .begin(ETHTOOL_A_BITSET_BITS)
                      .end()
@@ -147,7 +106,7 @@ TEST(EthtoolNetlinkDecoder, EachKindOfReplyGivesItsOwnFields) {
 
 TEST(EthtoolNetlinkDecoder, FeatureIndexFromTheFeaturesStringSet) {
   auto strings = [](uint32_t set, std::vector<std::string> names) {
-    Message m(ETHTOOL_MSG_STRSET_GET_REPLY);
+    auto m = Message(ETHTOOL_MSG_STRSET_GET_REPLY);
     m.begin(ETHTOOL_A_STRSET_STRINGSETS).begin(ETHTOOL_A_STRINGSETS_STRINGSET).u32(ETHTOOL_A_STRINGSET_ID, set);
     m.u32(ETHTOOL_A_STRINGSET_COUNT, static_cast<uint32_t>(names.size())).begin(ETHTOOL_A_STRINGSET_STRINGS);
     for (uint32_t i = 0; i < names.size(); ++i)

@@ -121,6 +121,11 @@ class StoreDiff : public ::testing::Test {
     for (const String& k : store.copyKeyList(u".*").strings()) s[k.UTF8String()] = store.copyValue(k);
     return s;
   }
+  static State freshRead() {
+    LinuxNetworkStore::Options o;
+    o.useSystemWireless = false;
+    return dumpOf(*LinuxNetworkStore::create(u"fresh", nullptr, o));
+  }
 
   // Runs the loop until every watcher's replay equals the kernel's state and a fresh store's read;
   // the kernel may still be settling (carrier follows a peer through the link watcher), so this
@@ -136,11 +141,7 @@ class StoreDiff : public ::testing::Test {
         // Values are read the same whether watched or not (some are made only when asked for).
         if (w->pattern != ".*") same &= dumpOf(*w->store) == expected;
       }
-      if (!same) continue;
-      LinuxNetworkStore::Options o;
-      o.useSystemWireless = false;
-      auto fresh = LinuxNetworkStore::create(u"fresh", nullptr, o);
-      if (dumpOf(*fresh) == expected) return "";
+      if (same && freshRead() == expected) return "";
     }
     std::string out;
     for (auto& w : watchers) {
@@ -148,10 +149,7 @@ class StoreDiff : public ::testing::Test {
       if (w->pattern != ".*")
         out += test::describeDifference(expected, dumpOf(*w->store), "kernel", (w->label + ", read").c_str());
     }
-    LinuxNetworkStore::Options o;
-    o.useSystemWireless = false;
-    auto fresh = LinuxNetworkStore::create(u"fresh", nullptr, o);
-    out += test::describeDifference(expected, dumpOf(*fresh), "kernel", "a fresh store");
+    out += test::describeDifference(expected, freshRead(), "kernel", "a fresh store");
     return out;
   }
 
@@ -166,11 +164,6 @@ class StoreDiff : public ::testing::Test {
     auto it = w.replay.find("State:/Network/Global/IPv4");
     if (it == w.replay.end()) return "";
     return it->second.dictionaryValue().objectForKey(u"PrimaryInterface").stringValue().UTF8String();
-  }
-  static std::string router(const Watcher& w) {
-    auto it = w.replay.find("State:/Network/Global/IPv4");
-    if (it == w.replay.end()) return "";
-    return it->second.dictionaryValue().objectForKey(u"Router").stringValue().UTF8String();
   }
 
   // A veth pair whose peer ("p" + name) is up, the near end up too.
@@ -212,101 +205,6 @@ TEST_F(StoreDiff, AChangeOwedFromAnEarlierRoundIsReported) {
   auto keys = reported(w, mark);
   EXPECT_EQ(count(keys, "State:/Network/Interface/va/Link"), 1) << "the carrier change of va";
   EXPECT_EQ(count(keys, "State:/Network/Interface/va/IPv4"), 1);
-}
-
-TEST_F(StoreDiff, ReplaceChangePrependAndDeleteOfDefaultRoutes) {
-  pair("va", "pa");
-  pair("wa", "pw");
-  ASSERT_EQ(nl.addAddress("va", "10.1.0.2", 24), 0);
-  ASSERT_EQ(nl.addAddress("wa", "10.2.0.2", 24), 0);
-  Watcher& w = watch("store");
-  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(20, {hop("va", "10.1.0.1")})), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(primary(w), "va");
-  EXPECT_EQ(router(w), "10.1.0.1");
-
-  ASSERT_EQ(nl.defaultRoute(Verb::Replace, route(20, {hop("wa", "10.2.0.1")})), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(primary(w), "wa") << "replace takes the old route's place";
-  ASSERT_EQ(nl.defaultRoute(Verb::Change, route(20, {hop("wa", "10.2.0.9")})), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(router(w), "10.2.0.9");
-
-  // Equal metrics: prepend goes first, append last; the first usable one is the primary.
-  ASSERT_EQ(nl.defaultRoute(Verb::Prepend, route(20, {hop("va", "10.1.0.1")})), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(primary(w), "va");
-  ASSERT_EQ(nl.defaultRoute(Verb::Append, route(20, {hop("va", "10.1.0.7")})), 0);
-  ASSERT_EQ(nl.defaultRoute(Verb::Replace, route(20, {hop("wa", "10.2.0.1")})), 0);  // the first one
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(primary(w), "wa");
-  EXPECT_EQ(router(w), "10.2.0.1");
-
-  // Multipath: the first hop that is usable.
-  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(5, {hop("wa", "10.2.0.3"), hop("va", "10.1.0.3")})), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(router(w), "10.2.0.3");
-  ASSERT_EQ(nl.setUp("pw", false), 0);  // wa without carrier: the second hop
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(router(w), "10.1.0.3");
-
-  for (auto r : {route(5, {hop("wa", "10.2.0.3"), hop("va", "10.1.0.3")}), route(20, {hop("wa", "10.2.0.1")}),
-                 route(20, {hop("wa", "10.2.0.9")}), route(20, {hop("va", "10.1.0.7")})})
-    ASSERT_EQ(nl.defaultRoute(Verb::Delete, r), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(w.replay.count("State:/Network/Global/IPv4"), 0u) << "no default route left";
-}
-
-TEST_F(StoreDiff, NexthopObjectsAndWhatTheKernelDropsSilently) {
-  pair("va", "pa");
-  pair("wa", "pw");
-  ASSERT_EQ(nl.addAddress("va", "10.1.0.2", 24), 0);
-  ASSERT_EQ(nl.addAddress("wa", "10.2.0.2", 24), 0);
-  Watcher& w = watch("store");
-  ASSERT_EQ(nl.addNexthop(nexthop(1, "va", "10.1.0.1"), false), 0);
-  ASSERT_EQ(nl.addNexthop(nexthop(2, "wa", "10.2.0.1"), false), 0);
-  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(10, {}, 1)), 0);
-  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(20, {hop("wa", "10.2.0.1")})), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(router(w), "10.1.0.1");
-
-  ASSERT_EQ(nl.addNexthop(nexthop(1, "va", "10.1.0.5"), true), 0);  // replaced: its routes follow
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(router(w), "10.1.0.5");
-  ASSERT_EQ(nl.deleteNexthop(1), 0);  // its routes go with it, without a message of their own
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(primary(w), "wa");
-
-  // A group; its routes stay while a member is left.
-  ASSERT_EQ(nl.addNexthop(nexthop(1, "va", "10.1.0.1"), false), 0);
-  ASSERT_EQ(nl.addNexthop(nexthop(5, "", "", {1, 2}), false), 0);
-  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(5, {}, 5)), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(router(w), "10.1.0.1");
-  ASSERT_EQ(nl.setUp("pa", false), 0);  // va loses carrier: nexthop 1 goes, silently
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(router(w), "10.2.0.1");
-  ASSERT_EQ(nl.setUp("pa", true), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(router(w), "10.2.0.1") << "nexthop 1 does not come back";
-
-  ASSERT_EQ(nl.setUp("wa", false), 0);  // nexthop 2, the group, its route and wa's own route go
-  ASSERT_EQ(nl.setUp("wa", true), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(primary(w), "");
-
-  // The last address of a link takes the link's routes; a route's preferred source takes it too.
-  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(30, {hop("va", "10.1.0.1")})), 0);
-  ASSERT_EQ(nl.addAddress("wa", "10.2.0.3", 24), 0);
-  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(20, {hop("wa", "10.2.0.1")}, 0, "10.2.0.3")), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(primary(w), "wa");
-  ASSERT_EQ(nl.deleteAddress("wa", "10.2.0.3", 24), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(primary(w), "va");
-  ASSERT_EQ(nl.deleteAddress("va", "10.1.0.2", 24), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_EQ(primary(w), "");
 }
 
 // The global key goes out whenever the primary interface's addresses change, its own value equal.
@@ -388,33 +286,6 @@ TEST_F(StoreDiff, NamesThatAreNotUTF8GetKeysOfTheirOwn) {
   EXPECT_EQ(w.replay.count("State:/Network/Interface/n\\\\xff/Link"), 1u) << "a backslash of the name doubles";
   EXPECT_EQ(w.replay.count("State:/Network/Interface/n\\xff/IPv4"), 1u);
   EXPECT_EQ(w.replay.count("State:/Network/Interface/n\\xfe/IPv4"), 0u);
-  ASSERT_EQ(nl.setUp("pb", false), 0);
-  ASSERT_EQ(converge(), "");
-  EXPECT_TRUE(w.replay["State:/Network/Interface/n\\xff/Link"].dictionaryValue().objectForKey(u"Active").boolValue());
-  EXPECT_FALSE(w.replay["State:/Network/Interface/n\\xfe/Link"].dictionaryValue().objectForKey(u"Active").boolValue());
-}
-
-// Address events cost one update each: a link with many addresses keeps the kernel's order through
-// secondaries, promotions and deletions.
-TEST_F(StoreDiff, AddressOrderThroughPromotions) {
-  pair("va", "pa");
-  Watcher& w = watch("store");
-  ASSERT_TRUE(test::setSysctl("net/ipv4/conf/va/promote_secondaries", "1"));
-  const char* script[][3] = {
-      {"+", "10.1.0.2", "24"}, {"+", "10.1.0.3", "24"}, {"+", "10.2.0.2", "16"}, {"+", "10.1.0.4", "24"},
-      {"+", "10.3.0.1", "32"}, {"+", "10.2.0.3", "16"}, {"-", "10.1.0.2", "24"}, {"+", "10.1.0.2", "24"},
-      {"-", "10.2.0.2", "16"}, {"-", "10.1.0.3", "24"}, {"+", "10.4.0.1", "8"},  {"-", "10.3.0.1", "32"},
-  };
-  for (auto& step : script) {
-    int rc = step[0][0] == '+' ? nl.addAddress("va", step[1], std::atoi(step[2]), "")
-                               : nl.deleteAddress("va", step[1], std::atoi(step[2]));
-    ASSERT_EQ(rc, 0) << step[0] << step[1];
-    ASSERT_EQ(converge(), "") << "after " << step[0] << step[1];
-  }
-  ASSERT_TRUE(test::setSysctl("net/ipv4/conf/va/promote_secondaries", "0"));
-  ASSERT_EQ(nl.deleteAddress("va", "10.1.0.4", 24), 0);  // takes its secondaries with it
-  ASSERT_EQ(converge(), "");
-  EXPECT_FALSE(w.replay.empty());
 }
 
 namespace {
@@ -429,6 +300,39 @@ struct KernelRule {
   std::size_t beforeStores = 0;  // the first lines run before the stores are made
 };
 const KernelRule kKernelRules[] = {
+    // Equal metrics: prepend goes first, append last; the first usable one is the primary; of a
+    // multipath route, the first hop that is usable.
+    {"DefaultRoutesAddedReplacedChangedPrependedAppendedAndDeleted",
+     {"ip addr add 10.1.0.2/24 dev va; ip addr add 10.2.0.2/24 dev vb",
+      "ip route add default via 10.1.0.1 dev va metric 20", "ip route replace default via 10.2.0.1 dev vb metric 20",
+      "ip route change default via 10.2.0.9 dev vb metric 20", "ip route prepend default via 10.1.0.1 dev va metric 20",
+      "ip route append default via 10.1.0.7 dev va metric 20; ip route replace default via 10.2.0.1 dev vb metric 20",
+      "ip route add default metric 5 nexthop via 10.2.0.3 dev vb nexthop via 10.1.0.3 dev va", "ip link set pvb down",
+      "ip route flush exact 0.0.0.0/0"}},
+    // A replaced nexthop object takes its routes along; a deleted one, or one that goes with its
+    // link's carrier, takes them without a message of their own; a group's routes stay while a
+    // member is left. The last address of a link takes the link's routes; a route's preferred
+    // source takes it too.
+    {"NexthopObjectsAndWhatTheKernelDropsSilently",
+     {"ip addr add 10.1.0.2/24 dev va; ip addr add 10.2.0.2/24 dev vb",
+      "ip nexthop add id 1 via 10.1.0.1 dev va; ip nexthop add id 2 via 10.2.0.1 dev vb; "
+      "ip route add default nhid 1 metric 10; ip route add default via 10.2.0.1 dev vb metric 20",
+      "ip nexthop replace id 1 via 10.1.0.5 dev va", "ip nexthop del id 1",
+      "ip nexthop add id 1 via 10.1.0.1 dev va; ip nexthop add id 5 group 1/2; ip route add default nhid 5 metric 5",
+      "ip link set pva down", "ip link set pva up", "ip link set vb down; ip link set vb up",
+      "ip route add default via 10.1.0.1 dev va metric 30; ip addr add 10.2.0.3/24 dev vb; "
+      "ip route add default via 10.2.0.1 dev vb metric 20 src 10.2.0.3",
+      "ip addr del 10.2.0.3/24 dev vb", "ip addr del 10.1.0.2/24 dev va"}},
+    // Address events cost one update each: a link with many addresses keeps the kernel's order
+    // through secondaries, promotions and deletions.
+    {"AddressOrderThroughPromotions",
+     {"sysctl -qw net.ipv4.conf.va.promote_secondaries=1", "ip addr add 10.1.0.2/24 dev va",
+      "ip addr add 10.1.0.3/24 dev va", "ip addr add 10.2.0.2/16 dev va", "ip addr add 10.1.0.4/24 dev va",
+      "ip addr add 10.3.0.1/32 dev va", "ip addr add 10.2.0.3/16 dev va", "ip addr del 10.1.0.2/24 dev va",
+      "ip addr add 10.1.0.2/24 dev va", "ip addr del 10.2.0.2/16 dev va", "ip addr del 10.1.0.3/24 dev va",
+      "ip addr add 10.4.0.1/8 dev va", "ip addr del 10.3.0.1/32 dev va",
+      // without promotion, deleting a primary takes its secondaries with it
+      "sysctl -qw net.ipv4.conf.va.promote_secondaries=0; ip addr del 10.1.0.4/24 dev va"}},
     {"AnAddressAddedToALinkThatIsUpRevivesItsDeadHops",
      {"ip addr add 10.2.0.2/24 dev vb; ip addr add 10.3.0.2/24 dev vc",
       "ip route add default nexthop via 10.2.0.1 dev vb nexthop via 10.3.0.1 dev vc",
@@ -561,7 +465,7 @@ TEST_P(StoreRandomized, SequencesMatchTheKernel) {
 
   std::vector<std::string> log;
   int taken = 0;  // requests the kernel took
-  auto took = [&](const char*, int rc) {
+  auto took = [&](int rc) {
     taken += rc == 0;
     return rc;
   };
@@ -570,28 +474,24 @@ TEST_P(StoreRandomized, SequencesMatchTheKernel) {
     int s = world.pick(4);
     const std::string& n = world.near[s];
     std::string what;
-    switch (world.pick(inBurst ? 8 : 11)) {
-      case 0: {
-        bool up = world.chance(60);
-        took("near", nl.setUp(n, up));
-        what = "near " + std::to_string(s) + (up ? " up" : " down");
-        break;
-      }
+    int kind = world.pick(inBurst ? 8 : 11);
+    switch (kind) {
+      case 0:
       case 1: {
         bool up = world.chance(60);
-        took("peer", nl.setUp(world.peer(s), up));
-        what = "peer " + std::to_string(s) + (up ? " up" : " down");
+        took(nl.setUp(kind == 0 ? n : world.peer(s), up));
+        what = (kind == 0 ? "near " : "peer ") + std::to_string(s) + (up ? " up" : " down");
         break;
       }
       case 2: {
         std::string a = world.address(s);
-        took("add address", nl.addAddress(n, a, world.prefix(a), world.chance(50) ? "10." + std::to_string(s) + ".255.255" : ""));
+        took(nl.addAddress(n, a, world.prefix(a), world.chance(50) ? "10." + std::to_string(s) + ".255.255" : ""));
         what = "add " + a + " on " + std::to_string(s);
         break;
       }
       case 3: {
         std::string a = world.address(s);
-        took("delete address", nl.deleteAddress(n, a, world.prefix(a)));
+        took(nl.deleteAddress(n, a, world.prefix(a)));
         what = "delete " + a + " on " + std::to_string(s);
         break;
       }
@@ -615,7 +515,7 @@ TEST_P(StoreRandomized, SequencesMatchTheKernel) {
           r.hops = {hop(n, world.gateway(s))};
           r.prefsrc = world.address(s);
         }
-        took("route", nl.defaultRoute(verb, r));
+        took(nl.defaultRoute(verb, r));
         what = "route verb " + std::to_string(static_cast<int>(verb)) + " form " + std::to_string(form) + " metric " +
                std::to_string(r.metric) + " slot " + std::to_string(s);
         break;
@@ -623,15 +523,15 @@ TEST_P(StoreRandomized, SequencesMatchTheKernel) {
       case 6: {
         uint32_t id = static_cast<uint32_t>(1 + world.pick(5));
         if (world.chance(25)) {
-          took("delete nexthop", nl.deleteNexthop(id));
+          took(nl.deleteNexthop(id));
           what = "delete nexthop " + std::to_string(id);
         } else if (id == 5) {
           std::vector<uint32_t> members = {static_cast<uint32_t>(1 + world.pick(2))};
           if (world.chance(50)) members.push_back(3 + static_cast<uint32_t>(world.pick(2)));
-          took("group", nl.addNexthop(nexthop(5, "", "", members), world.chance(50)));
+          took(nl.addNexthop(nexthop(5, "", "", members), world.chance(50)));
           what = "group nexthop 5";
         } else {
-          took("nexthop", nl.addNexthop(nexthop(id, n, world.chance(70) ? world.gateway(s) : ""), world.chance(50)));
+          took(nl.addNexthop(nexthop(id, n, world.chance(70) ? world.gateway(s) : ""), world.chance(50)));
           what = "nexthop " + std::to_string(id) + " on " + std::to_string(s);
         }
         break;
@@ -639,7 +539,7 @@ TEST_P(StoreRandomized, SequencesMatchTheKernel) {
       case 7: {
         std::string to = world.freeName();
         nl.setUp(n, false);
-        if (took("rename", nl.rename(n, to)) == 0 || inBurst) world.near[s] = to;
+        if (took(nl.rename(n, to)) == 0 || inBurst) world.near[s] = to;
         nl.setUp(world.near[s], true);
         what = "rename " + std::to_string(s);
         break;

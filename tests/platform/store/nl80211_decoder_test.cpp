@@ -1,66 +1,15 @@
 #include "tq/platform/store/nl80211_decoder.h"
 
 #include <gtest/gtest.h>
-#include <linux/genetlink.h>
-#include <linux/netlink.h>
 #include <linux/nl80211.h>
 
-#include <cstring>
-#include <string>
-#include <vector>
+#include "support/genl_message.h"
 
 using namespace tq;
 using namespace tq::nl80211;
+using Builder = tq::test::GenlMessage;
 
 namespace {
-
-// Builds one generic netlink message: header, genl header, attributes (nests by start/end).
-class Builder {
- public:
-  Builder(uint16_t type, uint8_t cmd) {
-    bytes_.resize(NLMSG_HDRLEN + GENL_HDRLEN);
-    header()->nlmsg_type = type;
-    auto* g = reinterpret_cast<genlmsghdr*>(bytes_.data() + NLMSG_HDRLEN);
-    g->cmd = cmd;
-    g->version = 1;
-  }
-  Builder& put(uint16_t type, const void* data, std::size_t size) {
-    std::size_t at = bytes_.size();
-    bytes_.resize(at + NLA_ALIGN(NLA_HDRLEN + size));
-    auto* a = reinterpret_cast<nlattr*>(bytes_.data() + at);
-    a->nla_type = type;
-    a->nla_len = static_cast<uint16_t>(NLA_HDRLEN + size);
-    if (size) std::memcpy(bytes_.data() + at + NLA_HDRLEN, data, size);
-    return *this;
-  }
-  Builder& u32(uint16_t type, uint32_t v) { return put(type, &v, 4); }
-  Builder& u16(uint16_t type, uint16_t v) { return put(type, &v, 2); }
-  Builder& str(uint16_t type, const std::string& s) { return put(type, s.c_str(), s.size() + 1); }
-  Builder& bytes(uint16_t type, const std::vector<uint8_t>& b) { return put(type, b.data(), b.size()); }
-  Builder& begin(uint16_t type) {
-    nests_.push_back(bytes_.size());
-    return put(type | NLA_F_NESTED, nullptr, 0);
-  }
-  Builder& end() {
-    std::size_t at = nests_.back();
-    nests_.pop_back();
-    reinterpret_cast<nlattr*>(bytes_.data() + at)->nla_len = static_cast<uint16_t>(bytes_.size() - at);
-    return *this;
-  }
-  // The finished message, in 4-byte aligned storage.
-  std::span<const uint8_t> done() {
-    header()->nlmsg_len = static_cast<uint32_t>(bytes_.size());
-    aligned_.assign((bytes_.size() + 3) / 4, 0);
-    std::memcpy(aligned_.data(), bytes_.data(), bytes_.size());
-    return {reinterpret_cast<const uint8_t*>(aligned_.data()), bytes_.size()};
-  }
-
- private:
-  nlmsghdr* header() { return reinterpret_cast<nlmsghdr*>(bytes_.data()); }
-  std::vector<uint8_t> bytes_;
-  std::vector<std::size_t> nests_;
-  std::vector<uint32_t> aligned_;
-};
 
 const std::vector<uint8_t> kBssid = {0x02, 0x11, 0x22, 0x33, 0x44, 0x55};
 
@@ -133,27 +82,6 @@ TEST(Nl80211Decoder, InterfaceAndAssociatedBss) {
   EXPECT_FALSE(decodeBss(shortBssid.done(), b));
 }
 
-TEST(Nl80211Decoder, EventsThatChangeTheAssociation) {
-  struct Case {
-    uint8_t cmd;
-    bool changes;
-  };
-  for (Case c : {Case{NL80211_CMD_CONNECT, true}, Case{NL80211_CMD_DISCONNECT, true}, Case{NL80211_CMD_ROAM, true},
-                 Case{NL80211_CMD_DEL_INTERFACE, true}, Case{NL80211_CMD_NEW_SCAN_RESULTS, false},
-                 Case{NL80211_CMD_TRIGGER_SCAN, false}}) {
-    Builder e(0x1c, c.cmd);
-    e.u32(NL80211_ATTR_IFINDEX, 9).bytes(NL80211_ATTR_MAC, kBssid);
-    Event ev;
-    ASSERT_TRUE(decodeEvent(e.done(), 0x1c, ev)) << int(c.cmd);
-    EXPECT_EQ(ev.command, c.cmd);
-    EXPECT_EQ(ev.ifindex, 9);
-    EXPECT_EQ(ev.changesState, c.changes) << int(c.cmd);
-  }
-  Builder other(0x1d, NL80211_CMD_CONNECT);
-  Event ev;
-  EXPECT_FALSE(decodeEvent(other.done(), 0x1c, ev)) << "another family's message";
-}
-
 TEST(Nl80211Decoder, WhatConnectRoamAndDisconnectEventsSayOfTheAssociation) {
   std::vector<uint8_t> request = ies("tq-home");  // the station's association request
   struct Case {
@@ -163,6 +91,7 @@ TEST(Nl80211Decoder, WhatConnectRoamAndDisconnectEventsSayOfTheAssociation) {
     bool timedOut, byAp;
     bool connected, byAccessPoint;
     const char* ssid;  // nullptr: nil
+    bool changes = true;  // whether the event changes the association
   };
   const Case cases[] = {
       {"connect", NL80211_CMD_CONNECT, 0, false, false, true, false, "tq-home"},
@@ -172,21 +101,29 @@ TEST(Nl80211Decoder, WhatConnectRoamAndDisconnectEventsSayOfTheAssociation) {
       {"roam", NL80211_CMD_ROAM, -1, false, false, true, false, "tq-home"},
       {"left by the station", NL80211_CMD_DISCONNECT, -1, false, false, false, false, nullptr},
       {"left by the access point", NL80211_CMD_DISCONNECT, -1, false, true, false, true, nullptr},
+      {"interface gone", NL80211_CMD_DEL_INTERFACE, -1, false, false, false, false, nullptr},
+      {"scan results", NL80211_CMD_NEW_SCAN_RESULTS, -1, false, false, false, false, nullptr, false},
+      {"scan started", NL80211_CMD_TRIGGER_SCAN, -1, false, false, false, false, nullptr, false},
   };
   for (const Case& c : cases) {
     Builder e(0x1c, c.cmd);
     e.u32(NL80211_ATTR_IFINDEX, 2).bytes(NL80211_ATTR_MAC, kBssid);
-    if (c.cmd != NL80211_CMD_DISCONNECT) e.bytes(NL80211_ATTR_REQ_IE, request);
+    if (c.cmd == NL80211_CMD_CONNECT || c.cmd == NL80211_CMD_ROAM) e.bytes(NL80211_ATTR_REQ_IE, request);
     if (c.status >= 0) e.u16(NL80211_ATTR_STATUS_CODE, static_cast<uint16_t>(c.status));
     if (c.timedOut) e.put(NL80211_ATTR_TIMED_OUT, nullptr, 0);
     if (c.byAp) e.put(NL80211_ATTR_DISCONNECTED_BY_AP, nullptr, 0);
     Event ev;
     ASSERT_TRUE(decodeEvent(e.done(), 0x1c, ev)) << c.name;
+    EXPECT_EQ(ev.command, c.cmd);
+    EXPECT_EQ(ev.ifindex, 2);
+    EXPECT_EQ(ev.changesState, c.changes) << c.name;
     EXPECT_EQ(ev.bssid, Data::withVector(kBssid)) << c.name;
     EXPECT_EQ(ev.connected, c.connected) << c.name;
     EXPECT_EQ(ev.byAccessPoint, c.byAccessPoint) << c.name;
     EXPECT_EQ(ev.ssid, c.ssid ? Data::withString(c.ssid) : Data()) << c.name;
   }
+  Event other;
+  EXPECT_FALSE(decodeEvent(Builder(0x1d, NL80211_CMD_CONNECT).done(), 0x1c, other)) << "another family's message";
 }
 
 TEST(Nl80211Decoder, InformationElementsAndMalformedInput) {

@@ -533,6 +533,7 @@ TEST(NibFormsCorpus, EveryVisibleStringOfEveryFormReachesTheModel) {
     const std::string readPath = path.parent_path().extension() == ".nib" ? path.parent_path().string() : path.string();
     NibReadResult r = readNibFile(readPath);
     ASSERT_TRUE(r) << readPath << ": " << r.error().reason;
+    for (const auto& w : r.nib().warnings()) ADD_FAILURE() << path << ": " << w;
     ModelStrings model;
     for (const auto& object : r.nib().topLevelObjects()) model.object(object.get());
     std::size_t missing = 0;

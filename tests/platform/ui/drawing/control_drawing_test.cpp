@@ -4,12 +4,10 @@
 
 #include <cmath>
 #include <filesystem>
-#include <fstream>
 
+#include "platform/ui/drawing/drawn.h"
 #include "platform/ui/pixels.h"
 #include "support/test_paths.h"
-#include "tq/interface/tq_text_field_cell.h"
-#include "tq/platform/ui/archive/nib_reader.h"
 #include "tq/platform/ui/drawing/pango_text_measurer.h"
 #include "tq/platform/ui/drawing/view_drawing.h"
 #include "tq/platform/ui/model/button.h"
@@ -20,27 +18,9 @@
 
 using namespace tq;
 using Kind = DrawingRecord::Kind;
+using test::Drawn;
 
 namespace {
-
-// A root view 240 x 80, drawn unflipped with a recorder.
-struct Drawn {
-  GraphicsContextRef context = GraphicsContext::imageContext({240, 80}, false);
-  std::shared_ptr<DrawingRecorder> recorder = std::make_shared<DrawingRecorder>();
-  Drawn(const View& root, ViewDrawingOptions options = {}) {
-    context->setRecorder(recorder);
-    GraphicsContext::setCurrentContext(context);
-    drawViewHierarchy(root, false, options);
-    GraphicsContext::setCurrentContext(nullptr);
-  }
-  std::vector<DrawingRecord> of(Kind kind) const { return recorder->recordsOfKind(kind); }
-  const DrawingRecord* text(const String& s) const {
-    for (const auto& r : recorder->records()) {
-      if (r.kind == Kind::DrawText && r.text == s) return &r;
-    }
-    return nullptr;
-  }
-};
 
 double centreX(const DrawingRecord& r) { return r.contextRect().x + r.contextRect().w / 2; }
 
@@ -181,37 +161,6 @@ TEST(ControlDrawing, NamedImagesComeFromTheDocumentFoldersElseStandInsElsePlaceh
   EXPECT_EQ(drawn.text(u"+"), nullptr);
 }
 
-TEST(ControlDrawing, ImagesTheDocumentHoldsAreRead) {
-  // A document holding its image as an archive (a binary property list with the PNG as data).
-  test::TempDir dir;
-  writePNG(dir.path() / "dot.png", 0, 1, 0);
-  std::ifstream in(dir.path() / "dot.png", std::ios::binary);
-  const std::string png((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  ASSERT_LT(png.size(), 65536u);
-  // The list's header, then the PNG as data with a two-byte length.
-  const std::string archive = std::string("bplist00\xd4\x01\x02\x4F\x11") + char(png.size() >> 8) + char(png.size() & 0xFF) + png;
-  static const char kAlphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-  std::string base64;
-  for (std::size_t i = 0; i < archive.size(); i += 3) {
-    unsigned v = 0;
-    for (std::size_t k = 0; k < 3; ++k) v = v << 8 | (i + k < archive.size() ? static_cast<unsigned char>(archive[i + k]) : 0u);
-    for (std::size_t k = 0; k < 4; ++k) base64 += i + k <= archive.size() ? kAlphabet[(v >> (18 - 6 * k)) & 63] : '=';
-    if (i % 57 == 54) base64 += '\n';
-  }
-  const std::string xib =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<document type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" "
-      "version=\"3.0\"><objects/><resources><image name=\"imageCell:7:image\" width=\"8\" height=\"8\">"
-      "<mutableData key=\"keyedArchiveRepresentation\">" + base64 + "</mutableData></image>"
-      "<image name=\"NSAddTemplate\" width=\"14\" height=\"13\"/></resources></document>";
-  NibReadResult result = readNibData(xib);
-  ASSERT_TRUE(result) << result.error().reason;
-  const auto& held = result.nib().embeddedImages();
-  ASSERT_EQ(held.size(), 1u);
-  ImageRef image = Image::imageWithData(held.at(u"imageCell:7:image"));
-  ASSERT_TRUE(image);
-  EXPECT_EQ(image->size(), (Size{8, 8}));
-}
-
 TEST(ControlDrawing, ADarkPanelDrawsLightTitles) {
   const auto titleWhite = [](unsigned mask) {
     Window window({0, 0, 200, 60});
@@ -251,33 +200,4 @@ TEST(ControlDrawing, TablesDrawTheirRowsFromTheTop) {
   // Each row is 19 high, counted down from the table's top edge (y 80 in this unflipped picture).
   for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(rows[i], 80 - 19.0 * (i + 1), 0.5 + 1e-9) << i;
   root.removeAllSubviews();
-}
-
-TEST(ControlDrawing, TheLibrarysTextCellDrawsItselfInADocument) {
-  PangoTextMeasurer::install();
-  const std::string xib =
-      "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<document type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" "
-      "version=\"3.0\"><objects><customView id=\"1\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"240\" height=\"80\"/>"
-      "<subviews><textField id=\"2\"><rect key=\"frame\" x=\"10\" y=\"4\" width=\"200\" height=\"70\"/>"
-      "<textFieldCell key=\"cell\" lineBreakMode=\"wordWrapping\" title=\"Centred\" id=\"3\" "
-      "customClass=\"TQTextFieldCell\"><font key=\"font\" metaFont=\"system\"/></textFieldCell></textField>"
-      "</subviews></customView></objects></document>";
-  (void)TQTextFieldCell::initTextCell(u"");  // the class is linked and registered
-  NibReadResult result = readNibData(xib);
-  ASSERT_TRUE(result) << result.error().reason;
-  auto root = std::dynamic_pointer_cast<View>(result.nib().topLevelObjects().at(0));
-  ASSERT_TRUE(root);
-  auto field = std::dynamic_pointer_cast<TextField>(root->subviews().at(0));
-  ASSERT_TRUE(std::dynamic_pointer_cast<TQTextFieldCell>(field->cell()));
-  Drawn drawn(*root);
-  ASSERT_NE(drawn.text(u"Centred"), nullptr);
-  // The ink of the text is centred in the 70-high field (device rows 6 to 76), not at its top.
-  int first = -1, last = -1;
-  for (int row = 0; row < 80; ++row) {
-    if (test::inkedPixels(*drawn.context, 10, row, 210, row + 1) == 0) continue;
-    if (first < 0) first = row;
-    last = row;
-  }
-  ASSERT_GE(first, 0) << "the text was drawn";
-  EXPECT_NEAR((first + last + 1) / 2.0, 80 - (4 + 35), 4.0) << "rows " << first << " to " << last;
 }

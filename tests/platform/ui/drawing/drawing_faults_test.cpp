@@ -1,79 +1,53 @@
-// Faults seen in rendered windows of real applications, each drawn from a document in the form it
-// was met in and checked on the recording context: split view panes, combo boxes, spinning
-// indicators, custom view stand-ins, pull-downs, template image stand-ins, scrollers, and text in
-// scripts no installed font covers.
+// Interfaces drawn from documents, each case a view of the fixtures in tests/data/drawing (the
+// current document and the older XML archive) or a pane of tests/data/archive/Main.storyboard, and
+// checked on the recording context: faults seen in rendered windows of real applications (split
+// panes, combo boxes, spinners, custom view stand-ins, pull-downs, template images, scrollers),
+// text views, the library's text cell, tokens, grids and stacks, plug-in controls, held
+// images, and text in scripts no installed font covers.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <fstream>
 #include <functional>
 #include <regex>
 
+#include "platform/ui/drawing/drawn.h"
+#include "platform/ui/pixels.h"
+#include "support/keyed_archive_writer.h"
 #include "support/test_paths.h"
+#include "tq/interface/tq_text_field_cell.h"
 #include "tq/platform/ui/archive/nib_reader.h"
+#include "tq/platform/ui/archive/storyboard_reader.h"
+#include "tq/platform/ui/drawing/pango_text_measurer.h"
 #include "tq/platform/ui/drawing/string_drawing.h"
 #include "tq/platform/ui/drawing/view_drawing.h"
 #include "tq/platform/ui/model/progress_indicator.h"
+#include "tq/platform/ui/model/text_field.h"
 
 using namespace tq;
 using Kind = DrawingRecord::Kind;
+using test::Drawn;
+using test::midX;
+using test::midY;
+using test::within;
 
 namespace {
 
-std::string xib(const std::string& objects) {
-  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<document type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" "
-         "version=\"3.0\"><objects>" + objects + "</objects></document>";
+// A fixture of tests/data/drawing, read once.
+const Nib& fixture(const char* name) {
+  static std::map<std::string, std::unique_ptr<NibReadResult>> read;
+  auto& r = read[name];
+  if (!r) {
+    (void)TQTextFieldCell::initTextCell(u"");  // the library's cell class is linked and registered
+    r = std::make_unique<NibReadResult>(readNibFile((test::dataDir() / "drawing" / name).string()));
+  }
+  EXPECT_TRUE(*r) << name << ": " << r->error().reason;
+  return r->nib();
 }
 
-// The older XML archive: the objects are the top-level objects after the File's Owner.
-std::string archive(const std::string& objects) {
-  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<archive type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" "
-         "version=\"7.02\"><data><object class=\"NSMutableArray\" key=\"IBDocument.RootObjects\" id=\"1\">"
-         "<object class=\"NSCustomObject\" id=\"2\"><string key=\"NSClassName\">Owner</string></object>" + objects +
-         "</object></data></archive>";
-}
-
-std::string label(const char* frame, const char* text) {
-  return std::string("<object class=\"NSTextField\"><int key=\"NSvFlags\">256</int><string key=\"NSFrame\">") + frame +
-         "</string><object class=\"NSTextFieldCell\" key=\"NSCell\"><int key=\"NSCellFlags\">68288064</int>"
-         "<string key=\"NSContents\">" + text + "</string></object></object>";
-}
-
-// The first top-level view of a document, drawn unflipped into a picture of its size.
-struct Drawn {
-  std::shared_ptr<View> root;
-  GraphicsContextRef context;
-  std::shared_ptr<DrawingRecorder> recorder = std::make_shared<DrawingRecorder>();
-  explicit Drawn(const std::string& document) {
-    NibReadResult result = readNibData(document);
-    EXPECT_TRUE(result) << result.error().reason;
-    if (!result) return;
-    for (const auto& object : result.nib().topLevelObjects()) {
-      if (!root) root = std::dynamic_pointer_cast<View>(object);
-    }
-    if (!root) return;
-    context = renderView(*root, 1.0, recorder);
-  }
-  std::vector<DrawingRecord> inside(Kind kind, Rect area) const {
-    std::vector<DrawingRecord> found;
-    for (const auto& r : recorder->recordsOfKind(kind)) {
-      const Rect c = r.contextRect();
-      if (c.x >= area.x - 0.5 && c.maxX() <= area.maxX() + 0.5 && c.y >= area.y - 0.5 && c.maxY() <= area.maxY() + 0.5) {
-        found.push_back(r);
-      }
-    }
-    return found;
-  }
-  const DrawingRecord* text(const char16_t* s) const {
-    for (const auto& r : recorder->records()) {
-      if (r.kind == Kind::DrawText && r.text == String(s)) return &r;
-    }
-    return nullptr;
-  }
-};
-
-double midX(const Rect& r) { return r.x + r.w / 2; }
-double midY(const Rect& r) { return r.y + r.h / 2; }
+std::shared_ptr<View> view(const char* id) { return std::dynamic_pointer_cast<View>(fixture("Views.xib").objectWithIdentifier(String::fromUTF8(id))); }
+std::shared_ptr<View> archived(std::size_t i) { return std::dynamic_pointer_cast<View>(fixture("Archive.xib").topLevelObjects().at(i)); }
 
 }  // namespace
 
@@ -81,66 +55,30 @@ TEST(DrawingFaults, SplitViewPanesStackFromTheTopWhateverTheSplitViewsClass) {
   // Frames of a split view's panes are in its own coordinates, which run downwards: the first pane
   // (at y 0) is the top one, the second starts below a 9 point divider. A split view of a plug-in
   // class keeps the layout of the class it extends.
-  for (const char* cls : {"NSSplitView", "BWSplitView"}) {
-    SCOPED_TRACE(cls);
-    const Drawn drawn(archive(
-        std::string("<object class=\"NSCustomView\"><object class=\"NSMutableArray\" key=\"NSSubviews\"><object class=\"") + cls +
-        "\"><int key=\"NSvFlags\">274</int><object class=\"NSMutableArray\" key=\"NSSubviews\">"
-        "<object class=\"NSCustomView\"><object class=\"NSMutableArray\" key=\"NSSubviews\">" +
-        label("{{10, 10}, {100, 17}}", "Top pane") +
-        "</object><string key=\"NSFrameSize\">{200, 100}</string></object>"
-        "<object class=\"NSCustomView\"><object class=\"NSMutableArray\" key=\"NSSubviews\">" +
-        label("{{10, 10}, {100, 17}}", "Bottom pane") +
-        "</object><string key=\"NSFrame\">{{0, 109}, {200, 91}}</string></object></object>"
-        "<string key=\"NSFrameSize\">{200, 200}</string></object></object>"
-        "<string key=\"NSFrameSize\">{200, 200}</string></object>"));
-    ASSERT_TRUE(drawn.text(u"Top pane") && drawn.text(u"Bottom pane"));
+  for (std::size_t i : {0u, 1u}) {
+    SCOPED_TRACE(i ? "BWSplitView" : "NSSplitView");
+    const Drawn drawn(archived(i));
     // The picture runs upwards: the top pane is y 100 to 200, its label 10 above the pane's bottom
     // (and its text a point or two inside the label).
-    EXPECT_NEAR(drawn.text(u"Top pane")->contextRect().y, 110, 2);
-    EXPECT_NEAR(drawn.text(u"Bottom pane")->contextRect().y, 10, 2);
+    EXPECT_NEAR(drawn.textRect(u"Top pane").y, 110, 2);
+    EXPECT_NEAR(drawn.textRect(u"Bottom pane").y, 10, 2);
     EXPECT_EQ(drawn.inside(Kind::FillRect, {0, 91, 200, 9}).size(), 1u) << "the divider";
   }
 }
 
-TEST(DrawingFaults, AComboBoxHasItsArrowButtonAtItsRightEnd) {
-  const Drawn drawn(xib(
-      "<customView id=\"1\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"200\" height=\"60\"/><subviews>"
-      "<comboBox id=\"2\"><rect key=\"frame\" x=\"20\" y=\"17\" width=\"150\" height=\"26\"/>"
-      "<comboBoxCell key=\"cell\" bezelStyle=\"round\" title=\"Apple\" drawsBackground=\"YES\" id=\"3\">"
-      "<objectValues><string>Apple</string><string>Pear</string></objectValues></comboBoxCell></comboBox>"
-      "</subviews></customView>"));
-  // The arrow: a filled triangle in the button at the right of the frame, the text left of it.
-  const auto arrows = drawn.inside(Kind::FillPath, {150, 17, 20, 26});
-  ASSERT_FALSE(arrows.empty());
-  EXPECT_LT(arrows.back().contextRect().w, 10);
-  ASSERT_NE(drawn.text(u"Apple"), nullptr);
-  EXPECT_LE(drawn.text(u"Apple")->contextRect().maxX(), arrows.back().contextRect().x);
-}
-
 TEST(DrawingFaults, ProgressIndicatorsOfArchivesDrawAsTheirFlagsSay) {
-  struct Row {
-    int flags;
-    const char* frame;
+  const struct {
     bool shown, spinning;
-  };
-  // Flags from real archives: a small spinner hidden while stopped (0x310A), the same shown while
-  // stopped, and an indeterminate bar (0x4006).
-  const Row rows[] = {{0x310A, "{{20, 20}, {16, 16}}", false, true},
-                      {0x110A, "{{20, 20}, {16, 16}}", true, true},
-                      {0x4006, "{{20, 20}, {160, 12}}", true, false}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.flags);
-    const Drawn drawn(archive(std::string("<object class=\"NSCustomView\"><object class=\"NSMutableArray\" key=\"NSSubviews\">"
-                                          "<object class=\"NSProgressIndicator\"><int key=\"NSpiFlags\">") +
-                              std::to_string(row.flags) + "</int><double key=\"NSMaxValue\">100</double><string key=\"NSFrame\">" +
-                              row.frame + "</string></object></object><string key=\"NSFrameSize\">{200, 60}</string></object>"));
-    const Rect frame = row.spinning ? Rect{20, 20, 16, 16} : Rect{20, 20, 160, 12};
+  } rows[] = {{false, true}, {true, true}, {true, false}};  // as the fixture's comment says
+  for (std::size_t i = 0; i < 3; ++i) {
+    SCOPED_TRACE(i);
+    const Drawn drawn(archived(2 + i));
+    const Rect frame = rows[i].spinning ? Rect{20, 20, 16, 16} : Rect{20, 20, 160, 12};
     const auto spokes = drawn.inside(Kind::StrokeLine, frame);
     const auto fills = drawn.inside(Kind::FillPath, frame);
-    EXPECT_EQ(!spokes.empty() || !fills.empty(), row.shown);
-    if (!row.shown) continue;
-    if (row.spinning) {
+    EXPECT_EQ(!spokes.empty() || !fills.empty(), rows[i].shown);
+    if (!rows[i].shown) continue;
+    if (rows[i].spinning) {
       ASSERT_EQ(spokes.size(), 12u);
       EXPECT_TRUE(fills.empty()) << "no bar";
       for (const auto& s : spokes) {
@@ -158,8 +96,7 @@ TEST(DrawingFaults, ProgressIndicatorsOfArchivesDrawAsTheirFlagsSay) {
 TEST(DrawingFaults, AKeyedArchivesSpinnerReadsAsTheCurrentDocumentOfTheSameWindowSays) {
   TQ_SKIP_WITHOUT_CORPUS();
   // Transmission's port check spinner, in its 2007 compiled nib and its current document.
-  const auto current = test::corpusDir() / "transmission/macosx/Base.lproj/PrefsWindow.xib";
-  std::ifstream in(current);
+  std::ifstream in(test::corpusDir() / "transmission/macosx/Base.lproj/PrefsWindow.xib");
   const std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
   std::smatch m;
   ASSERT_TRUE(std::regex_search(bytes, m, std::regex("<progressIndicator [^>]*style=\"spinning\"[^>]*>")));
@@ -181,46 +118,26 @@ TEST(DrawingFaults, AKeyedArchivesSpinnerReadsAsTheCurrentDocumentOfTheSameWindo
   EXPECT_FALSE(found[0]->isDisplayedWhenStopped());
 }
 
+TEST(DrawingFaults, AComboBoxHasItsArrowButtonAtItsRightEnd) {
+  const Drawn drawn(view("combo"));
+  // The arrow: a filled triangle in the button at the right of the frame, the text left of it.
+  const auto arrows = drawn.inside(Kind::FillPath, {150, 17, 20, 26});
+  ASSERT_FALSE(arrows.empty());
+  EXPECT_LT(arrows.back().contextRect().w, 10);
+  EXPECT_LE(drawn.textRect(u"Apple").maxX(), arrows.back().contextRect().x);
+}
+
 TEST(DrawingFaults, ACustomViewStandInNeverCoversRealContent) {
-  struct Row {
-    const char* siblings;
-    bool name;
-  };
-  // A custom view alone shows its class name; one sharing its place with another view only its
-  // outline.
-  const Row rows[] = {
-      {"", true},
-      {"<textField id=\"4\"><rect key=\"frame\" x=\"30\" y=\"20\" width=\"100\" height=\"17\"/>"
-       "<textFieldCell key=\"cell\" title=\"Real\" id=\"5\"/></textField>",
-       false},
-  };
-  for (const Row& row : rows) {
-    const Drawn drawn(xib(std::string("<customView id=\"1\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"200\" height=\"60\"/>"
-                                      "<subviews>") + row.siblings +
-                          "<customView id=\"2\" customClass=\"BadgeView\"><rect key=\"frame\" x=\"10\" y=\"10\" width=\"180\" "
-                          "height=\"40\"/></customView></subviews></customView>"));
-    EXPECT_EQ(drawn.text(u"BadgeView") != nullptr, row.name) << row.siblings;
+  // A custom view alone shows its class name; one sharing its place with another view only its outline.
+  for (const auto& [id, name] : {std::pair{"custom-alone", true}, std::pair{"custom-beside", false}}) {
+    const Drawn drawn(view(id));
+    EXPECT_EQ(drawn.text(u"BadgeView") != nullptr, name) << id;
     EXPECT_FALSE(drawn.inside(Kind::StrokePath, {10, 10, 180, 40}).empty()) << "the outline";
   }
 }
 
 TEST(DrawingFaults, APullDownDrawsOneArrowOfItsOwnAndAGearMenuItsGear) {
-  const auto popUp = [](const char* frame, const char* cell, const char* firstItem) {
-    return std::string("<popUpButton><rect key=\"frame\" ") + frame + "/><popUpButtonCell key=\"cell\" " + cell +
-           "><font key=\"font\" metaFont=\"system\"/><menu key=\"menu\"><items>" + firstItem +
-           "<menuItem title=\"Rename\"/></items></menu></popUpButtonCell></popUpButton>";
-  };
-  const Drawn drawn(xib(
-      "<customView id=\"1\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"300\" height=\"40\"/><subviews>" +
-      popUp("x=\"10\" y=\"8\" width=\"100\" height=\"25\"", "type=\"push\" bezelStyle=\"rounded\" borderStyle=\"borderAndBezel\"",
-            "<menuItem title=\"One\" state=\"on\"/>") +
-      popUp("x=\"120\" y=\"8\" width=\"100\" height=\"25\"",
-            "type=\"push\" bezelStyle=\"rounded\" borderStyle=\"borderAndBezel\" pullsDown=\"YES\"",
-            "<menuItem title=\"Actions\" hidden=\"YES\"/>") +
-      popUp("x=\"230\" y=\"8\" width=\"51\" height=\"25\"",
-            "type=\"roundTextured\" bezelStyle=\"texturedRounded\" imagePosition=\"only\" borderStyle=\"border\" pullsDown=\"YES\"",
-            "<menuItem image=\"NSActionTemplate\" hidden=\"YES\"/>") +
-      "</subviews></customView>"));
+  const Drawn drawn(view("popups"));
   const auto badges = [&](Rect frame) {
     int n = 0;
     for (const auto& f : drawn.inside(Kind::FillPath, frame)) {
@@ -250,17 +167,13 @@ TEST(DrawingFaults, APullDownDrawsOneArrowOfItsOwnAndAGearMenuItsGear) {
 TEST(DrawingFaults, TemplateStandInsKeepTheSizeOfThePlatformsImages) {
   // Documents declare the images as 14 x 13 (add), 14 x 4 (remove) and 15 x 15 (action) points, or
   // larger with newer tools; a large button draws them at that size, centred, not filling it.
-  struct Row {
-    const char* image;
+  const struct {
+    const char* id;
     double w, h;
-  };
-  const Row rows[] = {{"NSAddTemplate", 14, 13}, {"NSRemoveTemplate", 14, 4}, {"NSActionTemplate", 15, 15}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.image);
-    const Drawn drawn(xib(std::string("<customView id=\"1\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"60\" height=\"60\"/>"
-                                      "<subviews><button id=\"2\"><rect key=\"frame\" x=\"10\" y=\"10\" width=\"40\" height=\"40\"/>"
-                                      "<buttonCell key=\"cell\" type=\"smallSquare\" bezelStyle=\"smallSquare\" image=\"") +
-                          row.image + "\" imagePosition=\"only\" borderStyle=\"border\" id=\"3\"/></button></subviews></customView>"));
+  } rows[] = {{"template-add", 14, 13}, {"template-remove", 14, 4}, {"template-action", 15, 15}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.id);
+    const Drawn drawn(view(row.id));
     // The ink: every shape inside the button but its bezel.
     double x0 = 1e9, y0 = 1e9, x1 = -1e9, y1 = -1e9;
     for (Kind kind : {Kind::FillPath, Kind::StrokePath}) {
@@ -279,24 +192,14 @@ TEST(DrawingFaults, TemplateStandInsKeepTheSizeOfThePlatformsImages) {
 }
 
 TEST(DrawingFaults, AScrollerShowsAKnobOnlyWhenThereIsSomethingToScroll) {
-  struct Row {
-    const char* attributes;
-    int documentHeight;
+  const struct {
+    const char* id;
     bool track;
     double knob;  // its length as a share of the track, 0: none
-  };
-  const Row rows[] = {{"", 100, true, 0}, {"", 300, true, 1.0 / 3}, {"autohidesScrollers=\"YES\"", 300, false, 0}};
-  for (const Row& row : rows) {
-    SCOPED_TRACE(row.documentHeight);
-    const Drawn drawn(xib(std::string("<customView id=\"1\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"200\" height=\"100\"/>"
-                                      "<subviews><scrollView borderType=\"none\" hasHorizontalScroller=\"NO\" ") +
-                          row.attributes + " id=\"2\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"200\" height=\"100\"/>"
-                          "<clipView key=\"contentView\" id=\"3\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"185\" height=\"100\"/>"
-                          "<subviews><textView id=\"4\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"185\" height=\"" +
-                          std::to_string(row.documentHeight) +
-                          "\"/></textView></subviews></clipView><scroller key=\"verticalScroller\" horizontal=\"NO\" id=\"5\">"
-                          "<rect key=\"frame\" x=\"185\" y=\"0\" width=\"15\" height=\"100\"/></scroller></scrollView>"
-                          "</subviews></customView>"));
+  } rows[] = {{"scroll-short", true, 0}, {"scroll-long", true, 1.0 / 3}, {"scroll-hidden", false, 0}};
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.id);
+    const Drawn drawn(view(row.id));
     const Rect scroller{185, 0, 15, 100};
     EXPECT_EQ(drawn.inside(Kind::FillRect, scroller).size() == 1, row.track);
     const auto knobs = drawn.inside(Kind::FillPath, scroller);
@@ -308,6 +211,105 @@ TEST(DrawingFaults, AScrollerShowsAKnobOnlyWhenThereIsSomethingToScroll) {
     }
   }
 }
+
+// A text view in a scroll view draws the text it holds from its top left, wrapped to its width.
+TEST(DocumentDrawing, TextViewsDrawTheirTextFromTheTop) {
+  const Drawn drawn(view("textview"));
+  const char16_t* text = u"Version 1.2 fixes the crash on launch and makes every transfer faster than before.";
+  // The text view spans x 21 to 219 and y 21 to 139 (y up); its text wraps, starts at its top.
+  const Rect t = drawn.textRect(text);
+  EXPECT_TRUE(within(t, {21, 21, 198, 118})) << t.x << " " << t.y << " " << t.w << " " << t.h;
+  EXPECT_NEAR(t.maxY(), 139, 1.0) << "from the top";
+  EXPECT_LE(t.w, 198 - 10 + 1e-9) << "inside the line padding";
+  EXPECT_GT(sizeOfText(text, Font::systemFontOfSize(12)).width, 198) << "so it wraps";
+}
+
+TEST(DocumentDrawing, TheLibrarysTextCellDrawsItselfCentredInTheField) {
+  auto root = view("tqcell");
+  ASSERT_TRUE(root);
+  ASSERT_TRUE(std::dynamic_pointer_cast<TQTextFieldCell>(std::dynamic_pointer_cast<TextField>(root->subviews().at(0))->cell()));
+  const Drawn drawn(root);
+  ASSERT_NE(drawn.text(u"Centred"), nullptr);
+  // The ink of the text is centred in the 70-high field (device rows 6 to 76), not at its top.
+  int first = -1, last = -1;
+  for (int row = 0; row < 80; ++row) {
+    if (test::inkedPixels(*drawn.context, 10, row, 210, row + 1) == 0) continue;
+    if (first < 0) first = row;
+    last = row;
+  }
+  ASSERT_GE(first, 0) << "the text was drawn";
+  EXPECT_NEAR((first + last + 1) / 2.0, 80 - (4 + 35), 4.0) << "rows " << first << " to " << last;
+}
+
+// Each token is a label of its own, left to right inside the field, on a filled rounded face.
+TEST(DocumentDrawing, TokenFieldsShowEachTokenOnItsOwn) {
+  const Drawn drawn(view("tokens"));
+  EXPECT_EQ(drawn.text(u"red, green, blue"), nullptr) << "drawn as tokens, not as the field's text";
+  double lastRight = 10;
+  for (const char16_t* token : {u"red", u"green", u"blue"}) {
+    const Rect box = drawn.textRect(token);
+    EXPECT_GT(box.x, lastRight) << String(token).UTF8String();
+    EXPECT_LT(box.maxX(), 310);
+    lastRight = box.maxX();
+    const auto faces = drawn.recorder->recordsOfKind(Kind::FillPath);
+    EXPECT_TRUE(std::any_of(faces.begin(), faces.end(), [&](const DrawingRecord& f) {
+      const Rect face = f.contextRect();
+      return face.x <= box.x && face.maxX() >= box.maxX() && face.w < 100;
+    })) << String(token).UTF8String();
+  }
+}
+
+// A storyboard's panes show every control their grid, stack and container hold, each in its own
+// frame (the grid's or stack's origin plus the control's), and nothing of a hidden grid row.
+TEST(DocumentDrawing, GridStackAndEmbeddedControlsOfStoryboardPanes) {
+  StoryboardReadResult r = readStoryboardFile((test::dataDir() / "archive" / "Main.storyboard").string());
+  ASSERT_TRUE(r) << r.error().reason;
+  const struct {
+    std::size_t scene;
+    const char16_t* text;
+    Rect control;
+  } expected[] = {{3, u"Name:", {10, 220, 100, 16}}, {3, u"Remember", {114, 218, 200, 18}}, {3, u"Embedded", {14, 14, 150, 16}},
+                  {4, u"First", {10, 100, 100, 20}}, {4, u"Last", {10, 10, 100, 20}}};
+  for (std::size_t scene : {3u, 4u}) {
+    const Drawn drawn(r.storyboard().scenes().at(scene).view());
+    for (const auto& e : expected) {
+      if (e.scene != scene) continue;
+      const Rect box = drawn.textRect(e.text);
+      EXPECT_GE(box.x, e.control.x - 0.5) << String(e.text).UTF8String();
+      EXPECT_LE(box.maxX(), e.control.maxX() + 0.5) << String(e.text).UTF8String();
+      EXPECT_GE(midY(box), e.control.y) << String(e.text).UTF8String();
+      EXPECT_LE(midY(box), e.control.maxY()) << String(e.text).UTF8String();
+    }
+    if (scene == 3) EXPECT_EQ(drawn.text(u"Hidden row"), nullptr);
+  }
+}
+
+// A plug-in's pop-up button, known by its declared chain, draws as a pop-up showing its item.
+TEST(DocumentDrawing, PlugInControlsDrawAsTheirKnownSuperclass) {
+  test::KeyedArchiveWriter w;
+  const uint64_t popUp = w.object("XYPopUp", {"NSPopUpButton", "NSButton", "NSControl", "NSView"});
+  w.ref(popUp, "NSFrame", w.string("{{10, 20}, {150, 26}}"));
+  const uint64_t cell = w.object("XYPopUpCell", {"NSPopUpButtonCell", "NSMenuItemCell", "NSButtonCell", "NSCell"});
+  const uint64_t item = w.make("NSMenuItem", {{"NSTitle", w.string("Fastest")}});
+  w.ref(cell, "NSMenu", w.make("NSMenu", {{"NSMenuItems", w.array({item})}}));
+  w.ref(cell, "NSMenuItem", item);
+  w.ref(popUp, "NSCell", cell);
+  NibReadResult r = readNibData(w.binary({w.make("NSView", {{"NSFrameSize", w.string("{200, 60}")}, {"NSSubviews", w.array({popUp})}})}));
+  ASSERT_TRUE(r) << r.error().reason;
+  const Rect title = Drawn(std::dynamic_pointer_cast<View>(r.nib().topLevelObjects().at(0))).textRect(u"Fastest");
+  EXPECT_GT(title.x, 10);
+  EXPECT_LT(title.maxX(), 160);
+}
+
+TEST(DocumentDrawing, ImagesTheDocumentHoldsAreRead) {
+  const auto& held = fixture("Views.xib").embeddedImages();
+  ASSERT_EQ(held.size(), 1u) << "NSAddTemplate is only named";
+  ImageRef image = Image::imageWithData(held.at(u"imageCell:7:image"));
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->size(), (Size{8, 8}));
+}
+
+// --- text no installed font covers ------------------------------------------------------------------
 
 namespace {
 

@@ -12,23 +12,6 @@
 using namespace tq;
 using tq::test::pixelAt;
 
-namespace {
-
-// Makes a context current for one test and clears the thread's state afterwards.
-class CurrentContext {
- public:
-  CurrentContext(Size size, bool flipped) : context(GraphicsContext::imageContext(size, flipped)) {
-    GraphicsContext::setCurrentContext(context);
-  }
-  ~CurrentContext() {
-    while (context->savedStateCount() > 0) GraphicsContext::restoreGraphicsState();
-    GraphicsContext::setCurrentContext(nullptr);
-  }
-  GraphicsContextRef context;
-};
-
-}  // namespace
-
 TEST(GraphicsContext, CurrentContextIsPerThreadAndStacked) {
   EXPECT_EQ(GraphicsContext::currentContext(), nullptr);
   GraphicsContext::restoreGraphicsState();  // nothing saved: nothing happens
@@ -56,7 +39,7 @@ TEST(GraphicsContext, CurrentContextIsPerThreadAndStacked) {
 }
 
 TEST(GraphicsContext, RestoreBringsBackTransformClipAndOperationButNotInterpolation) {
-  CurrentContext current({100, 80}, true);
+  test::CurrentPicture current({100, 80}, true);
   auto& ctx = *current.context;
   AffineTransform shift;
   shift.translateXBy(5, 7);
@@ -90,7 +73,7 @@ TEST(GraphicsContext, RestoreBringsBackTransformClipAndOperationButNotInterpolat
 
 TEST(GraphicsContext, UnflippedOriginIsBottomLeftFlippedIsTopLeft) {
   for (bool flipped : {false, true}) {
-    CurrentContext current({20, 10}, flipped);
+    test::CurrentPicture current({20, 10}, flipped);
     Color::redColor()->set();
     rectFill({0, 0, 2, 1});
     const int row = flipped ? 0 : 9;
@@ -101,7 +84,7 @@ TEST(GraphicsContext, UnflippedOriginIsBottomLeftFlippedIsTopLeft) {
 }
 
 TEST(GraphicsContext, RectFillCopiesWhileSourceOverBlends) {
-  CurrentContext current({10, 10}, true);
+  test::CurrentPicture current({10, 10}, true);
   auto& ctx = *current.context;
   Color::blueColor()->set();
   rectFill({0, 0, 10, 10});
@@ -124,7 +107,7 @@ TEST(GraphicsContext, RectFillCopiesWhileSourceOverBlends) {
 }
 
 TEST(GraphicsContext, StrokedLineCoversItsRowWithButtCaps) {
-  CurrentContext current({40, 40}, true);
+  test::CurrentPicture current({40, 40}, true);
   auto& ctx = *current.context;
   EXPECT_EQ(BezierPath::defaultLineWidth(), 1.0);
   Color::lightGrayColor()->set();
@@ -174,7 +157,7 @@ TEST(AffineTransform, StepsActOnPointsBeforeWhatWasThere) {
 }
 
 TEST(AffineTransform, ConcatMovesDrawingAndSetReplaces) {
-  CurrentContext current({40, 40}, true);
+  test::CurrentPicture current({40, 40}, true);
   auto& ctx = *current.context;
   AffineTransform t;
   t.translateXBy(10, 20);
@@ -195,7 +178,7 @@ TEST(AffineTransform, ConcatMovesDrawingAndSetReplaces) {
 }
 
 TEST(DrawingRecorder, RecordsGeometryInUserAndContextCoordinates) {
-  CurrentContext current({200, 100}, true);
+  test::CurrentPicture current({200, 100}, true);
   auto& ctx = *current.context;
   auto recorder = std::make_shared<DrawingRecorder>();
   ctx.setRecorder(recorder);
@@ -246,7 +229,7 @@ TEST(Color, NamedColoursHaveThePlatformValues) {
   EXPECT_EQ(Color::blackColor()->blendedColorWithFraction(0.5, nullptr), nullptr);
 
   // Setting a colour made on the stack still works (it is copied).
-  CurrentContext current({4, 4}, true);
+  test::CurrentPicture current({4, 4}, true);
   Color(0, 1, 0, 1).set();
   EXPECT_TRUE(current.context->fillColor()->isEqual(*Color::greenColor()));
 }

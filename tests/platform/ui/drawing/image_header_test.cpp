@@ -54,26 +54,24 @@ TEST(ImageHeader, BmpFieldsAtAndPastTheirLimits) {
   EXPECT_EQ(problem(bmp), nullptr);
   EXPECT_TRUE(decodes(bmp));
 
-  std::vector<uint8_t> b = bmp;
-  putLE32(b, 46, 256);  // colours used: a full 8-bit palette is allowed
-  EXPECT_EQ(problem(b), nullptr);
-  putLE32(b, 46, 257);
-  EXPECT_STREQ(problem(b), "BMP palette larger than 256 colours");
-  EXPECT_FALSE(decodes(b));
-
-  b = bmp;
-  putLE32(b, 14, 124);  // the largest info header (version 5) is allowed...
-  EXPECT_EQ(problem(b), nullptr);
-  putLE32(b, 14, 125);  // ...one byte more is not
-  EXPECT_STREQ(problem(b), "BMP info header size out of range");
-
-  b = bmp;
-  putLE32(b, 10, static_cast<uint32_t>(b.size()));  // pixel data may start at the very end...
-  EXPECT_EQ(problem(b), nullptr);
-  putLE32(b, 10, static_cast<uint32_t>(b.size() + 1));  // ...not past it
-  EXPECT_STREQ(problem(b), "BMP pixel data beyond the end of the file");
-  EXPECT_FALSE(decodes(b));
-
+  // Each field at its limit, then one past it: colours used (a full 8-bit palette), the info
+  // header's size (version 5 the largest), the pixel data's offset (the very end of the file).
+  const uint32_t end = static_cast<uint32_t>(bmp.size());
+  const struct {
+    std::size_t at;
+    uint32_t value;
+    const char* problem;
+  } rows[] = {{46, 256, nullptr}, {46, 257, "BMP palette larger than 256 colours"},
+              {14, 124, nullptr}, {14, 125, "BMP info header size out of range"},
+              {10, end, nullptr}, {10, end + 1, "BMP pixel data beyond the end of the file"}};
+  std::vector<uint8_t> b;
+  for (const auto& row : rows) {
+    SCOPED_TRACE(row.value);
+    b = bmp;
+    putLE32(b, row.at, row.value);
+    EXPECT_STREQ(problem(b), row.problem);
+    if (row.problem) EXPECT_FALSE(decodes(b)) << "refused before decoding";
+  }
   EXPECT_STREQ(problem(std::vector<uint8_t>(bmp.begin(), bmp.begin() + 17)), "BMP header truncated");
   b.assign(bmp.begin(), bmp.begin() + 49);  // an info header that cannot hold its colour count
   putLE32(b, 10, 49);

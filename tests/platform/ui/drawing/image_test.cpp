@@ -65,14 +65,6 @@ ImageRef twoRowImage() {
   return image;
 }
 
-struct Current {
-  explicit Current(Size size, bool flipped = true) : context(GraphicsContext::imageContext(size, flipped)) {
-    GraphicsContext::setCurrentContext(context);
-  }
-  ~Current() { GraphicsContext::setCurrentContext(nullptr); }
-  GraphicsContextRef context;
-};
-
 bool isRed(test::Pixel p) { return p.a == 255 && p.r == 255 && p.g == 0 && p.b == 0; }
 bool isBlue(test::Pixel p) { return p.a == 255 && p.r == 0 && p.g == 0 && p.b == 255; }
 
@@ -161,7 +153,7 @@ TEST(Image, UnreadableInputGivesNil) {
 
 TEST(Image, PlainDrawingIsUprightInUnflippedSpaceAndDrawsParts) {
   ImageRef image = twoRowImage();
-  Current current({20, 20}, false);
+  test::CurrentPicture current({20, 20}, false);
   auto& ctx = *current.context;
   image->drawAtPoint({0, 0}, {}, NSCompositeSourceOver, 1.0);
   EXPECT_TRUE(isRed(pixelAt(ctx, 0, 18))) << "top row above";
@@ -178,7 +170,7 @@ TEST(Image, PlainDrawingIsUprightInUnflippedSpaceAndDrawsParts) {
 
 TEST(Image, OperationAndFractionApply) {
   ImageRef image = twoRowImage();
-  Current current({8, 8});
+  test::CurrentPicture current({8, 8});
   auto& ctx = *current.context;
   image->drawInRect({0, 0, 4, 2}, {}, NSCompositeSourceOver, 0.5);
   EXPECT_NEAR(pixelAt(ctx, 1, 1).a, 128, 1);
@@ -200,7 +192,7 @@ TEST(Image, InterpolationFollowsTheContext) {
     g->fillRect({1, 0, 1, 1}, NSCompositeCopy);
   }
   auto row = [&](ImageInterpolation interpolation) {
-    Current current({20, 1});
+    test::CurrentPicture current({20, 1});
     auto recorder = std::make_shared<DrawingRecorder>();
     current.context->setRecorder(recorder);
     const ImageInterpolation saved = current.context->imageInterpolation();
@@ -239,7 +231,7 @@ TEST(Image, CopiesAreDistinctWithEqualContent) {
   EXPECT_TRUE(watch.expired());
   EXPECT_EQ(again->pixelsWide(), 4);
   EXPECT_TRUE(isRed([&] {
-    Current current({8, 4});
+    test::CurrentPicture current({8, 4});
     again->drawInRect({0, 0, 8, 4}, {}, NSCompositeCopy, 1);
     return pixelAt(*current.context, 0, 3);
   }()));

@@ -1,9 +1,10 @@
-// The commands on inputs built to exhaust them: objects shared thousands of times, windows and texts
-// too large to draw, images that are FIFOs or devices, names switched under the reader, endless
-// standard input, back-references, bundles of many languages, closed or full standard streams.
-// Each run has 10 s and (in builds without AddressSanitizer) 1 GiB of address space; each must end
-// with exit 1 and one line, or succeed, and its peak memory (the kernel's count for the process
-// and its children) must stay within what the headers promise.
+// The commands on hostile inputs, run as a user runs them: deep, wide, duplicated and huge tables,
+// objects shared thousands of times, windows and texts too large to draw, images that are FIFOs or
+// devices, names switched under the reader, endless standard input, back-references, bundles of many
+// languages, closed or full standard streams, planted links. Each run has 10 s and (in builds without
+// AddressSanitizer) 1 GiB of address space; each must end with exit 1 and one line on standard error,
+// or succeed, leave no partial file behind, and keep its peak memory (the kernel's count for the
+// process and its children) within what the headers promise.
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -17,21 +18,16 @@
 #include <thread>
 #include <vector>
 
+#include "sanitized_build.h"
+#include "support/shell.h"
 #include "support/test_paths.h"
+#include "tools/tool_files.h"
 #include "tq/platform/ui/archive/nib_reader.h"
 #include "tq/platform/ui/drawing/image.h"
 
 namespace fs = std::filesystem;
 
 namespace {
-
-#if defined(__SANITIZE_ADDRESS__)
-#define TQ_UNDER_ASAN 1
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define TQ_UNDER_ASAN 1
-#endif
-#endif
 
 #ifdef TQ_UNDER_ASAN
 constexpr bool kMeasured = false;  // sanitized builds run slower and take shadow memory
@@ -48,13 +44,10 @@ struct Outcome {
   long peakKiB = 0;
 };
 
-std::string slurp(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
-
-class HostileBounds : public ::testing::Test {
+class Hostile : public ::testing::Test {
  protected:
+  // Every run gets a temporary folder of its own (the demo keeps a picture there).
+  void SetUp() override { fs::create_directories(path("tmp")); }
   std::string path(const std::string& name) const { return (dir_.path() / name).string(); }
   void write(const std::string& name, const std::string& bytes) const {
     fs::create_directories(fs::path(path(name)).parent_path());
@@ -63,7 +56,7 @@ class HostileBounds : public ::testing::Test {
   // Runs `$T ARGS` under the limits through bash (standard streams redirected as `redirect`
   // says, else standard output kept); the peak memory is the kernel's count for the whole run.
   Outcome run(const std::string& args, const std::string& redirect = "") const {
-    const std::string line = "export T='" TQKIT_TOOL "' TMPDIR='" + path("") + "'; " + kLimits + "$T " + args + " " +
+    const std::string line = "set -o pipefail; export T='" TQKIT_TOOL "' TMPDIR='" + path("tmp") + "'; " + kLimits + "$T " + args + " " +
                              (redirect.empty() ? "> '" + path("out") + "'" : redirect) + " 2> '" + path("err") + "'";
     const pid_t pid = ::fork();
     if (pid == 0) {
@@ -76,7 +69,7 @@ class HostileBounds : public ::testing::Test {
     Outcome r;
     r.status = WIFEXITED(st) && WEXITSTATUS(st) != 137 ? WEXITSTATUS(st) : -1;
     r.peakKiB = usage.ru_maxrss;
-    r.out = slurp(path("out"));
+    r.out = tq::test::readAll(path("out"));
     std::ifstream err(path("err"));
     for (std::string l; std::getline(err, l);) r.errLines.push_back(l);
     return r;
@@ -138,9 +131,45 @@ std::string sharedSubviews(std::size_t nameLength, int refs, int views) {
          objects + "</object></data></archive>\n";
 }
 
+const char* kXmlHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
+
+const char* kXib =
+    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
+    "<document type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" version=\"3.0\"><objects>\n"
+    "<customObject id=\"-2\" userLabel=\"File's Owner\" customClass=\"C\"/>\n"
+    "<window title=\"W\" id=\"../../escape\"><rect key=\"contentRect\" x=\"0\" y=\"0\" width=\"100\" height=\"50\"/>"
+    "<view key=\"contentView\" id=\"v\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"100\" height=\"50\"/>"
+    "<subviews><button id=\"b\"><rect key=\"frame\" x=\"1\" y=\"2\" width=\"30\" height=\"18\"/>"
+    "<buttonCell key=\"cell\" type=\"check\" title=\"On\" id=\"bc\"/></button></subviews></view></window>\n"
+    "</objects></document>\n";
+
+// A binary list that is a chain of one-element arrays, `levels` deep (four-byte references).
+std::string deepBinary(uint32_t levels) {
+  std::string b = "bplist00";
+  std::vector<uint32_t> offsets;
+  auto be32 = [&](uint32_t v) {
+    for (int s = 24; s >= 0; s -= 8) b += static_cast<char>(v >> s);
+  };
+  for (uint32_t i = 0; i < levels; ++i) {
+    offsets.push_back(static_cast<uint32_t>(b.size()));
+    b += static_cast<char>(0xA1);
+    be32(i + 1);
+  }
+  offsets.push_back(static_cast<uint32_t>(b.size()));
+  b += static_cast<char>(0x08);
+  const uint32_t table = static_cast<uint32_t>(b.size());
+  for (uint32_t o : offsets) be32(o);
+  // Trailer: offset and reference size 4, the object count, top object 0, the table's offset.
+  b += std::string(6, '\0') + "\x04\x04" + std::string(4, '\0');
+  be32(static_cast<uint32_t>(offsets.size()));
+  b += std::string(12, '\0');
+  be32(table);
+  return b;
+}
+
 }  // namespace
 
-TEST_F(HostileBounds, SharedObjectsAreReadWithinTheDocumentsBound) {
+TEST_F(Hostile, SharedObjectsAreReadWithinTheDocumentsBound) {
   const double base = baselineMiB();
   struct Case {
     std::size_t name;
@@ -171,7 +200,7 @@ TEST_F(HostileBounds, SharedObjectsAreReadWithinTheDocumentsBound) {
   }
 }
 
-TEST_F(HostileBounds, DrawingIsBoundedInCanvasAndText) {
+TEST_F(Hostile, DrawingIsBoundedInCanvasAndText) {
   write("huge.xib", window(30000, 30000, "W", field("t", "x")));
   expectOneLine(run("render '" + path("huge.xib") + "' --png '" + path("huge.png") + "'"), 1,
                 "no window or top-level view to draw (the document's are empty, or larger than 16384 pixels a side or "
@@ -181,6 +210,13 @@ TEST_F(HostileBounds, DrawingIsBoundedInCanvasAndText) {
   expectOneLine(run("localize '" + path("App") + "' Main --language en --png '" + path("pngs") + "'"), 1,
                 "cannot be drawn: the window is empty or larger than 16384 pixels a side", "localize --png");
   EXPECT_FALSE(fs::exists(path("pngs")));
+  // The whole bundle's page goes on without that picture, and says so where it would be.
+  write("App/Contents/Resources/de.lproj/Main.strings", "\"t.title\" = \"y\";\n");
+  const Outcome page = run("localize '" + path("App") + "' --all --html '" + path("page") + "'");
+  EXPECT_EQ(page.status, 0);
+  ASSERT_EQ(page.errLines.size(), 1u);
+  EXPECT_NE(page.errLines[0].find("-before.png: not drawn: the window is empty or larger than 16384"), std::string::npos);
+  EXPECT_NE(tq::test::readAll(path("page") + "/index.html").find("not drawn: the window is empty"), std::string::npos);
   // Titles of millions of characters, as one word or two scripts, on one line or wrapped (the
   // library's own cell measures the wrapped text to centre it).
   const std::string word(3'000'000, 'x');
@@ -195,7 +231,7 @@ TEST_F(HostileBounds, DrawingIsBoundedInCanvasAndText) {
   }
 }
 
-TEST_F(HostileBounds, ImagesThatAreNotRegularFilesReadAsNone) {
+TEST_F(Hostile, ImagesThatAreNotRegularFilesReadAsNone) {
   // In a bundle's resources, where the interface finds its images by name.
   const std::string resources = path("App/Contents/Resources/");
   fs::create_directories(resources + "en.lproj");
@@ -216,7 +252,7 @@ TEST_F(HostileBounds, ImagesThatAreNotRegularFilesReadAsNone) {
   expectPeakBelow(zero, 256 + 64, "nib - < /dev/zero");
 }
 
-TEST_F(HostileBounds, ANameSwitchedToAFifoNeverMakesTheReaderWait) {
+TEST_F(Hostile, ANameSwitchedToAFifoNeverMakesTheReaderWait) {
   write("doc.xib", window(100, 50, "W", ""));
   // The name is a document or a FIFO at every moment (renames are atomic), and switches as fast as
   // the system lets it.
@@ -242,7 +278,7 @@ TEST_F(HostileBounds, ANameSwitchedToAFifoNeverMakesTheReaderWait) {
   EXPECT_GT(read, 0);
 }
 
-TEST_F(HostileBounds, BackReferencesAreRefusedAtOnce) {
+TEST_F(Hostile, BackReferencesAreRefusedAtOnce) {
   const Outcome r = run("net keys '(.*)(.*)(.*)(.*)(.*)(.*)(.*)(.*)(.*)\\9\\8\\7\\6\\5\\4\\3\\2\\1X'");
   EXPECT_EQ(r.status, 1);
   ASSERT_EQ(r.errLines.size(), 1u);
@@ -250,7 +286,7 @@ TEST_F(HostileBounds, BackReferencesAreRefusedAtOnce) {
                            "matched in time linear in the key");
 }
 
-TEST_F(HostileBounds, LocalizingEveryLanguageTakesMemoryFlatInTheirNumber) {
+TEST_F(Hostile, LocalizingEveryLanguageTakesMemoryFlatInTheirNumber) {
   // An interface of 60 labels among 2,000 views, and languages with one-line tables.
   std::string subviews;
   for (int i = 0; i < 60; ++i) {
@@ -286,8 +322,11 @@ TEST_F(HostileBounds, LocalizingEveryLanguageTakesMemoryFlatInTheirNumber) {
   EXPECT_TRUE(fs::exists(path("Many.html/index.html")));
 }
 
-TEST_F(HostileBounds, WriteErrorsAndClosedStreamsAreReported) {
+TEST_F(Hostile, WriteErrorsAndClosedStreamsAreReported) {
   write("t.xib", window(100, 50, "W", ""));
+  write("t.strings", "\"a\" = \"b\";\n");
+  write("f.txt", "x");
+  write("B/en.lproj/Localizable.strings", "\"a\" = \"b\";\n");
   write("App/Contents/Resources/Main.xib", window(100, 50, "W", ""));
   write("App/Contents/Resources/en.lproj/Localizable.strings", "\"W\" = \"W\";\n");
   write("App/Contents/Resources/fr.lproj/Localizable.strings", "\"W\" = \"F\";\n");
@@ -301,6 +340,16 @@ TEST_F(HostileBounds, WriteErrorsAndClosedStreamsAreReported) {
       {"unhex", "<&- > '" + path("out") + "'", "tqkit unhex: -: Bad file descriptor"},
       {"hex", "<&- > '" + path("out") + "'", "tqkit hex: -: Bad file descriptor"},
       {"nib -", "<&- > '" + path("out") + "'", "tqkit nib: -: Bad file descriptor"},
+      {"strings '" + path("t.strings") + "'", "> /dev/full", "cannot write the output"},
+      {"strings '" + path("t.strings") + "' --json", "> /dev/full", "cannot write the output"},
+      {"render '" + path("t.xib") + "' --list", "> /dev/full", "cannot write the output"},
+      {"nib '" + path("t.xib") + "'", "> /dev/full", "cannot write the output"},
+      {"bundle info '" + path("B") + "'", "> /dev/full", "cannot write the output"},
+      {"bundle resources '" + path("B") + "' en", "> /dev/full", "cannot write the output"},
+      {"unique-names '" + path("") + "' f.txt", "> /dev/full", "cannot write the output"},
+      {"net classify 10.1.2.3", "> /dev/full", "cannot write the output"},
+      {"sha1 --json '" + path("f.txt") + "'", "> /dev/full", "cannot write the output"},
+      {"demo", "> /dev/full", "cannot write the output"},
       // Files written with a report: the report first, and no file when it cannot be written.
       {"render '" + path("t.xib") + "' --png '" + path("O.png") + "' --json", "> /dev/full", "cannot write the output"},
       {"localize '" + path("App") + "' Main --language fr --png '" + path("D") + "' --json", "> /dev/full",
@@ -313,5 +362,125 @@ TEST_F(HostileBounds, WriteErrorsAndClosedStreamsAreReported) {
   std::vector<std::string> left;
   for (const auto& e : fs::directory_iterator(dir_.path())) left.push_back(e.path().filename().string());
   std::sort(left.begin(), left.end());
-  EXPECT_EQ(left, (std::vector<std::string>{"App", "err", "out", "t.xib"}));
+  EXPECT_EQ(left, (std::vector<std::string>{"App", "B", "err", "f.txt", "out", "t.strings", "t.xib", "tmp"}));
+}
+
+TEST_F(Hostile, StringsTablesThatAreDeepWideDuplicatedOrHuge) {
+  std::string deep = kXmlHead;
+  for (int i = 0; i < 200'000; ++i) deep += "<array>";
+  write("deep.strings", deep);
+  expectOneLine(run("strings '" + path("deep.strings") + "'"), 1, "nested deeper than 512 levels", "deep XML");
+
+  // 200,000 keys each given twice: read in linear time, each key once with its last value.
+  std::string dup = std::string(kXmlHead) + "<dict>\n";
+  for (int round = 0; round < 2; ++round) {
+    for (int i = 0; i < 200'000; ++i) dup += "<key>k" + std::to_string(i) + "</key><string>v" + std::to_string(round) + "</string>\n";
+  }
+  write("dup.strings", dup + "</dict></plist>\n");
+  Outcome r = run("strings '" + path("dup.strings") + "' | wc -l");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "200000\n");
+  EXPECT_TRUE(r.errLines.empty());
+
+  // A text table one entry over the limit.
+  std::string wide;
+  wide.reserve(4'200'000);
+  for (int i = 0; i <= 1'000'000; ++i) wide += "a=b;";
+  write("wide.strings", wide);
+  expectOneLine(run("strings '" + path("wide.strings") + "' --json"), 1, "more than 1000000 entries", "wide");
+
+  // Over the size limit: refused before it is read (a sparse file, so it costs no disk).
+  write("huge.strings", "");
+  fs::resize_file(path("huge.strings"), (std::uintmax_t{64} << 20) + 1);
+  expectOneLine(run("strings - < '" + path("huge.strings") + "'"), 1, "larger than the 64 MiB", "huge on standard input");
+}
+
+TEST_F(Hostile, BundlesHoldingHostileListsReadAsEmpty) {
+  std::string deep = kXmlHead;
+  for (int i = 0; i < 200'000; ++i) deep += "<dict><key>k</key>";
+  write("App/Contents/Info.plist", deep);
+  write("App/Contents/Resources/en.lproj/Localizable.strings", deepBinary(100'000));
+  write("App/Contents/Resources/en.lproj/Main.xib", kXib);
+  Outcome info = run("bundle info '" + path("App") + "' --json");
+  EXPECT_EQ(info.status, 0) << "an unreadable Info.plist reads as an empty one";
+  EXPECT_NE(info.out.find("\"identifier\":null"), std::string::npos) << info.out;
+  Outcome localize = run("localize '" + path("App") + "' Main --language en --json");
+  EXPECT_EQ(localize.status, 0) << (localize.errLines.empty() ? "" : localize.errLines[0]);
+  // A planted link to a device is not read.
+  fs::create_directories(path("Zero"));
+  fs::create_symlink("/dev/zero", path("Zero/Info.plist"));
+  EXPECT_EQ(run("bundle info '" + path("Zero") + "'").status, 0);
+}
+
+TEST_F(Hostile, Sha1JsonIsWholeWithAMissingFileInTheMiddle) {
+  write("a", "abc");
+  Outcome r = run("sha1 --json '" + path("a") + "' '" + path("missing") + "' '" + path("a") + "'");
+  expectOneLine(r, 1, "No such file or directory", "sha1");
+  // The whole array, the missing file in its place; the digest of "abc" is the published one.
+  const std::string a = "{\"file\":\"" + path("a") + "\",\"sha1\":\"a9993e364706816aba3e25717850c26c9cd0d89d\"}";
+  EXPECT_EQ(r.out, "[" + a + ",{\"file\":\"" + path("missing") + "\",\"error\":\"" + path("missing") +
+                       ": No such file or directory\"}," + a + "]\n");
+}
+
+TEST_F(Hostile, StringsPrintsValuesHoldingNulWhole) {
+  write("nul.strings", "\"k\" = \"x\\000y\";\n\"n\" = \"a\\nb\";\n");
+  Outcome r = run("strings '" + path("nul.strings") + "'");
+  EXPECT_EQ(r.status, 0);
+  EXPECT_EQ(r.out, "\"k\" = \"x\\000y\";\n\"n\" = \"a\\nb\";\n");
+  // What it prints reads back as the same table.
+  write("again.strings", r.out);
+  EXPECT_EQ(run("strings '" + path("again.strings") + "'").out, r.out);
+}
+
+TEST_F(Hostile, PngsAreWrittenWholeOrNotAtAll) {
+  write("w.xib", kXib);
+  // A folder that does not exist: nothing is made.
+  expectOneLine(run("render '" + path("w.xib") + "' --png '" + path("no/such/out.png") + "'"), 1, "", "render");
+  EXPECT_FALSE(fs::exists(path("no")));
+  Outcome ok = run("render '" + path("w.xib") + "' --png '" + path("out.png") + "'");
+  ASSERT_EQ(ok.status, 0) << (ok.errLines.empty() ? "" : ok.errLines[0]);
+  std::ifstream png(path("out.png"), std::ios::binary);
+  char magic[8] = {};
+  png.read(magic, 8);
+  EXPECT_EQ(std::string(magic, 8), "\x89PNG\r\n\x1A\n");
+  // Nothing but the PNG in the folder: no temporary file left behind.
+  int entries = 0;
+  for (const auto& e : fs::directory_iterator(dir_.path())) entries += e.path().filename().string().starts_with(".") ? 100 : 1;
+  EXPECT_LT(entries, 100);
+
+  // localize --png into a file system that fills up: no PNG, no folder, one line.
+  write("App/Contents/Resources/en.lproj/Main.xib", kXib);
+  fs::create_directories(path("small"));
+  std::string inner = "mount -t tmpfs -o size=4k tqkit-test '" + path("small") + "' && " +
+                      kLimits + "$T localize '" + path("App") + "' Main --language en --png '" + path("small/pngs") + "'" +
+                      " 2>'" + path("stderr") + "'; echo status \\$?; ls -A '" + path("small") + "'";
+  tq::test::Shell full = tq::test::sh("unshare -m sh -c \"" + inner + "\"");
+  if (full.out.find("status") == std::string::npos) GTEST_SKIP() << "no mount namespace here: " << full.out;
+  EXPECT_EQ(full.out, "status 1\n") << "the folder made for the PNGs is gone again";
+}
+
+TEST_F(Hostile, DemoFollowsNoPlantedLinkAndPatternsStayBounded) {
+  write("victim", "keep");
+  fs::create_symlink(path("victim"), path("tmp/tqkit-demo-cells.png"));
+  EXPECT_EQ(run("demo").status, 0);
+  std::ifstream victim(path("victim"));
+  std::string text;
+  victim >> text;
+  EXPECT_EQ(text, "keep");
+  for (const auto& e : fs::directory_iterator(path("tmp"))) {
+    if (e.is_symlink()) continue;
+    struct stat st;
+    ASSERT_EQ(::stat(e.path().c_str(), &st), 0);
+    EXPECT_EQ(st.st_mode & 077, 0u) << e.path() << " is private";
+  }
+  // Counted repetitions that the C library would write out ten million times: refused at once.
+  Outcome keys = run("net keys 'a{1000}{1000}{10}'");
+  EXPECT_EQ(keys.status, 1);
+  ASSERT_EQ(keys.errLines.size(), 1u);
+  EXPECT_EQ(keys.errLines.at(0),
+            "tqkit net keys: the pattern is too large: its counted repetitions written out exceed 10000 characters");
+  Outcome unbalanced = run("net keys 'x)|(.*'");
+  EXPECT_EQ(unbalanced.status, 1);
+  EXPECT_EQ(unbalanced.errLines.at(0).rfind("tqkit net keys: the pattern is not a valid extended regular expression (", 0), 0u)
+      << unbalanced.errLines[0];
 }

@@ -1,0 +1,52 @@
+// What the command tests share: files written and read whole, occurrences counted, the keys of a
+// strings table and the row of a --json report, each read with a pattern of the test's own.
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <regex>
+#include <set>
+#include <string>
+
+namespace tq::test {
+
+inline void write(const std::filesystem::path& path, const std::string& bytes) {
+  std::filesystem::create_directories(path.parent_path());
+  std::ofstream(path, std::ios::binary) << bytes;
+}
+
+inline std::string readAll(const std::filesystem::path& path) {
+  std::ifstream in(path, std::ios::binary);
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
+}
+
+inline std::size_t count(const std::string& text, const std::string& what) {
+  std::size_t n = 0;
+  for (auto at = text.find(what); at != std::string::npos; at = text.find(what, at + 1)) ++n;
+  return n;
+}
+
+// The keys of a strings table's text: one per `"key" =` at the start of a line.
+inline std::set<std::string> keysOf(const std::string& table) {
+  std::set<std::string> keys;
+  const std::regex entry("^\"([^\"]+)\" *=", std::regex::multiline);
+  for (auto it = std::sregex_iterator(table.begin(), table.end(), entry); it != std::sregex_iterator(); ++it) {
+    keys.insert((*it)[1]);
+  }
+  return keys;
+}
+
+// The row of a `localize --all --json` report for one interface and language: the text from its
+// "interface" key to the next row's ("" when there is none).
+inline std::string rowOf(const std::string& json, const std::string& interface, const std::string& language) {
+  const std::string head = "{\"interface\":\"" + interface + "\"";
+  for (auto at = json.find(head); at != std::string::npos; at = json.find(head, at + 1)) {
+    const auto next = json.find("{\"interface\":", at + 1);
+    std::string row = json.substr(at, next == std::string::npos ? std::string::npos : next - at);
+    if (row.find("\"localization\":\"" + language + "\"") != std::string::npos) return row;
+  }
+  return {};
+}
+
+}  // namespace tq::test
