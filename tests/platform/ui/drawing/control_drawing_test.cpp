@@ -180,19 +180,15 @@ TEST(ControlDrawing, ADarkPanelDrawsLightTitles) {
 }
 
 TEST(ControlDrawing, TablesDrawTheirRowsFromTheTop) {
-  TableView table;
-  table.setFrame({0, 0, 200, 80});
-  table.setRowHeight(17);
-  table.setIntercellSpacing({3, 2});
-  View root({0, 0, 240, 80});
-  root.addSubview(std::shared_ptr<TableView>(&table, [](TableView*) {}));
-  Drawn drawn(root);
+  auto table = std::make_shared<TableView>();
+  table->setFrame({0, 0, 200, 80});
+  table->setRowHeight(17);
+  table->setIntercellSpacing({3, 2});
   std::vector<double> rows;
-  for (const auto& r : drawn.of(Kind::StrokeLine)) {
+  for (const auto& r : drawnAlone(table).of(Kind::StrokeLine)) {
     if (r.contextFrom().y == r.contextTo().y) rows.push_back(r.contextFrom().y);
   }
   ASSERT_GE(rows.size(), 4u);
   // Each row is 19 high, counted down from the table's top edge (y 80 in this unflipped picture).
   for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(rows[i], 80 - 19.0 * (i + 1), 0.5 + 1e-9) << i;
-  root.removeAllSubviews();
 }
