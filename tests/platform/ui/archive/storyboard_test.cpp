@@ -7,8 +7,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <map>
 #include <set>
 #include <string>
 

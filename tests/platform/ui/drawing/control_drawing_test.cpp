@@ -2,7 +2,6 @@
 // classes: what lands where, read back from the recording context and the pixels.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <filesystem>
 
 #include "platform/ui/drawing/drawn.h"
