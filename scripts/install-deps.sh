@@ -18,7 +18,7 @@ packages=(
   libgtk-4-dev xvfb xauth xdotool
   # The Wi-Fi test: a stock kernel with its radio simulator, booted under QEMU with the access point
   # and station daemons in a small initramfs.
-  qemu-system-x86 linux-image-amd64 hostapd wpasupplicant iw busybox-static cpio
+  qemu-system-x86 linux-image-amd64 hostapd wpasupplicant iw busybox-static cpio xz-utils
 )
 
 missing=()

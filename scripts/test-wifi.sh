@@ -58,7 +58,8 @@ for tool in hostapd hostapd_cli wpa_supplicant wpa_cli iw ip modinfo cpio; do
   command -v "$tool" > /dev/null || die "$tool is missing; run scripts/install-deps.sh"
 done
 busybox=/bin/busybox
-file -L "$busybox" 2>/dev/null | grep -q 'statically linked' || die "$busybox is not static; install busybox-static"
+# Static: no program interpreter in its headers (readelf comes with the compiler's binutils).
+[ -x "$busybox" ] && ! readelf -l "$busybox" 2>/dev/null | grep -q 'program interpreter' || die "$busybox is not static; install busybox-static"
 
 if [[ $build -eq 1 ]]; then
   [[ -f $build_dir/CMakeCache.txt ]] || cmake -S . -B "$build_dir" -G Ninja -DCMAKE_BUILD_TYPE=RelWithDebInfo > /dev/null
@@ -80,7 +81,7 @@ if [[ ! -s $vmlinux || $(cat "$guest/vmlinux.from" 2>/dev/null) != "$(stat -c '%
     at=$(LC_ALL=C grep -abo -m1 -P "$1" "$kernel" | head -1 | cut -d: -f1) || return 1
     [[ -n $at ]] || return 1
     tail -c +$((at + 1)) "$kernel" | $2 > "$vmlinux.tmp" 2>/dev/null || true
-    file "$vmlinux.tmp" | grep -q 'ELF 64-bit'
+    readelf -h "$vmlinux.tmp" 2>/dev/null | grep -q 'ELF64'
   }
   unpack '\xfd7zXZ\x00' 'xz -dc --single-stream' || unpack '\x28\xb5\x2f\xfd' 'zstd -dc' ||
     unpack '\x1f\x8b\x08' 'gzip -dc' || die "cannot unpack $kernel"
