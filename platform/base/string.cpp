@@ -1,6 +1,8 @@
 // String storage, UTF-8 conversion, searches and path rules.
 #include "tq/platform/base/string.h"
 
+#include "tq/platform/base/arena.h"
+
 #include <algorithm>
 
 #include <cstdlib>
@@ -152,6 +154,11 @@ const Block* finishBlock(Block* b, UInteger length, UInteger capacity) noexcept 
 }  // namespace
 
 void detail::destroyStringStorage(const StringStorage* storage) noexcept {
+  if (storage->largeBytes == kArenaBlock) {
+    // The block stays in its arena; the string's hold on the arena goes.
+    (*(reinterpret_cast<ArenaState* const*>(storage) - 1))->release();
+    return;
+  }
   if (storage != &gEmpty) freeBlock(storage);
 }
 
@@ -184,22 +191,12 @@ String String::fromASCII(std::string_view ascii) {
 
 String String::fromUTF8(std::string_view in) { return decodeUTF8(in, false); }
 
-String String::decodeUTF8(std::string_view in, InvalidUTF8 invalid) {
-  const bool strict = invalid == InvalidUTF8::Fail;
-  const bool escape = invalid == InvalidUTF8::EscapeBytes;
-  const UInteger size = in.size();
-  if (size == 0) return empty();
-  // Never more units than bytes: the block is made once at that size and decoded into in place.
-  Block* block = allocateBlock(size);
-  struct Owner {
-    Block* b;
-    ~Owner() {
-      if (b) freeBlock(b);
-    }
-  } owner{block};
-  unichar* out = const_cast<unichar*>(block->units);
+namespace {
+
+// Decodes `size` bytes of UTF-8 into `out` (room for `size` units: never more units than bytes)
+// and gives the number of units, or -1 when `strict` and the bytes are not well-formed.
+long long decodeUTF8Into(unichar* out, const unsigned char* s, UInteger size, bool strict, bool escape) noexcept {
   UInteger n = 0;
-  const auto* s = reinterpret_cast<const unsigned char*>(in.data());
   // Most text handed over is ASCII (identifiers, keys, titles): its run is found eight bytes at a
   // time and widened by a loop the compiler vectorizes.
   UInteger i = 0;
@@ -236,7 +233,7 @@ String String::decodeUTF8(std::string_view in, InvalidUTF8 invalid) {
       if (c == 0xF0) lo = 0x90;
       if (c == 0xF4) hi = 0x8F;
     } else {
-      if (strict) return {};
+      if (strict) return -1;
       out[n++] = escape ? static_cast<unichar>(0xDC00 + c) : 0xFFFD;
       ++i;
       continue;
@@ -257,7 +254,7 @@ String String::decodeUTF8(std::string_view in, InvalidUTF8 invalid) {
       cp = (cp << 6) | (cc & 0x3F);
     }
     if (!ok) {
-      if (strict) return {};
+      if (strict) return -1;
       if (escape) {
         while (i < j) out[n++] = static_cast<unichar>(0xDC00 + s[i++]);  // one unit per byte: size >= n
       } else {
@@ -275,8 +272,44 @@ String String::decodeUTF8(std::string_view in, InvalidUTF8 invalid) {
     }
     i = j;
   }
-  owner.b = nullptr;
-  return String(finishBlock(block, n, size));
+  return static_cast<long long>(n);
+}
+
+}  // namespace
+
+String String::decodeUTF8(std::string_view in, InvalidUTF8 invalid) {
+  const UInteger size = in.size();
+  if (size == 0) return empty();
+  // Never more units than bytes: the block is made once at that size and decoded into in place.
+  Block* block = allocateBlock(size);
+  const long long n = decodeUTF8Into(const_cast<unichar*>(block->units), reinterpret_cast<const unsigned char*>(in.data()),
+                                     size, invalid == InvalidUTF8::Fail, invalid == InvalidUTF8::EscapeBytes);
+  if (n < 0) {
+    freeBlock(block);
+    return {};
+  }
+  return String(finishBlock(block, static_cast<UInteger>(n), size));
+}
+
+String String::fromUTF8(std::string_view in, Arena& arena) {
+  const UInteger size = in.size();
+  if (size == 0) return empty();
+  // The arena just before the header, the units right after it; the room a wide text leaves
+  // unused (a unit per byte is reserved) is given back to the arena at once.
+  if (size > (std::numeric_limits<std::size_t>::max() - 64) / sizeof(unichar)) throw std::bad_alloc();
+  detail::ArenaState* state = arena.state();
+  const std::size_t room = sizeof(detail::ArenaState*) + sizeof(Block) + size * sizeof(unichar);
+  void* memory = state->allocate(room, alignof(Block));
+  auto* header = static_cast<detail::ArenaState**>(memory);
+  auto* b = reinterpret_cast<Block*>(header + 1);
+  new (b) Block{{1}, 0, tail(b), detail::kArenaBlock};
+  const long long n = decodeUTF8Into(const_cast<unichar*>(b->units), reinterpret_cast<const unsigned char*>(in.data()),
+                                     size, false, false);
+  state->shrinkLast(memory, room, room - (size - static_cast<UInteger>(n)) * sizeof(unichar));
+  b->length = static_cast<UInteger>(n);
+  *header = state;
+  state->retain();
+  return String(static_cast<const Block*>(b));
 }
 
 unichar String::characterAtIndex(UInteger index) const {

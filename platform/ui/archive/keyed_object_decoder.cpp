@@ -22,6 +22,7 @@
 #include <unordered_set>
 #include <utility>
 
+#include "tq/platform/base/arena.h"
 #include "tq/platform/base/exception.h"
 #include "tq/platform/ui/model/box.h"
 #include "tq/platform/ui/model/button.h"
@@ -132,6 +133,16 @@ class KeyedNibDecoder {
         memo_(archive.objectCount()),
         identifiers_(archive.objectCount()),
         state_(archive.objectCount(), 0) {}
+
+  // Texts made by the read live in the same arena as its objects.
+  String utf8(std::string_view s) const { return String::fromUTF8(s, arena_); }
+  // A key's name as a text, made once per read and shared by every object archived with it.
+  const String& keyName(uint32_t key) const {
+    if (key >= keyNames_.size()) keyNames_.resize(key + 1);
+    String& name = keyNames_[key];
+    if (name.isNil()) name = utf8(a_.name(key));
+    return name;
+  }
 
   Nib build(const String& documentType) {
     nib_.documentType_ = documentType;
@@ -387,7 +398,7 @@ class KeyedNibDecoder {
     if (!custom.isNil() && custom.length() > 0) {
       object = as<Base>(registry_.makeObject(custom));
       if constexpr (std::is_base_of_v<Window, Base>) {
-        if (!object && custom == String(u"NSPanel")) object = std::make_shared<Panel>();
+        if (!object && custom == String(u"NSPanel")) object = arena_.make<Panel>();
       }
     }
     if (!object) {
@@ -473,7 +484,7 @@ class KeyedNibDecoder {
     if (isViewControllerClass(cls)) return decodeViewController(o, cls, custom, depth);
     if (cls == "NSWindowController") return decodeWindowController(o, custom, depth);
     if (cls == "NSSplitViewItem") {
-      auto item = make<SplitViewItem>(custom, [] { return std::make_shared<SplitViewItem>(); });
+      auto item = make<SplitViewItem>(custom, [this] { return arena_.make<SplitViewItem>(); });
       remember(o, item);
       item->setCanCollapse(boolean(o, "NSCanCollapse", false));
       item->setCollapsed(boolean(o, "NSCollapsed", false));
@@ -483,7 +494,7 @@ class KeyedNibDecoder {
     if (endsWith(cls, "ToolbarItem") || has(o, "NSToolbarItemIdentifier")) return decodeToolbarItem(o, cls, custom, depth);
     if (cls == "NSCustomObject") {
       const String name = string(o, "NSClassName");
-      auto object = make<InterfaceObject>(name, [] { return std::make_shared<GenericObject>(u"NSObject"); });
+      auto object = make<InterfaceObject>(name, [this] { return arena_.make<GenericObject>(u"NSObject"); });
       remember(o, object);
       return object;
     }
@@ -492,18 +503,18 @@ class KeyedNibDecoder {
     // Controllers, formatters, constraints and other objects: kept with their class name and their
     // scalar values as attributes.
     auto object = make<InterfaceObject>(custom, [&] {
-      auto g = std::make_shared<GenericObject>(utf8(cls));
+      auto g = arena_.make<GenericObject>(utf8(cls));
       std::vector<Dictionary::Entry> attributes;
       for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
         if (e->key == 0) continue;
         std::string s;
         if (e->value.kind == ArchiveValue::Kind::String) {
-          attributes.emplace_back(utf8(a_.name(e->key)), Value(utf8(std::string(a_.text(e->value)))));
+          attributes.emplace_back(keyName(e->key), Value(utf8(a_.text(e->value))));
         } else if (e->value.isNumber()) {
-          attributes.emplace_back(utf8(a_.name(e->key)), Value(e->value.number()));
+          attributes.emplace_back(keyName(e->key), Value(e->value.number()));
         } else if (e->value.isObject() && a_.className(e->value.index).find("String") != std::string::npos &&
                    a_.stringOf(e->value, s)) {
-          attributes.emplace_back(utf8(a_.name(e->key)), Value(utf8(s)));
+          attributes.emplace_back(keyName(e->key), Value(utf8(s)));
         }
       }
       g->setAttributes(Dictionary(std::move(attributes)));
@@ -519,68 +530,68 @@ class KeyedNibDecoder {
     std::shared_ptr<View> view;
     auto named = [&](auto factory) { view = make<View>(custom, factory); };
     if (cls == "NSButton") {
-      named([] { return std::make_shared<Button>(); });
+      named([this] { return arena_.make<Button>(); });
     } else if (cls == "NSPopUpButton") {
-      named([] { return std::make_shared<PopUpButton>(); });
+      named([this] { return arena_.make<PopUpButton>(); });
     } else if (cls == "NSComboBox") {
-      named([] { return std::make_shared<ComboBox>(); });
+      named([this] { return arena_.make<ComboBox>(); });
     } else if (cls == "NSTokenField") {
-      named([] { return std::make_shared<TokenField>(); });
+      named([this] { return arena_.make<TokenField>(); });
     } else if (cls == "NSTextField" || cls == "NSSecureTextField") {
       named([&] {
-        auto f = std::make_shared<TextField>();
+        auto f = arena_.make<TextField>();
         if (cls != "NSTextField") f->setClassName(utf8(cls));
         return f;
       });
     } else if (cls == "NSSearchField") {
-      named([] { return std::make_shared<SearchField>(); });
+      named([this] { return arena_.make<SearchField>(); });
     } else if (cls == "NSBox") {
-      named([] { return std::make_shared<Box>(); });
+      named([this] { return arena_.make<Box>(); });
     } else if (cls == "NSMatrix") {
-      named([] { return std::make_shared<Matrix>(); });
+      named([this] { return arena_.make<Matrix>(); });
     } else if (cls == "NSTabView") {
-      named([] { return std::make_shared<TabView>(); });
+      named([this] { return arena_.make<TabView>(); });
     } else if (cls == "NSTableView") {
-      named([] { return std::make_shared<TableView>(); });
+      named([this] { return arena_.make<TableView>(); });
     } else if (cls == "NSOutlineView") {
-      named([] { return std::make_shared<OutlineView>(); });
+      named([this] { return arena_.make<OutlineView>(); });
     } else if (cls == "NSScrollView") {
-      named([] { return std::make_shared<ScrollView>(); });
+      named([this] { return arena_.make<ScrollView>(); });
     } else if (cls == "NSClipView") {
-      named([] { return std::make_shared<ClipView>(); });
+      named([this] { return arena_.make<ClipView>(); });
     } else if (cls == "NSSegmentedControl") {
-      named([] { return std::make_shared<SegmentedControl>(); });
+      named([this] { return arena_.make<SegmentedControl>(); });
     } else if (cls == "NSImageView") {
-      named([] { return std::make_shared<ImageView>(); });
+      named([this] { return arena_.make<ImageView>(); });
     } else if (cls == "NSStackView") {
-      named([] { return std::make_shared<StackView>(); });
+      named([this] { return arena_.make<StackView>(); });
     } else if (cls == "NSGridView") {
-      named([] { return std::make_shared<GridView>(); });
+      named([this] { return arena_.make<GridView>(); });
     } else if (cls == "NSRuleEditor" || cls == "NSPredicateEditor") {
       named([&] {
-        auto r = std::make_shared<RuleEditor>();
+        auto r = arena_.make<RuleEditor>();
         if (cls != "NSRuleEditor") r->setClassName(utf8(cls));
         return r;
       });
     } else if (cls == "NSTextView") {
-      named([] { return std::make_shared<TextView>(); });
+      named([this] { return arena_.make<TextView>(); });
     } else if (cls == "NSProgressIndicator") {
-      named([] { return std::make_shared<ProgressIndicator>(); });
+      named([this] { return arena_.make<ProgressIndicator>(); });
     } else if (cls == "NSView" || cls == "NSCustomView") {
       if (cls == "NSCustomView") {
         String name = string(o, "NSClassName");
         if (!name.isNil() && !(name == String(u"NSView"))) custom = name;
       }
-      named([] { return std::make_shared<View>(); });
+      named([this] { return arena_.make<View>(); });
     } else if (has(o, "NSCell")) {
       named([&] {
-        auto c = std::make_shared<Control>();
+        auto c = arena_.make<Control>();
         c->setClassName(utf8(cls));
         return c;
       });
     } else if (has(o, "NSFrame") || has(o, "NSFrameSize") || has(o, "NSSubviews") || has(o, "NSvFlags")) {
       named([&] {
-        auto v = std::make_shared<View>();
+        auto v = arena_.make<View>();
         v->setClassName(utf8(cls));
         if (cls == "NSTextView") v->setFlipped(true);
         return v;
@@ -746,7 +757,7 @@ class KeyedNibDecoder {
     if (columns > static_cast<long>(cells.size())) columns = std::max<long>(1, static_cast<long>(cells.size()));
     const long rows = cells.empty() ? 0 : static_cast<long>((cells.size() + columns - 1) / columns);
     charge(static_cast<std::size_t>(rows * columns) * sizeof(std::shared_ptr<Cell>));
-    auto empty = std::make_shared<Cell>();
+    auto empty = arena_.make<Cell>();
     while (static_cast<long>(cells.size()) < rows * columns) cells.push_back(empty);
     matrix.setCells(std::move(cells), rows, cells.empty() ? 0 : columns);
     const int64_t selected = ref(o, "NSSelectedCell");
@@ -765,7 +776,7 @@ class KeyedNibDecoder {
   }
 
   std::shared_ptr<InterfaceObject> decodeTabViewItem(uint32_t o, const String& custom, int depth) {
-    auto item = make<TabViewItem>(custom, [] { return std::make_shared<TabViewItem>(); });
+    auto item = make<TabViewItem>(custom, [this] { return arena_.make<TabViewItem>(); });
     remember(o, item);
     if (String label = string(o, "NSLabel"); !label.isNil()) item->setLabel(label);
     if (String id = string(o, "NSIdentifier"); !id.isNil()) item->setIdentifier(id);
@@ -793,7 +804,7 @@ class KeyedNibDecoder {
   }
 
   std::shared_ptr<InterfaceObject> decodeTableColumn(uint32_t o, const String& custom, int depth) {
-    auto column = make<TableColumn>(custom, [] { return std::make_shared<TableColumn>(); });
+    auto column = make<TableColumn>(custom, [this] { return arena_.make<TableColumn>(); });
     remember(o, column);
     if (String id = string(o, "NSIdentifier"); !id.isNil()) column->setIdentifier(id);
     column->setWidth(number(o, "NSWidth", column->width()));
@@ -863,7 +874,7 @@ class KeyedNibDecoder {
   std::shared_ptr<InterfaceObject> decodeWindow(uint32_t o, String custom, int depth) {
     const String windowClass = string(o, "NSWindowClass");
     if (custom.isNil() && !windowClass.isNil() && !(windowClass == String(u"NSWindow"))) custom = windowClass;
-    auto window = make<Window>(custom, [] { return std::make_shared<Window>(); });
+    auto window = make<Window>(custom, [this] { return arena_.make<Window>(); });
     remember(o, window);
     if (String title = string(o, "NSWindowTitle"); !title.isNil()) window->setTitle(title);
     if (auto r = rect(o, "NSWindowRect")) window->setContentRect(*r);
@@ -962,9 +973,9 @@ class KeyedNibDecoder {
   // a split view controller's split view and items are found by their classes.
   std::shared_ptr<InterfaceObject> decodeViewController(uint32_t o, std::string_view cls, const String& custom, int depth) {
     auto controller = make<ViewController>(custom, [&]() -> std::shared_ptr<ViewController> {
-      if (cls == "NSTabViewController") return std::make_shared<TabViewController>();
-      if (cls == "NSSplitViewController") return std::make_shared<SplitViewController>();
-      auto c = std::make_shared<ViewController>();
+      if (cls == "NSTabViewController") return arena_.make<TabViewController>();
+      if (cls == "NSSplitViewController") return arena_.make<SplitViewController>();
+      auto c = arena_.make<ViewController>();
       if (cls != "NSViewController") c->setClassName(utf8(cls));
       return c;
     });
@@ -1002,7 +1013,7 @@ class KeyedNibDecoder {
   }
 
   std::shared_ptr<InterfaceObject> decodeWindowController(uint32_t o, const String& custom, int depth) {
-    auto controller = make<WindowController>(custom, [] { return std::make_shared<WindowController>(); });
+    auto controller = make<WindowController>(custom, [this] { return arena_.make<WindowController>(); });
     remember(o, controller);
     const int64_t w = entryOfClass(o, [](std::string_view c) { return c == "NSWindowTemplate"; });
     if (w >= 0) controller->setWindow(as<Window>(decode(static_cast<uint32_t>(w), depth + 1, "the window")));
@@ -1035,14 +1046,14 @@ class KeyedNibDecoder {
       }
     }
     for (uint32_t r : rows) {
-      auto row = make<GridRow>(String(), [] { return std::make_shared<GridRow>(); });
+      auto row = make<GridRow>(String(), [this] { return arena_.make<GridRow>(); });
       remember(r, row);
       row->setHidden(boolean(r, "NSGrid_hidden", false));
       grid.addRow(row);
       current_ = &grid;
     }
     for (uint32_t c : columns) {
-      auto column = make<GridColumn>(String(), [] { return std::make_shared<GridColumn>(); });
+      auto column = make<GridColumn>(String(), [this] { return arena_.make<GridColumn>(); });
       remember(c, column);
       column->setHidden(boolean(c, "NSGrid_hidden", false));
       grid.addColumn(column);
@@ -1055,7 +1066,7 @@ class KeyedNibDecoder {
       return -1;
     };
     for (uint32_t c : cells) {
-      auto cell = make<GridCell>(String(), [] { return std::make_shared<GridCell>(); });
+      auto cell = make<GridCell>(String(), [this] { return arena_.make<GridCell>(); });
       remember(c, cell);
       const long row = indexIn(rows, entryOfClass(c, [](std::string_view k) { return k == "NSGridRow"; }));
       const long column = indexIn(columns, entryOfClass(c, [](std::string_view k) { return k == "NSGridColumn"; }));
@@ -1080,7 +1091,7 @@ class KeyedNibDecoder {
       for (uint32_t t : memberObjects(static_cast<int64_t>(e->value.index))) {
         if (!endsWith(a_.className(t), "RowTemplate")) continue;
         auto row = make<RuleEditorRowTemplate>(String(), [&] {
-          auto r = std::make_shared<RuleEditorRowTemplate>();
+          auto r = arena_.make<RuleEditorRowTemplate>();
           r->setClassName(utf8(a_.className(t)));
           return r;
         });
@@ -1101,7 +1112,7 @@ class KeyedNibDecoder {
   // --- toolbars ------------------------------------------------------------------------------------
 
   std::shared_ptr<InterfaceObject> decodeToolbar(uint32_t o, const String& custom, int depth) {
-    auto toolbar = make<Toolbar>(custom, [] { return std::make_shared<Toolbar>(); });
+    auto toolbar = make<Toolbar>(custom, [this] { return arena_.make<Toolbar>(); });
     remember(o, toolbar);
     if (String id = string(o, "NSToolbarIdentifier"); !id.isNil()) toolbar->setIdentifier(id);
     toolbar->setDisplayMode(static_cast<Toolbar::DisplayMode>(std::clamp(integer(o, "NSToolbarDisplayMode", 0), 0L, 3L)));
@@ -1129,7 +1140,7 @@ class KeyedNibDecoder {
 
   std::shared_ptr<InterfaceObject> decodeToolbarItem(uint32_t o, std::string_view cls, const String& custom, int depth) {
     auto item = make<ToolbarItem>(custom, [&] {
-      auto i = std::make_shared<ToolbarItem>();
+      auto i = arena_.make<ToolbarItem>();
       if (cls != "NSToolbarItem") i->setClassName(utf8(cls));
       return i;
     });
@@ -1153,7 +1164,7 @@ class KeyedNibDecoder {
   // --- menus ---------------------------------------------------------------------------------------
 
   std::shared_ptr<InterfaceObject> decodeMenu(uint32_t o, const String& custom, int depth) {
-    auto menu = make<Menu>(custom, [] { return std::make_shared<Menu>(); });
+    auto menu = make<Menu>(custom, [this] { return arena_.make<Menu>(); });
     remember(o, menu);
     if (String title = string(o, "NSTitle"); !title.isNil()) menu->setTitle(title);
     // The private names of the application's special menus, as the document format names them.
@@ -1173,7 +1184,7 @@ class KeyedNibDecoder {
   }
 
   std::shared_ptr<InterfaceObject> decodeMenuItem(uint32_t o, const String& custom, int depth) {
-    auto item = make<MenuItem>(custom, [] { return std::make_shared<MenuItem>(); });
+    auto item = make<MenuItem>(custom, [this] { return arena_.make<MenuItem>(); });
     remember(o, item);
     item->setSeparatorItem(boolean(o, "NSIsSeparator", false));
     if (String title = string(o, "NSTitle"); !title.isNil()) item->setTitle(title);
@@ -1195,30 +1206,30 @@ class KeyedNibDecoder {
     std::shared_ptr<Cell> cell;
     auto named = [&](auto factory) { cell = make<Cell>(custom, factory); };
     if (cls == "NSButtonCell") {
-      named([] { return std::make_shared<ButtonCell>(); });
+      named([this] { return arena_.make<ButtonCell>(); });
     } else if (cls == "NSPopUpButtonCell") {
-      named([] { return std::make_shared<PopUpButtonCell>(); });
+      named([this] { return arena_.make<PopUpButtonCell>(); });
     } else if (cls == "NSComboBoxCell") {
-      named([] { return std::make_shared<ComboBoxCell>(); });
+      named([this] { return arena_.make<ComboBoxCell>(); });
     } else if (cls == "NSTokenFieldCell") {
-      named([] { return std::make_shared<TokenFieldCell>(); });
+      named([this] { return arena_.make<TokenFieldCell>(); });
     } else if (cls == "NSTextFieldCell" || cls == "NSSecureTextFieldCell") {
       named([&] {
-        auto c = std::make_shared<TextFieldCell>();
+        auto c = arena_.make<TextFieldCell>();
         if (cls != "NSTextFieldCell") c->setClassName(utf8(cls));
         return c;
       });
     } else if (cls == "NSSearchFieldCell") {
-      named([] { return std::make_shared<SearchFieldCell>(); });
+      named([this] { return arena_.make<SearchFieldCell>(); });
     } else if (cls == "NSTableHeaderCell") {
-      named([] { return std::make_shared<TableHeaderCell>(); });
+      named([this] { return arena_.make<TableHeaderCell>(); });
     } else if (cls == "NSImageCell") {
-      named([] { return std::make_shared<ImageCell>(); });
+      named([this] { return arena_.make<ImageCell>(); });
     } else if (cls == "NSSegmentedCell") {
-      named([] { return std::make_shared<SegmentedCell>(); });
+      named([this] { return arena_.make<SegmentedCell>(); });
     } else {
       named([&] {
-        auto c = std::make_shared<ActionCell>();
+        auto c = arena_.make<ActionCell>();
         c->setClassName(utf8(cls));
         return c;
       });
@@ -1553,7 +1564,12 @@ class KeyedNibDecoder {
     return casts_.as<To>(std::forward<Pointer>(p));
   }
 
+  // Every object the read makes is taken from one arena, held by what is made in it: the objects
+  // handed out alone keep the interface (and its memory) alive, and each is a pointer moved along
+  // a chunk instead of one heap block.
+  mutable Arena arena_{std::size_t{64} << 10};
   mutable RememberedCasts casts_;
+  mutable std::vector<String> keyNames_;
   const KeyedArchive& a_;
   const archive::ArchiveLayout& layout_;
   const NibLoadOptions& options_;

@@ -31,6 +31,7 @@
 #include "remembered_casts.h"
 #include "storyboard_scenes.h"
 #include "tq/platform/ui/archive/storyboard_reader.h"
+#include "tq/platform/base/arena.h"
 #include "tq/platform/base/exception.h"
 #include "tq/platform/bundle/bundle.h"
 #include "tq/platform/fs/regular_file.h"
@@ -126,69 +127,98 @@ using archive::kParsedXMLFactor;
 
 // --- attribute helpers ---------------------------------------------------------------------------
 
-String str(const char* utf8) { return String::fromUTF8(utf8); }
+// A name the reader asks an element about (an attribute, a child's key or name, the element's own
+// name), with its first two bytes, which tell most names apart before any other byte is compared.
+// Literals are measured when the reader is compiled.
+struct Name {
+  template <std::size_t N>
+  consteval Name(const char (&literal)[N]) : text(literal), head(headOf(literal)) {}  // NOLINT: literals convert
+  explicit Name(const char* runtime) : text(runtime), head(headOf(runtime)) {}
 
-// An element as the reader asks about it. Made from a node, it looks attributes and children up
-// through the parser's own walks (a full name comparison for each). Made with gather(), for the
-// elements asked about dozens of things (cells, views, menu items), it first lists its attributes
-// and its child elements in one walk each, with the first two bytes of each attribute name and of
-// each child's key, so that a lookup compares two bytes per entry and whole names only where those
-// agree. Past the first kAttributes attributes or kChildren children, lookups go the parser's way.
+  // The first byte, and the second when there is one.
+  static constexpr uint16_t headOf(const char* s) {
+    const auto first = static_cast<unsigned char>(s[0]);
+    return static_cast<uint16_t>(first | (first ? static_cast<unsigned char>(s[1]) << 8 : 0));
+  }
+  // Whether `other` (a NUL-terminated text) is this name; compared byte by byte, stopping at the
+  // first difference, so no byte past either end is read.
+  bool equals(const char* other) const {
+    for (std::size_t i = 0;; ++i) {
+      if (text[i] != other[i]) return false;
+      if (!text[i]) return true;
+    }
+  }
+  // One of 64 bits for a head: most names asked for are absent, and most of those find their bit
+  // clear in an element's mask of the heads it has.
+  constexpr uint64_t bit() const { return uint64_t{1} << (uint64_t{head} * 0x9E3779B97F4A7C15ull >> 58); }
+
+  const char* text;
+  uint16_t head;
+};
+
+// The value of the attribute `key` of a node ("" when it has none), found without the parser's
+// own comparison of every name: "key" is most often the first attribute.
+const char* keyOf(pugi::xml_node node) {
+  for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+    const char* name = a.name();
+    if (name[0] == 'k' && name[1] == 'e' && name[2] == 'y' && name[3] == '\0') return a.value();
+  }
+  return "";
+}
+
+// An element as the reader asks about it: its attributes and child elements are listed once, each
+// with the head of its name (or of a child's key), so that a lookup compares two bytes per entry
+// and whole names only where those agree; a mask of the heads present turns most absent names
+// away at once. Past the first kAttributes attributes or kChildren children, lookups go the
+// parser's way.
 class Element {
  public:
-  Element(pugi::xml_node node) : node_(node), name_(node.name()) {}  // NOLINT: an element not gathered
-  static Element gather(pugi::xml_node node) {
-    Element e(node);
-    e.gathered_ = true;
-    for (pugi::xml_attribute a = node.first_attribute();; a = a.next_attribute()) {
-      pugi::xml_attribute_struct* const record = a.internal_object();
-      if (!record) break;
-      if (e.attributeCount_ == kAttributes) {
-        e.allAttributes_ = false;
+  Element() = default;
+  Element(pugi::xml_node node) : node_(node) {  // NOLINT: every node can be asked about
+    if (!node) return;
+    name_ = node.name();
+    for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+      if (attributeCount_ == kAttributes) {
+        allAttributes_ = false;
         break;
       }
-      Attribute& entry = e.attributes_[e.attributeCount_++];
+      Attribute& entry = attributes_[attributeCount_++];
       entry.name = a.name();
       entry.value = a.value();
-      entry.head = head(entry.name);
-      entry.attribute = record;
-      e.heads_ |= bit(entry.head);
+      entry.head = Name::headOf(entry.name);
+      heads_ |= uint64_t{1} << (uint64_t{entry.head} * 0x9E3779B97F4A7C15ull >> 58);
     }
     for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling()) {
       if (c.type() != pugi::node_element) continue;
-      if (e.childCount_ == kChildren) {
-        e.allChildren_ = false;
+      if (childCount_ == kChildren) {
+        allChildren_ = false;
         break;
       }
-      Child& entry = e.children_[e.childCount_++];
+      Child& entry = children_[childCount_++];
       entry.name = c.name();
-      entry.key = c.attribute("key").value();
-      entry.keyHead = head(entry.key);
+      entry.key = keyOf(c);
+      entry.keyHead = Name::headOf(entry.key);
       entry.node = c.internal_object();
     }
-    return e;
   }
 
-  pugi::xml_attribute attribute(const char* name) const {
-    if (const Attribute* a = find(name)) return pugi::xml_attribute(a->attribute);
-    return gathered_ && allAttributes_ ? pugi::xml_attribute() : node_.attribute(name);
-  }
   // The attribute's value; nullptr when the element has no such attribute.
-  const char* value(const char* name) const {
-    if (const Attribute* a = find(name)) return a->value;
-    if (gathered_ && allAttributes_) return nullptr;
-    pugi::xml_attribute a = node_.attribute(name);
-    return a ? a.value() : nullptr;
+  const char* value(Name name) const {
+    if (!(heads_ & name.bit())) return allAttributes_ ? nullptr : slowValue(name);
+    for (unsigned i = 0; i < attributeCount_; ++i) {
+      if (attributes_[i].head == name.head && name.equals(attributes_[i].name)) return attributes_[i].value;
+    }
+    return allAttributes_ ? nullptr : slowValue(name);
   }
   // The attribute's value, "" when there is none.
-  const char* text(const char* name) const {
+  const char* text(Name name) const {
     const char* v = value(name);
     return v ? v : "";
   }
   // The attributes in document order, as (name, value).
   template <class Visit>
   void eachAttribute(Visit visit) const {
-    if (!gathered_ || !allAttributes_) {
+    if (!allAttributes_) {
       for (pugi::xml_attribute a = node_.first_attribute(); a; a = a.next_attribute()) visit(a.name(), a.value());
       return;
     }
@@ -196,34 +226,30 @@ class Element {
   }
 
   // The first child element with key="KEY".
-  pugi::xml_node keyed(const char* key) const {
-    if (!gathered_ || !allChildren_) {
-      for (pugi::xml_node c = node_.first_child(); c; c = c.next_sibling()) {
-        if (c.type() == pugi::node_element && std::strcmp(c.attribute("key").value(), key) == 0) return c;
-      }
-      return {};
-    }
-    const uint16_t h = head(key);
+  pugi::xml_node keyed(Name key) const {
     for (unsigned i = 0; i < childCount_; ++i) {
-      if (children_[i].keyHead == h && std::strcmp(children_[i].key, key) == 0) return pugi::xml_node(children_[i].node);
+      if (children_[i].keyHead == key.head && key.equals(children_[i].key)) return pugi::xml_node(children_[i].node);
+    }
+    if (allChildren_) return {};
+    for (pugi::xml_node c = node_.first_child(); c; c = c.next_sibling()) {
+      if (c.type() == pugi::node_element && key.equals(keyOf(c))) return c;
     }
     return {};
   }
   // The first child element named NAME.
-  pugi::xml_node child(const char* name) const {
-    if (!gathered_ || !allChildren_) return node_.child(name);
+  pugi::xml_node child(Name name) const {
     for (unsigned i = 0; i < childCount_; ++i) {
-      if (children_[i].name[0] == name[0] && std::strcmp(children_[i].name, name) == 0) {
-        return pugi::xml_node(children_[i].node);
-      }
+      if (children_[i].name[0] == name.text[0] && name.equals(children_[i].name)) return pugi::xml_node(children_[i].node);
     }
-    return {};
+    return allChildren_ ? pugi::xml_node() : node_.child(name.text);
   }
+  bool is(Name name) const { return name_[0] == name.text[0] && name.equals(name_); }
 
   operator pugi::xml_node() const { return node_; }  // NOLINT
   explicit operator bool() const { return static_cast<bool>(node_); }
   const char* name() const { return name_; }
   pugi::xml_node first_child() const { return node_.first_child(); }
+  const char* childValue() const { return node_.child_value(); }
 
  private:
   static constexpr unsigned kAttributes = 32;
@@ -231,7 +257,6 @@ class Element {
   struct Attribute {
     const char* name;
     const char* value;
-    pugi::xml_attribute_struct* attribute;
     uint16_t head;
   };
   struct Child {
@@ -240,48 +265,31 @@ class Element {
     pugi::xml_node_struct* node;
     uint16_t keyHead;
   };
-  // The first byte, and the second when there is one.
-  static uint16_t head(const char* name) {
-    const auto first = static_cast<unsigned char>(name[0]);
-    return static_cast<uint16_t>(first | (first ? static_cast<unsigned char>(name[1]) << 8 : 0));
-  }
-  // One of 64 bits for a name's first two bytes: most names asked for are absent, and most of those
-  // find their bit clear.
-  static uint64_t bit(uint16_t head) { return uint64_t{1} << (uint64_t{head} * 0x9E3779B97F4A7C15ull >> 58); }
-  const Attribute* find(const char* name) const {
-    if (!gathered_) return nullptr;
-    const uint16_t h = head(name);
-    if (!(heads_ & bit(h))) return nullptr;
-    for (unsigned i = 0; i < attributeCount_; ++i) {
-      if (attributes_[i].head == h && std::strcmp(attributes_[i].name, name) == 0) return &attributes_[i];
+  [[gnu::noinline]] const char* slowValue(Name name) const {
+    for (pugi::xml_attribute a = node_.first_attribute(); a; a = a.next_attribute()) {
+      if (name.equals(a.name())) return a.value();
     }
     return nullptr;
   }
 
   pugi::xml_node node_;
-  const char* name_;
-  bool gathered_ = false;
+  const char* name_ = "";
   bool allAttributes_ = true;
   bool allChildren_ = true;
   unsigned attributeCount_ = 0;
   unsigned childCount_ = 0;
-  uint64_t heads_ = 0;  // bit() of every listed attribute
-  // Left unset past their counts: an element made from a node writes none of them.
+  uint64_t heads_ = 0;  // Name::bit() of every listed attribute
+  // Left unset past their counts.
   Attribute attributes_[kAttributes];
   Child children_[kChildren];
 };
 
-bool hasAttr(const Element& n, const char* name) { return n.value(name) != nullptr; }
+bool hasAttr(const Element& n, Name name) { return n.value(name) != nullptr; }
 
-String attr(const Element& n, const char* name) {
-  const char* v = n.value(name);
-  return v ? str(v) : String();
-}
-
-bool boolAttr(const Element& n, const char* name, bool fallback) {
+bool boolAttr(const Element& n, Name name, bool fallback) {
   const char* v = n.value(name);
   if (!v) return fallback;
-  return std::strcmp(v, "YES") == 0;
+  return v[0] == 'Y' && v[1] == 'E' && v[2] == 'S' && v[3] == '\0';
 }
 
 // Decimal text as strtod reads it. Plain numbers of up to 15 digits with at most 22 after the point
@@ -316,7 +324,7 @@ double parseNumber(const char* text, bool& parsed) {
   return v;
 }
 
-double numberAttr(const Element& n, const char* name, double fallback) {
+double numberAttr(const Element& n, Name name, double fallback) {
   const char* v = n.value(name);
   if (!v) return fallback;
   bool parsed = false;
@@ -325,13 +333,11 @@ double numberAttr(const Element& n, const char* name, double fallback) {
 }
 
 // Element names are told apart by their first byte before the whole name is compared.
-bool is(const Element& n, const char* name) {
-  const char* own = n.name();
-  return own[0] == name[0] && std::strcmp(own, name) == 0;
-}
+bool is(const Element& n, Name name) { return n.is(name); }
+bool is(pugi::xml_node n, Name name) { return name.equals(n.name()); }
 
 // The first child element with key="KEY".
-pugi::xml_node keyed(const Element& n, const char* key) { return n.keyed(key); }
+pugi::xml_node keyed(const Element& n, Name key) { return n.keyed(key); }
 
 bool startsLikeImageFile(std::string_view b) {
   return b.substr(0, 4) == std::string_view("MM\0*", 4) || b.substr(0, 4) == std::string_view("II*\0", 4) ||
@@ -361,42 +367,13 @@ std::string_view imageFileInArchive(std::string_view b) {
   return {};
 }
 
-// The text of a <string> element, base64-UTF8 decoded when marked so.
-String stringElementText(pugi::xml_node n) {
-  const char* text = n.child_value();
-  if (boolAttr(n, "base64-UTF8", false)) return String::fromUTF8(archive::decodeBase64(text));
-  return str(text);
-}
-
-// The text of a <string> element, or the fragments of an <attributedString> joined.
-String textOf(pugi::xml_node n) {
-  if (is(n, "string")) return stringElementText(n);
-  std::string joined;
-  for (pugi::xml_node f : n.children("fragment")) {
-    if (pugi::xml_attribute content = f.attribute("content")) {
-      joined += content.value();
-    } else if (pugi::xml_node c = keyed(f, "content")) {
-      joined += stringElementText(c).UTF8String();
-    }
-  }
-  return String::fromUTF8(joined);
-}
-
-// A string property: the attribute NAME, else a <string key="NAME"> child; nil when neither.
-String stringProp(const Element& n, const char* name) {
-  if (const char* v = n.value(name)) return str(v);
-  const Element c = keyed(n, name);
-  if (c && is(c, "string")) return stringElementText(c);
-  return String();
-}
-
-std::optional<Rect> rectChild(const Element& n, const char* key) {
+std::optional<Rect> rectChild(const Element& n, Name key) {
   const Element r = keyed(n, key);
   if (!r || !is(r, "rect")) return std::nullopt;
   return Rect{numberAttr(r, "x", 0), numberAttr(r, "y", 0), numberAttr(r, "width", 0), numberAttr(r, "height", 0)};
 }
 
-std::optional<Size> sizeChild(const Element& n, const char* key) {
+std::optional<Size> sizeChild(const Element& n, Name key) {
   const Element s = keyed(n, key);
   if (!s || !(is(s, "size") || is(s, "value"))) return std::nullopt;
   return Size{numberAttr(s, "width", 0), numberAttr(s, "height", 0)};
@@ -408,6 +385,7 @@ std::optional<Size> sizeChild(const Element& n, const char* key) {
 // that measures the text: most texts looked up are a dozen bytes, and found.
 class RecurringStrings {
  public:
+  explicit RecurringStrings(Arena& arena) : arena_(arena) {}
   String operator()(const char* value) {
     if (!value) return String();
     uint64_t hash = 0xcbf29ce484222325ull;  // FNV-1a
@@ -419,7 +397,7 @@ class RecurringStrings {
     for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
       Slot& slot = slots_[i];
       if (!slot.text) {
-        slot = {value, length, hash, String::fromUTF8(std::string_view(value, length))};
+        slot = {value, length, hash, String::fromUTF8(std::string_view(value, length), arena_)};
         ++count_;
         return slot.string;
       }
@@ -445,61 +423,13 @@ class RecurringStrings {
       slots_[i] = std::move(slot);
     }
   }
+  Arena& arena_;
   std::vector<Slot> slots_;
   std::size_t count_ = 0;
 };
 
-std::optional<FontDescriptor> fontChild(const Element& n, const char* key, RecurringStrings& recurring) {
-  const Element f = keyed(n, key);
-  if (!f || !is(f, "font")) return std::nullopt;
-  const double size = numberAttr(f, "size", 0);
-  if (const char* meta = f.value("metaFont")) return FontDescriptor::fromMetaFont(recurring(meta), size);
-  FontDescriptor font;
-  const char* name = f.value("name");
-  if (name) font.name = recurring(name);
-  font.size = size > 0 ? size : 13;
-  font.bold = name && std::strstr(name, "Bold") != nullptr;
-  return font;
-}
-
-std::optional<ColorDescriptor> colorChild(const Element& n, const char* key, RecurringStrings& recurring) {
-  static const String system = u"System";
-  const Element c = keyed(n, key);
-  if (!c || !is(c, "color")) return std::nullopt;
-  ColorDescriptor color;
-  color.colorSpace = recurring(c.value("colorSpace"));
-  if (const char* name = c.value("name")) {
-    color.name = recurring(name);
-    const char* catalog = c.value("catalog");
-    color.catalog = catalog ? recurring(catalog) : system;
-  } else if (const char* systemColor = c.value("systemColor")) {
-    color.name = recurring(systemColor);
-    color.catalog = system;
-  } else if (hasAttr(c, "white")) {
-    color.red = color.green = color.blue = numberAttr(c, "white", 0);
-  } else {
-    color.red = numberAttr(c, "red", 0);
-    color.green = numberAttr(c, "green", 0);
-    color.blue = numberAttr(c, "blue", 0);
-  }
-  color.alpha = numberAttr(c, "alpha", 1);
-  return color;
-}
-
-// A value of an options dictionary; nil for what is not a property-list scalar.
-Value optionValue(const Element& n, bool& understood) {
-  understood = true;
-  if (is(n, "string")) return Value(stringElementText(n));
-  if (is(n, "integer")) return Value(static_cast<long long>(std::strtoll(n.text("value"), nullptr, 10)));
-  if (is(n, "real")) return Value(numberAttr(n, "value", 0));
-  if (is(n, "bool")) return Value(boolAttr(n, "value", false));
-  if (is(n, "nil")) return Value();
-  understood = false;
-  return Value();
-}
-
 template <class E, std::size_t N>
-E enumAttr(const Element& n, const char* name, const char* const (&names)[N], E fallback) {
+E enumAttr(const Element& n, Name name, const char* const (&names)[N], E fallback) {
   const char* v = n.value(name);
   if (!v) return fallback;
   for (std::size_t i = 0; i < N; ++i) {
@@ -530,14 +460,6 @@ int stateAttr(const Element& n) {
   return 0;
 }
 
-// "NS" + the element name with its first letter capitalised: stepper -> NSStepper.
-String platformName(const char* element) {
-  std::string name = "NS";
-  name += element;
-  if (name.size() > 2 && name[2] >= 'a' && name[2] <= 'z') name[2] = static_cast<char>(name[2] - 'a' + 'A');
-  return String::fromUTF8(name);
-}
-
 bool endsWith(const char* s, const char* suffix) {
   const std::size_t a = std::strlen(s), b = std::strlen(suffix);
   return a >= b && std::strcmp(s + a - b, suffix) == 0;
@@ -548,8 +470,13 @@ bool endsWith(const char* s, const char* suffix) {
 // Builds one archive's objects. Friend of Nib.
 class NibBuilder {
  public:
-  NibBuilder(const NibLoadOptions& options, std::size_t budget)
-      : options_(options), registry_(options.registry ? *options.registry : ClassRegistry::shared()), budget_(budget) {}
+  // `documentSize` sizes the arena's first chunk.
+  NibBuilder(const NibLoadOptions& options, std::size_t budget, std::size_t documentSize)
+      : options_(options),
+        registry_(options.registry ? *options.registry : ClassRegistry::shared()),
+        budget_(budget),
+        arena_(documentSize),
+        recurring_(arena_) {}
 
   // Reads a document's objects; with `scenes`, the objects of a storyboard's scenes instead.
   Nib build(const pugi::xml_document& doc, archive::DecodedScenes* scenes = nullptr) {
@@ -609,6 +536,99 @@ class NibBuilder {
   template <class To, class Pointer>
   auto as(Pointer&& p) const -> decltype(std::declval<RememberedCasts&>().as<To>(std::forward<Pointer>(p))) {
     return casts_.as<To>(std::forward<Pointer>(p));
+  }
+
+  // --- the interface's memory ----------------------------------------------------------------------
+
+  // Every object and string the read makes is taken from one arena, held by what is made in it: the
+  // objects handed out alone keep the interface (and its memory) alive, and the read's own
+  // allocations are a pointer moved along a chunk instead of one heap block each.
+  template <class T, class... Args>
+  std::shared_ptr<T> create(Args&&... args) {
+    return arena_.make<T>(std::forward<Args>(args)...);
+  }
+  String str(const char* utf8) { return String::fromUTF8(utf8, arena_); }
+  String attr(const Element& n, Name name) {
+    const char* v = n.value(name);
+    return v ? str(v) : String();
+  }
+  // The text of a <string> element, base64-UTF8 decoded when marked so.
+  String stringElementText(const Element& n) {
+    const char* text = n.childValue();
+    if (boolAttr(n, "base64-UTF8", false)) return String::fromUTF8(archive::decodeBase64(text), arena_);
+    return str(text);
+  }
+  // The text of a <string> element, or the fragments of an <attributedString> joined.
+  String textOf(const Element& n) {
+    if (is(n, "string")) return stringElementText(n);
+    std::string joined;
+    for (pugi::xml_node f : pugi::xml_node(n).children("fragment")) {
+      if (pugi::xml_attribute content = f.attribute("content")) {
+        joined += content.value();
+      } else if (pugi::xml_node c = keyed(f, "content")) {
+        joined += stringElementText(c).UTF8String();
+      }
+    }
+    return String::fromUTF8(joined, arena_);
+  }
+  // A string property: the attribute NAME, else a <string key="NAME"> child; nil when neither.
+  String stringProp(const Element& n, Name name) {
+    if (const char* v = n.value(name)) return str(v);
+    if (pugi::xml_node c = keyed(n, name); c && is(c, "string")) return stringElementText(c);
+    return String();
+  }
+  // "NS" + the element name with its first letter capitalised: stepper -> NSStepper.
+  String platformName(const char* element) {
+    std::string name = "NS";
+    name += element;
+    if (name.size() > 2 && name[2] >= 'a' && name[2] <= 'z') name[2] = static_cast<char>(name[2] - 'a' + 'A');
+    return String::fromUTF8(name, arena_);
+  }
+  std::optional<FontDescriptor> fontChild(const Element& n, Name key) {
+    const Element f = keyed(n, key);
+    if (!f || !is(f, "font")) return std::nullopt;
+    const double size = numberAttr(f, "size", 0);
+    if (const char* meta = f.value("metaFont")) return FontDescriptor::fromMetaFont(recurring_(meta), size);
+    FontDescriptor font;
+    const char* name = f.value("name");
+    if (name) font.name = recurring_(name);
+    font.size = size > 0 ? size : 13;
+    font.bold = name && std::strstr(name, "Bold") != nullptr;
+    return font;
+  }
+  std::optional<ColorDescriptor> colorChild(const Element& n, Name key) {
+    static const String system = u"System";
+    const Element c = keyed(n, key);
+    if (!c || !is(c, "color")) return std::nullopt;
+    ColorDescriptor color;
+    color.colorSpace = recurring_(c.value("colorSpace"));
+    if (const char* name = c.value("name")) {
+      color.name = recurring_(name);
+      const char* catalog = c.value("catalog");
+      color.catalog = catalog ? recurring_(catalog) : system;
+    } else if (const char* systemColor = c.value("systemColor")) {
+      color.name = recurring_(systemColor);
+      color.catalog = system;
+    } else if (hasAttr(c, "white")) {
+      color.red = color.green = color.blue = numberAttr(c, "white", 0);
+    } else {
+      color.red = numberAttr(c, "red", 0);
+      color.green = numberAttr(c, "green", 0);
+      color.blue = numberAttr(c, "blue", 0);
+    }
+    color.alpha = numberAttr(c, "alpha", 1);
+    return color;
+  }
+  // A value of an options dictionary; nil for what is not a property-list scalar.
+  Value optionValue(const Element& n, bool& understood) {
+    understood = true;
+    if (is(n, "string")) return Value(stringElementText(n));
+    if (is(n, "integer")) return Value(static_cast<long long>(std::strtoll(n.text("value"), nullptr, 10)));
+    if (is(n, "real")) return Value(numberAttr(n, "value", 0));
+    if (is(n, "bool")) return Value(boolAttr(n, "value", false));
+    if (is(n, "nil")) return Value();
+    understood = false;
+    return Value();
   }
 
   struct Pending {
@@ -722,7 +742,7 @@ class NibBuilder {
       object = as<Base>(registry_.makeObject(custom));
       if (!object) {
         if constexpr (std::is_base_of_v<Window, Base>) {
-          if (custom.view() == u"NSPanel") object = std::make_shared<Panel>();
+          if (custom.view() == u"NSPanel") object = create<Panel>();
         }
       }
     }
@@ -758,7 +778,7 @@ class NibBuilder {
 
   std::shared_ptr<InterfaceObject> decode(pugi::xml_node node, int depth) {
     if (depth > kMaxDepth) throw ReadFailure{"the objects are nested too deeply"};
-    const Element n = Element::gather(node);
+    const Element n = Element(node);
     const char* e = n.name();
     if (is(n, "window") || is(n, "panel")) return decodeWindow(n, depth);
     if (is(n, "windowController")) return decodeWindowController(n, depth);
@@ -778,18 +798,18 @@ class NibBuilder {
     // Controllers, formatters, constraints, host objects.
     auto object = make<InterfaceObject>(n, [&] {
       static const String object = u"NSObject", constraint = u"NSLayoutConstraint";
-      auto g = std::make_shared<GenericObject>(is(n, "customObject") ? object
+      auto g = create<GenericObject>(is(n, "customObject") ? object
                                                : is(n, "constraint") ? constraint
                                                                      : platformName(e));
       // Kept as archived until asked for: most are constraints nobody reads. Each name and value
-      // with its terminating zero, measured once into the read's scratch string, then copied into a
-      // string of the right size.
+      // with its terminating zero, measured once into the read's scratch string, then copied into the
+      // interface's arena.
       packing_.clear();
       n.eachAttribute([&](const char* name, const char* value) {
         packing_.append(name, std::strlen(name) + 1);
         packing_.append(value, std::strlen(value) + 1);
       });
-      g->setArchivedAttributes(std::string(packing_));
+      g->setArchivedAttributes(packing_, arena_);
       return std::static_pointer_cast<InterfaceObject>(g);
     });
     remember(n, object);
@@ -802,65 +822,65 @@ class NibBuilder {
     const char* e = n.name();
     std::shared_ptr<View> view;
     if (is(n, "button")) {
-      view = make<View>(n, [] { return std::make_shared<Button>(); });
+      view = make<View>(n, [this] { return create<Button>(); });
     } else if (is(n, "popUpButton")) {
-      view = make<View>(n, [] { return std::make_shared<PopUpButton>(); });
+      view = make<View>(n, [this] { return create<PopUpButton>(); });
     } else if (is(n, "comboBox")) {
-      view = make<View>(n, [] { return std::make_shared<ComboBox>(); });
+      view = make<View>(n, [this] { return create<ComboBox>(); });
     } else if (is(n, "tokenField")) {
-      view = make<View>(n, [] { return std::make_shared<TokenField>(); });
+      view = make<View>(n, [this] { return create<TokenField>(); });
     } else if (is(n, "textField") || is(n, "secureTextField")) {
       view = make<View>(n, [&] {
-        auto f = std::make_shared<TextField>();
+        auto f = create<TextField>();
         if (!is(n, "textField")) f->setClassName(platformName(e));
         return f;
       });
     } else if (is(n, "searchField")) {
-      view = make<View>(n, [] { return std::make_shared<SearchField>(); });
+      view = make<View>(n, [this] { return create<SearchField>(); });
     } else if (is(n, "box")) {
-      view = make<View>(n, [] { return std::make_shared<Box>(); });
+      view = make<View>(n, [this] { return create<Box>(); });
     } else if (is(n, "matrix")) {
-      view = make<View>(n, [] { return std::make_shared<Matrix>(); });
+      view = make<View>(n, [this] { return create<Matrix>(); });
     } else if (is(n, "tabView")) {
-      view = make<View>(n, [] { return std::make_shared<TabView>(); });
+      view = make<View>(n, [this] { return create<TabView>(); });
     } else if (is(n, "tableView")) {
-      view = make<View>(n, [] { return std::make_shared<TableView>(); });
+      view = make<View>(n, [this] { return create<TableView>(); });
     } else if (is(n, "outlineView")) {
-      view = make<View>(n, [] { return std::make_shared<OutlineView>(); });
+      view = make<View>(n, [this] { return create<OutlineView>(); });
     } else if (is(n, "scrollView")) {
-      view = make<View>(n, [] { return std::make_shared<ScrollView>(); });
+      view = make<View>(n, [this] { return create<ScrollView>(); });
     } else if (is(n, "clipView")) {
-      view = make<View>(n, [] { return std::make_shared<ClipView>(); });
+      view = make<View>(n, [this] { return create<ClipView>(); });
     } else if (is(n, "segmentedControl")) {
-      view = make<View>(n, [] { return std::make_shared<SegmentedControl>(); });
+      view = make<View>(n, [this] { return create<SegmentedControl>(); });
     } else if (is(n, "progressIndicator")) {
-      view = make<View>(n, [] { return std::make_shared<ProgressIndicator>(); });
+      view = make<View>(n, [this] { return create<ProgressIndicator>(); });
     } else if (is(n, "imageView")) {
-      view = make<View>(n, [] { return std::make_shared<ImageView>(); });
+      view = make<View>(n, [this] { return create<ImageView>(); });
     } else if (is(n, "stackView")) {
-      view = make<View>(n, [] { return std::make_shared<StackView>(); });
+      view = make<View>(n, [this] { return create<StackView>(); });
     } else if (is(n, "gridView")) {
-      view = make<View>(n, [] { return std::make_shared<GridView>(); });
+      view = make<View>(n, [this] { return create<GridView>(); });
     } else if (is(n, "predicateEditor") || is(n, "ruleEditor")) {
       view = make<View>(n, [&] {
-        auto r = std::make_shared<RuleEditor>();
+        auto r = create<RuleEditor>();
         if (is(n, "predicateEditor")) r->setClassName(u"NSPredicateEditor");
         return r;
       });
     } else if (is(n, "textView")) {
-      view = make<View>(n, [] { return std::make_shared<TextView>(); });
+      view = make<View>(n, [this] { return create<TextView>(); });
     } else if (is(n, "view") || is(n, "customView") || is(n, "containerView")) {
-      view = make<View>(n, [] { return std::make_shared<View>(); });
+      view = make<View>(n, [this] { return create<View>(); });
     } else if (keyed(n, "cell")) {
       // Controls the model has no class for (steppers, sliders, date pickers...).
       view = make<View>(n, [&] {
-        auto c = std::make_shared<Control>();
+        auto c = create<Control>();
         c->setClassName(platformName(e));
         return c;
       });
     } else if (keyed(n, "frame") || n.child("subviews")) {
       view = make<View>(n, [&] {
-        auto v = std::make_shared<View>();
+        auto v = create<View>();
         v->setClassName(platformName(e));
         if (is(n, "textView")) v->setFlipped(true);
         return v;
@@ -880,8 +900,8 @@ class NibBuilder {
     view.setTag(static_cast<long>(numberAttr(n, "tag", 0)));
     if (hasAttr(n, "identifier")) view.setIdentifier(attr(n, "identifier"));
     if (pugi::xml_node mask = keyed(n, "autoresizingMask")) {
-      static constexpr const char* kFlags[] = {"flexibleMinX", "widthSizable", "flexibleMaxX",
-                                               "flexibleMinY", "heightSizable", "flexibleMaxY"};
+      static constexpr Name kFlags[] = {"flexibleMinX", "widthSizable", "flexibleMaxX",
+                                        "flexibleMinY", "heightSizable", "flexibleMaxY"};
       unsigned bits = 0;
       for (unsigned i = 0; i < 6; ++i) {
         if (boolAttr(mask, kFlags[i], false)) bits |= 1u << i;
@@ -916,7 +936,7 @@ class NibBuilder {
       progress->setDoubleValue(numberAttr(n, "doubleValue", progress->doubleValue()));
       progress->setIndeterminate(boolAttr(n, "indeterminate", false));
       progress->setDisplayedWhenStopped(boolAttr(n, "displayedWhenStopped", true));
-      progress->setStyle(std::strcmp(n.attribute("style").value(), "spinning") == 0 ? ProgressIndicator::Style::Spinning
+      progress->setStyle(std::strcmp(n.text("style"), "spinning") == 0 ? ProgressIndicator::Style::Spinning
                                                                                    : ProgressIndicator::Style::Bar);
     }
     if (auto* stack = as<StackView>(&view)) decodeStackView(n, *stack, depth);
@@ -948,9 +968,9 @@ class NibBuilder {
     } else if (pugi::xml_node storage = keyed(n, "textStorage")) {
       text.setString(textOf(storage));
     }
-    text.setFont(fontChild(n, "font", recurring_));
-    text.setTextColor(colorChild(n, "textColor", recurring_));
-    text.setBackgroundColor(colorChild(n, "backgroundColor", recurring_));
+    text.setFont(fontChild(n, "font"));
+    text.setTextColor(colorChild(n, "textColor"));
+    text.setBackgroundColor(colorChild(n, "backgroundColor"));
     text.setDrawsBackground(boolAttr(n, "drawsBackground", true));
     text.setEditable(boolAttr(n, "editable", true));
   }
@@ -961,7 +981,7 @@ class NibBuilder {
     box.setBoxType(enumAttr(n, "boxType", kBoxTypes, BoxType::Primary));
     box.setBorderType(enumAttr(n, "borderType", kBorderTypes, BorderType::BezelBorder));
     box.setTransparent(boolAttr(n, "transparent", false));
-    if (auto font = fontChild(n, "titleFont", recurring_)) box.setTitleFont(*font);
+    if (auto font = fontChild(n, "titleFont")) box.setTitleFont(*font);
     if (pugi::xml_node c = keyed(n, "contentView")) {
       box.setContentView(as<View>(decode(c, depth + 1)));
     } else {
@@ -997,7 +1017,7 @@ class NibBuilder {
         if (r < column.size()) {
           cells.push_back(column[r]);
         } else {
-          if (!empty) empty = std::make_shared<Cell>();
+          if (!empty) empty = create<Cell>();
           cells.push_back(empty);
         }
       }
@@ -1007,7 +1027,7 @@ class NibBuilder {
 
   void decodeTabView(const Element& n, TabView& tabs, int depth) {
     tabs.setTabViewType(enumAttr(n, "type", kTabTypes, TabViewType::TopTabsBezelBorder));
-    if (auto font = fontChild(n, "font", recurring_)) tabs.setFont(*font);
+    if (auto font = fontChild(n, "font")) tabs.setFont(*font);
     for (pugi::xml_node i = n.child("tabViewItems").first_child(); i; i = i.next_sibling()) {
       if (i.type() != pugi::node_element) continue;
       if (auto item = as<TabViewItem>(decode(i, depth + 1))) tabs.addTabViewItem(item);
@@ -1016,7 +1036,7 @@ class NibBuilder {
   }
 
   std::shared_ptr<InterfaceObject> decodeTabViewItem(const Element& n, int depth) {
-    auto item = make<TabViewItem>(n, [] { return std::make_shared<TabViewItem>(); });
+    auto item = make<TabViewItem>(n, [this] { return create<TabViewItem>(); });
     remember(n, item);
     if (String label = stringProp(n, "label"); !label.isNil()) item->setLabel(label);
     if (hasAttr(n, "identifier")) item->setIdentifier(attr(n, "identifier"));
@@ -1042,7 +1062,7 @@ class NibBuilder {
   }
 
   std::shared_ptr<InterfaceObject> decodeTableColumn(const Element& n, int depth) {
-    auto column = make<TableColumn>(n, [] { return std::make_shared<TableColumn>(); });
+    auto column = make<TableColumn>(n, [this] { return create<TableColumn>(); });
     remember(n, column);
     if (hasAttr(n, "identifier")) column->setIdentifier(attr(n, "identifier"));
     column->setWidth(numberAttr(n, "width", column->width()));
@@ -1083,15 +1103,15 @@ class NibBuilder {
 
   std::shared_ptr<InterfaceObject> decodeWindow(const Element& n, int depth) {
     auto window = make<Window>(n, [&]() -> std::shared_ptr<Window> {
-      if (is(n, "panel")) return std::make_shared<Panel>();
-      return std::make_shared<Window>();
+      if (is(n, "panel")) return create<Panel>();
+      return create<Window>();
     });
     remember(n, window);
     if (String title = stringProp(n, "title"); !title.isNil()) window->setTitle(title);
     if (auto r = rectChild(n, "contentRect")) window->setContentRect(*r);
     if (pugi::xml_node m = keyed(n, "styleMask")) {
       struct Flag {
-        const char* name;
+        Name name;
         unsigned bit;
       };
       static constexpr Flag kFlags[] = {{"titled", NSWindowStyleMaskTitled},
@@ -1117,7 +1137,7 @@ class NibBuilder {
     window->setReleasedWhenClosed(boolAttr(n, "releasedWhenClosed", true));
     if (hasAttr(n, "frameAutosaveName")) window->setFrameAutosaveName(attr(n, "frameAutosaveName"));
     if (auto* panel = as<Panel>(window.get())) {
-      panel->setFloatingPanel(boolAttr(n, "floatingPanel", false) || std::strcmp(n.attribute("level").value(), "floating") == 0);
+      panel->setFloatingPanel(boolAttr(n, "floatingPanel", false) || std::strcmp(n.text("level"), "floating") == 0);
       panel->setBecomesKeyOnlyIfNeeded(boolAttr(n, "becomesKeyOnlyIfNeeded", false));
     }
     if (pugi::xml_node c = keyed(n, "contentView")) {
@@ -1130,7 +1150,7 @@ class NibBuilder {
   // --- controllers ----------------------------------------------------------------------------------
 
   std::shared_ptr<InterfaceObject> decodeWindowController(const Element& n, int depth) {
-    auto controller = make<WindowController>(n, [] { return std::make_shared<WindowController>(); });
+    auto controller = make<WindowController>(n, [this] { return create<WindowController>(); });
     remember(n, controller);
     if (pugi::xml_node w = keyed(n, "window")) controller->setWindow(as<Window>(decode(w, depth + 1)));
     return controller;
@@ -1141,9 +1161,9 @@ class NibBuilder {
   // document without scenes a tab view controller's items go to its tab view as they are.
   std::shared_ptr<InterfaceObject> decodeViewController(const Element& n, int depth) {
     auto controller = make<ViewController>(n, [&]() -> std::shared_ptr<ViewController> {
-      if (is(n, "tabViewController")) return std::make_shared<TabViewController>();
-      if (is(n, "splitViewController")) return std::make_shared<SplitViewController>();
-      auto c = std::make_shared<ViewController>();
+      if (is(n, "tabViewController")) return create<TabViewController>();
+      if (is(n, "splitViewController")) return create<SplitViewController>();
+      auto c = create<ViewController>();
       if (is(n, "pagecontroller")) c->setClassName(u"NSPageController");
       return c;
     });
@@ -1195,7 +1215,7 @@ class NibBuilder {
   }
 
   std::shared_ptr<InterfaceObject> decodeSplitViewItem(const Element& n, int) {
-    auto item = make<SplitViewItem>(n, [] { return std::make_shared<SplitViewItem>(); });
+    auto item = make<SplitViewItem>(n, [this] { return create<SplitViewItem>(); });
     remember(n, item);
     item->setCanCollapse(boolAttr(n, "canCollapse", false));
     item->setCollapsed(boolAttr(n, "collapsed", false));
@@ -1214,8 +1234,8 @@ class NibBuilder {
     if (hasAttr(n, "rowAlignment")) grid.setRowAlignment(recurring_(n.value("rowAlignment")));
     std::vector<String> rowIds, columnIds;
     for (pugi::xml_node r = n.child("rows").child("gridRow"); r; r = r.next_sibling("gridRow")) {
-      const Element e = Element::gather(r);
-      auto row = make<GridRow>(e, [] { return std::make_shared<GridRow>(); });
+      const Element e = Element(r);
+      auto row = make<GridRow>(e, [this] { return create<GridRow>(); });
       remember(e, row);
       row->setHeight(numberAttr(e, "height", 0));
       row->setTopPadding(numberAttr(e, "topPadding", 0));
@@ -1227,8 +1247,8 @@ class NibBuilder {
       rowIds.push_back(attr(e, "id"));
     }
     for (pugi::xml_node c = n.child("columns").child("gridColumn"); c; c = c.next_sibling("gridColumn")) {
-      const Element e = Element::gather(c);
-      auto column = make<GridColumn>(e, [] { return std::make_shared<GridColumn>(); });
+      const Element e = Element(c);
+      auto column = make<GridColumn>(e, [this] { return create<GridColumn>(); });
       remember(e, column);
       column->setWidth(numberAttr(e, "width", 0));
       column->setLeadingPadding(numberAttr(e, "leadingPadding", 0));
@@ -1245,8 +1265,8 @@ class NibBuilder {
       return -1;
     };
     for (pugi::xml_node c = n.child("gridCells").child("gridCell"); c; c = c.next_sibling("gridCell")) {
-      const Element e = Element::gather(c);
-      auto cell = make<GridCell>(e, [] { return std::make_shared<GridCell>(); });
+      const Element e = Element(c);
+      auto cell = make<GridCell>(e, [this] { return create<GridCell>(); });
       remember(e, cell);
       if (hasAttr(e, "xPlacement")) cell->setXPlacement(recurring_(e.value("xPlacement")));
       if (hasAttr(e, "yPlacement")) cell->setYPlacement(recurring_(e.value("yPlacement")));
@@ -1264,9 +1284,9 @@ class NibBuilder {
     rules.setRowHeight(numberAttr(n, "rowHeight", rules.rowHeight()));
     for (pugi::xml_node t = n.child("rowTemplates").first_child(); t; t = t.next_sibling()) {
       if (t.type() != pugi::node_element) continue;
-      const Element e = Element::gather(t);
+      const Element e = Element(t);
       auto row = make<RuleEditorRowTemplate>(e, [&] {
-        auto r = std::make_shared<RuleEditorRowTemplate>();
+        auto r = create<RuleEditorRowTemplate>();
         r->setClassName(platformName(e.name()));
         return r;
       });
@@ -1275,12 +1295,12 @@ class NibBuilder {
         if (child.type() != pugi::node_element) continue;
         if (is(child, "popUpMenus")) {
           for (pugi::xml_node m = child.child("menu"); m; m = m.next_sibling("menu")) {
-            auto popUp = std::make_shared<PopUpButton>();
+            auto popUp = create<PopUpButton>();
             popUp->setMenu(decodeMenu(m, depth + 2));
             if (popUp->menu() && popUp->menu()->numberOfItems() > 0) popUp->popUpCell()->selectItemAtIndex(0);
             row->addTemplateView(popUp);
           }
-        } else if (auto view = decodeViewElement(Element::gather(child), depth + 1)) {
+        } else if (auto view = decodeViewElement(Element(child), depth + 1)) {
           row->addTemplateView(view);
         }
       }
@@ -1291,7 +1311,7 @@ class NibBuilder {
   // --- toolbars and stack views ------------------------------------------------------------------
 
   std::shared_ptr<InterfaceObject> decodeToolbar(const Element& n, int depth) {
-    auto toolbar = make<Toolbar>(n, [] { return std::make_shared<Toolbar>(); });
+    auto toolbar = make<Toolbar>(n, [this] { return create<Toolbar>(); });
     remember(n, toolbar);
     toolbar->setIdentifier(hasAttr(n, "identifier") ? attr(n, "identifier") : attr(n, "implicitIdentifier"));
     static constexpr const char* kDisplayModes[] = {"default", "iconAndLabel", "iconOnly", "labelOnly"};
@@ -1321,7 +1341,7 @@ class NibBuilder {
 
   std::shared_ptr<InterfaceObject> decodeToolbarItem(const Element& n, int depth) {
     auto item = make<ToolbarItem>(n, [&] {
-      auto i = std::make_shared<ToolbarItem>();
+      auto i = create<ToolbarItem>();
       if (!is(n, "toolbarItem")) i->setClassName(platformName(n.name()));
       return i;
     });
@@ -1344,14 +1364,14 @@ class NibBuilder {
 
   // Stack views list their views in <subviews> (current documents) or per gravity area.
   void decodeStackView(const Element& n, StackView& stack, int depth) {
-    stack.setOrientation(std::strcmp(n.attribute("orientation").value(), "vertical") == 0
+    stack.setOrientation(std::strcmp(n.text("orientation"), "vertical") == 0
                              ? UserInterfaceLayoutOrientation::Vertical
                              : UserInterfaceLayoutOrientation::Horizontal);
     stack.setSpacing(numberAttr(n, "spacing", 8));
     if (hasAttr(n, "alignment")) stack.setAlignment(attr(n, "alignment"));
     if (hasAttr(n, "distribution")) stack.setDistribution(attr(n, "distribution"));
     struct Area {
-      const char* element;
+      Name element;
       StackViewGravity gravity;
     };
     static constexpr Area kAreas[] = {{"beginningViews", StackViewGravity::Leading},
@@ -1378,7 +1398,7 @@ class NibBuilder {
 
   std::shared_ptr<Menu> decodeMenu(const Element& n, int depth) {
     if (depth > kMaxDepth) throw ReadFailure{"the objects are nested too deeply"};
-    auto menu = make<Menu>(n, [] { return std::make_shared<Menu>(); });
+    auto menu = make<Menu>(n, [this] { return create<Menu>(); });
     remember(n, menu);
     if (String title = stringProp(n, "title"); !title.isNil()) menu->setTitle(title);
     if (hasAttr(n, "systemMenu")) menu->setSystemMenu(attr(n, "systemMenu"));
@@ -1391,7 +1411,7 @@ class NibBuilder {
   }
 
   std::shared_ptr<InterfaceObject> decodeMenuItem(const Element& n, int depth) {
-    auto item = make<MenuItem>(n, [] { return std::make_shared<MenuItem>(); });
+    auto item = make<MenuItem>(n, [this] { return create<MenuItem>(); });
     remember(n, item);
     item->setSeparatorItem(boolAttr(n, "isSeparatorItem", false));
     if (String title = stringProp(n, "title"); !title.isNil()) item->setTitle(title);
@@ -1422,37 +1442,37 @@ class NibBuilder {
     const char* e = n.name();
     std::shared_ptr<Cell> cell;
     if (is(n, "buttonCell")) {
-      cell = make<Cell>(n, [] { return std::make_shared<ButtonCell>(); });
+      cell = make<Cell>(n, [this] { return create<ButtonCell>(); });
     } else if (is(n, "popUpButtonCell")) {
-      cell = make<Cell>(n, [] { return std::make_shared<PopUpButtonCell>(); });
+      cell = make<Cell>(n, [this] { return create<PopUpButtonCell>(); });
     } else if (is(n, "comboBoxCell")) {
-      cell = make<Cell>(n, [] { return std::make_shared<ComboBoxCell>(); });
+      cell = make<Cell>(n, [this] { return create<ComboBoxCell>(); });
     } else if (is(n, "tokenFieldCell")) {
-      cell = make<Cell>(n, [] { return std::make_shared<TokenFieldCell>(); });
+      cell = make<Cell>(n, [this] { return create<TokenFieldCell>(); });
     } else if (is(n, "textFieldCell") || is(n, "secureTextFieldCell")) {
       cell = make<Cell>(n, [&] {
-        auto c = std::make_shared<TextFieldCell>();
+        auto c = create<TextFieldCell>();
         if (!is(n, "textFieldCell")) c->setClassName(platformName(e));
         return c;
       });
     } else if (is(n, "searchFieldCell")) {
-      cell = make<Cell>(n, [] { return std::make_shared<SearchFieldCell>(); });
+      cell = make<Cell>(n, [this] { return create<SearchFieldCell>(); });
     } else if (is(n, "tableHeaderCell")) {
-      cell = make<Cell>(n, [] { return std::make_shared<TableHeaderCell>(); });
+      cell = make<Cell>(n, [this] { return create<TableHeaderCell>(); });
     } else if (is(n, "imageCell")) {
-      cell = make<Cell>(n, [] { return std::make_shared<ImageCell>(); });
+      cell = make<Cell>(n, [this] { return create<ImageCell>(); });
     } else if (is(n, "segmentedCell")) {
-      cell = make<Cell>(n, [] { return std::make_shared<SegmentedCell>(); });
+      cell = make<Cell>(n, [this] { return create<SegmentedCell>(); });
     } else {
       cell = make<Cell>(n, [&] {
-        auto c = std::make_shared<ActionCell>();
+        auto c = create<ActionCell>();
         c->setClassName(platformName(e));
         return c;
       });
     }
     remember(n, cell);
 
-    if (auto font = fontChild(n, "font", recurring_)) cell->setFont(*font);
+    if (auto font = fontChild(n, "font")) cell->setFont(*font);
     cell->setAlignment(enumAttr(n, "alignment", kAlignments, TextAlignment::Natural));
     cell->setControlSize(enumAttr(n, "controlSize", kControlSizes, ControlSize::Regular));
     const LineBreakMode mode = enumAttr(n, "lineBreakMode", kLineBreaks, LineBreakMode::ByWordWrapping);
@@ -1468,7 +1488,7 @@ class NibBuilder {
     cell->setSelectable(boolAttr(n, "selectable", false) || cell->isEditable());
     cell->setState(stateAttr(n));
     cell->setTag(static_cast<long>(numberAttr(n, "tag", 0)));
-    const char* border = n.attribute("borderStyle").value();
+    const char* border = n.text("borderStyle");
     cell->setBordered(std::strncmp(border, "border", 6) == 0 || boolAttr(n, "bordered", false));
     cell->setBezeled(std::strcmp(border, "bezel") == 0 || std::strcmp(border, "borderAndBezel") == 0 ||
                      boolAttr(n, "bezeled", false));
@@ -1478,7 +1498,8 @@ class NibBuilder {
     cell->setMaxValue(numberAttr(n, "maxValue", cell->maxValue()));
     cell->setDoubleValue(numberAttr(n, "doubleValue", cell->doubleValue()));
     cell->setNumberOfTickMarks(static_cast<long>(numberAttr(n, "numberOfTickMarks", 0)));
-    for (const char* style : {"sliderType", "levelIndicatorStyle", "datePickerStyle"}) {
+    static constexpr Name kStyles[] = {"sliderType", "levelIndicatorStyle", "datePickerStyle"};
+    for (const Name& style : kStyles) {
       if (hasAttr(n, style)) cell->setControlStyle(recurring_(n.value(style)));
     }
     // A path control's URL is its value.
@@ -1506,8 +1527,8 @@ class NibBuilder {
     if (auto* field = as<TextFieldCell>(cell.get())) {
       if (String p = stringProp(n, "placeholderString"); !p.isNil()) field->setPlaceholderString(p);
       field->setDrawsBackground(boolAttr(n, "drawsBackground", false));
-      field->setBackgroundColor(colorChild(n, "backgroundColor", recurring_));
-      field->setTextColor(colorChild(n, "textColor", recurring_));
+      field->setBackgroundColor(colorChild(n, "backgroundColor"));
+      field->setTextColor(colorChild(n, "textColor"));
     }
     if (auto* image = as<ImageCell>(cell.get())) {
       if (hasAttr(n, "imageScaling")) image->setImageScaling(recurring_(n.value("imageScaling")));
@@ -1545,7 +1566,7 @@ class NibBuilder {
   }
 
   void decodeButtonCell(const Element& n, ButtonCell& cell) {
-    const char* type = n.attribute("type").value();
+    const char* type = n.text("type");
     cell.setButtonType(buttonType(type, keyed(n, "behavior")));
     // Check boxes and radio buttons show their indicator at the left unless the archive says else.
     const bool toggle = std::strcmp(type, "check") == 0 || std::strcmp(type, "radio") == 0;
@@ -1673,7 +1694,7 @@ class NibBuilder {
     for (const Pending& p : pending_) {
       for (pugi::xml_node node = p.connections.first_child(); node; node = node.next_sibling()) {
         if (node.type() != pugi::node_element) continue;
-        const Element c = Element::gather(node);
+        const Element c = Element(node);
         if (is(c, "outlet") || is(c, "outletCollection")) {
           connectOutlet(p, c);
         } else if (is(c, "action")) {
@@ -1756,6 +1777,7 @@ class NibBuilder {
   const ClassRegistry& registry_;
   std::size_t budget_;
   std::size_t used_ = 0;
+  Arena arena_;
   Nib nib_;
   RecurringStrings recurring_;
   mutable RememberedCasts casts_;
@@ -1784,7 +1806,7 @@ namespace archive {
 NibReadResult readDocumentScenes(const pugi::xml_document& doc, const NibLoadOptions& options, std::size_t budget,
                                  DecodedScenes& scenes) {
   try {
-    NibBuilder builder(options, budget);
+    NibBuilder builder(options, budget, std::size_t{64} << 10);
     return NibReadResult(builder.build(doc, &scenes));
   } catch (const ReadFailure& failure) {
     return NibReadResult(NibReadError{failure.reason, -1});
@@ -1886,7 +1908,7 @@ NibReadResult readDocument(std::string_view document, const NibLoadOptions& opti
     return archive::assembleStoryboardDocument(doc, options, budget - std::min(budget, kParsedXMLFactor * document.size()));
   }
   try {
-    NibBuilder builder(options, budget - std::min(budget, kParsedXMLFactor * document.size()));
+    NibBuilder builder(options, budget - std::min(budget, kParsedXMLFactor * document.size()), document.size());
     return NibReadResult(builder.build(doc));
   } catch (const ReadFailure& failure) {
     return failed(failure.reason);

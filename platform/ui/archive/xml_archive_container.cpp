@@ -17,6 +17,8 @@
 #include <cstdlib>
 #include <cstring>
 #include <string>
+#include <string_view>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "keyed_archive.h"
@@ -27,20 +29,75 @@ namespace {
 
 constexpr int kMaxDepth = 256;
 
-bool is(pugi::xml_node n, const char* name) { return std::strcmp(n.name(), name) == 0; }
+// What an element of the archive holds, told by its name.
+enum class Kind { Reference, Object, Collection, Dictionary, Text, Integer, Boolean, Real, Bytes, Nil, Other };
 
-// The class an object element stands for: its class attribute, else one named by the element.
-const char* classOfElement(pugi::xml_node n) {
-  if (const char* c = n.attribute("class").value(); *c) return c;
-  if (is(n, "array")) return "NSArray";
-  if (is(n, "mutableArray")) return "NSMutableArray";
-  if (is(n, "set")) return "NSSet";
-  if (is(n, "mutableSet")) return "NSMutableSet";
-  if (is(n, "dictionary")) return "NSDictionary";
-  if (is(n, "mutableDictionary")) return "NSMutableDictionary";
-  if (is(n, "mutableString")) return "NSMutableString";
-  return nullptr;
+struct ElementKind {
+  const char* name;
+  Kind kind;
+  const char* className;  // the class a collection element stands for without a class attribute
+};
+
+constexpr ElementKind kElementKinds[] = {
+    {"object", Kind::Object, nullptr},
+    {"reference", Kind::Reference, nullptr},
+    {"string", Kind::Text, nullptr},
+    {"int", Kind::Integer, nullptr},
+    {"bool", Kind::Boolean, nullptr},
+    {"array", Kind::Collection, "NSArray"},
+    {"mutableArray", Kind::Collection, "NSMutableArray"},
+    {"set", Kind::Collection, "NSSet"},
+    {"mutableSet", Kind::Collection, "NSMutableSet"},
+    {"dictionary", Kind::Dictionary, "NSDictionary"},
+    {"mutableDictionary", Kind::Dictionary, "NSMutableDictionary"},
+    {"mutableString", Kind::Collection, "NSMutableString"},
+    {"characters", Kind::Text, nullptr},
+    {"integer", Kind::Integer, nullptr},
+    {"long", Kind::Integer, nullptr},
+    {"boolean", Kind::Boolean, nullptr},
+    {"double", Kind::Real, nullptr},
+    {"float", Kind::Real, nullptr},
+    {"real", Kind::Real, nullptr},
+    {"bytes", Kind::Bytes, nullptr},
+    {"nil", Kind::Nil, nullptr},
+};
+
+// The entry for an element's name; names are compared whole only where their first bytes agree.
+const ElementKind& kindOf(const char* name) {
+  static constexpr ElementKind other{"", Kind::Other, nullptr};
+  for (const ElementKind& k : kElementKinds) {
+    if (k.name[0] == name[0] && std::strcmp(k.name, name) == 0) return k;
+  }
+  return other;
 }
+
+// The attributes the reader asks an element about, found in one walk of its attributes (the first
+// of a name counts, as a lookup by name would find it); nullptr where the element has none.
+struct Attributes {
+  const char* key = nullptr;
+  const char* id = nullptr;
+  const char* cls = nullptr;
+  const char* type = nullptr;
+  const char* value = nullptr;
+  const char* ref = nullptr;
+
+  explicit Attributes(pugi::xml_node n) {
+    for (pugi::xml_attribute a = n.first_attribute(); a; a = a.next_attribute()) {
+      const char* name = a.name();
+      const char** slot = nullptr;
+      switch (name[0]) {
+        case 'k': slot = std::strcmp(name, "key") == 0 ? &key : nullptr; break;
+        case 'i': slot = std::strcmp(name, "id") == 0 ? &id : nullptr; break;
+        case 'c': slot = std::strcmp(name, "class") == 0 ? &cls : nullptr; break;
+        case 't': slot = std::strcmp(name, "type") == 0 ? &type : nullptr; break;
+        case 'v': slot = std::strcmp(name, "value") == 0 ? &value : nullptr; break;
+        case 'r': slot = std::strcmp(name, "ref") == 0 ? &ref : nullptr; break;
+        default: break;
+      }
+      if (slot && !*slot) *slot = a.value();
+    }
+  }
+};
 
 class XMLArchiveReader {
  public:
@@ -50,12 +107,12 @@ class XMLArchiveReader {
     pugi::xml_node data = root.child("data");
     if (!data) return fail("the archive has no data element");
     const uint32_t document = out_.addObject("IBDocument");
-    if (!fillObject(document, data, 0)) return false;
+    if (!fillObject(document, data, false, 0)) return false;
     // References, now that every id is known.
     auto& entries = out_.mutableEntries();
     for (const auto& [entry, id] : pending_) {
       auto it = ids_.find(id);
-      if (it == ids_.end()) return fail("a reference names id " + id + ", which no element carries");
+      if (it == ids_.end()) return fail("a reference names id " + std::string(id) + ", which no element carries");
       entries[entry].value = it->second;
     }
     out_.prepareLookups();
@@ -69,83 +126,89 @@ class XMLArchiveReader {
   }
 
   // The value of one element; `pendingId` is set for a reference to resolve later.
-  bool convert(pugi::xml_node n, int depth, ArchiveValue& v, std::string& pendingId) {
+  bool convert(pugi::xml_node n, const ElementKind& kind, const Attributes& at, int depth, ArchiveValue& v,
+               std::string_view& pendingId) {
     if (depth > kMaxDepth) return fail("the archive's objects are nested too deeply");
     v = {};
-    if (is(n, "reference")) {
-      if (pugi::xml_attribute ref = n.attribute("ref")) pendingId = ref.value();
-      return true;  // without ref: nil
-    }
-    if (is(n, "object") || is(n, "array") || is(n, "mutableArray") || is(n, "set") || is(n, "mutableSet") ||
-        is(n, "dictionary") || is(n, "mutableDictionary") || is(n, "mutableString")) {
-      const char* cls = classOfElement(n);
-      const uint32_t object = out_.addObject(cls ? cls : "NSObject");
-      v = KeyedArchive::object(object);
-      remember(n, v);
-      return fillObject(object, n, depth + 1);
-    }
-    const char* text = n.child_value();
-    if (is(n, "string") || is(n, "characters")) {
-      if (std::strcmp(n.attribute("type").value(), "base64-UTF8") == 0) {
-        v = out_.addText(decodeBase64(text));
-      } else {
-        v = out_.addText(text);
+    const char* text = nullptr;
+    switch (kind.kind) {
+      case Kind::Reference:
+        if (at.ref) pendingId = at.ref;
+        return true;  // without ref: nil
+      case Kind::Object:
+      case Kind::Collection:
+      case Kind::Dictionary: {
+        const char* cls = at.cls && *at.cls ? at.cls : kind.className;
+        const uint32_t object = out_.addObject(cls ? cls : "NSObject");
+        v = KeyedArchive::object(object);
+        remember(at, v);
+        return fillObject(object, n, kind.kind == Kind::Dictionary, depth + 1);
       }
-    } else if (is(n, "int") || is(n, "integer") || is(n, "long")) {
-      const char* s = n.attribute("value") ? n.attribute("value").value() : text;
-      v = KeyedArchive::integer(std::strtoll(s, nullptr, 10));
-    } else if (is(n, "bool") || is(n, "boolean")) {
-      const char* s = n.attribute("value") ? n.attribute("value").value() : text;
-      v = KeyedArchive::boolean(std::strcmp(s, "YES") == 0 || std::strcmp(s, "true") == 0);
-    } else if (is(n, "double") || is(n, "float") || is(n, "real")) {
-      const char* s = n.attribute("value") ? n.attribute("value").value() : text;
-      v = KeyedArchive::real(std::strtod(s, nullptr));
-    } else if (is(n, "bytes")) {
-      v = out_.addText(decodeBase64(text), ArchiveValue::Kind::Data);
-    } else if (!is(n, "nil")) {
-      // An element of a kind this reader does not know: kept as an object of that name, so that
-      // its keyed children stay reachable.
-      const uint32_t object = out_.addObject(n.name());
-      v = KeyedArchive::object(object);
-      remember(n, v);
-      return fillObject(object, n, depth + 1);
+      case Kind::Text:
+        text = n.child_value();
+        v = at.type && std::strcmp(at.type, "base64-UTF8") == 0 ? out_.addText(decodeBase64(text)) : out_.addText(text);
+        break;
+      case Kind::Integer:
+        v = KeyedArchive::integer(std::strtoll(at.value ? at.value : n.child_value(), nullptr, 10));
+        break;
+      case Kind::Boolean: {
+        const char* s = at.value ? at.value : n.child_value();
+        v = KeyedArchive::boolean(std::strcmp(s, "YES") == 0 || std::strcmp(s, "true") == 0);
+        break;
+      }
+      case Kind::Real:
+        v = KeyedArchive::real(std::strtod(at.value ? at.value : n.child_value(), nullptr));
+        break;
+      case Kind::Bytes:
+        v = out_.addText(decodeBase64(n.child_value()), ArchiveValue::Kind::Data);
+        break;
+      case Kind::Nil:
+        break;
+      case Kind::Other: {
+        // An element of a kind this reader does not know: kept as an object of that name, so that
+        // its keyed children stay reachable.
+        const uint32_t object = out_.addObject(n.name());
+        v = KeyedArchive::object(object);
+        remember(at, v);
+        return fillObject(object, n, false, depth + 1);
+      }
     }
-    remember(n, v);
+    remember(at, v);
     return true;
   }
 
-  void remember(pugi::xml_node n, const ArchiveValue& v) {
-    if (pugi::xml_attribute id = n.attribute("id")) ids_[id.value()] = v;
+  // Ids are kept as views into the parsed document, which outlives the read.
+  void remember(const Attributes& at, const ArchiveValue& v) {
+    if (at.id) ids_[std::string_view(at.id)] = v;
   }
 
-  bool fillObject(uint32_t object, pugi::xml_node n, int depth) {
-    struct Child {
-      uint32_t key;
-      ArchiveValue value;
-      std::string pending;
-    };
-    std::vector<Child> children;
-    const bool keyedDictionary = is(n, "dictionary") || is(n, "mutableDictionary");
+  bool fillObject(uint32_t object, pugi::xml_node n, bool keyedDictionary, int depth) {
+    // This object's children go on one stack shared by every level: the levels below push theirs
+    // and take them off again before this level pushes the next.
+    const std::size_t base = children_.size();
     for (pugi::xml_node c = n.first_child(); c; c = c.next_sibling()) {
       if (c.type() != pugi::node_element) continue;
-      const char* key = c.attribute("key").value();
+      const Attributes at(c);
+      const char* key = at.key ? at.key : "";
       if (std::strcmp(key, "EncodedWithXMLCoder") == 0) continue;
       Child child;
-      if (!convert(c, depth, child.value, child.pending)) return false;
+      if (!convert(c, kindOf(c.name()), at, depth, child.value, child.pending)) return false;
       if (keyedDictionary && *key) {
         // A dictionary written with keyed children: members alternate key and value.
-        children.push_back({0, out_.addText(key), {}});
+        children_.push_back({0, out_.addText(key), {}});
         child.key = 0;
       } else {
         child.key = *key ? out_.intern(key) : 0;
       }
-      children.push_back(std::move(child));
+      children_.push_back(child);
     }
     out_.beginEntries(object);
-    for (auto& child : children) {
-      if (!child.pending.empty()) pending_.emplace_back(out_.mutableEntries().size(), std::move(child.pending));
+    for (std::size_t i = base; i < children_.size(); ++i) {
+      const Child& child = children_[i];
+      if (!child.pending.empty()) pending_.emplace_back(out_.mutableEntries().size(), child.pending);
       out_.addEntry(child.key, child.value);
     }
+    children_.resize(base);
     out_.endEntries(object);
     if (out_.memoryUsed() + pending_.size() * 48 > budget_) return fail("the archive needs more memory than its size allows");
     return true;
@@ -269,8 +332,14 @@ class XMLArchiveReader {
   std::size_t budget_;
   KeyedArchive& out_;
   ArchiveError& error_;
-  std::unordered_map<std::string, ArchiveValue> ids_;
-  std::vector<std::pair<std::size_t, std::string>> pending_;
+  struct Child {
+    uint32_t key;
+    ArchiveValue value;
+    std::string_view pending;
+  };
+  std::vector<Child> children_;
+  std::unordered_map<std::string_view, ArchiveValue> ids_;
+  std::vector<std::pair<std::size_t, std::string_view>> pending_;
   std::unordered_set<uint32_t> hiddenAtLaunch_;
 };
 

@@ -3,13 +3,14 @@
 
 #include <cstdint>
 #include <cstring>
+#include <utility>
 #include <vector>
 
 namespace tq {
 
 namespace {
 
-Dictionary unpack(const std::string& packed) {
+Dictionary unpack(std::string_view packed) {
   std::vector<Dictionary::Entry> entries;
   const char* p = packed.data();
   const char* end = p + packed.size();
@@ -37,23 +38,46 @@ const Dictionary& GenericObject::attributes() const {
   if (!unpacked_.load(std::memory_order_acquire)) {
     std::lock_guard<std::mutex> hold(unpackLock());
     if (!unpacked_.load(std::memory_order_relaxed)) {
-      attributes_ = unpack(packed_);
-      std::string().swap(packed_);
+      attributes_ = unpack(archived_);
+      dropArchived();
       unpacked_.store(true, std::memory_order_release);
     }
   }
   return attributes_;
 }
 
-void GenericObject::setAttributes(Dictionary attributes) {
+GenericObject::~GenericObject() {
+  if (archivedArena_) archivedArena_->release();
+}
+
+void GenericObject::dropArchived() const {
   std::string().swap(packed_);
+  archived_ = {};
+  if (archivedArena_) std::exchange(archivedArena_, nullptr)->release();
+}
+
+void GenericObject::setAttributes(Dictionary attributes) {
+  dropArchived();
   attributes_ = std::move(attributes);
   unpacked_.store(true, std::memory_order_release);
 }
 
 void GenericObject::setArchivedAttributes(std::string packed) {
   if (packed.empty()) return setAttributes(Dictionary::empty());
+  dropArchived();
   packed_ = std::move(packed);
+  archived_ = packed_;
+  unpacked_.store(false, std::memory_order_release);
+}
+
+void GenericObject::setArchivedAttributes(std::string_view packed, Arena& arena) {
+  if (packed.empty()) return setAttributes(Dictionary::empty());
+  dropArchived();
+  char* copy = static_cast<char*>(arena.allocate(packed.size(), 1));
+  std::memcpy(copy, packed.data(), packed.size());
+  archived_ = std::string_view(copy, packed.size());
+  archivedArena_ = arena.state();
+  archivedArena_->retain();
   unpacked_.store(false, std::memory_order_release);
 }
 

@@ -36,12 +36,14 @@
 namespace tq {
 
 using unichar = char16_t;
+class Arena;
 class CharacterSet;
 class MutableString;
 
 namespace detail {
 // The shared code units of a String: one heap block, this header followed by the units. Buffers of
 // 8 MiB or more live in a huge-page-aligned allocation of their own, and `units` points there.
+// A block in an arena says so in largeBytes (kArenaBlock), with its arena just before the header.
 // Opaque outside the library; laid out here only so that copying a String stays inline.
 struct StringStorage {
   mutable std::atomic<std::size_t> refs;  // Strings sharing this block; the empty string's never reaches 0
@@ -49,6 +51,7 @@ struct StringStorage {
   const unichar* units;     // the block's own tail, or the large buffer
   std::size_t largeBytes;   // size of the large buffer; 0 when the units follow the header
 };
+inline constexpr std::size_t kArenaBlock = ~std::size_t{0};
 // Frees a block whose last reference went away.
 void destroyStringStorage(const StringStorage* storage) noexcept;
 }  // namespace detail
@@ -95,6 +98,10 @@ class String {
   // Decodes UTF-8. Never fails and never crashes: each maximal ill-formed subsequence (and every
   // encoded surrogate or overlong form) becomes one U+FFFD REPLACEMENT CHARACTER.
   static String fromUTF8(std::string_view utf8);
+  // The same text with its code units kept in `arena` (see arena.h): no heap block of its own, and
+  // the string (with every copy) holds the arena's memory until the last copy goes. For the many
+  // strings of one piece of work that are given up together (an interface read from a file).
+  static String fromUTF8(std::string_view utf8, Arena& arena);
   // Decodes UTF-8; with strict, any ill-formed sequence gives nil instead of U+FFFD.
   static String decodeUTF8(std::string_view utf8, bool strict) {
     return decodeUTF8(utf8, strict ? InvalidUTF8::Fail : InvalidUTF8::Replace);
@@ -184,8 +191,8 @@ class String {
   std::size_t hash() const noexcept;
 
   // Memory: a string below 8 MiB is one heap block (the count, the length and the code units
-  // together); the empty string is one shared block that is never freed. Counting is atomic, so
-  // copies may be made and dropped on any thread.
+  // together), or a block of an arena (fromUTF8 with an arena); the empty string is one shared
+  // block that is never freed. Counting is atomic, so copies may be made and dropped on any thread.
   using Storage = detail::StringStorage;
 
  private:

@@ -6,7 +6,9 @@
 #include <atomic>
 #include <mutex>
 #include <string>
+#include <string_view>
 
+#include "tq/platform/base/arena.h"
 #include "tq/platform/base/value.h"
 #include "tq/platform/ui/model/capabilities.h"
 #include "tq/platform/ui/model/interface_object.h"
@@ -16,6 +18,7 @@ namespace tq {
 class GenericObject : public InterfaceObject, public NibConnectable {
  public:
   explicit GenericObject(String className = u"NSObject") { setClassName(std::move(className)); }
+  ~GenericObject() override;
 
   // The element's XML attributes as archived (e.g. "objectClassName" of an array controller), names
   // to string values. Archived attributes are made into the dictionary on the first call; it may come
@@ -26,6 +29,10 @@ class GenericObject : public InterfaceObject, public NibConnectable {
   // NUL ("name\0value\0name\0value\0"); invalid UTF-8 reads as U+FFFD. Replaces the attributes
   // set before. Like the other setters, not to be called while another thread reads the object.
   void setArchivedAttributes(std::string packed);
+  // The same, with the packed text copied into `arena` instead of a heap block of its own: the
+  // object holds the arena until the attributes are made or replaced (a reader keeping an
+  // interface's objects in one arena).
+  void setArchivedAttributes(std::string_view packed, Arena& arena);
   // Outlets connected from this object, by property name, in connection order (destinations not
   // owned).
   const std::vector<std::pair<String, std::weak_ptr<Object>>>& outlets() const { return outlets_; }
@@ -36,8 +43,12 @@ class GenericObject : public InterfaceObject, public NibConnectable {
  private:
   mutable Dictionary attributes_ = Dictionary::empty();
   mutable std::string packed_;
-  mutable std::atomic<bool> unpacked_{true};  // false while packed_ holds attributes not yet made
+  // The packed attributes: in packed_, or in the arena held.
+  mutable std::string_view archived_;
+  mutable detail::ArenaState* archivedArena_ = nullptr;
+  mutable std::atomic<bool> unpacked_{true};  // false while archived_ holds attributes not yet made
   std::mutex& unpackLock() const;
+  void dropArchived() const;
   std::vector<std::pair<String, std::weak_ptr<Object>>> outlets_;
 };
 
