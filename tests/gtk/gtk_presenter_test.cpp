@@ -28,7 +28,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-
 // Every interface file, storyboard and compiled nib folder of the corpus.
 std::vector<fs::path> corpusInterfaces() {
   std::vector<fs::path> found;
@@ -68,7 +67,7 @@ struct Placement {
       if (!sub || sub->isHidden() || unshown(*sub)) continue;
       const Rect f = sub->frame();
       const double x = ox + f.x, y = oy + (countsFromTop(view) ? f.y : view.frame().h - f.y - f.h);
-      const std::string id = sub->archiveIdentifier().isNil() ? "" : sub->archiveIdentifier().UTF8String();
+      const std::string id = sub->archiveIdentifier().UTF8String();
       auto it = records.find(id);
       if (it == records.end()) {
         if (!id.empty()) missing.push_back(id + " " + sub->className().UTF8String());
@@ -84,12 +83,12 @@ struct Placement {
   void inside(const View& view, const WidgetRecord& record) {
     if (auto* scroll = dynamic_cast<const ScrollView*>(&view)) {
       if (auto doc = scroll->documentView()) {
-        auto it = records.find(doc->archiveIdentifier().isNil() ? "" : doc->archiveIdentifier().UTF8String());
+        auto it = records.find(doc->archiveIdentifier().UTF8String());
         if (it != records.end()) subviews(*doc, it->second, 0, 0);
       }
     } else if (auto* tabs = dynamic_cast<const TabView*>(&view)) {
       if (auto item = tabs->selectedTabViewItem(); item && item->view()) {
-        auto it = records.find(item->view()->archiveIdentifier().isNil() ? "" : item->view()->archiveIdentifier().UTF8String());
+        auto it = records.find(item->view()->archiveIdentifier().UTF8String());
         if (it != records.end()) subviews(*item->view(), it->second, 0, 0);
       }
     } else {
@@ -245,9 +244,6 @@ class ControlsWindow : public ::testing::Test {
     EXPECT_TRUE(found.count(id)) << id;
     return found[id];
   }
-  bool settle() {
-    return test::waitForFrame(window);
-  }
 
   std::shared_ptr<Owner> owner, application;
   std::unique_ptr<NibReadResult> read;
@@ -324,7 +320,7 @@ TEST_F(ControlsWindow, ValuesSetOnTheModelShowInTheWidgets) {
   model->setTitle(u"Renamed");
   EXPECT_EQ(test::byIdentifier(inspectWindow(window)).count("lbl-later"), 0u) << "hidden at load";
   object<TextField>("lbl-later").setHidden(false);
-  ASSERT_TRUE(settle());
+  ASSERT_TRUE(test::waitForFrame(window));
 
   const auto records = inspectWindow(window);
   const auto found = test::byIdentifier(records);
@@ -361,7 +357,7 @@ TEST_F(ControlsWindow, ResizingTheWindowMovesAndSizesViewsByTheirAutoresizingMas
                           " " + std::to_string(height + 2 * surface.y + 40)),
             0);
   ASSERT_TRUE(test::runUntil([&] { return !(field.frame() == fieldBefore); }));
-  ASSERT_TRUE(settle());
+  ASSERT_TRUE(test::waitForFrame(window));
   ASSERT_EQ(record("cnt-01").width, content.width + 100);
   ASSERT_EQ(record("cnt-01").height, content.height + 40);
   // The content grew by 100 x 40: the field's width takes the width, its bottom margin the height.
@@ -423,7 +419,7 @@ TEST_F(ControlsWindow, TableCellsAreDrawnByTheirCellsWithTheirHighlightAndSepara
   auto& table = object<TableView>("tbl-01");
   presenter->setDataSource(table, rows);
   presenter->selectRow(table, 1);
-  ASSERT_TRUE(settle());
+  ASSERT_TRUE(test::waitForFrame(window));
 
   std::map<std::string, WidgetRecord> cells;  // by "row column"
   for (const auto& r : inspectWindow(window)) {

@@ -2,7 +2,6 @@
 // veth pair made by the test appears in its table, goes down and comes back, and each change of
 // link shows in the dumped widgets as the Ethernet observer's notifications report it.
 #include <chrono>
-#include <filesystem>
 #include <functional>
 #include <map>
 #include <string>
@@ -10,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+#include "gtk_support.h"
 #include "support/dumping_process.h"
 #include "support/net_namespace.h"
 #include "support/x_display.h"
@@ -24,19 +24,19 @@ struct Shown {
   std::string status;
 };
 
-std::string field(const std::string& line, const std::string& name) { return test::jsonField(line, name); }
+using test::jsonField;
 
 Shown parse(const std::vector<std::string>& lines) {
   Shown shown;
   std::map<long, std::pair<std::string, std::string>> rows;
   for (const auto& line : lines) {
-    if (field(line, "id") == "lbl-03") shown.status = field(line, "text");
-    const std::string row = field(line, "row");
+    if (jsonField(line, "id") == "lbl-03") shown.status = jsonField(line, "text");
+    const std::string row = jsonField(line, "row");
     if (row.empty()) continue;
     auto& r = rows[std::stol(row)];
-    if (field(line, "space") == "true") r = {"-", "-"};
-    else if (field(line, "column") == "name") r.first = field(line, "text");
-    else if (field(line, "column") == "status") r.second = field(line, "text");
+    if (jsonField(line, "space") == "true") r = {"-", "-"};
+    else if (jsonField(line, "column") == "name") r.first = jsonField(line, "text");
+    else if (jsonField(line, "column") == "status") r.second = jsonField(line, "text");
   }
   for (const auto& [index, r] : rows) shown.rows.push_back(r);
   return shown;
@@ -45,11 +45,7 @@ Shown parse(const std::vector<std::string>& lines) {
 // The monitor, read dump by dump.
 class Monitor {
  public:
-  Monitor() : process_({TQ_NETWORK_MONITOR, "--dump-widgets", "--screenshot", artefact()}) {}
-  static std::string artefact() {
-    std::filesystem::create_directories(TQ_TEST_ARTEFACTS_DIR);
-    return std::string(TQ_TEST_ARTEFACTS_DIR) + "/network-monitor.png";
-  }
+  Monitor() : process_({TQ_NETWORK_MONITOR, "--dump-widgets", "--screenshot", test::artefact("network-monitor.png")}) {}
 
   // Reads dumps until one satisfies `want` (within 10 s); that one, or the last read.
   Shown waitFor(const std::function<bool(const Shown&)>& want) {

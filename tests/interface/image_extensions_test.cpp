@@ -19,15 +19,8 @@ using tq::test::pixelAt;
 namespace {
 
 // Classes of this program live in the main bundle; name that bundle before anything opens it.
-struct MainBundleFolder {
-  test::TempDir dir;
-  MainBundleFolder() { Bundle::setMainBundlePath(String::fromUTF8(dir.str())); }
-};
-MainBundleFolder& mainFolder() {
-  static MainBundleFolder folder;
-  return folder;
-}
-const bool mainFolderNamed = (mainFolder(), true);
+const test::TempDir mainFolder;
+const bool mainFolderNamed = (Bundle::setMainBundlePath(String::fromUTF8(mainFolder.str())), true);
 
 void writePNG(const std::filesystem::path& path) {
   std::filesystem::create_directories(path.parent_path());
@@ -98,7 +91,7 @@ TEST(ImageNamedFromBundle, AnOverrideOfTheBundleFormChangesTheClassAndIdentifier
   EXPECT_FALSE(imageNamedFromBundleWithIdentifier(u"seal", u"org.tqkit.test.halves")) << "found only in open bundles";
   auto bundle = Bundle::bundleWithPath(String::fromUTF8(dir.str()));
   ASSERT_TRUE(bundle);
-  writePNG(mainFolder().dir.path() / "owner-seal.png");
+  writePNG(mainFolder.path() / "owner-seal.png");
 
   const HalfSizeImages halves;
   ImageRef byIdentifier = halves.imageNamedFromBundleWithIdentifier(u"seal", u"org.tqkit.test.halves");

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "support/test_paths.h"
 #include "tq/platform/bundle/bundle.h"
@@ -18,45 +17,12 @@ using namespace tq;
 
 namespace {
 
-constexpr const char* kDocument = R"(<?xml version="1.0" encoding="UTF-8"?>
-<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0" toolsVersion="21507" targetRuntime="MacOSX.Cocoa"><objects>
-  <customObject id="-2" userLabel="File's Owner" customClass="Owner">
-    <connections><outlet property="window" destination="w1" id="c1"/></connections></customObject>
-  <customObject id="-1" userLabel="First Responder" customClass="FirstResponder"/>
-  <window title="TITLE" id="w1"><rect key="contentRect" x="0" y="0" width="200" height="100"/>
-    <view key="contentView" id="v1"><rect key="frame" x="0.0" y="0.0" width="200" height="100"/><subviews>
-      <textField id="t1"><rect key="frame" x="10" y="10" width="100" height="20"/><textFieldCell key="cell" title="Name" id="t1c"/></textField>
-    </subviews></view></window>
-  <menu title="File" id="m1"><items><menuItem title="Open" id="m2"/></items></menu>
-  <customObject id="o1" customClass="SomeController"/>
-</objects></document>
-)";
+// The interface documents of the two bundles (tests/data/loading): a window titled after where it
+// is found, a menu and a controller.
+std::filesystem::path loadingData() { return test::dataDir() / "loading"; }
 
-void writeNib(const std::filesystem::path& path, const std::string& title) {
-  std::filesystem::create_directories(path.parent_path());
-  std::string doc = kDocument;
-  doc.replace(doc.find("TITLE"), 5, title);
-  std::ofstream(path) << doc;
-}
-
-// Classes of this program live in the main bundle, which is a temporary folder named before
-// anything opens it.
-struct MainBundleFolder {
-  test::TempDir dir;
-  MainBundleFolder() {
-    Bundle::setMainBundlePath(String::fromUTF8(dir.str()));
-    writeNib(dir.path() / "Base.lproj" / "Main.xib", "From xib");
-    writeNib(dir.path() / "Legacy.nib", "From nib file");
-    writeNib(dir.path() / "Folder.nib" / "designable.nib", "From nib folder");
-    writeNib(dir.path() / "Both.nib", "Both: nib");
-    writeNib(dir.path() / "Both.xib", "Both: xib");
-  }
-};
-MainBundleFolder& mainFolder() {
-  static MainBundleFolder folder;
-  return folder;
-}
-const bool mainFolderNamed = (mainFolder(), true);
+// Classes of this program live in the main bundle, named before anything opens it.
+const bool mainFolderNamed = (Bundle::setMainBundlePath(String::fromUTF8((loadingData() / "main").string())), true);
 
 // A File's Owner that records its window outlet (not owned, as outlets are).
 class Owner : public Object, public NibConnectable {
@@ -136,9 +102,7 @@ TEST(NibLoading, AnOwnerFromAnotherBundleFindsTheNibInItsOwnBundle) {
   if (library.isNil() || library == Bundle::codePathForClass(typeid(Owner))) {
     GTEST_SKIP() << "the library is linked into the test program (static build)";
   }
-  test::TempDir other;
-  writeNib(other.path() / "Resources" / "Main.xib", "From the library's bundle");
-  Bundle::registerBundlePathForLibrary(library, String::fromUTF8(other.str()));
+  Bundle::registerBundlePathForLibrary(library, String::fromUTF8((loadingData() / "library").string()));
   EXPECT_EQ(windowIn(loadNibWithName(u"Main", owner))->title(), String(u"From the library's bundle"));
   // The program's own owner still finds the main bundle's nib.
   EXPECT_EQ(windowIn(loadNibWithName(u"Main", std::make_shared<Owner>()))->title(), String(u"From xib"));

@@ -4,9 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <filesystem>
-#include <fstream>
-
 #include "support/test_paths.h"
 #include "tq/platform/ui/model/box.h"
 #include "tq/platform/ui/model/button.h"
@@ -21,31 +18,12 @@ using namespace tq;
 
 namespace {
 
-void writeTable(const std::filesystem::path& path, const std::string& text) {
-  std::filesystem::create_directories(path.parent_path());
-  std::ofstream(path) << text;
-}
-
-// A bundle whose unlocalized resource folder holds four tables.
+// A bundle whose unlocalized resource folder holds four tables (tests/data/localizer).
 class LocalizerTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    const auto root = dir_.path();
-    writeTable(root / "Localizable.strings", R"T("Name" = "Nom"; "Cancel" = "Annuler"; "Check me" = "Cochez-moi, avec un titre bien plus long";
-"Radio" = "Radio traduit et long"; "Push" = "Bouton traduit et long"; "Alt" = "Alternatif";
-"%{value1}@ of %{value2}@" = "%{value1}@ sur %{value2}@"; "Multiple" = "Plusieurs"; "None" = "Aucun";
-"No selection" = "Pas de sélection"; "N/A" = "S.O."; "Tab A" = "Onglet A"; "Tab B" = "Onglet B"; "Inner" = "Intérieur";
-"Intérieur" = "TWICE"; "Box" = "Boîte"; "Header" = "En-tête"; "Segment" = "Section"; "Filter" = "Filtrer";
-"Value" = "Valeur"; "Item" = "Élément"; "Deep" = "Profond"; "Window" = "Fenêtre"; "Open" = "Ouvrir (Localizable)";)T");
-    writeTable(root / "default.strings", R"T("File" = "Fichier"; "Open" = "Ouvrir"; "" = "EMPTY"; "Sub" = "Sous-menu";)T");
-    writeTable(root / "LocalizableMenus.strings", R"T("File" = "Fichier (menus)"; "Open" = "Ouvrir (menus)"; "Item" = "Élément (menus)";)T");
-    writeTable(root / "Custom.strings", R"T("Name" = "Nom (custom)"; "File" = "Fichier (custom)";)T");
-    bundle_ = Bundle::bundleWithPath(String::fromUTF8(dir_.str()));
-    ASSERT_TRUE(bundle_);
-  }
+  void SetUp() override { ASSERT_TRUE(bundle_); }
 
-  test::TempDir dir_;
-  std::shared_ptr<Bundle> bundle_;
+  std::shared_ptr<Bundle> bundle_ = Bundle::bundleWithPath(String::fromUTF8((test::dataDir() / "localizer").string()));
 };
 
 std::shared_ptr<Button> makeButton(const char16_t* title, ButtonType type, Rect frame = {0, 0, 30, 18}) {

@@ -385,12 +385,8 @@ TEST(CompiledNib, DamagedAndHostileArchivesAreRefused) {
     EXPECT_TRUE(!r && !r.error().reason.empty()) << "cut at " << cut;
   }
   // A UID that names no object.
-  plist_t root = nullptr;
-  plist_from_bin(good.data(), static_cast<uint32_t>(good.size()), &root);
-  plist_dict_set_item(plist_array_get_item(plist_dict_get_item(root, "$objects"), static_cast<uint32_t>(view)),
-                      "NSNextResponder", plist_new_uid(90000));
-  EXPECT_TRUE(refused(readNibData(toBinary(root)), "reference to object 90000"));
-  plist_free(root);
+  w.set(view, "NSNextResponder", plist_new_uid(90000));
+  EXPECT_TRUE(refused(readNibData(w.binary({view})), "reference to object 90000"));
   // Not an interface: a keyed archive without IB.objectdata.
   plist_t plain = plist_new_dict();
   plist_dict_set_item(plain, "$top", plist_new_dict());

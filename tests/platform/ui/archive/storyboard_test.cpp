@@ -7,8 +7,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <functional>
-#include <map>
 #include <set>
 #include <string>
 
@@ -199,11 +197,7 @@ TEST(StoryboardDocument, SplitViewControllersLayOutTheirPanes) {
 
 // Faults between scenes are skipped and said: a segue to nothing, a tab item showing its own tab view.
 TEST(StoryboardDocument, FaultsBetweenScenesAreSkippedAndSaid) {
-  StoryboardReadResult r = readStoryboardData(R"(<document type="com.apple.InterfaceBuilder3.Cocoa.Storyboard.XIB"><scenes><scene sceneID="s"><objects>
-    <tabViewController id="T" sceneMemberID="viewController"><tabViewItems><tabViewItem label="x" id="i"/></tabViewItems>
-     <tabView key="tabView" id="tv"><rect key="frame" x="0" y="0" width="10" height="10"/></tabView>
-     <connections><segue destination="T" kind="relationship" relationship="tabItems" id="r"/>
-      <segue destination="nowhere" kind="show" id="s2"/></connections></tabViewController></objects></scene></scenes></document>)");
+  StoryboardReadResult r = readStoryboardFile((test::dataDir() / "archive" / "Faults.storyboard").string());
   ASSERT_TRUE(r) << r.error().reason;
   std::string warnings;
   for (const auto& w : r.storyboard().nib().warnings()) warnings += w + "\n";
@@ -213,25 +207,11 @@ TEST(StoryboardDocument, FaultsBetweenScenesAreSkippedAndSaid) {
 
 // --- the compiled folder --------------------------------------------------------------------------
 
-// Main.storyboardc: a window controller whose segue template names the view controller as its
+// A compiled storyboard folder: a window controller whose segue template names the view controller as its
 // content, the view controller whose view is in a nib of its own, and the main menu.
 void writeCompiledStoryboard(const fs::path& folder) {
   fs::create_directories(folder);
-  {
-    plist_t info = plist_new_dict();
-    plist_dict_set_item(info, "NSStoryboardMainEntry", plist_new_string("WC"));
-    plist_dict_set_item(info, "NSStoryboardMainMenu", plist_new_string("MainMenu"));
-    plist_t map = plist_new_dict();
-    plist_dict_set_item(map, "WC", plist_new_string("NSWindowController-WC"));
-    plist_dict_set_item(map, "Prefs", plist_new_string("NSViewController-Prefs"));
-    plist_dict_set_item(info, "NSViewControllerIdentifiersToNibNames", map);
-    char* xml = nullptr;
-    uint32_t length = 0;
-    plist_to_xml(info, &xml, &length);
-    std::ofstream(folder / "Info.plist", std::ios::binary).write(xml, length);
-    free(xml);
-    plist_free(info);
-  }
+  fs::copy_file(test::dataDir() / "archive" / "Compiled.storyboardc" / "Info.plist", folder / "Info.plist");
   {
     test::KeyedArchiveWriter w;
     const uint64_t window = w.make("NSWindowTemplate", {{"NSWindowTitle", w.string("Compiled")}, {"NSWindowRect", w.string("{{10, 300}, {200, 100}}")}});

@@ -2,7 +2,6 @@
 // classes: what lands where, read back from the recording context and the pixels.
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <filesystem>
 
 #include "platform/ui/drawing/drawn.h"
@@ -39,11 +38,16 @@ std::shared_ptr<Control> namedControl(const char16_t* name, Rect frame, double m
   return control;
 }
 
+// `control` drawn alone in a view of 240 x 80.
+Drawn drawnAlone(std::shared_ptr<View> control) {
+  View root({0, 0, 240, 80});
+  root.addSubview(std::move(control));
+  return Drawn(root);
+}
+
 // The knob of a slider: the last filled shape.
 double knobCentre(double value) {
-  View root({0, 0, 240, 80});
-  root.addSubview(namedControl(u"NSSlider", {20, 20, 200, 24}, 0, 10, value));
-  Drawn drawn(root);
+  const Drawn drawn = drawnAlone(namedControl(u"NSSlider", {20, 20, 200, 24}, 0, 10, value));
   const auto fills = drawn.of(Kind::FillPath);
   EXPECT_FALSE(fills.empty());
   const Rect knob = fills.back().contextRect();
@@ -72,10 +76,7 @@ TEST(ControlDrawing, ASliderKnobSitsAtItsValueAlongTheTrack) {
 
 TEST(ControlDrawing, LevelAndProgressFillTheirShareOfTheTrack) {
   const auto fillWidth = [](std::shared_ptr<View> control) {
-    View root({0, 0, 240, 80});
-    root.addSubview(std::move(control));
-    Drawn drawn(root);
-    const auto fills = drawn.of(Kind::FillPath);
+    const auto fills = drawnAlone(std::move(control)).of(Kind::FillPath);
     EXPECT_GE(fills.size(), 2u);
     return std::pair{fills.front().contextRect().w, fills.back().contextRect().w};
   };
@@ -93,16 +94,11 @@ TEST(ControlDrawing, LevelAndProgressFillTheirShareOfTheTrack) {
   auto hidden = std::make_shared<ProgressIndicator>(Rect{20, 20, 200, 12});
   hidden->setIndeterminate(true);
   hidden->setDisplayedWhenStopped(false);
-  View root({0, 0, 240, 80});
-  root.addSubview(hidden);
-  EXPECT_TRUE(Drawn(root).recorder->records().empty()) << "stopped and not displayed when stopped";
+  EXPECT_TRUE(drawnAlone(hidden).recorder->records().empty()) << "stopped and not displayed when stopped";
 }
 
 TEST(ControlDrawing, AStepperShowsTwoArrowsInItsFrame) {
-  View root({0, 0, 240, 80});
-  root.addSubview(namedControl(u"NSStepper", {100, 20, 19, 28}, 0, 59, 4));
-  Drawn drawn(root);
-  const auto fills = drawn.of(Kind::FillPath);
+  const auto fills = drawnAlone(namedControl(u"NSStepper", {100, 20, 19, 28}, 0, 59, 4)).of(Kind::FillPath);
   ASSERT_EQ(fills.size(), 3u) << "the body and two arrows";
   for (const auto& f : fills) {
     const Rect r = f.contextRect();
@@ -114,15 +110,13 @@ TEST(ControlDrawing, AStepperShowsTwoArrowsInItsFrame) {
 TEST(ControlDrawing, ADatePickerShowsItsDateInItsFields) {
   // 678949666 seconds after 2001-01-01 UTC is 2022-07-08 05:07:46 UTC.
   auto picker = namedControl(u"NSDatePicker", {10, 20, 140, 28}, 0, 0, 678949666.07);
-  View root({0, 0, 240, 80});
-  root.addSubview(picker);
-  EXPECT_NE(Drawn(root).text(u"2022-07-08"), nullptr);
+  EXPECT_NE(drawnAlone(picker).text(u"2022-07-08"), nullptr);
   picker->cell()->setDateElements(Cell::DateElementHourMinute);
-  const Drawn timeOnly(root);
+  const Drawn timeOnly = drawnAlone(picker);
   ASSERT_NE(timeOnly.text(u"05:07"), nullptr);
   EXPECT_LE(timeOnly.text(u"05:07")->contextRect().maxX(), 150);
   picker->cell()->setDateElements(Cell::DateElementYearMonthDay | Cell::DateElementSecond);
-  EXPECT_NE(Drawn(root).text(u"2022-07-08 05:07:46"), nullptr);
+  EXPECT_NE(drawnAlone(picker).text(u"2022-07-08 05:07:46"), nullptr);
 }
 
 TEST(ControlDrawing, NamedImagesComeFromTheDocumentFoldersElseStandInsElsePlaceholders) {
@@ -185,19 +179,15 @@ TEST(ControlDrawing, ADarkPanelDrawsLightTitles) {
 }
 
 TEST(ControlDrawing, TablesDrawTheirRowsFromTheTop) {
-  TableView table;
-  table.setFrame({0, 0, 200, 80});
-  table.setRowHeight(17);
-  table.setIntercellSpacing({3, 2});
-  View root({0, 0, 240, 80});
-  root.addSubview(std::shared_ptr<TableView>(&table, [](TableView*) {}));
-  Drawn drawn(root);
+  auto table = std::make_shared<TableView>();
+  table->setFrame({0, 0, 200, 80});
+  table->setRowHeight(17);
+  table->setIntercellSpacing({3, 2});
   std::vector<double> rows;
-  for (const auto& r : drawn.of(Kind::StrokeLine)) {
+  for (const auto& r : drawnAlone(table).of(Kind::StrokeLine)) {
     if (r.contextFrom().y == r.contextTo().y) rows.push_back(r.contextFrom().y);
   }
   ASSERT_GE(rows.size(), 4u);
   // Each row is 19 high, counted down from the table's top edge (y 80 in this unflipped picture).
   for (std::size_t i = 0; i < 4; ++i) EXPECT_NEAR(rows[i], 80 - 19.0 * (i + 1), 0.5 + 1e-9) << i;
-  root.removeAllSubviews();
 }

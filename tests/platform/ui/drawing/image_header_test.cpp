@@ -5,7 +5,6 @@
 #include <gdk-pixbuf/gdk-pixbuf.h>
 #include <gtest/gtest.h>
 
-#include <string>
 #include <vector>
 
 #include "tq/platform/ui/drawing/image.h"
