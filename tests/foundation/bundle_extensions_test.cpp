@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 
 #include "support/test_paths.h"
 #include "tq/platform/fs/file_manager.h"
@@ -15,10 +14,8 @@ using tq::String;
 
 namespace {
 
-void touch(const fs::path& p) {
-  fs::create_directories(p.parent_path());
-  std::ofstream(p) << "x";
-}
+// A file holding "x", its folders made first.
+void touch(const fs::path& p) { tq::test::write(p, "x"); }
 
 std::set<std::string> utf8(const std::set<String>& set) {
   std::set<std::string> out;

@@ -25,47 +25,18 @@ void write(const fs::path& p, std::string_view bytes) {
   std::ofstream(p, std::ios::binary) << bytes;
 }
 
-std::string utf16le(const std::u16string& text) {
-  std::string out = "\xFF\xFE";
-  for (char16_t c : text) out += {static_cast<char>(c & 0xFF), static_cast<char>(c >> 8)};
-  return out;
-}
-
-std::string infoPlistXml(const std::string& identifier, const std::string& region) {
-  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\"><dict>"
-         "<key>CFBundleIdentifier</key><string>" + identifier + "</string>"
-         "<key>CFBundleDevelopmentRegion</key><string>" + region + "</string>"
-         "<key>CFBundleVersion</key><string>1.2</string>"
-         "<key>LSMinimumSystemVersion</key><integer>10</integer></dict></plist>";
-}
-
 std::vector<std::string> strs(const std::vector<String>& v) {
   std::vector<std::string> out;
   for (const auto& s : v) out.push_back(s.UTF8String());
   return out;
 }
 
-// A Mac application bundle: Contents/Info.plist, Contents/Resources with unlocalized resources,
-// English (legacy name, the development region), de and fr folders, and Base.
-fs::path makeApp(const fs::path& root, const std::string& identifier) {
-  fs::path app = root / "Sample.app";
-  fs::path res = app / "Contents/Resources";
-  write(app / "Contents/Info.plist", infoPlistXml(identifier, "English"));
-  write(app / "Contents/MacOS/Sample", "");
-  write(res / "shared.txt", "unlocalized");
-  write(res / "icon.png", "png");
-  write(res / "English.lproj/shared.txt", "english shadowed");
-  write(res / "English.lproj/only-en.txt", "en");
-  write(res / "de.lproj/only-de.txt", "de");
-  write(res / "de.lproj/sub/deep.txt", "de");
-  write(res / "fr.lproj/only-de.txt", "fr copy");
-  write(res / "Base.lproj/Main.xib", "<document/>");
-  write(res / "English.lproj/Localizable.strings",
-        utf16le(u"\"Hello\" = \"Hello\";\n\"Only English\" = \"From English\";\n\"Open\" = \"Open\";"));
-  write(res / "de.lproj/Localizable.strings", "\xEF\xBB\xBF\"Hello\" = \"Hallo\";\n\"Open\" = \"\xC3\x96" "ffnen\";\n");
-  write(res / "fr.lproj/Localizable.strings", "\"Hello\" = \"Bonjour\"\n broken");
-  write(res / "de.lproj/Menus.strings", "\"File\" = \"Ablage\";");
-  return app;
+// A Mac application bundle (tests/data/bundle/Sample.app, copied under `root`): Contents/Info.plist,
+// Contents/Resources with unlocalized resources, English (legacy name, the development region;
+// its table in UTF-16), de (a table with a byte order mark), fr (a broken table) and Base.
+fs::path makeApp(const fs::path& root) {
+  fs::copy(tq::test::dataDir() / "bundle/Sample.app", root / "Sample.app", fs::copy_options::recursive);
+  return root / "Sample.app";
 }
 
 class EnvGuard {
@@ -95,11 +66,11 @@ struct LocalClass {
 
 TEST(BundleLayout, ResourceDirectoryAndInfoPlistForEachLayout) {
   tq::test::TempDir tmp;
-  fs::path app = makeApp(tmp.path(), "org.tqkit.layout.app");
+  fs::path app = makeApp(tmp.path());
   auto mac = Bundle::bundleWithPath(S(app.string()));
   ASSERT_TRUE(mac);
   EXPECT_EQ(mac->resourcePath(), S((app / "Contents/Resources").string()));
-  EXPECT_EQ(mac->bundleIdentifier(), String(u"org.tqkit.layout.app"));
+  EXPECT_EQ(mac->bundleIdentifier(), String(u"org.tqkit.sample"));
   EXPECT_EQ(mac->developmentLocalization(), String(u"English"));
   EXPECT_EQ(mac->infoDictionary().objectForKey(u"LSMinimumSystemVersion").integerValue(), 10);
   EXPECT_EQ(Bundle::bundleWithPath(S(app.string() + "/")), mac);  // one object per folder
@@ -136,7 +107,7 @@ TEST(BundleLayout, ResourceDirectoryAndInfoPlistForEachLayout) {
   EXPECT_FALSE(Bundle::bundleWithPath(S((flat / "x.txt").string())));
   EXPECT_FALSE(Bundle::bundleWithPath(S((tmp.path() / "missing").string())));
 
-  EXPECT_EQ(Bundle::bundleWithIdentifier(u"org.tqkit.layout.app"), mac);
+  EXPECT_EQ(Bundle::bundleWithIdentifier(u"org.tqkit.sample"), mac);
   EXPECT_EQ(Bundle::bundleWithIdentifier(u"org.tqkit.layout.framework"), framework);
   EXPECT_FALSE(Bundle::bundleWithIdentifier(u"org.tqkit.never.opened"));
 }
@@ -170,13 +141,13 @@ TEST(BundleLanguages, PreferredLocalizationsEndWithTheDevelopmentRegion) {
   EnvGuard guard;
   ::setenv("LANGUAGE", "de", 1);
   tq::test::TempDir tmp;
-  auto bundle = Bundle::bundleWithPath(S(makeApp(tmp.path(), "org.tqkit.pref.de").string()));
+  auto bundle = Bundle::bundleWithPath(S(makeApp(tmp.path()).string()));
   EXPECT_EQ(strs(bundle->localizations()), (std::vector<std::string>{"Base", "English", "de", "fr"}));
   EXPECT_EQ(strs(bundle->preferredLocalizations()), (std::vector<std::string>{"de", "English"}));
 
   ::setenv("LANGUAGE", "ko", 1);
   tq::test::TempDir other;
-  auto korean = Bundle::bundleWithPath(S(makeApp(other.path(), "org.tqkit.pref.ko").string()));
+  auto korean = Bundle::bundleWithPath(S(makeApp(other.path()).string()));
   EXPECT_EQ(strs(korean->preferredLocalizations()), (std::vector<std::string>{"English"}));
 }
 
@@ -184,7 +155,7 @@ TEST(BundleResources, UnlocalizedFirstThenLocalizationsInOrder) {
   EnvGuard guard;
   ::setenv("LANG", "de_DE.UTF-8", 1);
   tq::test::TempDir tmp;
-  fs::path app = makeApp(tmp.path(), "org.tqkit.resources");
+  fs::path app = makeApp(tmp.path());
   auto b = Bundle::bundleWithPath(S(app.string()));
   fs::path res = app / "Contents/Resources";
   EXPECT_EQ(b->pathForResource(u"shared", u"txt"), S((res / "shared.txt").string()));
@@ -206,7 +177,7 @@ TEST(BundleStrings, TranslationsFallBackAndBrokenTablesCountAsAbsent) {
   EnvGuard guard;
   ::setenv("LANGUAGE", "fr:de", 1);  // fr's table does not parse
   tq::test::TempDir tmp;
-  auto b = Bundle::bundleWithPath(S(makeApp(tmp.path(), "org.tqkit.strings").string()));
+  auto b = Bundle::bundleWithPath(S(makeApp(tmp.path()).string()));
   EXPECT_EQ(strs(b->preferredLocalizations()), (std::vector<std::string>{"fr", "de", "English"}));
   EXPECT_EQ(b->localizedStringForKey(u"Hello", String(), String()), String(u"Hallo"));
   EXPECT_EQ(b->localizedStringForKey(u"Open", u"x", u"Localizable"), String(u"\u00d6ffnen"));
@@ -223,7 +194,7 @@ TEST(BundleStrings, TranslationsFallBackAndBrokenTablesCountAsAbsent) {
 
   // Several threads at once on a fresh bundle.
   tq::test::TempDir other;
-  auto fresh = Bundle::bundleWithPath(S(makeApp(other.path(), "org.tqkit.strings.threads").string()));
+  auto fresh = Bundle::bundleWithPath(S(makeApp(other.path()).string()));
   std::vector<std::thread> threads;
   std::atomic<int> right{0};
   for (int t = 0; t < 4; ++t) {
@@ -252,11 +223,11 @@ TEST(BundleCode, MainBundleAndBundleForClass) {
   String library = Bundle::codePathForClass(typeid(Bundle));
   ASSERT_FALSE(library.isNil());
   tq::test::TempDir tmp;
-  fs::path kit = makeApp(tmp.path(), "org.tqkit.code");
+  fs::path kit = makeApp(tmp.path());
   if (library != S(exe)) {
     EXPECT_EQ(Bundle::bundleForClass<Bundle>(), main);  // installed outside any bundle
     Bundle::registerBundlePathForLibrary(library, S(kit.string()));
-    EXPECT_EQ(Bundle::bundleForClass<Bundle>()->bundleIdentifier(), String(u"org.tqkit.code"));
+    EXPECT_EQ(Bundle::bundleForClass<Bundle>()->bundlePath(), S(kit.string()));
   }
 }
 

@@ -7,7 +7,6 @@
 #include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 
 #include "support/test_paths.h"
 #include "tq/platform/bundle/bundle.h"
@@ -15,16 +14,9 @@
 
 namespace fs = std::filesystem;
 using namespace tq;
+using tq::test::readAll;
 
 namespace {
-
-
-std::string readAll(const fs::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 // libplist's tree as a Value, written here independently of the library's reader.
 Value oracle(plist_t node) {
@@ -139,21 +131,8 @@ std::string nested(const char* open, const char* close, int depth, const char* i
 
 TEST(PropertyList, EveryKindReadsAsLibplistReadsIt) {
   tq::test::TempDir tmp;
-  const std::string xml = kHead +
-                          "<dict>\n"
-                          "  <!-- a comment -->\n"
-                          "  <key>CFBundleIdentifier</key><string>org.example.&lt;odd&gt; &amp; &#x41;&#66;&#xE9;&#x20AC;&#x1F600;</string>\n"
-                          "  <key>Empty</key><string/>\n"
-                          "  <key>Count</key><integer>-42</integer>\n"
-                          "  <key>Big</key><integer>9000000000</integer>\n"
-                          "  <key>Ratio</key><real>2.5</real>\n"
-                          "  <key>Yes</key><true/>\n"
-                          "  <key>No</key><false/>\n"
-                          "  <key>When</key><date>2004-02-29T12:30:45Z</date>\n"
-                          "  <key>Blob</key><data>\n  AAEC/w==\n  </data>\n"
-                          "  <key>List</key><array><string>a</string><array/><dict/><integer>7</integer></array>\n"
-                          "  <key>Inner</key><dict><key>k</key><string>caf\xC3\xA9 \xE2\x9C\x93</string></dict>\n"
-                          "</dict>\n</plist>\n";
+  // Every kind of value, with comments, entities and character references.
+  const std::string xml = readAll(tq::test::dataDir() / "plist/Every.plist");
   Value expected = oracle(xml);
   ASSERT_EQ(expected.type(), Value::Type::Dictionary);
   EXPECT_EQ(Value(infoOf(tmp, "xml", xml)), expected);

@@ -6,13 +6,12 @@
 #include <plist/plist.h>
 
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "support/test_paths.h"
 
 using tq::String;
 using tq::StringsTableResult;
+using tq::test::readAll;
 
 namespace {
 
@@ -30,13 +29,6 @@ std::string utf16(const std::u16string& text, bool bigEndian) {
   std::string out = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
   for (char16_t c : text) out += bigEndian ? std::string{char(c >> 8), char(c & 0xFF)} : std::string{char(c & 0xFF), char(c >> 8)};
   return out;
-}
-
-std::string readAll(const std::filesystem::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::ostringstream s;
-  s << in.rdbuf();
-  return s.str();
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// Runs the built tqkit tool as a user runs it: through bash, with $T naming the tool. For the
-// *_commands_test programs, which the build gives TQKIT_TOOL.
+// Runs commands as a user runs them: through bash; in the *_commands_test programs, which the
+// build gives TQKIT_TOOL, with $T naming the built tqkit tool.
 #pragma once
 
 #include <sys/wait.h>
@@ -14,9 +14,14 @@ struct Shell {
   std::string out;  // standard output
 };
 
-// Runs a bash command line with $T set (and exported) to the tool and pipefail on.
+// Runs a bash command line with pipefail on and, in the command tests, $T set (and exported) to
+// the tool.
 inline Shell sh(const std::string& command) {
+#ifdef TQKIT_TOOL
   std::string line = "export T='" TQKIT_TOOL "'; set -o pipefail; " + command;
+#else
+  std::string line = "set -o pipefail; " + command;
+#endif
   std::string quoted = "bash -c '";
   for (char c : line) quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
   quoted += "'";

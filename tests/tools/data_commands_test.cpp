@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <fstream>
 #include <random>
 #include <string>
 
@@ -19,11 +18,9 @@ using tq::test::sh;
 
 class DataCommands : public ::testing::Test {
  protected:
-
   std::string write(const std::string& name, const std::string& bytes) {
-    std::string path = dir_ + "/" + name;
-    std::ofstream(path, std::ios::binary) << bytes;
-    return path;
+    tq::test::write(dir_ + "/" + name, bytes);
+    return dir_ + "/" + name;
   }
   static std::string randomBytes(std::size_t n, unsigned seed) {
     std::mt19937 rng(seed);
@@ -93,7 +90,6 @@ TEST_F(DataCommands, FindReportsFirstOffsetAcrossBlockEdges) {
 // File names are bytes: the file commands print them as ls does, stray bytes included, and take
 // them as arguments.
 TEST_F(DataCommands, NamesThatAreNotUtf8ComeOutAsTheFileSystemSpellsThem) {
-  sh("mkdir -p '" + dir_ + "/B/en.lproj'");
   write("B/caf\xE9.txt", "x");
   write("B/\xFF", "x");
   write("B/plain", "x");

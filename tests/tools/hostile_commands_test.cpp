@@ -133,15 +133,8 @@ std::string sharedSubviews(std::size_t nameLength, int refs, int views) {
 
 const char* kXmlHead = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<plist version=\"1.0\">\n";
 
-const char* kXib =
-    "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n"
-    "<document type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" version=\"3.0\"><objects>\n"
-    "<customObject id=\"-2\" userLabel=\"File's Owner\" customClass=\"C\"/>\n"
-    "<window title=\"W\" id=\"../../escape\"><rect key=\"contentRect\" x=\"0\" y=\"0\" width=\"100\" height=\"50\"/>"
-    "<view key=\"contentView\" id=\"v\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"100\" height=\"50\"/>"
-    "<subviews><button id=\"b\"><rect key=\"frame\" x=\"1\" y=\"2\" width=\"30\" height=\"18\"/>"
-    "<buttonCell key=\"cell\" type=\"check\" title=\"On\" id=\"bc\"/></button></subviews></view></window>\n"
-    "</objects></document>\n";
+// A window whose id would climb out of a folder, with one check box.
+const std::string kXib = tq::test::readAll(tq::test::dataDir() / "tools/Check.xib");
 
 // A binary list that is a chain of one-element arrays, `levels` deep (four-byte references).
 std::string deepBinary(uint32_t levels) {

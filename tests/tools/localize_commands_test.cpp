@@ -23,21 +23,7 @@ void linkEntries(const fs::path& from, const fs::path& to) {
 
 // A small interface: a window with a check box near the right edge of a box, a segmented control
 // with two labels and a tool tip, and a label.
-const char* kXib = R"(<?xml version="1.0" encoding="UTF-8"?>
-<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
-  <window title="Options" id="W1-aa-001"><rect key="contentRect" x="0" y="0" width="300" height="120"/>
-    <view key="contentView" id="V1-aa-001"><rect key="frame" x="0" y="0" width="300" height="120"/><subviews>
-      <button id="B1-aa-001"><rect key="frame" x="180" y="80" width="80" height="18"/>
-        <buttonCell key="cell" type="check" title="Fast" id="C1-aa-001"><font key="font" metaFont="system"/></buttonCell></button>
-      <segmentedControl id="S1-aa-001"><rect key="frame" x="10" y="40" width="200" height="24"/>
-        <segmentedCell key="cell" id="SC-aa-001"><font key="font" metaFont="system"/>
-          <segments><segment label="Left" toolTip="Go left"/><segment label="Right"/></segments></segmentedCell></segmentedControl>
-      <textField id="T1-aa-001"><rect key="frame" x="10" y="10" width="60" height="17"/>
-        <textFieldCell key="cell" title="Name:" id="TC-aa-001"><font key="font" metaFont="system"/></textFieldCell></textField>
-    </subviews></view></window>
-</objects></document>
-)";
-
+const std::string kXib = readAll(tq::test::dataDir() / "tools/Options.xib");
 TEST(LocalizeCommand, GeneratedTablesAreReadInEveryKeyFormTheyHold) {
   TQ_SKIP_WITHOUT_CORPUS();
   const fs::path bundle = tq::test::corpusDir() / "handbrake/macosx";

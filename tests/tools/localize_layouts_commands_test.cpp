@@ -216,28 +216,7 @@ TEST(LocalizeLayouts, BaseCompiledNibsAreTranslatedByTheKeysTheyKeep) {
 // the way that applies. An interface the development language has and a language lacks is
 // reported, as absent.
 TEST(LocalizeLayouts, XibsWithTablesGetOneRowPerLanguageAndLackingOnesAreAbsent) {
-  const std::string xib = R"(<?xml version="1.0" encoding="UTF-8"?>
-<document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0">
-  <objects>
-    <window title="Preferences" id="W1-aa-001">
-      <rect key="contentRect" x="0" y="0" width="360" height="120"/>
-      <view key="contentView" id="V1-aa-001">
-        <rect key="frame" x="0" y="0" width="360" height="120"/>
-        <subviews>
-          <button id="B1-aa-001">
-            <rect key="frame" x="20" y="70" width="300" height="18"/>
-            <buttonCell key="cell" type="check" title="Check automatically" id="C1-aa-001"><font key="font" metaFont="system"/></buttonCell>
-          </button>
-          <button id="B2-aa-001">
-            <rect key="frame" x="20" y="20" width="100" height="32"/>
-            <buttonCell key="cell" type="push" title="OK" id="C2-aa-001"><font key="font" metaFont="system"/></buttonCell>
-          </button>
-        </subviews>
-      </view>
-    </window>
-  </objects>
-</document>
-)";
+  const std::string xib = readAll(dataDir() / "tools/Prefs.xib");
   Bundle b;
   write(b.resources() / "Base.lproj/Prefs.xib", xib);
   const std::string fr = "\"W1-aa-001.title\" = \"Préférences\";\n\"C2-aa-001.title\" = \"OK\";\n";
@@ -343,35 +322,19 @@ std::string storyboardDocument(const std::vector<Item>& items) {
     }
   }
   endPane();
-  return R"(<?xml version="1.0" encoding="UTF-8"?>
-<document type="com.apple.InterfaceBuilder3.Cocoa.Storyboard.XIB" version="3.0" initialViewController="WC">
-<scenes>
- <scene sceneID="S-window"><objects>
-  <windowController id="WC" sceneMemberID="viewController">
-   <window key="window" title=")" + title + R"(" id="W-1"><windowStyleMask key="styleMask" titled="YES"/>
-    <rect key="contentRect" x="100" y="500" width="360" height="300"/>
-    <view key="contentView" id="WV"><rect key="frame" x="0" y="0" width="360" height="300"/></view>
-   </window>
-   <connections><segue destination="TVC" kind="relationship" relationship="window.shadowedContentViewController" id="R0"/></connections>
-  </windowController>
- </objects></scene>
- <scene sceneID="S-tabs"><objects>
-  <tabViewController id="TVC" sceneMemberID="viewController"><tabViewItems>)" + tabs + R"(</tabViewItems>
-   <tabView key="tabView" type="noTabsNoBorder" id="TV"><rect key="frame" x="0" y="0" width="360" height="300"/></tabView>
-   <connections><outlet property="tabView" destination="TV" id="O1"/>)" + segues + R"(</connections>
-  </tabViewController>
- </objects></scene>
-)" + panes + R"(</scenes></document>
-)";
+  // The skeleton: a window scene, the tab scene, then the panes.
+  std::string document = readAll(dataDir() / "tools/Tabs.storyboard");
+  const std::pair<std::string, std::string> marks[] = {{"@TITLE@", title}, {"@TABS@", tabs}, {"@SEGUES@", segues}, {"@PANES@", panes}};
+  for (const auto& [mark, text] : marks) {
+    document.replace(document.find(mark), mark.size(), text);
+  }
+  return document;
 }
 
 // The same strings compiled: NAME.storyboardc with one window controller's nib, each string an
 // NSLocalizableString with the key the tables name it by.
 void writeCompiledStoryboard(const fs::path& folder, const std::vector<Item>& items) {
-  write(folder / "Info.plist", R"(<?xml version="1.0" encoding="UTF-8"?><plist version="1.0"><dict>
-<key>NSStoryboardMainEntry</key><string>WC</string>
-<key>NSViewControllerIdentifiersToNibNames</key><dict><key>WC</key><string>NSWindowController-WC</string></dict>
-</dict></plist>)");
+  write(folder / "Info.plist", readAll(dataDir() / "tools/Pane-Info.plist"));
   tq::test::KeyedArchiveWriter w;
   const auto localized = [&](const Item& i) {
     const uint64_t s = w.object("NSLocalizableString");

@@ -4,7 +4,6 @@
 
 #include <cstdio>
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "support/shell.h"
@@ -16,22 +15,6 @@ namespace {
 namespace fs = std::filesystem;
 using namespace tq::test;
 
-std::string view(const char* id, int w, int h, const std::string& subviews = "") {
-  return std::string("<customView id=\"") + id + "\"><rect key=\"frame\" x=\"0\" y=\"0\" width=\"" + std::to_string(w) +
-         "\" height=\"" + std::to_string(h) + "\"/><subviews>" + subviews + "</subviews></customView>";
-}
-
-std::string document(const std::string& objects) {
-  return "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n<document type=\"com.apple.InterfaceBuilder3.Cocoa.XIB\" "
-         "version=\"3.0\"><objects>" + objects + "</objects></document>";
-}
-
-std::string label(const char* id, int y, const char* title) {
-  return std::string("<textField id=\"") + id + "\"><rect key=\"frame\" x=\"10\" y=\"" + std::to_string(y) +
-         "\" width=\"200\" height=\"17\"/><textFieldCell key=\"cell\" title=\"" + title + "\" id=\"" + id +
-         "c\"><font key=\"font\" metaFont=\"system\"/></textFieldCell></textField>";
-}
-
 // Whether fontconfig knows a font that has the character.
 bool someFontHas(unsigned c) {
   return sh("fc-list ':charset=" + [&] { char b[16]; std::snprintf(b, sizeof b, "%x", c); return std::string(b); }() +
@@ -42,9 +25,8 @@ bool someFontHas(unsigned c) {
 
 TEST(RenderFaults, ListOffersWhatRenderDrawsAndNumbersAsRenderCounts) {
   tq::test::TempDir dir;
-  const std::string file = dir.str() + "/views.xib";
   // A view with nothing to draw (no height) between two that have.
-  write(file, document(view("1", 100, 50) + view("2", 100, 0) + view("3", 80, 40)));
+  const std::string file = (dataDir() / "tools/Views.xib").string();
   auto list = sh("$T render '" + file + "' --list 2>&1");
   ASSERT_EQ(list.status, 0) << list.out;
   EXPECT_EQ(list.out, "0  NSView  100x50  \n1  NSView  80x40  \ntqkit render: " + file +
@@ -66,11 +48,8 @@ TEST(RenderFaults, ListOffersWhatRenderDrawsAndNumbersAsRenderCounts) {
 TEST(RenderFaults, TextNoFontCoversIsNamedOncePerFontAndScript) {
   if (sh("command -v fc-list >/dev/null").status != 0) GTEST_SKIP() << "no fc-list to ask";
   tq::test::TempDir dir;
-  const std::string file = dir.str() + "/Texts.xib";
   // Two labels in Linear B (no usual font has it) and one in Chinese, in the same font.
-  write(file, document(view("1", 300, 80,
-                            label("a", 55, "Linear B \xF0\x90\x80\x80\xF0\x90\x80\x81") +
-                                label("b", 30, "\xF0\x90\x80\x82") + label("c", 5, "\xE8\xAE\xBE\xE7\xBD\xAE"))));
+  const std::string file = (dataDir() / "tools/Scripts.xib").string();
   const bool linearB = !someFontHas(0x10000), han = !someFontHas(0x8BBE);
   auto r = sh("$T render '" + file + "' --png '" + dir.str() + "/t.png' 2>&1 >/dev/null");
   ASSERT_EQ(r.status, 0) << r.out;
@@ -86,7 +65,7 @@ TEST(RenderFaults, TextNoFontCoversIsNamedOncePerFontAndScript) {
 
   // localize measures the translations in the same text system, and says the same.
   const fs::path resources = dir.path() / "T.app/Contents/Resources";
-  write(resources / "Base.lproj/Texts.xib", document(view("1", 300, 40, label("a", 10, "Hello"))));
+  write(resources / "Base.lproj/Texts.xib", readAll(dataDir() / "tools/Hello.xib"));
   write(resources / "el.lproj/Texts.strings", "\"ac.title\" = \"\xF0\x90\x80\x83\";\n");
   auto l = sh("$T localize '" + (dir.path() / "T.app").string() + "' Texts --language el --by-id 2>&1 >/dev/null");
   ASSERT_EQ(l.status, 0) << l.out;

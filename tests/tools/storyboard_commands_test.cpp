@@ -41,12 +41,7 @@ TEST(StoryboardCommands, ScenesAreListedDrawnAndShown) {
 }
 
 TEST(StoryboardCommands, TextViewContentsAreVisibleStrings) {
-  tq::test::TempDir dir;
-  const fs::path xib = dir.path() / "Notes.xib";
-  std::ofstream(xib) << R"(<?xml version="1.0"?><document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
-<customView id="1"><rect key="frame" x="0" y="0" width="200" height="100"/><subviews>
-<textView id="2"><rect key="frame" x="0" y="0" width="200" height="100"/><attributedString key="textStorage"><fragment content="Release notes"/></attributedString></textView>
-</subviews></customView></objects></document>)";
+  const fs::path xib = tq::test::dataDir() / "tools/Notes.xib";
   auto tree = sh("$T nib --json " + quoted(xib));
   ASSERT_EQ(tree.status, 0) << tree.out;
   EXPECT_NE(tree.out.find("\"visibleStrings\":[\"Release notes\"]"), std::string::npos) << tree.out;

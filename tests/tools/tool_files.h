@@ -1,25 +1,14 @@
-// What the command tests share: files written and read whole, occurrences counted, the keys of a
-// strings table and the row of a --json report, each read with a pattern of the test's own.
+// What the command tests share: occurrences counted, the keys of a strings table and the row of a
+// --json report, each read with a pattern of the test's own.
 #pragma once
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <regex>
 #include <set>
 #include <string>
 
+#include "support/test_paths.h"
+
 namespace tq::test {
-
-inline void write(const std::filesystem::path& path, const std::string& bytes) {
-  std::filesystem::create_directories(path.parent_path());
-  std::ofstream(path, std::ios::binary) << bytes;
-}
-
-inline std::string readAll(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
 
 inline std::size_t count(const std::string& text, const std::string& what) {
   std::size_t n = 0;

@@ -22,6 +22,7 @@
 #include <cstring>
 #include <fstream>
 #include <functional>
+#include <iterator>
 #include <map>
 #include <sstream>
 #include <string>
@@ -47,15 +48,14 @@ Clock::time_point started = Clock::now();
 
 double seconds() { return std::chrono::duration<double>(Clock::now() - started).count(); }
 
-void fail(const std::string& what) {
-  std::printf("%7.3f FAIL %s\n", seconds(), what.c_str());
-  std::fflush(stdout);
-  failures.push_back(what);
-}
-
 void say(const std::string& what) {
   std::printf("%7.3f %s\n", seconds(), what.c_str());
   std::fflush(stdout);
+}
+
+void fail(const std::string& what) {
+  say("FAIL " + what);
+  failures.push_back(what);
 }
 
 // --- commands ----------------------------------------------------------------------------------
@@ -106,9 +106,7 @@ pid_t spawn(const std::vector<std::string>& argv, const char* output) {
 
 std::string readFile(const char* path) {
   std::ifstream in(path);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
+  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
 }
 
 // --- what iw and ip print ----------------------------------------------------------------------
@@ -187,15 +185,12 @@ std::pair<std::string, std::string> ipPrimary() {
   return {dev, src};
 }
 
-std::string noColons(std::string s) {
-  std::erase(s, ':');
-  return s;
-}
-
 // The AirPort value (as JSON) that matches what `iw dev NAME link` printed.
 std::string airportJson(const IwLink& link) {
   if (link.bssid.empty()) return "{\"Link Status\":1}";
-  return "{\"BSSID\":\"" + noColons(link.bssid) + "\",\"Link Status\":4,\"SSID\":\"" + link.ssid + "\"}";
+  std::string bssid = link.bssid;
+  std::erase(bssid, ':');
+  return "{\"BSSID\":\"" + bssid + "\",\"Link Status\":4,\"SSID\":\"" + link.ssid + "\"}";
 }
 
 std::string maskOf(int prefix) {

@@ -15,13 +15,13 @@
 #include <unistd.h>
 
 #include <cstddef>
-#include <cstdio>
 #include <map>
 #include <regex>
 #include <string>
 #include <vector>
 
 #include "support/net_namespace.h"
+#include "support/shell.h"
 #include "tq/network/ethernet_observer.h"
 #include "tq/platform/store/ethtool_media_source.h"
 #include "tq/platform/store/ethtool_netlink_decoder.h"
@@ -30,16 +30,8 @@ using namespace tq;
 
 namespace {
 
-std::string run(const std::string& command, int* status = nullptr) {
-  std::string out;
-  std::FILE* p = ::popen((command + " 2>/dev/null").c_str(), "r");
-  if (!p) return out;
-  char buf[4096];
-  while (std::size_t n = std::fread(buf, 1, sizeof buf, p)) out.append(buf, n);
-  int st = ::pclose(p);
-  if (status) *status = WIFEXITED(st) ? WEXITSTATUS(st) : -1;
-  return out;
-}
+// What a command prints on standard output, its errors dropped.
+std::string run(const std::string& command) { return test::sh(command + " 2>/dev/null").out; }
 
 std::string field(const std::string& text, const std::string& name) {
   std::smatch m;
@@ -62,9 +54,8 @@ std::string expectedMedia(const std::string& link) {
   std::vector<std::string> options;
   if (duplex == "Full") options.push_back("full-duplex");
   if (duplex == "Half") options.push_back("half-duplex");
-  int pauseStatus = 0;
-  std::string pause = run("ethtool -a " + link, &pauseStatus);
-  if (pauseStatus == 0 && (field(pause, "RX") == "on" || field(pause, "TX") == "on")) options.push_back("flow-control");
+  const test::Shell pause = test::sh("ethtool -a " + link + " 2>/dev/null");
+  if (pause.status == 0 && (field(pause.out, "RX") == "on" || field(pause.out, "TX") == "on")) options.push_back("flow-control");
   if (run("ethtool -k " + link).find("\nloopback: on") != std::string::npos) options.push_back("hw-loopback");
   std::string text = subtype;
   for (std::size_t i = 0; i < options.size(); ++i) text += (i ? "," : " <") + options[i];
@@ -101,9 +92,7 @@ bool makeLinks() {
       "tap t100fx t100fx speed 100 duplex half port fibre; tap t1g t1g speed 1000 duplex full port tp autoneg on; "
       "tap t1gsx t1gsx speed 1000 duplex full port fibre; tap t1gda t1gda speed 1000 duplex full port da; "
       "tap t10g t10g speed 10000 duplex full port fibre; tap t2500 t2500 speed 2500 duplex full port tp";
-  int status = 0;
-  run(std::string("bash -c '") + setup + "'", &status);
-  return status == 0;
+  return test::sh("{ " + std::string(setup) + "; } 2>/dev/null").status == 0;
 }
 
 }  // namespace
@@ -113,9 +102,7 @@ class EthtoolMediaOfEach : public ::testing::Test {
  protected:
   void SetUp() override {
     if (!ns_.ok()) GTEST_SKIP() << "needs a fresh network namespace: " << ns_.reason();
-    int status = 0;
-    run("ethtool --version", &status);
-    if (status != 0) GTEST_SKIP() << "needs the ethtool command (Debian package ethtool)";
+    if (test::sh("ethtool --version >/dev/null 2>&1").status != 0) GTEST_SKIP() << "needs the ethtool command (Debian package ethtool)";
     if (!makeLinks()) GTEST_SKIP() << "the links could not be made (ip, ethtool, tap devices)";
     names = linkNames();
     for (const String& n : names) expected[n.UTF8String()] = expectedMedia(n.UTF8String());

@@ -30,30 +30,6 @@ namespace {
 
 String S(const std::string& s) { return String::fromUTF8(s); }
 
-Hop hop(const std::string& dev, const std::string& gateway) {
-  Hop h;
-  h.dev = dev;
-  h.gateway = gateway;
-  return h;
-}
-Route route(uint32_t metric, std::vector<Hop> hops, uint32_t nhid = 0, const std::string& prefsrc = "") {
-  Route r;
-  r.metric = metric;
-  r.hops = std::move(hops);
-  r.nhid = nhid;
-  r.prefsrc = prefsrc;
-  return r;
-}
-test::NetlinkRequests::Nexthop nexthop(uint32_t id, const std::string& dev, const std::string& gateway,
-                                       std::vector<uint32_t> group = {}) {
-  test::NetlinkRequests::Nexthop n;
-  n.id = id;
-  n.dev = dev;
-  n.gateway = gateway;
-  n.group = std::move(group);
-  return n;
-}
-
 using State = std::map<std::string, Value>;
 using Report = std::vector<std::pair<std::string, Value>>;
 
@@ -212,7 +188,7 @@ TEST_F(StoreDiff, GlobalKeyReportedWhenThePrimarysAddressIsReplaced) {
   pair("va", "pa");
   ASSERT_TRUE(test::setSysctl("net/ipv4/conf/va/promote_secondaries", "1"));
   ASSERT_EQ(nl.addAddress("va", "10.1.0.2", 24), 0);
-  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(0, {hop("va", "")})), 0);
+  ASSERT_EQ(nl.defaultRoute(Verb::Add, Route{0, {{"va", ""}}}), 0);
   Watcher& w = watch("store");
   ASSERT_EQ(converge(), "");
   Value global = w.replay["State:/Network/Global/IPv4"];
@@ -264,7 +240,7 @@ TEST_F(StoreDiff, EventsOlderThanAFullReadAreNotReplayed) {
   ASSERT_EQ(nl.addAddress("vb", "10.2.0.2", 24), 0);
   Watcher& w = watch("store");
   ASSERT_EQ(converge(), "");
-  ASSERT_EQ(nl.defaultRoute(Verb::Add, route(0, {hop("va", "10.1.0.1"), hop("vb", "10.2.0.1")})), 0);
+  ASSERT_EQ(nl.defaultRoute(Verb::Add, Route{0, {{"va", "10.1.0.1"}, {"vb", "10.2.0.1"}}}), 0);
   ASSERT_EQ(nl.deleteAddress("va", "10.1.0.2", 24), 0);  // the hop through va dies
   ASSERT_EQ(nl.setUp("vb", false), 0);                    // and the one through vb: the route goes
   w.store->resynchronize();
@@ -503,16 +479,16 @@ TEST_P(StoreRandomized, SequencesMatchTheKernel) {
         r.metric = static_cast<uint32_t>(10 * world.pick(3));
         int form = world.pick(5);
         if (form == 0) {
-          r.hops = {hop(n, world.gateway(s))};
+          r.hops = {Hop{n, world.gateway(s)}};
         } else if (form == 1) {
-          r.hops = {hop(n, "")};
+          r.hops = {Hop{n, ""}};
         } else if (form == 2) {
           int t = (s + 1 + world.pick(3)) % 4;
-          r.hops = {hop(n, world.gateway(s)), hop(world.near[t], world.gateway(t))};
+          r.hops = {Hop{n, world.gateway(s)}, Hop{world.near[t], world.gateway(t)}};
         } else if (form == 3) {
           r.nhid = static_cast<uint32_t>(1 + world.pick(5));
         } else {
-          r.hops = {hop(n, world.gateway(s))};
+          r.hops = {Hop{n, world.gateway(s)}};
           r.prefsrc = world.address(s);
         }
         took(nl.defaultRoute(verb, r));
@@ -528,10 +504,10 @@ TEST_P(StoreRandomized, SequencesMatchTheKernel) {
         } else if (id == 5) {
           std::vector<uint32_t> members = {static_cast<uint32_t>(1 + world.pick(2))};
           if (world.chance(50)) members.push_back(3 + static_cast<uint32_t>(world.pick(2)));
-          took(nl.addNexthop(nexthop(5, "", "", members), world.chance(50)));
+          took(nl.addNexthop({5, "", "", members}, world.chance(50)));
           what = "group nexthop 5";
         } else {
-          took(nl.addNexthop(nexthop(id, n, world.chance(70) ? world.gateway(s) : ""), world.chance(50)));
+          took(nl.addNexthop({id, n, world.chance(70) ? world.gateway(s) : ""}, world.chance(50)));
           what = "nexthop " + std::to_string(id) + " on " + std::to_string(s);
         }
         break;
