@@ -7,6 +7,8 @@ set -euo pipefail
 packages=(
   build-essential cmake ninja-build pkg-config git
   clang libclang-rt-14-dev
+  # The sanitizers name functions and lines in their reports through llvm-symbolizer.
+  llvm
   libssl-dev uuid-dev libglib2.0-dev libmnl-dev libplist-dev libpugixml-dev
   libcairo2-dev libpango1.0-dev libgdk-pixbuf-2.0-dev libpng-dev
   libgtest-dev libgmock-dev libbenchmark-dev
