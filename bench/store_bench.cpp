@@ -61,6 +61,7 @@
 #include <thread>
 #include <vector>
 
+#include "process_pair.h"
 #include "tq/network/ethernet_observer.h"
 #include "tq/network/sc_dynamic_store.h"
 #include "tq/platform/base/notification_center.h"
@@ -555,67 +556,9 @@ void BM_MediaOfEach_PerLink(benchmark::State& state) {
 }
 BENCHMARK(BM_MediaOfEach_PerLink)->Unit(benchmark::kMillisecond)->MinTime(1.0);
 
-struct ProcessRun {
-  double cpuUs = 0;
-  double wallUs = 0;
-  int status = -1;
-};
-
-// Runs argv (argv[0] a path) with standard input and output on /dev/null.
-ProcessRun runProcess(const std::vector<std::string>& argv) {
-  std::vector<char*> args;
-  for (const auto& a : argv) args.push_back(const_cast<char*>(a.c_str()));
-  args.push_back(nullptr);
-  auto start = Clock::now();
-  pid_t pid = fork();
-  if (pid == 0) {
-    int null = open("/dev/null", O_RDWR);
-    dup2(null, 0);
-    dup2(null, 1);
-    dup2(null, 2);
-    execv(args[0], args.data());
-    _exit(127);
-  }
-  ProcessRun run;
-  int status = 0;
-  rusage usage{};
-  if (pid < 0 || wait4(pid, &status, 0, &usage) != pid) return run;
-  run.wallUs = std::chrono::duration<double, std::micro>(Clock::now() - start).count();
-  run.cpuUs = static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) * 1e6 +
-              static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec);
-  run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  return run;
-}
-
 void BM_NetStatusProcess(benchmark::State& state) {
-  const char* env = std::getenv("TQKIT_TOOL");
-  std::string tool = env && *env ? env : TQKIT_TOOL;
-  if (tool.empty() || access(tool.c_str(), X_OK) != 0)
-    return state.SkipWithError("skipped: no tqkit program (built with TQ_BUILD_TOOLS=ON, or named by TQKIT_TOOL)");
-  std::string ip;
-  for (const char* dir : {"/usr/sbin/ip", "/sbin/ip", "/usr/bin/ip", "/bin/ip"})
-    if (access(dir, X_OK) == 0) ip = dir;
-  if (ip.empty()) return state.SkipWithError("skipped: ip is not installed (Debian package iproute2)");
   makeBigState();
-  std::vector<std::string> ours{tool, "net", "status", "--json"}, theirs{ip, "-j", "addr"};
-  // Once each first: a broken command shows here, and both start from a warm page cache.
-  if (runProcess(ours).status != 0 || runProcess(theirs).status != 0) return state.SkipWithError("a command failed");
-  std::vector<double> oursCpu, theirsCpu, oursWall, theirsWall;
-  for (auto _ : state) {
-    ProcessRun a = runProcess(ours), b = runProcess(theirs);
-    if (a.status != 0 || b.status != 0) return state.SkipWithError("a command failed");
-    oursCpu.push_back(a.cpuUs);
-    theirsCpu.push_back(b.cpuUs);
-    oursWall.push_back(a.wallUs);
-    theirsWall.push_back(b.wallUs);
-    state.SetIterationTime(a.cpuUs / 1e6);
-  }
-  double t = percentile(oursCpu, 0.5), p = percentile(theirsCpu, 0.5);
-  state.counters["tqkit_us"] = t;
-  state.counters["ip_us"] = p;
-  state.counters["ratio"] = p > 0 ? t / p : 0;
-  state.counters["tqkit_best_wall_us"] = *std::min_element(oursWall.begin(), oursWall.end());
-  state.counters["ip_best_wall_us"] = *std::min_element(theirsWall.begin(), theirsWall.end());
+  tqbench::comparePair(state, {"net", "status", "--json"}, {"ip", "-j", "addr"}, "iproute2");
 }
 BENCHMARK(BM_NetStatusProcess)->Iterations(40)->UseManualTime()->Unit(benchmark::kMillisecond);
 
