@@ -114,7 +114,9 @@ TEST(TQTextFieldCell, ASpaceDrawsALightGreyRuleAndNoText) {
     cell->drawWithFrame({10, 20, 100, 17}, nullptr);
     EXPECT_TRUE(canvas.of(Kind::DrawText).empty());
     EXPECT_EQ(canvas.of(Kind::FillRect).size(), background ? 1u : 0u);
-    if (background) EXPECT_EQ(canvas.recorder->records()[0].rect, (Rect{10, 20, 100, 17}));
+    if (background) {
+      EXPECT_EQ(canvas.recorder->records()[0].rect, (Rect{10, 20, 100, 17}));
+    }
     ASSERT_EQ(canvas.recorder->records().back().kind, Kind::StrokeLine);
     const auto& line = canvas.recorder->records().back();
     EXPECT_EQ(line.from, (Point{10, 28}));

@@ -224,15 +224,29 @@ void GraphicsContext::setSourceColor(const Color& color) {
 
 // --- drawing ----------------------------------------------------------------------------------
 
+DrawingRecord GraphicsContext::recordOf(DrawingRecord::Kind kind, const ColorRef& color, CompositingOperation op,
+                                        double lineWidth) const {
+  DrawingRecord r;
+  r.kind = kind;
+  r.color = color;
+  r.operation = op;
+  r.lineWidth = lineWidth;
+  r.transform = currentTransform();
+  return r;
+}
+
+void GraphicsContext::beginStroke(double lineWidth) {
+  cairo_save(cr_);
+  cairo_set_operator(cr_, cairoOperatorForCompositingOperation(state_.operation));
+  setSourceColor(*state_.stroke);
+  cairo_set_line_width(cr_, lineWidth);
+}
+
 void GraphicsContext::fillRect(Rect rect, CompositingOperation op) {
   if (!state_.fill && op != NSCompositeClear) return;
   if (recorder_) {
-    DrawingRecord r;
-    r.kind = DrawingRecord::Kind::FillRect;
+    DrawingRecord r = recordOf(DrawingRecord::Kind::FillRect, state_.fill, op);
     r.rect = rect;
-    r.color = state_.fill;
-    r.operation = op;
-    r.transform = currentTransform();
     recorder_->add(std::move(r));
   }
   cairo_save(cr_);
@@ -246,19 +260,11 @@ void GraphicsContext::fillRect(Rect rect, CompositingOperation op) {
 void GraphicsContext::strokeRect(Rect rect, double lineWidth) {
   if (!state_.stroke) return;
   if (recorder_) {
-    DrawingRecord r;
-    r.kind = DrawingRecord::Kind::StrokeRect;
+    DrawingRecord r = recordOf(DrawingRecord::Kind::StrokeRect, state_.stroke, state_.operation, lineWidth);
     r.rect = rect;
-    r.color = state_.stroke;
-    r.operation = state_.operation;
-    r.lineWidth = lineWidth;
-    r.transform = currentTransform();
     recorder_->add(std::move(r));
   }
-  cairo_save(cr_);
-  cairo_set_operator(cr_, cairoOperatorForCompositingOperation(state_.operation));
-  setSourceColor(*state_.stroke);
-  cairo_set_line_width(cr_, lineWidth);
+  beginStroke(lineWidth);
   cairo_rectangle(cr_, rect.x, rect.y, rect.w, rect.h);
   cairo_stroke(cr_);
   cairo_restore(cr_);
@@ -267,20 +273,12 @@ void GraphicsContext::strokeRect(Rect rect, double lineWidth) {
 void GraphicsContext::strokeLine(Point from, Point to, double lineWidth) {
   if (!state_.stroke) return;
   if (recorder_) {
-    DrawingRecord r;
-    r.kind = DrawingRecord::Kind::StrokeLine;
+    DrawingRecord r = recordOf(DrawingRecord::Kind::StrokeLine, state_.stroke, state_.operation, lineWidth);
     r.from = from;
     r.to = to;
-    r.color = state_.stroke;
-    r.operation = state_.operation;
-    r.lineWidth = lineWidth;
-    r.transform = currentTransform();
     recorder_->add(std::move(r));
   }
-  cairo_save(cr_);
-  cairo_set_operator(cr_, cairoOperatorForCompositingOperation(state_.operation));
-  setSourceColor(*state_.stroke);
-  cairo_set_line_width(cr_, lineWidth);
+  beginStroke(lineWidth);
   cairo_set_line_cap(cr_, CAIRO_LINE_CAP_BUTT);
   cairo_move_to(cr_, from.x, from.y);
   cairo_line_to(cr_, to.x, to.y);
@@ -306,13 +304,9 @@ void GraphicsContext::paintPath(const ColorRef& color, bool stroke, double lineW
     } else {
       cairo_path_extents(cr_, &x0, &y0, &x1, &y1);
     }
-    DrawingRecord r;
-    r.kind = stroke ? DrawingRecord::Kind::StrokePath : DrawingRecord::Kind::FillPath;
+    DrawingRecord r = recordOf(stroke ? DrawingRecord::Kind::StrokePath : DrawingRecord::Kind::FillPath, color,
+                               NSCompositeSourceOver, lineWidth);
     r.rect = {x0, y0, x1 - x0, y1 - y0};
-    r.color = color;
-    r.operation = NSCompositeSourceOver;
-    r.lineWidth = lineWidth;
-    r.transform = currentTransform();
     recorder_->add(std::move(r));
   }
   cairo_set_operator(cr_, CAIRO_OPERATOR_OVER);

@@ -69,7 +69,9 @@ TEST(ImageHeader, BmpFieldsAtAndPastTheirLimits) {
     b = bmp;
     putLE32(b, row.at, row.value);
     EXPECT_STREQ(problem(b), row.problem);
-    if (row.problem) EXPECT_FALSE(decodes(b)) << "refused before decoding";
+    if (row.problem) {
+      EXPECT_FALSE(decodes(b)) << "refused before decoding";
+    }
   }
   EXPECT_STREQ(problem(std::vector<uint8_t>(bmp.begin(), bmp.begin() + 17)), "BMP header truncated");
   b.assign(bmp.begin(), bmp.begin() + 49);  // an info header that cannot hold its colour count

@@ -30,6 +30,7 @@
 
 #include "tq/platform/base/object.h"
 #include "tq/platform/ui/drawing/affine_transform.h"
+#include "tq/platform/ui/drawing/drawing_recorder.h"
 #include "tq/platform/ui/model/color.h"
 #include "tq/platform/ui/model/geometry.h"
 
@@ -190,6 +191,11 @@ class GraphicsContext : public Object {
 
  private:
   void paintPath(const ColorRef& color, bool stroke, double lineWidth);
+  // A record of drawing about to be done in the current transform (the caller adds its geometry).
+  DrawingRecord recordOf(DrawingRecord::Kind kind, const ColorRef& color, CompositingOperation op,
+                         double lineWidth = 0) const;
+  // Saves the state and sets up a stroke with the stroke colour; the caller strokes and restores.
+  void beginStroke(double lineWidth);
   struct State {
     ColorRef fill;
     ColorRef stroke;
