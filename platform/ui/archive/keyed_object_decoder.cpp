@@ -92,8 +92,6 @@ std::vector<double> numbersIn(std::string_view text) {
   return out;
 }
 
-String utf8(std::string_view s) { return String::fromUTF8(s); }
-
 // The classes this decoder reads by name, and those the drawing knows by name: a class outside them
 // is read as the first of them its declared superclasses reach.
 bool isKnownClass(std::string_view cls) {

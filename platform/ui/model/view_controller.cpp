@@ -31,15 +31,9 @@ void ViewController::setOutlet(const String& property, const std::shared_ptr<Obj
   if (property == String(u"view")) {
     if (auto v = std::dynamic_pointer_cast<View>(destination)) setView(v);
   }
-  outlets_.emplace_back(property, destination);
+  recordOutlet(property, destination);
 }
 
-std::shared_ptr<Object> ViewController::outlet(const String& property) const {
-  for (const auto& [name, destination] : outlets_) {
-    if (name == property) return destination.lock();
-  }
-  return nullptr;
-}
 
 std::vector<std::shared_ptr<TabViewItem>> TabViewController::tabViewItems() const {
   auto tabs = tabView();

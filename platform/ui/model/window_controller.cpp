@@ -29,14 +29,8 @@ void WindowController::setOutlet(const String& property, const std::shared_ptr<O
   if (property == String(u"window")) {
     if (auto w = std::dynamic_pointer_cast<Window>(destination)) setWindow(w);
   }
-  outlets_.emplace_back(property, destination);
+  recordOutlet(property, destination);
 }
 
-std::shared_ptr<Object> WindowController::outlet(const String& property) const {
-  for (const auto& [name, destination] : outlets_) {
-    if (name == property) return destination.lock();
-  }
-  return nullptr;
-}
 
 }  // namespace tq

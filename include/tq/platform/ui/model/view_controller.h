@@ -19,13 +19,13 @@
 #include <utility>
 #include <vector>
 
-#include "tq/platform/ui/model/capabilities.h"
+#include "tq/platform/ui/model/scene_controller.h"
 #include "tq/platform/ui/model/tab_view.h"
 #include "tq/platform/ui/model/view.h"
 
 namespace tq {
 
-class ViewController : public InterfaceObject, public NibConnectable {
+class ViewController : public SceneController {
  public:
   ~ViewController() override;
   String className() const override { return classNameOr(u"NSViewController"); }
@@ -47,15 +47,8 @@ class ViewController : public InterfaceObject, public NibConnectable {
   void addChildViewController(std::shared_ptr<ViewController> child);
   ViewController* parentViewController() const { return parent_; }
 
-  // Objects of the controller's scene kept alive with it (owned), in document order.
-  const std::vector<std::shared_ptr<Object>>& sceneObjects() const { return sceneObjects_; }
-  void addSceneObject(std::shared_ptr<Object> object) { sceneObjects_.push_back(std::move(object)); }
-
   // "view" sets the view (when the destination is a view); every outlet is also listed.
   void setOutlet(const String& property, const std::shared_ptr<Object>& destination) override;
-  const std::vector<std::pair<String, std::weak_ptr<Object>>>& outlets() const { return outlets_; }
-  // The outlet's destination, or nullptr.
-  std::shared_ptr<Object> outlet(const String& property) const;
 
  private:
   std::shared_ptr<View> view_;
@@ -63,8 +56,6 @@ class ViewController : public InterfaceObject, public NibConnectable {
   String nibName_;
   std::vector<std::shared_ptr<ViewController>> children_;
   ViewController* parent_ = nullptr;
-  std::vector<std::shared_ptr<Object>> sceneObjects_;
-  std::vector<std::pair<String, std::weak_ptr<Object>>> outlets_;
 };
 
 class TabViewController : public ViewController {

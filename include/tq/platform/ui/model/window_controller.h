@@ -13,13 +13,13 @@
 #include <utility>
 #include <vector>
 
-#include "tq/platform/ui/model/capabilities.h"
+#include "tq/platform/ui/model/scene_controller.h"
 #include "tq/platform/ui/model/view_controller.h"
 #include "tq/platform/ui/model/window.h"
 
 namespace tq {
 
-class WindowController : public InterfaceObject, public NibConnectable {
+class WindowController : public SceneController {
  public:
   String className() const override { return classNameOr(u"NSWindowController"); }
 
@@ -30,21 +30,13 @@ class WindowController : public InterfaceObject, public NibConnectable {
   const std::shared_ptr<ViewController>& contentViewController() const { return contentViewController_; }
   void setContentViewController(std::shared_ptr<ViewController> controller);
 
-  // Objects of the controller's scene kept alive with it (owned), in document order.
-  const std::vector<std::shared_ptr<Object>>& sceneObjects() const { return sceneObjects_; }
-  void addSceneObject(std::shared_ptr<Object> object) { sceneObjects_.push_back(std::move(object)); }
-
   // "window" sets the window (when the destination is one); every outlet is also listed.
   void setOutlet(const String& property, const std::shared_ptr<Object>& destination) override;
-  const std::vector<std::pair<String, std::weak_ptr<Object>>>& outlets() const { return outlets_; }
-  std::shared_ptr<Object> outlet(const String& property) const;
 
  private:
   void placeContent();
   std::shared_ptr<Window> window_;
   std::shared_ptr<ViewController> contentViewController_;
-  std::vector<std::shared_ptr<Object>> sceneObjects_;
-  std::vector<std::pair<String, std::weak_ptr<Object>>> outlets_;
 };
 
 }  // namespace tq
