@@ -5,7 +5,7 @@
 //   NIBArchive                   readNibData  vs  a bare walk of its tables   (largest such file)
 // The bare parses are the floors: any reader of the form has to do at least that much. Each also
 // shows its first call in the process (first_call_us: cold caches, one-time set-up) beside the
-// steady state. The compiled forms are also measured up to the checked keyed-object graph alone (the
+// steady state, and the size of its document (objects made, bytes). The compiled forms are also measured up to the checked keyed-object graph alone (the
 // container, before the model is built). Every read reports allocs_per_read, and the .xib and
 // NIBArchive reads' own allocations (every size, in order) are replayed alone: what the allocator
 // costs for the model as it is built today, a floor under the read whatever its parsing does. For
@@ -54,8 +54,27 @@ double firstCallMicros(const std::string& doc, int kind, Work work) {
   return it->second;
 }
 
+// The interface objects one read of the document makes, counted once per program and document.
+std::size_t objectsIn(const std::string& doc) {
+  static std::map<const std::string*, std::size_t> counts;
+  auto [it, added] = counts.try_emplace(&doc, 0);
+  if (added) {
+    tq::NibReadResult r = tq::readNibData(doc);
+    it->second = r ? r.nib().objectCount() : 0;
+  }
+  return it->second;
+}
+
+// Every parse and read reports the size of its document, in interface objects (`objects`) and in
+// bytes (`bytes`), so that forms can be compared per object and per byte.
+void countSize(benchmark::State& state, const std::string& doc) {
+  state.counters["objects"] = static_cast<double>(objectsIn(doc));
+  state.counters["bytes"] = static_cast<double>(doc.size());
+}
+
 void parseXML(benchmark::State& state, const std::string& doc) {
   if (doc.empty()) return state.SkipWithError(tqbench::corpusLacks("no such corpus file"));
+  countSize(state, doc);
   const double first = firstCallMicros(doc, 0, [&] {
     pugi::xml_document d;
     benchmark::DoNotOptimize(d.load_buffer(doc.data(), doc.size(), pugi::parse_default));
@@ -87,6 +106,7 @@ void readNib(benchmark::State& state, const std::string& doc) {
       static_cast<double>(tqbench::heapBlocks.load() - before) / static_cast<double>(state.iterations());
   state.SetBytesProcessed(static_cast<int64_t>(state.iterations() * doc.size()));
   state.counters["objects"] = static_cast<double>(objects);
+  state.counters["bytes"] = static_cast<double>(doc.size());
 }
 
 // Every size one read of the document asks the allocator for, in order.

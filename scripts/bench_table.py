@@ -21,6 +21,8 @@ def rows():
 
     measure: 'speedup'  ratio = baseline time / tqkit time, target '>= x'
              'overhead' ratio = tqkit time / baseline time, target '<= x'
+             'per_object' ratio = (tqkit time / its `objects` counter) / (baseline time / its `objects`)
+             'per_byte'  the same by each benchmark's `bytes` counter (its document's size)
              'ns', 'ms'  tqkit's own time, target '<= x' or '< x'
              'counter:NAME' a counter of the tqkit benchmark, target '<= x' or '< x'
              'processes' one benchmark that ran tqkit and a peer alternately as processes: its
@@ -102,7 +104,7 @@ def rows():
     ]
     r += [
         ("interface read vs bare pugixml parse (.xib)", "ui_bench", "BM_NibRead", "BM_PugixmlParse", "overhead",
-         "<= 2"),
+         "<= 3"),
         ("  the read's own allocations replayed alone vs the same parse", "ui_bench", "BM_NibReadAllocations",
          "BM_PugixmlParse", "overhead", ""),
         ("  the parse and those allocations together (a reader doing nothing else) vs the parse", "ui_bench",
@@ -113,10 +115,16 @@ def rows():
          "BM_NibReadWalkAndAllocationsFloor", "BM_PugixmlParse", "overhead", ""),
         ("interface read vs bare pugixml parse (older XML archive)", "ui_bench", "BM_XMLArchiveRead",
          "BM_PugixmlParseXMLArchive", "overhead", ""),
+        ("older XML archive vs .xib, time per interface object", "ui_bench", "BM_XMLArchiveRead", "BM_NibRead",
+         "per_object", "<= 1.5"),
+        ("  the older archive's bare parse per object vs the .xib read per object", "ui_bench",
+         "BM_PugixmlParseXMLArchive", "BM_NibRead", "per_object", ""),
+        ("  older XML archive read vs .xib read, per byte", "ui_bench", "BM_XMLArchiveRead", "BM_NibRead", "per_byte",
+         ""),
         ("compiled keyed archive read vs bare libplist parse", "ui_bench", "BM_KeyedArchiveRead", "BM_LibplistParse",
          "overhead", "<= 2"),
         ("NIBArchive read vs reading its tables", "ui_bench", "BM_NIBArchiveRead", "BM_NIBArchiveTables",
-         "overhead", "<= 2"),
+         "overhead", "<= 3"),
         ("  the read's own allocations replayed alone vs reading its tables", "ui_bench",
          "BM_NIBArchiveReadAllocations", "BM_NIBArchiveTables", "overhead", ""),
         ("localizing vs the same bare table lookups", "interface_bench", "BM_LocalizePrefsWindow_tqkit",
@@ -266,6 +274,19 @@ def build(results_dir):
             value = b / t if measure == "speedup" else t / b
             row.update(tqkit=fmt_time(t), baseline=fmt_time(b), ratio=f"{value:.2f}x",
                        target=(target + "x") if target else "", met=met(value, target))
+        elif measure in ("per_object", "per_byte"):
+            # Each record's own size: the interface objects made from its document, or its bytes.
+            counter = "objects" if measure == "per_object" else "bytes"
+            t, b = tq[-1], base[-1]
+            if not t.get(counter) or not b.get(counter):
+                row["tqkit"] = f"(no counter {counter})"
+            else:
+                tn, bn = time_ns(t) / t[counter], time_ns(b) / b[counter]
+                value = tn / bn
+                unit = "object" if measure == "per_object" else "byte"
+                shown = fmt_time if measure == "per_object" else (lambda ns: f"{ns:.2f} ns")
+                row.update(tqkit=f"{shown(tn)}/{unit}", baseline=f"{shown(bn)}/{unit}", ratio=f"{value:.2f}x",
+                           target=(target + "x") if target else "", met=met(value, target))
         elif measure in ("ns", "ms"):
             t = time_ns(tq[-1])
             value = t if measure == "ns" else t / 1e6
