@@ -2,15 +2,69 @@
 #include "keyed_archive.h"
 
 #include <array>
+#include <cstring>
 
 namespace tq::archive {
 
+// Eight bytes at a time, multiplied and folded: names are short, and the table only needs the
+// hashes of one archive's names to differ.
+uint64_t KeyedArchive::hashName(std::string_view name) {
+  constexpr uint64_t kMultiplier = 0x9E3779B97F4A7C15ull;
+  uint64_t h = name.size() * kMultiplier;
+  const char* p = name.data();
+  std::size_t n = name.size();
+  for (; n >= 8; p += 8, n -= 8) {
+    uint64_t word;
+    std::memcpy(&word, p, 8);
+    h = (h ^ word) * kMultiplier;
+    h ^= h >> 29;
+  }
+  if (n > 0) {
+    uint64_t word = 0;
+    std::memcpy(&word, p, n);
+    h = (h ^ word) * kMultiplier;
+  }
+  return h ^ (h >> 32);
+}
+
+uint32_t KeyedArchive::lookup(std::string_view name, uint64_t hash) const {
+  if (slots_.empty()) return kNoName;
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
+    const uint32_t entry = slots_[slot];
+    if (entry == 0) return kNoName;
+    const Name& n = names_[entry - 1];
+    if (n.hash == hash && n.length == name.size() && std::memcmp(namePool_.data() + n.offset, name.data(), n.length) == 0) {
+      return entry - 1;
+    }
+  }
+}
+
+void KeyedArchive::growSlots(std::size_t names) {
+  std::size_t size = 16;
+  while (size < 2 * names) size *= 2;
+  if (size <= slots_.size()) return;
+  slots_.assign(size, 0);
+  const std::size_t mask = size - 1;
+  for (uint32_t i = 0; i < names_.size(); ++i) {
+    std::size_t slot = names_[i].hash & mask;
+    while (slots_[slot] != 0) slot = (slot + 1) & mask;
+    slots_[slot] = i + 1;
+  }
+}
+
 uint32_t KeyedArchive::intern(std::string_view name) {
-  auto it = nameIndex_.find(name);
-  if (it != nameIndex_.end()) return it->second;
+  const uint64_t hash = hashName(name);
+  const uint32_t found = lookup(name, hash);
+  if (found != kNoName) return found;
+  if (2 * (names_.size() + 1) > slots_.size()) growSlots(names_.size() + 1);
   const auto index = static_cast<uint32_t>(names_.size());
-  names_.emplace_back(name);
-  nameIndex_.emplace(names_.back(), index);
+  names_.push_back({static_cast<uint32_t>(namePool_.size()), static_cast<uint32_t>(name.size()), hash});
+  namePool_.append(name);
+  const std::size_t mask = slots_.size() - 1;
+  std::size_t slot = hash & mask;
+  while (slots_[slot] != 0) slot = (slot + 1) & mask;
+  slots_[slot] = index + 1;
   namesBytes_ += 2 * (name.size() + 64);
   return index;
 }
@@ -24,8 +78,7 @@ void KeyedArchive::prepareLookups() {
 
 uint32_t KeyedArchive::nameIndex(std::string_view name) const {
   if (name.empty()) return kNoName;  // the unkeyed name is never looked up as a key
-  auto it = nameIndex_.find(name);
-  return it == nameIndex_.end() ? kNoName : it->second;
+  return lookup(name, hashName(name));
 }
 
 uint32_t KeyedArchive::addObject(uint32_t classNameIndex) {
@@ -63,15 +116,6 @@ std::string KeyedArchive::addPropertyListEntries(uint32_t object,
   return "";
 }
 
-void KeyedArchive::adoptEntries(std::vector<ArchiveEntry> entries,
-                                const std::vector<std::pair<uint32_t, uint32_t>>& runs) {
-  entries_ = std::move(entries);
-  for (std::size_t i = 0; i < runs.size() && i < objects_.size(); ++i) {
-    objects_[i].firstEntry = runs[i].first;
-    objects_[i].entryCount = runs[i].second;
-  }
-}
-
 ArchiveValue KeyedArchive::addText(std::string_view text, ArchiveValue::Kind kind) {
   ArchiveValue v;
   v.kind = kind;
@@ -84,7 +128,9 @@ ArchiveValue KeyedArchive::addText(std::string_view text, ArchiveValue::Kind kin
 void KeyedArchive::reserve(std::size_t objects, std::size_t entries, std::size_t names, std::size_t text) {
   objects_.reserve(objects);
   entries_.reserve(entries);
-  nameIndex_.reserve(names);
+  names_.reserve(names);
+  namePool_.reserve(names * 24);
+  growSlots(names);
   pool_.reserve(text);
 }
 
@@ -97,16 +143,23 @@ std::vector<ArchiveValue> KeyedArchive::members(uint32_t object) const {
 }
 
 bool KeyedArchive::stringOf(const ArchiveValue& value, std::string& out) const {
+  std::string_view text;
+  if (!textOf(value, text)) return false;
+  out.assign(text);
+  return true;
+}
+
+bool KeyedArchive::textOf(const ArchiveValue& value, std::string_view& out) const {
   ArchiveValue v = value;
   // An attributed string holds its text under NSString; a localizable one under NS.string.
   for (int hop = 0; hop < 4; ++hop) {
     if (v.kind == ArchiveValue::Kind::String || v.kind == ArchiveValue::Kind::Data) {
-      out.assign(text(v));
+      out = text(v);
       return true;
     }
     if (!v.isObject()) return false;
     const uint32_t o = v.index;
-    const std::string& cls = className(o);
+    const std::string_view cls = className(o);
     if (cls.find("String") == std::string::npos) return false;
     ArchiveValue next = find(o, stringKeys_[0]);
     if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[1]);
@@ -115,7 +168,7 @@ bool KeyedArchive::stringOf(const ArchiveValue& value, std::string& out) const {
     if (next.kind == ArchiveValue::Kind::Nil) {
       // An empty string object, an attributed string without text, a localizable string whose
       // development text is empty.
-      out.clear();
+      out = {};
       return cls == "NSString" || cls == "NSMutableString" || cls == "NSLocalizableString";
     }
     v = next;

@@ -15,7 +15,6 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -92,6 +91,9 @@ class KeyedArchive {
   uint32_t intern(std::string_view name);
   uint32_t addObject(std::string_view className) { return addObject(intern(className)); }
   uint32_t addObject(uint32_t classNameIndex);
+  // An object whose entries are the run (first, count) of the table adoptEntries() takes later; the
+  // caller checks that the run lies within it.
+  void addObject(uint32_t classNameIndex, uint32_t first, uint32_t count) { objects_.push_back({classNameIndex, first, count}); }
   // Entries of one object must be added together, right after beginEntries(object).
   void beginEntries(uint32_t object);
   void addEntry(uint32_t key, const ArchiveValue& value) { entries_.push_back({key, value}); }
@@ -106,9 +108,8 @@ class KeyedArchive {
   static ArchiveValue boolean(bool v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Bool; a.integer = v; return a; }
   static ArchiveValue real(double v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Real; a.real = v; return a; }
   static ArchiveValue object(uint32_t i) { ArchiveValue a; a.kind = ArchiveValue::Kind::Object; a.index = i; return a; }
-  // Takes `entries` as the whole entry table, object i owning the run runs[i] = (first, count),
-  // which the caller has checked to lie within it. Runs may overlap.
-  void adoptEntries(std::vector<ArchiveEntry> entries, const std::vector<std::pair<uint32_t, uint32_t>>& runs);
+  // Takes `entries` as the whole entry table of objects added with their runs. Runs may overlap.
+  void adoptEntries(std::vector<ArchiveEntry> entries) { entries_ = std::move(entries); }
   // Entry storage for containers that fill entries in place (references resolved later).
   std::vector<ArchiveEntry>& mutableEntries() { return entries_; }
   ArchiveLayout& layout() { return layout_; }
@@ -119,8 +120,12 @@ class KeyedArchive {
 
   // --- reading (decoder) ---
   std::size_t objectCount() const { return objects_.size(); }
-  const std::string& className(uint32_t object) const { return names_[objects_[object].className]; }
-  const std::string& name(uint32_t index) const { return names_[index]; }
+  // Views of the names stay valid until the next name is interned.
+  std::string_view className(uint32_t object) const { return name(objects_[object].className); }
+  std::string_view name(uint32_t index) const {
+    return std::string_view(namePool_.data() + names_[index].offset, names_[index].length);
+  }
+  std::size_t nameCount() const { return names_.size(); }
   const ArchiveEntry* begin(uint32_t object) const { return entries_.data() + objects_[object].firstEntry; }
   const ArchiveEntry* end(uint32_t object) const { return begin(object) + objects_[object].entryCount; }
   // The index of a name, or kNoName when the archive never uses it (lookups intern nothing).
@@ -147,6 +152,8 @@ class KeyedArchive {
   // NSString of an attributed string, or the development text NSDev of a localizable string).
   // False for anything else.
   bool stringOf(const ArchiveValue& v, std::string& out) const;
+  // The same text as a view of the graph's own pool, without a copy.
+  bool textOf(const ArchiveValue& v, std::string_view& out) const;
   // The table key a localizable string carries (NSKey, "170.title"); false for other values.
   bool localizableKeyOf(const ArchiveValue& v, std::string& out) const;
   // A number: Bool, Integer, Real, or an NSNumber object (NS.intval, NS.dblval...).
@@ -157,12 +164,19 @@ class KeyedArchive {
   std::size_t memoryUsed() const;
 
  private:
-  std::deque<std::string> names_;  // stable: the index below keeps views of them
-  struct NameHash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view s) const { return std::hash<std::string_view>{}(s); }
+  // Names (class names and keys) are interned into one pool; an open-addressed table of their
+  // indexes (plus one, 0 for an empty slot) finds them by hash, kept at most half full.
+  struct Name {
+    uint32_t offset;
+    uint32_t length;
+    uint64_t hash;
   };
-  std::unordered_map<std::string_view, uint32_t, NameHash> nameIndex_;
+  static uint64_t hashName(std::string_view name);
+  uint32_t lookup(std::string_view name, uint64_t hash) const;
+  void growSlots(std::size_t names);
+  std::string namePool_;
+  std::vector<Name> names_;
+  std::vector<uint32_t> slots_;
   std::vector<ArchiveObject> objects_;
   std::vector<ArchiveEntry> entries_;
   std::string pool_;

@@ -134,13 +134,6 @@ class KeyedNibDecoder {
 
   // Texts made by the read live in the same arena as its objects.
   String utf8(std::string_view s) const { return String::fromUTF8(s, arena_); }
-  // A key's name as a text, made once per read and shared by every object archived with it.
-  const String& keyName(uint32_t key) const {
-    if (key >= keyNames_.size()) keyNames_.resize(key + 1);
-    String& name = keyNames_[key];
-    if (name.isNil()) name = utf8(a_.name(key));
-    return name;
-  }
 
   Nib build(const String& documentType) {
     nib_.documentType_ = documentType;
@@ -263,10 +256,10 @@ class KeyedNibDecoder {
     std::map<unsigned long, std::pair<ArchiveValue, ArchiveValue>> numbered;
     for (const archive::ArchiveEntry* e = a_.begin(d); e != a_.end(d); ++e) {
       if (e->key == 0) continue;
-      const std::string& name = a_.name(e->key);
+      const std::string_view name = a_.name(e->key);
       const bool isKey = name.rfind("NS.key.", 0) == 0, isObject = name.rfind("NS.object.", 0) == 0;
       if (!isKey && !isObject) continue;
-      const std::string digits = name.substr(isKey ? 7 : 10);
+      const std::string digits(name.substr(isKey ? 7 : 10));
       if (digits.empty() || digits.size() > 9 || digits.find_first_not_of("0123456789") != std::string::npos) continue;
       auto& slot = numbered[std::stoul(digits)];
       (isKey ? slot.first : slot.second) = e->value;
@@ -377,8 +370,8 @@ class KeyedNibDecoder {
   // A class name as messages show it: cut to 100 characters, since a name repeats in every message
   // about its objects.
   std::string shownClass(uint32_t o) const {
-    const std::string& name = a_.className(o);
-    return name.size() <= 100 ? name : name.substr(0, 100) + "...";
+    const std::string_view name = a_.className(o);
+    return name.size() <= 100 ? std::string(name) : std::string(name.substr(0, 100)) + "...";
   }
   std::string describe(uint32_t o) const { return "object " + std::to_string(o) + " (" + shownClass(o) + ")"; }
 
@@ -502,20 +495,32 @@ class KeyedNibDecoder {
     // scalar values as attributes.
     auto object = make<InterfaceObject>(custom, [&] {
       auto g = arena_.make<GenericObject>(utf8(cls));
-      std::vector<Dictionary::Entry> attributes;
+      // Kept packed until someone asks: most such objects (constraints, formatters) are never asked.
+      packed_.clear();
+      auto counted = [this](std::string_view text) {
+        const auto length = static_cast<uint32_t>(text.size());
+        packed_.append(reinterpret_cast<const char*>(&length), sizeof length).append(text);
+      };
       for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
         if (e->key == 0) continue;
-        std::string s;
+        std::string_view text;
         if (e->value.kind == ArchiveValue::Kind::String) {
-          attributes.emplace_back(keyName(e->key), Value(utf8(a_.text(e->value))));
+          text = a_.text(e->value);
         } else if (e->value.isNumber()) {
-          attributes.emplace_back(keyName(e->key), Value(e->value.number()));
-        } else if (e->value.isObject() && a_.className(e->value.index).find("String") != std::string::npos &&
-                   a_.stringOf(e->value, s)) {
-          attributes.emplace_back(keyName(e->key), Value(utf8(s)));
+          const double number = e->value.number();
+          counted(a_.name(e->key));
+          packed_.push_back('n');
+          packed_.append(reinterpret_cast<const char*>(&number), sizeof number);
+          continue;
+        } else if (!e->value.isObject() || a_.className(e->value.index).find("String") == std::string_view::npos ||
+                   !a_.textOf(e->value, text)) {
+          continue;
         }
+        counted(a_.name(e->key));
+        packed_.push_back('s');
+        counted(text);
       }
-      g->setAttributes(Dictionary(std::move(attributes)));
+      g->setArchivedTypedAttributes(packed_, arena_);
       return std::static_pointer_cast<InterfaceObject>(g);
     });
     remember(o, object);
@@ -1037,7 +1042,7 @@ class KeyedNibDecoder {
     for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
       if (e->key == 0 || !e->value.isObject() || a_.className(e->value.index).find("Array") == std::string::npos) continue;
       for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
-        const std::string& c = a_.className(m);
+        const std::string_view c = a_.className(m);
         if (c == "NSGridRow") rows.push_back(m);
         if (c == "NSGridColumn") columns.push_back(m);
         if (c == "NSGridCell") cells.push_back(m);
@@ -1071,7 +1076,7 @@ class KeyedNibDecoder {
       std::shared_ptr<View> content;
       for (const archive::ArchiveEntry* e = a_.begin(c); !content && e != a_.end(c); ++e) {
         if (e->key == 0 || !e->value.isObject()) continue;
-        const std::string& k = a_.className(e->value.index);
+        const std::string_view k = a_.className(e->value.index);
         if (k == "NSGridRow" || k == "NSGridColumn" || k == "NSGridView") continue;
         auto made = decode(e->value.index, depth + 1, "a grid cell");
         content = as<View>(made);
@@ -1424,7 +1429,7 @@ class KeyedNibDecoder {
   }
 
   void connect(uint32_t c) {
-    const std::string& cls = a_.className(c);
+    const std::string_view cls = a_.className(c);
     auto end = [&](const char* modern, const char* older) {
       const int64_t r = ref(c, modern);
       return r >= 0 ? r : ref(c, older);
@@ -1567,7 +1572,7 @@ class KeyedNibDecoder {
   // a chunk instead of one heap block.
   mutable Arena arena_{std::size_t{64} << 10};
   mutable RememberedCasts casts_;
-  mutable std::vector<String> keyNames_;
+  std::string packed_;  // a generic object's attributes being packed
   const KeyedArchive& a_;
   const archive::ArchiveLayout& layout_;
   const NibLoadOptions& options_;

@@ -26,33 +26,43 @@ uint32_t le32(const unsigned char* p) {
          static_cast<uint32_t>(p[3]) << 24;
 }
 
+// A walk of one table. Numbers and payloads are read through raw pointers, checked against the end
+// of the file; a fault is reported out of line with the table's name.
 class Cursor {
  public:
-  Cursor(std::string_view bytes, std::size_t pos, const char* table) : bytes_(bytes), pos_(pos), table_(table) {}
+  Cursor(std::string_view bytes, std::size_t pos, const char* table)
+      : start_(reinterpret_cast<const unsigned char*>(bytes.data())),
+        p_(start_ + pos),
+        end_(start_ + bytes.size()),
+        table_(table) {}
 
-  // A number of one byte (the usual case) is read here; longer ones, and every fault, out of line,
-  // so that the usual case is inlined where the tables are walked.
   [[gnu::always_inline]] bool varint(uint32_t& out, std::string& reason) {
-    if (pos_ < bytes_.size() && (static_cast<unsigned char>(bytes_[pos_]) & 0x80)) {
-      out = static_cast<unsigned char>(bytes_[pos_++]) & 0x7F;
+    if (p_ < end_ && (*p_ & 0x80)) {
+      out = *p_++ & 0x7F;
+      return true;
+    }
+    if (end_ - p_ >= 2 && (p_[1] & 0x80)) {
+      out = static_cast<uint32_t>(p_[0]) | static_cast<uint32_t>(p_[1] & 0x7F) << 7;
+      p_ += 2;
       return true;
     }
     return longVarint(out, reason);
   }
-  [[gnu::always_inline]] bool take(std::size_t n, std::string_view& out, std::string& reason) {
-    if (n > bytes_.size() - pos_) return truncated(reason);
-    out = bytes_.substr(pos_, n);
-    pos_ += n;
-    return true;
+  // The next n bytes, or nullptr (reason set) when the table would run past the file.
+  [[gnu::always_inline]] const unsigned char* take(std::size_t n, std::string& reason) {
+    if (n > static_cast<std::size_t>(end_ - p_)) return truncated(reason), nullptr;
+    const unsigned char* at = p_;
+    p_ += n;
+    return at;
   }
-  std::size_t position() const { return pos_; }
+  std::size_t position() const { return static_cast<std::size_t>(p_ - start_); }
 
  private:
   [[gnu::noinline]] bool longVarint(uint32_t& out, std::string& reason) {
     uint64_t v = 0;
     for (int shift = 0; shift < 35; shift += 7) {
-      if (pos_ >= bytes_.size()) return truncated(reason);
-      const auto byte = static_cast<unsigned char>(bytes_[pos_++]);
+      if (p_ >= end_) return truncated(reason);
+      const unsigned char byte = *p_++;
       v |= static_cast<uint64_t>(byte & 0x7F) << shift;
       if (byte & 0x80) {
         if (v > UINT32_MAX) break;
@@ -60,15 +70,16 @@ class Cursor {
         return true;
       }
     }
-    reason = std::string("the ") + table_ + " table holds a number too large at offset " + std::to_string(pos_);
+    reason = std::string("the ") + table_ + " table holds a number too large at offset " + std::to_string(position());
     return false;
   }
   [[gnu::noinline, gnu::cold]] bool truncated(std::string& reason) {
     reason = std::string("the ") + table_ + " table runs past the end of the file";
     return false;
   }
-  std::string_view bytes_;
-  std::size_t pos_;
+  const unsigned char* start_;
+  const unsigned char* p_;
+  const unsigned char* end_;
   const char* table_;
 };
 
@@ -112,8 +123,9 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
     Cursor c(bytes, keys.offset, "keys");
     for (uint32_t i = 0; i < keys.count; ++i) {
       uint32_t length = 0;
-      std::string_view name;
-      if (!c.varint(length, reason) || !c.take(length, name, reason)) return fail(reason);
+      const unsigned char* at = nullptr;
+      if (!c.varint(length, reason) || !(at = c.take(length, reason))) return fail(reason);
+      const std::string_view name(reinterpret_cast<const char*>(at), length);
       keyIds[i] = name == "UINibEncoderEmptyKey" ? 0 : out.intern(name);
     }
   }
@@ -122,10 +134,11 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
     Cursor c(bytes, classes.offset, "classes");
     for (uint32_t i = 0; i < classes.count; ++i) {
       uint32_t length = 0, extras = 0;
-      std::string_view skipped, name;
+      const unsigned char* at = nullptr;
       if (!c.varint(length, reason) || !c.varint(extras, reason)) return fail(reason);
       if (extras > 64) return fail("class " + std::to_string(i) + " declares " + std::to_string(extras) + " extra values");
-      if (!c.take(std::size_t{extras} * 4, skipped, reason) || !c.take(length, name, reason)) return fail(reason);
+      if (!c.take(std::size_t{extras} * 4, reason) || !(at = c.take(length, reason))) return fail(reason);
+      std::string_view name(reinterpret_cast<const char*>(at), length);
       while (!name.empty() && name.back() == '\0') name.remove_suffix(1);
       if (name.empty()) return fail("class " + std::to_string(i) + " has no name");
       classIds[i] = out.intern(name);
@@ -133,7 +146,6 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
   }
 
   // Objects: class and run of values.
-  std::vector<std::pair<uint32_t, uint32_t>> runs(objects.count);
   std::size_t shared = 0;
   {
     Cursor c(bytes, objects.offset, "objects");
@@ -145,8 +157,7 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
         return fail("object " + std::to_string(i) + " claims values " + std::to_string(first) + " to " +
                     std::to_string(uint64_t{first} + count) + " of " + std::to_string(values.count));
       }
-      out.addObject(classIds[cls]);
-      runs[i] = {first, count};
+      out.addObject(classIds[cls], first, count);
       // Runs may overlap in a hostile file; what objects hold in all is bounded all the same, since
       // every lookup walks an object's run.
       shared += count;
@@ -156,49 +167,40 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
     }
   }
 
-  // Values, read once in table order; each object's run is then copied out in order.
+  // Values, read once in table order into the entry table the objects' runs index.
   std::vector<ArchiveEntry> table(values.count);
   {
     Cursor c(bytes, values.offset, "values");
-    for (uint32_t i = 0; i < values.count; ++i) {
+    // Payload sizes of the fixed-size types (0 to 10); 8 (bytes) has a length of its own.
+    static constexpr uint8_t kFixed[] = {1, 2, 4, 8, 0, 0, 4, 8, 0, 0, 4};
+    ArchiveEntry* entry = table.data();
+    for (uint32_t i = 0; i < values.count; ++i, ++entry) {
       uint32_t key = 0;
-      std::string_view typeByte, payload;
-      if (!c.varint(key, reason) || !c.take(1, typeByte, reason)) return fail(reason);
+      const unsigned char* typeByte = nullptr;
+      if (!c.varint(key, reason) || !(typeByte = c.take(1, reason))) return fail(reason);
       if (key >= keys.count) return fail("value " + std::to_string(i) + " names key " + std::to_string(key) + " of " + std::to_string(keys.count));
-      ArchiveValue v;
-      const auto type = static_cast<unsigned char>(typeByte[0]);
-      auto fixed = [&](std::size_t n) { return c.take(n, payload, reason); };
-      auto pu = [&] { return reinterpret_cast<const unsigned char*>(payload.data()); };
+      const unsigned type = *typeByte;
+      if (type > 10) return fail("value " + std::to_string(i) + " has unknown type " + std::to_string(type));
+      const unsigned char* pu = nullptr;
+      if (kFixed[type] != 0 && !(pu = c.take(kFixed[type], reason))) return fail(reason);
+      entry->key = keyIds[key];
+      ArchiveValue& v = entry->value;
       switch (type) {
-        case 0:
-          if (!fixed(1)) return fail(reason);
-          v = KeyedArchive::integer(static_cast<int8_t>(pu()[0]));
-          break;
-        case 1:
-          if (!fixed(2)) return fail(reason);
-          v = KeyedArchive::integer(static_cast<int16_t>(pu()[0] | pu()[1] << 8));
-          break;
-        case 2:
-          if (!fixed(4)) return fail(reason);
-          v = KeyedArchive::integer(static_cast<int32_t>(le32(pu())));
-          break;
-        case 3:
-          if (!fixed(8)) return fail(reason);
-          v = KeyedArchive::integer(static_cast<int64_t>(le32(pu()) | static_cast<uint64_t>(le32(pu() + 4)) << 32));
-          break;
+        case 0: v = KeyedArchive::integer(static_cast<int8_t>(pu[0])); break;
+        case 1: v = KeyedArchive::integer(static_cast<int16_t>(pu[0] | pu[1] << 8)); break;
+        case 2: v = KeyedArchive::integer(static_cast<int32_t>(le32(pu))); break;
+        case 3: v = KeyedArchive::integer(static_cast<int64_t>(le32(pu) | static_cast<uint64_t>(le32(pu + 4)) << 32)); break;
         case 4: v = KeyedArchive::boolean(true); break;
         case 5: v = KeyedArchive::boolean(false); break;
         case 6: {
-          if (!fixed(4)) return fail(reason);
           float f;
-          const uint32_t bits = le32(pu());
+          const uint32_t bits = le32(pu);
           std::memcpy(&f, &bits, 4);
           v = KeyedArchive::real(f);
           break;
         }
         case 7: {
-          if (!fixed(8)) return fail(reason);
-          const uint64_t bits = le32(pu()) | static_cast<uint64_t>(le32(pu() + 4)) << 32;
+          const uint64_t bits = le32(pu) | static_cast<uint64_t>(le32(pu + 4)) << 32;
           double d;
           std::memcpy(&d, &bits, 8);
           v = KeyedArchive::real(d);
@@ -206,14 +208,14 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
         }
         case 8: {
           uint32_t length = 0;
-          if (!c.varint(length, reason) || !c.take(length, payload, reason)) return fail(reason);
-          v = out.addText(payload, ArchiveValue::Kind::Data);
+          const unsigned char* at = nullptr;
+          if (!c.varint(length, reason) || !(at = c.take(length, reason))) return fail(reason);
+          v = out.addText(std::string_view(reinterpret_cast<const char*>(at), length), ArchiveValue::Kind::Data);
           break;
         }
-        case 9: break;  // nil
+        case 9: break;  // nil: the entry's value as made
         case 10: {
-          if (!fixed(4)) return fail(reason);
-          const uint32_t ref = le32(pu());
+          const uint32_t ref = le32(pu);
           if (ref >= objects.count) {
             return fail("value " + std::to_string(i) + " refers to object " + std::to_string(ref) + " of " +
                         std::to_string(objects.count));
@@ -221,13 +223,10 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
           v = KeyedArchive::object(ref);
           break;
         }
-        default:
-          return fail("value " + std::to_string(i) + " has unknown type " + std::to_string(type));
       }
-      table[i] = {keyIds[key], v};
     }
   }
-  out.adoptEntries(std::move(table), runs);
+  out.adoptEntries(std::move(table));
   if (out.memoryUsed() > byteBudget) return fail("the archive needs more memory than its size allows");
   out.prepareLookups();
 

@@ -19,7 +19,7 @@ std::vector<ArchiveValue> collection(const KeyedArchive& archive, uint32_t root,
 
 bool layoutFromObjectData(KeyedArchive& archive, uint32_t root, std::string& reason) {
   if (archive.className(root) != "NSIBObjectData") {
-    reason = "the root object is a " + archive.className(root) + ", not interface object data";
+    reason = "the root object is a " + std::string(archive.className(root)) + ", not interface object data";
     return false;
   }
   ArchiveLayout& layout = archive.layout();

@@ -10,7 +10,34 @@ namespace tq {
 
 namespace {
 
-Dictionary unpack(std::string_view packed) {
+// The typed form: counted names and texts, numbers as doubles.
+Dictionary unpackTyped(std::string_view packed) {
+  std::vector<Dictionary::Entry> entries;
+  const char* p = packed.data();
+  const char* end = p + packed.size();
+  auto counted = [&] {
+    uint32_t length;
+    std::memcpy(&length, p, sizeof length);
+    const std::string_view text(p + sizeof length, length);
+    p += sizeof length + length;
+    return String::fromUTF8(text);
+  };
+  while (p < end) {
+    String name = counted();
+    if (*p++ == 'n') {
+      double number;
+      std::memcpy(&number, p, sizeof number);
+      p += sizeof number;
+      entries.emplace_back(std::move(name), Value(number));
+    } else {
+      entries.emplace_back(std::move(name), Value(counted()));
+    }
+  }
+  return Dictionary(std::move(entries));
+}
+
+Dictionary unpack(std::string_view packed, bool typed) {
+  if (typed) return unpackTyped(packed);
   std::vector<Dictionary::Entry> entries;
   const char* p = packed.data();
   const char* end = p + packed.size();
@@ -38,7 +65,7 @@ const Dictionary& GenericObject::attributes() const {
   if (!unpacked_.load(std::memory_order_acquire)) {
     std::lock_guard<std::mutex> hold(unpackLock());
     if (!unpacked_.load(std::memory_order_relaxed)) {
-      attributes_ = unpack(archived_);
+      attributes_ = unpack(archived_, archivedTyped_);
       dropArchived();
       unpacked_.store(true, std::memory_order_release);
     }
@@ -67,18 +94,25 @@ void GenericObject::setArchivedAttributes(std::string packed) {
   dropArchived();
   packed_ = std::move(packed);
   archived_ = packed_;
+  archivedTyped_ = false;
   unpacked_.store(false, std::memory_order_release);
 }
 
 void GenericObject::setArchivedAttributes(std::string_view packed, Arena& arena) {
   if (packed.empty()) return setAttributes(Dictionary::empty());
   dropArchived();
+  archivedTyped_ = false;
   char* copy = static_cast<char*>(arena.allocate(packed.size(), 1));
   std::memcpy(copy, packed.data(), packed.size());
   archived_ = std::string_view(copy, packed.size());
   archivedArena_ = arena.state();
   archivedArena_->retain();
   unpacked_.store(false, std::memory_order_release);
+}
+
+void GenericObject::setArchivedTypedAttributes(std::string_view packed, Arena& arena) {
+  setArchivedAttributes(packed, arena);
+  archivedTyped_ = !packed.empty();
 }
 
 void GenericObject::setOutlet(const String& property, const std::shared_ptr<Object>& destination) {

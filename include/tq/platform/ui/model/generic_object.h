@@ -33,6 +33,11 @@ class GenericObject : public InterfaceObject, public NibConnectable {
   // object holds the arena until the attributes are made or replaced (a reader keeping an
   // interface's objects in one arena).
   void setArchivedAttributes(std::string_view packed, Arena& arena);
+  // The same with numbers kept as numbers, as a compiled archive holds them, every text counted
+  // rather than NUL-ended: for each attribute, the name's length (4 bytes) and its UTF-8 bytes, then
+  // 's', the value's length and its UTF-8 bytes, or 'n' and the 8 bytes of a double (lengths and
+  // doubles in this machine's byte order).
+  void setArchivedTypedAttributes(std::string_view packed, Arena& arena);
   // Outlets connected from this object, by property name, in connection order (destinations not
   // owned).
   const std::vector<std::pair<String, std::weak_ptr<Object>>>& outlets() const { return outlets_; }
@@ -46,6 +51,7 @@ class GenericObject : public InterfaceObject, public NibConnectable {
   // The packed attributes: in packed_, or in the arena held.
   mutable std::string_view archived_;
   mutable detail::ArenaState* archivedArena_ = nullptr;
+  mutable bool archivedTyped_ = false;
   mutable std::atomic<bool> unpacked_{true};  // false while archived_ holds attributes not yet made
   std::mutex& unpackLock() const;
   void dropArchived() const;
