@@ -136,7 +136,8 @@ void KeyedArchive::reserve(std::size_t objects, std::size_t entries, std::size_t
 
 std::vector<ArchiveValue> KeyedArchive::members(uint32_t object) const {
   std::vector<ArchiveValue> out;
-  for (const ArchiveEntry* e = begin(object); e != end(object); ++e) {
+  out.reserve(objects_[object].entryCount);
+  for (const ArchiveEntry* e = begin(object), *last = end(object); e != last; ++e) {
     if (e->key == 0) out.push_back(e->value);
   }
   return out;

@@ -134,6 +134,7 @@ class KeyedArchive {
   // The first value under key (Nil when absent).
   ArchiveValue find(uint32_t object, std::string_view key) const { return find(object, nameIndex(key)); }
   ArchiveValue find(uint32_t object, uint32_t key) const {
+    if (key == kNoName) return {};
     for (const ArchiveEntry* e = begin(object), *last = end(object); e != last; ++e) {
       if (e->key == key) return e->value;
     }
@@ -141,6 +142,7 @@ class KeyedArchive {
   }
   bool has(uint32_t object, std::string_view key) const { return has(object, nameIndex(key)); }
   bool has(uint32_t object, uint32_t key) const {
+    if (key == kNoName) return false;
     for (const ArchiveEntry* e = begin(object), *last = end(object); e != last; ++e) {
       if (e->key == key) return true;
     }

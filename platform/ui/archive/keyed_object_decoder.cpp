@@ -14,6 +14,7 @@
 #include "keyed_object_decoder.h"
 #include "remembered_casts.h"
 
+#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
@@ -69,11 +70,30 @@ bool endsWith(std::string_view s, std::string_view suffix) {
   return s.size() >= suffix.size() && s.substr(s.size() - suffix.size()) == suffix;
 }
 
-// "{{x, y}, {w, h}}", "{w, h}" and "{x, y}" as written by the archivers.
-std::vector<double> numbersIn(std::string_view text) {
-  std::vector<double> out;
-  std::string buffer(text);
-  const char* p = buffer.c_str();
+// Up to four numbers of a text: "{{x, y}, {w, h}}", "{w, h}" and "{x, y}" as written by the
+// archivers (a colour's components too).
+struct Numbers {
+  double value[4] = {0, 0, 0, 0};
+  std::size_t count = 0;
+  std::size_t size() const { return count; }
+  bool empty() const { return count == 0; }
+  double operator[](std::size_t i) const { return value[i]; }
+};
+
+Numbers numbersIn(std::string_view text) {
+  Numbers out;
+  // strtod needs a NUL at the end: short texts (all but hostile ones) are copied to the stack.
+  char small[128];
+  std::string large;
+  const char* p;
+  if (text.size() < sizeof small) {
+    std::memcpy(small, text.data(), text.size());
+    small[text.size()] = '\0';
+    p = small;
+  } else {
+    large.assign(text);
+    p = large.c_str();
+  }
   while (*p) {
     if ((*p >= '0' && *p <= '9') || *p == '-' || *p == '+' || *p == '.') {
       char* end = nullptr;
@@ -82,9 +102,9 @@ std::vector<double> numbersIn(std::string_view text) {
         ++p;
         continue;
       }
-      out.push_back(std::isfinite(v) ? v : 0);
+      out.value[out.count++] = std::isfinite(v) ? v : 0;
       p = end;
-      if (out.size() == 4) break;
+      if (out.count == 4) break;
     } else {
       ++p;
     }
@@ -167,23 +187,45 @@ class KeyedNibDecoder {
   // --- reading values ------------------------------------------------------------------------------
 
   // Key names are literals; their archive indexes are looked up once each.
+  // A literal's index is kept in a slot chosen by the literal's address; another literal landing
+  // in the same slot only costs a fresh look-up.
   uint32_t key(const char* name) const {
-    auto it = keys_.find(name);
-    if (it != keys_.end()) return it->second;
-    const uint32_t index = a_.nameIndex(name);
-    keys_.emplace(name, index);
-    return index;
+    KeySlot& slot = keySlots_[(reinterpret_cast<std::uintptr_t>(name) * 0x9E3779B97F4A7C15ull) >> (64 - kKeySlotBits)];
+    if (slot.name != name) slot = {name, a_.nameIndex(name)};
+    return slot.index;
   }
-  ArchiveValue get(uint32_t o, const char* name) const { return a_.find(o, key(name)); }
-  bool has(uint32_t o, const char* name) const { return a_.has(o, key(name)); }
+  // Most questions are about the object being read: its entries are indexed by key once (the first
+  // of a key counts, as a walk would find it), so that each question is one look-up.
+  const archive::ArchiveEntry* entry(uint32_t o, const char* name) const {
+    const uint32_t k = key(name);
+    if (k == KeyedArchive::kNoName) return nullptr;
+    if (o != indexed_) indexEntries(o);
+    const KeyEntry& e = keyEntries_[k];
+    return e.stamp == stamp_ ? a_.begin(o) + e.entry : nullptr;
+  }
+  void indexEntries(uint32_t o) const {
+    if (keyEntries_.empty()) keyEntries_.resize(a_.nameCount());
+    if (++stamp_ == 0) {
+      std::fill(keyEntries_.begin(), keyEntries_.end(), KeyEntry{});
+      stamp_ = 1;
+    }
+    indexed_ = o;
+    const archive::ArchiveEntry* first = a_.begin(o);
+    for (auto i = static_cast<uint32_t>(a_.end(o) - first); i-- > 0;) keyEntries_[first[i].key] = {stamp_, i};
+  }
+  ArchiveValue get(uint32_t o, const char* name) const {
+    const archive::ArchiveEntry* e = entry(o, name);
+    return e ? e->value : ArchiveValue{};
+  }
+  bool has(uint32_t o, const char* name) const { return entry(o, name) != nullptr; }
 
   // A string value; the table key of a localizable string is recorded on the object being read.
   String string(uint32_t o, const char* key) const { return stringValue(get(o, key), true); }
   // A string value; `recordKey`: as string() does, the table key of a localizable string is
   // recorded on the object being read.
   String stringValue(const ArchiveValue& v, bool recordKey = false) const {
-    std::string s;
-    if (!a_.stringOf(v, s)) return String();
+    std::string_view s;
+    if (!a_.textOf(v, s)) return String();
     String text = utf8(s);
     if (std::string k; recordKey && current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
     return text;
@@ -219,11 +261,14 @@ class KeyedNibDecoder {
   std::vector<uint32_t> memberObjects(int64_t collection) {
     std::vector<uint32_t> out;
     if (collection < 0) return out;
-    const std::vector<ArchiveValue> members = a_.members(static_cast<uint32_t>(collection));
-    visit(members.size());
-    for (const ArchiveValue& v : members) {
-      if (v.isObject()) out.push_back(v.index);
+    const auto c = static_cast<uint32_t>(collection);
+    std::size_t members = 0;
+    for (const archive::ArchiveEntry* e = a_.begin(c); e != a_.end(c); ++e) {
+      if (e->key != 0) continue;
+      ++members;
+      if (e->value.isObject()) out.push_back(e->value.index);
     }
+    visit(members);
     return out;
   }
   // Every member value of a collection (strings and numbers too), counted as memberObjects counts.
@@ -269,17 +314,17 @@ class KeyedNibDecoder {
   }
 
   std::optional<Rect> rect(uint32_t o, const char* key) const {
-    std::string s;
-    if (!a_.stringOf(get(o, key), s)) return std::nullopt;
-    std::vector<double> n = numbersIn(s);
+    std::string_view s;
+    if (!a_.textOf(get(o, key), s)) return std::nullopt;
+    const Numbers n = numbersIn(s);
     if (n.size() == 4) return Rect{n[0], n[1], n[2], n[3]};
     if (n.size() == 2) return Rect{0, 0, n[0], n[1]};
     return std::nullopt;
   }
   std::optional<Size> size(uint32_t o, const char* key) const {
-    std::string s;
-    if (!a_.stringOf(get(o, key), s)) return std::nullopt;
-    std::vector<double> n = numbersIn(s);
+    std::string_view s;
+    if (!a_.textOf(get(o, key), s)) return std::nullopt;
+    const Numbers n = numbersIn(s);
     if (n.size() < 2) return std::nullopt;
     return Size{n[0], n[1]};
   }
@@ -325,8 +370,8 @@ class KeyedNibDecoder {
       if (c.catalog.isNil()) c.catalog = u"System";
       return c;
     }
-    std::string text;
-    if ((space == 1 || space == 2) && a_.stringOf(get(o, "NSRGB"), text)) {
+    std::string_view text;
+    if ((space == 1 || space == 2) && a_.textOf(get(o, "NSRGB"), text)) {
       auto n = numbersIn(text);
       c.red = n.size() > 0 ? n[0] : 0;
       c.green = n.size() > 1 ? n[1] : 0;
@@ -335,7 +380,7 @@ class KeyedNibDecoder {
       c.colorSpace = space == 1 ? u"calibratedRGB" : u"deviceRGB";
       return c;
     }
-    if ((space == 3 || space == 4) && a_.stringOf(get(o, "NSWhite"), text)) {
+    if ((space == 3 || space == 4) && a_.textOf(get(o, "NSWhite"), text)) {
       auto n = numbersIn(text);
       c.red = c.green = c.blue = n.empty() ? 0 : n[0];
       c.alpha = n.size() > 1 ? n[1] : 1;
@@ -358,7 +403,9 @@ class KeyedNibDecoder {
   // The designer's identifier of an archived object, nil when the archive gives none.
   String designerIdentifierOf(uint32_t o) const {
     if (o < layout_.identifiers.size() && layout_.identifiers[o] != archive::ArchiveLayout::kNoIdentifier) {
-      return utf8(std::to_string(layout_.identifiers[o]));
+      char digits[24];
+      const auto written = std::to_chars(digits, digits + sizeof digits, layout_.identifiers[o]);
+      return utf8(std::string_view(digits, static_cast<std::size_t>(written.ptr - digits)));
     }
     return String();
   }
@@ -1588,7 +1635,20 @@ class KeyedNibDecoder {
   std::vector<std::shared_ptr<InterfaceObject>> made_;
   std::unordered_set<uint32_t> placeholders_;
   std::unordered_set<uint32_t> visibleWindows_;
-  mutable std::unordered_map<const char*, uint32_t> keys_;
+  static constexpr unsigned kKeySlotBits = 9;
+  struct KeySlot {
+    const char* name = nullptr;
+    uint32_t index = 0;
+  };
+  mutable KeySlot keySlots_[std::size_t{1} << kKeySlotBits];
+  // Where each key is among the entries of object indexed_, valid where stamped with stamp_.
+  struct KeyEntry {
+    uint32_t stamp = 0;
+    uint32_t entry = 0;
+  };
+  mutable std::vector<KeyEntry> keyEntries_;
+  mutable uint32_t stamp_ = 0;
+  mutable uint32_t indexed_ = UINT32_MAX;
   std::vector<std::pair<TableView*, uint32_t>> headerViews_;
   std::vector<std::pair<OutlineView*, uint32_t>> outlineColumns_;
   std::vector<std::pair<TabView*, uint32_t>> selectedTabs_;

@@ -26,8 +26,37 @@ uint32_t le32(const unsigned char* p) {
          static_cast<uint32_t>(p[3]) << 24;
 }
 
-// A walk of one table. Numbers and payloads are read through raw pointers, checked against the end
-// of the file; a fault is reported out of line with the table's name.
+// A number of more than two bytes (or a fault) read out of line: where the reading stopped, the
+// value, and what went wrong if anything did.
+struct LongVarint {
+  enum Fault : uint8_t { None, Truncated, TooLarge };
+  const unsigned char* next;
+  uint32_t value;
+  Fault fault;
+};
+
+[[gnu::noinline]] LongVarint longVarint(const unsigned char* p, const unsigned char* end) {
+  uint64_t v = 0;
+  for (int shift = 0; shift < 35; shift += 7) {
+    if (p >= end) return {p, 0, LongVarint::Truncated};
+    const unsigned char byte = *p++;
+    v |= static_cast<uint64_t>(byte & 0x7F) << shift;
+    if (byte & 0x80) {
+      if (v > UINT32_MAX) break;
+      return {p, static_cast<uint32_t>(v), LongVarint::None};
+    }
+  }
+  return {p, 0, LongVarint::TooLarge};
+}
+
+[[gnu::noinline, gnu::cold]] bool tableFault(const char* table, bool tooLarge, std::size_t offset, std::string& reason) {
+  reason = std::string("the ") + table + (tooLarge ? " table holds a number too large at offset " + std::to_string(offset)
+                                                   : std::string(" table runs past the end of the file"));
+  return false;
+}
+
+// A walk of one table through raw pointers, checked against the end of the file. The walk's state
+// never leaves it (faults are worked out from copies), so that it stays in registers.
 class Cursor {
  public:
   Cursor(std::string_view bytes, std::size_t pos, const char* table)
@@ -46,37 +75,23 @@ class Cursor {
       p_ += 2;
       return true;
     }
-    return longVarint(out, reason);
+    const LongVarint v = longVarint(p_, end_);
+    if (v.fault != LongVarint::None) {
+      return tableFault(table_, v.fault == LongVarint::TooLarge, static_cast<std::size_t>(v.next - start_), reason);
+    }
+    p_ = v.next;
+    out = v.value;
+    return true;
   }
   // The next n bytes, or nullptr (reason set) when the table would run past the file.
   [[gnu::always_inline]] const unsigned char* take(std::size_t n, std::string& reason) {
-    if (n > static_cast<std::size_t>(end_ - p_)) return truncated(reason), nullptr;
+    if (n > static_cast<std::size_t>(end_ - p_)) return tableFault(table_, false, 0, reason), nullptr;
     const unsigned char* at = p_;
     p_ += n;
     return at;
   }
-  std::size_t position() const { return static_cast<std::size_t>(p_ - start_); }
 
  private:
-  [[gnu::noinline]] bool longVarint(uint32_t& out, std::string& reason) {
-    uint64_t v = 0;
-    for (int shift = 0; shift < 35; shift += 7) {
-      if (p_ >= end_) return truncated(reason);
-      const unsigned char byte = *p_++;
-      v |= static_cast<uint64_t>(byte & 0x7F) << shift;
-      if (byte & 0x80) {
-        if (v > UINT32_MAX) break;
-        out = static_cast<uint32_t>(v);
-        return true;
-      }
-    }
-    reason = std::string("the ") + table_ + " table holds a number too large at offset " + std::to_string(position());
-    return false;
-  }
-  [[gnu::noinline, gnu::cold]] bool truncated(std::string& reason) {
-    reason = std::string("the ") + table_ + " table runs past the end of the file";
-    return false;
-  }
   const unsigned char* start_;
   const unsigned char* p_;
   const unsigned char* end_;
