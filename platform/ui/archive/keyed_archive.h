@@ -10,7 +10,7 @@
 //   - a string may be a String value or a reference to a string object (NSString with NS.bytes,
 //     NSMutableString with NS.string); the decoder reads both;
 //   - every reference names an object of the archive (checked by the container).
-// Memory: the graph is a few flat vectors; each entry costs 32 bytes and each object 12, so the
+// Memory: the graph is a few flat vectors; each entry costs 24 bytes and each object 12, so the
 // graph stays within a small multiple of the file's own size.
 #pragma once
 
@@ -29,11 +29,11 @@ namespace tq::archive {
 struct ArchiveValue {
   enum class Kind : uint8_t { Nil, Bool, Integer, Real, String, Data, Object };
   Kind kind = Kind::Nil;
-  uint32_t index = 0;   // String, Data: offset in the text pool; Object: object index
-  uint32_t length = 0;  // String, Data: byte length
+  uint32_t index = 0;  // String, Data: offset in the text pool; Object: object index
   union {
     int64_t integer = 0;  // Bool (0/1), Integer
     double real;          // Real
+    uint32_t length;      // String, Data: byte length
   };
 
   bool isObject() const { return kind == Kind::Object; }
@@ -91,8 +91,8 @@ class KeyedArchive {
   uint32_t intern(std::string_view name);
   uint32_t addObject(std::string_view className) { return addObject(intern(className)); }
   uint32_t addObject(uint32_t classNameIndex);
-  // An object whose entries are the run (first, count) of the table adoptEntries() takes later; the
-  // caller checks that the run lies within it.
+  // An object whose entries are the run (first, count) of the entry table, which the container
+  // fills in place (mutableEntries) and has checked the run to lie within. Runs may overlap.
   void addObject(uint32_t classNameIndex, uint32_t first, uint32_t count) { objects_.push_back({classNameIndex, first, count}); }
   // Entries of one object must be added together, right after beginEntries(object).
   void beginEntries(uint32_t object);
@@ -108,8 +108,6 @@ class KeyedArchive {
   static ArchiveValue boolean(bool v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Bool; a.integer = v; return a; }
   static ArchiveValue real(double v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Real; a.real = v; return a; }
   static ArchiveValue object(uint32_t i) { ArchiveValue a; a.kind = ArchiveValue::Kind::Object; a.index = i; return a; }
-  // Takes `entries` as the whole entry table of objects added with their runs. Runs may overlap.
-  void adoptEntries(std::vector<ArchiveEntry> entries) { entries_ = std::move(entries); }
   // Entry storage for containers that fill entries in place (references resolved later).
   std::vector<ArchiveEntry>& mutableEntries() { return entries_; }
   ArchiveLayout& layout() { return layout_; }

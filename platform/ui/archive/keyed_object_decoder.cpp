@@ -82,31 +82,22 @@ struct Numbers {
 
 Numbers numbersIn(std::string_view text) {
   Numbers out;
-  // strtod needs a NUL at the end: short texts (all but hostile ones) are copied to the stack.
-  char small[128];
-  std::string large;
-  const char* p;
-  if (text.size() < sizeof small) {
-    std::memcpy(small, text.data(), text.size());
-    small[text.size()] = '\0';
-    p = small;
-  } else {
-    large.assign(text);
-    p = large.c_str();
-  }
-  while (*p) {
-    if ((*p >= '0' && *p <= '9') || *p == '-' || *p == '+' || *p == '.') {
-      char* end = nullptr;
-      const double v = std::strtod(p, &end);
-      if (end == p) {
+  const char* p = text.data();
+  const char* const end = p + text.size();
+  while (p < end && *p) {
+    if ((*p >= '0' && *p <= '9') || *p == '-' || *p == '.') {
+      double v = 0;
+      const auto [stop, fault] = std::from_chars(p, end, v);
+      if (stop == p) {
         ++p;
         continue;
       }
-      out.value[out.count++] = std::isfinite(v) ? v : 0;
-      p = end;
+      // Out of range (a number too large or too small to hold) reads as 0.
+      out.value[out.count++] = fault == std::errc() && std::isfinite(v) ? v : 0;
+      p = stop;
       if (out.count == 4) break;
     } else {
-      ++p;
+      ++p;  // also a sign '+', which a number may not begin with here
     }
   }
   return out;

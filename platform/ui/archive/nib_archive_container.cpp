@@ -130,7 +130,7 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
   }
   if (objects.count == 0) return fail("the archive holds no objects");
   std::string reason;
-  out.reserve(objects.count, values.count, std::size_t{keys.count} + classes.count + 1, bytes.size() - values.offset);
+  out.reserve(objects.count, 0, std::size_t{keys.count} + classes.count + 1, bytes.size() - values.offset);
 
   // Keys: the empty-key marker becomes the unkeyed member name (0).
   std::vector<uint32_t> keyIds(keys.count);
@@ -183,7 +183,8 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
   }
 
   // Values, read once in table order into the entry table the objects' runs index.
-  std::vector<ArchiveEntry> table(values.count);
+  std::vector<ArchiveEntry>& table = out.mutableEntries();
+  table.assign(values.count, ArchiveEntry{});
   {
     Cursor c(bytes, values.offset, "values");
     // Payload sizes of the fixed-size types (0 to 10); 8 (bytes) has a length of its own.
@@ -241,7 +242,6 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
       }
     }
   }
-  out.adoptEntries(std::move(table));
   if (out.memoryUsed() > byteBudget) return fail("the archive needs more memory than its size allows");
   out.prepareLookups();
 
