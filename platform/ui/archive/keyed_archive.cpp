@@ -69,7 +69,13 @@ uint32_t KeyedArchive::intern(std::string_view name) {
   return index;
 }
 
+uint8_t KeyedArchive::flagsOf(std::string_view name) {
+  return (name.find("String") != std::string_view::npos ? kStringClass : 0) |
+         (name.find("Number") != std::string_view::npos ? kNumberClass : 0);
+}
+
 void KeyedArchive::prepareLookups() {
+  nameFlags_.assign(names_.size(), kUnknownFlags);
   const char* strings[] = {"NS.bytes", "NS.string", "NSString", "NSDev"};
   for (int i = 0; i < 4; ++i) stringKeys_[i] = nameIndex(strings[i]);
   const char* numbers[] = {"NS.intval", "NS.dblval", "NS.fltval", "NS.boolval", "NS.int64val"};
@@ -160,8 +166,8 @@ bool KeyedArchive::textOf(const ArchiveValue& value, std::string_view& out) cons
     }
     if (!v.isObject()) return false;
     const uint32_t o = v.index;
+    if (!isStringClass(o)) return false;
     const std::string_view cls = className(o);
-    if (cls.find("String") == std::string::npos) return false;
     ArchiveValue next = find(o, stringKeys_[0]);
     if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[1]);
     if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[2]);
@@ -170,7 +176,8 @@ bool KeyedArchive::textOf(const ArchiveValue& value, std::string_view& out) cons
       // An empty string object, an attributed string without text, a localizable string whose
       // development text is empty.
       out = {};
-      return cls == "NSString" || cls == "NSMutableString" || cls == "NSLocalizableString";
+      using namespace std::literals;
+      return cls == "NSString"sv || cls == "NSMutableString"sv || cls == "NSLocalizableString"sv;
     }
     v = next;
   }
@@ -178,9 +185,10 @@ bool KeyedArchive::textOf(const ArchiveValue& value, std::string_view& out) cons
 }
 
 bool KeyedArchive::localizableKeyOf(const ArchiveValue& v, std::string& out) const {
-  if (!v.isObject() || className(v.index) != "NSLocalizableString") return false;
+  using namespace std::literals;
+  if (!v.isObject() || className(v.index) != "NSLocalizableString"sv) return false;
   const ArchiveValue key = find(v.index, "NSKey");
-  return !key.isObject() || className(key.index) != "NSLocalizableString" ? stringOf(key, out) && !out.empty() : false;
+  return !key.isObject() || className(key.index) != "NSLocalizableString"sv ? stringOf(key, out) && !out.empty() : false;
 }
 
 bool KeyedArchive::numberOf(const ArchiveValue& v, double& out) const {
@@ -188,7 +196,7 @@ bool KeyedArchive::numberOf(const ArchiveValue& v, double& out) const {
     out = v.number();
     return true;
   }
-  if (!v.isObject() || className(v.index).find("Number") == std::string::npos) return false;
+  if (!v.isObject() || !isNumberClass(v.index)) return false;
   for (uint32_t key : numberKeys_) {
     ArchiveValue n = find(v.index, key);
     if (n.isNumber()) {

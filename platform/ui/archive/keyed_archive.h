@@ -146,6 +146,10 @@ class KeyedArchive {
     }
     return false;
   }
+  // Whether an object's class names a string ("NSString", "NSMutableString", "NSAttributedString"...)
+  // or a number ("NSNumber"), by the words in its name.
+  bool isStringClass(uint32_t object) const { return classFlags(object) & kStringClass; }
+  bool isNumberClass(uint32_t object) const { return classFlags(object) & kNumberClass; }
   // The unkeyed member values of a collection object, in order.
   std::vector<ArchiveValue> members(uint32_t object) const;
   // The text of a string value: a String, or an object of a string class (NS.bytes, NS.string, the
@@ -172,6 +176,17 @@ class KeyedArchive {
     uint64_t hash;
   };
   static uint64_t hashName(std::string_view name);
+  static constexpr uint8_t kStringClass = 1, kNumberClass = 2;
+  static uint8_t flagsOf(std::string_view name);
+  // Worked out on the first question about each name.
+  uint8_t classFlags(uint32_t object) const {
+    const uint32_t n = objects_[object].className;
+    if (n >= nameFlags_.size()) return flagsOf(name(n));
+    if (nameFlags_[n] == kUnknownFlags) nameFlags_[n] = flagsOf(name(n));
+    return nameFlags_[n];
+  }
+  static constexpr uint8_t kUnknownFlags = 0xFF;
+  mutable std::vector<uint8_t> nameFlags_;  // by name, sized by prepareLookups
   uint32_t lookup(std::string_view name, uint64_t hash) const;
   void growSlots(std::size_t names);
   std::string namePool_;

@@ -66,8 +66,16 @@ constexpr std::size_t kObjectCost = 1024;
 constexpr std::size_t kMemberCost = 2 * sizeof(std::shared_ptr<Object>);
 constexpr std::size_t kConnectionCost = 2 * sizeof(NibConnection);
 
-bool endsWith(std::string_view s, std::string_view suffix) {
-  return s.size() >= suffix.size() && s.substr(s.size() - suffix.size()) == suffix;
+// A class or key name against a literal, compared in place: the length first, then the bytes as
+// a memcmp of a constant size.
+template <std::size_t N>
+[[gnu::always_inline]] inline bool is(std::string_view s, const char (&literal)[N]) {
+  return s.size() == N - 1 && std::memcmp(s.data(), literal, N - 1) == 0;
+}
+
+template <std::size_t N>
+[[gnu::always_inline]] inline bool endsWith(std::string_view s, const char (&suffix)[N]) {
+  return s.size() >= N - 1 && std::memcmp(s.data() + s.size() - (N - 1), suffix, N - 1) == 0;
 }
 
 // Up to four numbers of a text: "{{x, y}, {w, h}}", "{w, h}" and "{x, y}" as written by the
@@ -124,8 +132,8 @@ bool isKnownClass(std::string_view cls) {
 }
 
 bool isViewControllerClass(std::string_view cls) {
-  return cls == "NSViewController" || cls == "NSTabViewController" || cls == "NSSplitViewController" ||
-         cls == "NSPageController";
+  return is(cls, "NSViewController") || is(cls, "NSTabViewController") || is(cls, "NSSplitViewController") ||
+         is(cls, "NSPageController");
 }
 
 }  // namespace
@@ -332,7 +340,7 @@ class KeyedNibDecoder {
   }
 
   std::optional<FontDescriptor> font(const ArchiveValue& v) const {
-    if (!v.isObject() || a_.className(v.index) != "NSFont") return std::nullopt;
+    if (!v.isObject() || !is(a_.className(v.index), "NSFont")) return std::nullopt;
     FontDescriptor font;
     const String name = string(v.index, "NSName");
     const double size = number(v.index, "NSSize", 13);
@@ -351,7 +359,7 @@ class KeyedNibDecoder {
   }
 
   std::optional<ColorDescriptor> color(const ArchiveValue& v, int hop = 0) const {
-    if (!v.isObject() || a_.className(v.index) != "NSColor" || hop > 4) return std::nullopt;
+    if (!v.isObject() || !is(a_.className(v.index), "NSColor") || hop > 4) return std::nullopt;
     const uint32_t o = v.index;
     ColorDescriptor c;
     const long space = integer(o, "NSColorSpace", 0);
@@ -456,14 +464,14 @@ class KeyedNibDecoder {
     String custom;
     auto swapped = layout_.customClasses.find(o);
     if (swapped != layout_.customClasses.end()) custom = utf8(swapped->second);
-    if (cls == "NSClassSwapper") {
+    if (is(cls, "NSClassSwapper")) {
       custom = string(o, "NSClassName");
       a_.stringOf(get(o, "NSOriginalClassName"), original);
       cls = original.empty() ? std::string_view("NSObject") : std::string_view(original);
     }
     // A class of a plug-in or of the host: read as the nearest class the archive's chain reaches
     // (platform classes, private ones included, keep their own reading).
-    if (!isKnownClass(cls) && cls.substr(0, 2) != "NS" && cls.substr(0, 3) != "_NS") {
+    if (!cls.starts_with("NS") && !cls.starts_with("_NS") && !isKnownClass(cls)) {
       std::string_view up = cls;
       for (int step = 0; step < 64; ++step) {
         auto next = layout_.superclasses.find(std::string(up));
@@ -504,15 +512,15 @@ class KeyedNibDecoder {
   }
 
   std::shared_ptr<InterfaceObject> decodeAs(uint32_t o, std::string_view cls, const String& custom, int depth) {
-    if (cls == "NSWindowTemplate") return decodeWindow(o, custom, depth);
-    if (cls == "NSMenu" || (endsWith(cls, "Menu") && has(o, "NSMenuItems"))) return decodeMenu(o, custom, depth);
-    if (cls == "NSMenuItem" || (endsWith(cls, "MenuItem") && has(o, "NSTitle"))) return decodeMenuItem(o, custom, depth);
-    if (cls == "NSTabViewItem") return decodeTabViewItem(o, custom, depth);
-    if (cls == "NSTableColumn") return decodeTableColumn(o, custom, depth);
-    if (cls == "NSToolbar") return decodeToolbar(o, custom, depth);
+    if (is(cls, "NSWindowTemplate")) return decodeWindow(o, custom, depth);
+    if (is(cls, "NSMenu") || (endsWith(cls, "Menu") && has(o, "NSMenuItems"))) return decodeMenu(o, custom, depth);
+    if (is(cls, "NSMenuItem") || (endsWith(cls, "MenuItem") && has(o, "NSTitle"))) return decodeMenuItem(o, custom, depth);
+    if (is(cls, "NSTabViewItem")) return decodeTabViewItem(o, custom, depth);
+    if (is(cls, "NSTableColumn")) return decodeTableColumn(o, custom, depth);
+    if (is(cls, "NSToolbar")) return decodeToolbar(o, custom, depth);
     if (isViewControllerClass(cls)) return decodeViewController(o, cls, custom, depth);
-    if (cls == "NSWindowController") return decodeWindowController(o, custom, depth);
-    if (cls == "NSSplitViewItem") {
+    if (is(cls, "NSWindowController")) return decodeWindowController(o, custom, depth);
+    if (is(cls, "NSSplitViewItem")) {
       auto item = make<SplitViewItem>(custom, [this] { return arena_.make<SplitViewItem>(); });
       remember(o, item);
       item->setCanCollapse(boolean(o, "NSCanCollapse", false));
@@ -521,7 +529,7 @@ class KeyedNibDecoder {
       return item;
     }
     if (endsWith(cls, "ToolbarItem") || has(o, "NSToolbarItemIdentifier")) return decodeToolbarItem(o, cls, custom, depth);
-    if (cls == "NSCustomObject") {
+    if (is(cls, "NSCustomObject")) {
       const String name = string(o, "NSClassName");
       auto object = make<InterfaceObject>(name, [this] { return arena_.make<GenericObject>(u"NSObject"); });
       remember(o, object);
@@ -550,8 +558,7 @@ class KeyedNibDecoder {
           packed_.push_back('n');
           packed_.append(reinterpret_cast<const char*>(&number), sizeof number);
           continue;
-        } else if (!e->value.isObject() || a_.className(e->value.index).find("String") == std::string_view::npos ||
-                   !a_.textOf(e->value, text)) {
+        } else if (!e->value.isObject() || !a_.isStringClass(e->value.index) || !a_.textOf(e->value, text)) {
           continue;
         }
         counted(a_.name(e->key));
@@ -570,56 +577,56 @@ class KeyedNibDecoder {
   std::shared_ptr<View> decodeViewObject(uint32_t o, std::string_view cls, String custom, int depth) {
     std::shared_ptr<View> view;
     auto named = [&](auto factory) { view = make<View>(custom, factory); };
-    if (cls == "NSButton") {
+    if (is(cls, "NSButton")) {
       named([this] { return arena_.make<Button>(); });
-    } else if (cls == "NSPopUpButton") {
+    } else if (is(cls, "NSPopUpButton")) {
       named([this] { return arena_.make<PopUpButton>(); });
-    } else if (cls == "NSComboBox") {
+    } else if (is(cls, "NSComboBox")) {
       named([this] { return arena_.make<ComboBox>(); });
-    } else if (cls == "NSTokenField") {
+    } else if (is(cls, "NSTokenField")) {
       named([this] { return arena_.make<TokenField>(); });
-    } else if (cls == "NSTextField" || cls == "NSSecureTextField") {
+    } else if (is(cls, "NSTextField") || is(cls, "NSSecureTextField")) {
       named([&] {
         auto f = arena_.make<TextField>();
-        if (cls != "NSTextField") f->setClassName(utf8(cls));
+        if (!is(cls, "NSTextField")) f->setClassName(utf8(cls));
         return f;
       });
-    } else if (cls == "NSSearchField") {
+    } else if (is(cls, "NSSearchField")) {
       named([this] { return arena_.make<SearchField>(); });
-    } else if (cls == "NSBox") {
+    } else if (is(cls, "NSBox")) {
       named([this] { return arena_.make<Box>(); });
-    } else if (cls == "NSMatrix") {
+    } else if (is(cls, "NSMatrix")) {
       named([this] { return arena_.make<Matrix>(); });
-    } else if (cls == "NSTabView") {
+    } else if (is(cls, "NSTabView")) {
       named([this] { return arena_.make<TabView>(); });
-    } else if (cls == "NSTableView") {
+    } else if (is(cls, "NSTableView")) {
       named([this] { return arena_.make<TableView>(); });
-    } else if (cls == "NSOutlineView") {
+    } else if (is(cls, "NSOutlineView")) {
       named([this] { return arena_.make<OutlineView>(); });
-    } else if (cls == "NSScrollView") {
+    } else if (is(cls, "NSScrollView")) {
       named([this] { return arena_.make<ScrollView>(); });
-    } else if (cls == "NSClipView") {
+    } else if (is(cls, "NSClipView")) {
       named([this] { return arena_.make<ClipView>(); });
-    } else if (cls == "NSSegmentedControl") {
+    } else if (is(cls, "NSSegmentedControl")) {
       named([this] { return arena_.make<SegmentedControl>(); });
-    } else if (cls == "NSImageView") {
+    } else if (is(cls, "NSImageView")) {
       named([this] { return arena_.make<ImageView>(); });
-    } else if (cls == "NSStackView") {
+    } else if (is(cls, "NSStackView")) {
       named([this] { return arena_.make<StackView>(); });
-    } else if (cls == "NSGridView") {
+    } else if (is(cls, "NSGridView")) {
       named([this] { return arena_.make<GridView>(); });
-    } else if (cls == "NSRuleEditor" || cls == "NSPredicateEditor") {
+    } else if (is(cls, "NSRuleEditor") || is(cls, "NSPredicateEditor")) {
       named([&] {
         auto r = arena_.make<RuleEditor>();
-        if (cls != "NSRuleEditor") r->setClassName(utf8(cls));
+        if (!is(cls, "NSRuleEditor")) r->setClassName(utf8(cls));
         return r;
       });
-    } else if (cls == "NSTextView") {
+    } else if (is(cls, "NSTextView")) {
       named([this] { return arena_.make<TextView>(); });
-    } else if (cls == "NSProgressIndicator") {
+    } else if (is(cls, "NSProgressIndicator")) {
       named([this] { return arena_.make<ProgressIndicator>(); });
-    } else if (cls == "NSView" || cls == "NSCustomView") {
-      if (cls == "NSCustomView") {
+    } else if (is(cls, "NSView") || is(cls, "NSCustomView")) {
+      if (is(cls, "NSCustomView")) {
         String name = string(o, "NSClassName");
         if (!name.isNil() && !(name == String(u"NSView"))) custom = name;
       }
@@ -634,7 +641,7 @@ class KeyedNibDecoder {
       named([&] {
         auto v = arena_.make<View>();
         v->setClassName(utf8(cls));
-        if (cls == "NSTextView") v->setFlipped(true);
+        if (is(cls, "NSTextView")) v->setFlipped(true);
         return v;
       });
     } else {
@@ -747,7 +754,7 @@ class KeyedNibDecoder {
     int64_t storage = manager >= 0 ? ref(static_cast<uint32_t>(manager), "NSTextStorage") : -1;
     // Without the container chain: a text storage the view holds itself.
     for (const archive::ArchiveEntry* e = a_.begin(o); storage < 0 && e != a_.end(o); ++e) {
-      if (e->key != 0 && e->value.isObject() && a_.className(e->value.index) == "NSTextStorage") storage = e->value.index;
+      if (e->key != 0 && e->value.isObject() && is(a_.className(e->value.index), "NSTextStorage")) storage = e->value.index;
     }
     if (storage < 0) return;
     const auto s = static_cast<uint32_t>(storage);
@@ -932,7 +939,7 @@ class KeyedNibDecoder {
     }
     // The toolbar: whichever key of the template holds one.
     for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
-      if (e->key != 0 && e->value.isObject() && a_.className(e->value.index) == "NSToolbar") {
+      if (e->key != 0 && e->value.isObject() && is(a_.className(e->value.index), "NSToolbar")) {
         if (auto toolbar = decode(e->value.index, depth + 1, "the toolbar")) window->setToolbar(toolbar);
         break;
       }
@@ -954,7 +961,7 @@ class KeyedNibDecoder {
     };
     std::unordered_map<const View*, Pins> pins;
     for (uint32_t c : memberObjects(ref(contentObject, "NSViewConstraints"))) {
-      if (a_.className(c) != "NSLayoutConstraint") continue;
+      if (!is(a_.className(c), "NSLayoutConstraint")) continue;
       if (integer(c, "NSRelation", 0) != 0 || number(c, "NSPriority", 1000) < 1000) continue;
       const long first = integer(c, "NSFirstAttribute", 0), second = integer(c, "NSSecondAttribute", 0);
       const int64_t a = ref(c, "NSFirstItem"), b = ref(c, "NSSecondItem");
@@ -1005,7 +1012,7 @@ class KeyedNibDecoder {
 
   // The view controller an object names (a split item's, a segue's), decoded.
   std::shared_ptr<ViewController> controllerIn(uint32_t o, int depth) {
-    const int64_t c = entryOfClass(o, [](std::string_view cls) { return isViewControllerClass(cls) || cls == "NSClassSwapper"; });
+    const int64_t c = entryOfClass(o, [](std::string_view cls) { return isViewControllerClass(cls) || is(cls, "NSClassSwapper"); });
     return c < 0 ? nullptr : as<ViewController>(decode(static_cast<uint32_t>(c), depth + 1, "a controller"));
   }
 
@@ -1014,10 +1021,10 @@ class KeyedNibDecoder {
   // a split view controller's split view and items are found by their classes.
   std::shared_ptr<InterfaceObject> decodeViewController(uint32_t o, std::string_view cls, const String& custom, int depth) {
     auto controller = make<ViewController>(custom, [&]() -> std::shared_ptr<ViewController> {
-      if (cls == "NSTabViewController") return arena_.make<TabViewController>();
-      if (cls == "NSSplitViewController") return arena_.make<SplitViewController>();
+      if (is(cls, "NSTabViewController")) return arena_.make<TabViewController>();
+      if (is(cls, "NSSplitViewController")) return arena_.make<SplitViewController>();
       auto c = arena_.make<ViewController>();
-      if (cls != "NSViewController") c->setClassName(utf8(cls));
+      if (!is(cls, "NSViewController")) c->setClassName(utf8(cls));
       return c;
     });
     remember(o, controller);
@@ -1025,18 +1032,18 @@ class KeyedNibDecoder {
     if (String nib = string(o, "NSNibName"); !nib.isNil()) controller->setNibName(nib);
     if (auto view = child<View>(o, "NSView", depth)) controller->setView(view);
     if (auto* tabs = as<TabViewController>(controller.get())) {
-      const int64_t t = entryOfClass(o, [](std::string_view c) { return c == "NSTabView"; });
+      const int64_t t = entryOfClass(o, [](std::string_view c) { return is(c, "NSTabView"); });
       if (t >= 0) tabs->setTabView(as<TabView>(decode(static_cast<uint32_t>(t), depth + 1, "the tab view")));
       if (!tabs->view()) tabs->setView(tabs->tabView());
     }
     if (auto* split = as<SplitViewController>(controller.get())) {
-      const int64_t v = entryOfClass(o, [](std::string_view c) { return c == "NSSplitView"; });
+      const int64_t v = entryOfClass(o, [](std::string_view c) { return is(c, "NSSplitView"); });
       if (v >= 0) split->setSplitView(as<View>(decode(static_cast<uint32_t>(v), depth + 1, "the split view")));
       if (!split->view()) split->setView(split->splitView());
       for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
         if (e->key == 0 || !e->value.isObject()) continue;
         for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
-          if (a_.className(m) != "NSSplitViewItem") continue;
+          if (!is(a_.className(m), "NSSplitViewItem")) continue;
           if (auto item = as<SplitViewItem>(decode(m, depth + 1, "the split view items"))) split->addSplitViewItem(item);
         }
       }
@@ -1056,7 +1063,7 @@ class KeyedNibDecoder {
   std::shared_ptr<InterfaceObject> decodeWindowController(uint32_t o, const String& custom, int depth) {
     auto controller = make<WindowController>(custom, [this] { return arena_.make<WindowController>(); });
     remember(o, controller);
-    const int64_t w = entryOfClass(o, [](std::string_view c) { return c == "NSWindowTemplate"; });
+    const int64_t w = entryOfClass(o, [](std::string_view c) { return is(c, "NSWindowTemplate"); });
     if (w >= 0) controller->setWindow(as<Window>(decode(static_cast<uint32_t>(w), depth + 1, "the window")));
     for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
       if (e->key == 0 || !e->value.isObject()) continue;
@@ -1081,9 +1088,9 @@ class KeyedNibDecoder {
       if (e->key == 0 || !e->value.isObject() || a_.className(e->value.index).find("Array") == std::string::npos) continue;
       for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
         const std::string_view c = a_.className(m);
-        if (c == "NSGridRow") rows.push_back(m);
-        if (c == "NSGridColumn") columns.push_back(m);
-        if (c == "NSGridCell") cells.push_back(m);
+        if (is(c, "NSGridRow")) rows.push_back(m);
+        if (is(c, "NSGridColumn")) columns.push_back(m);
+        if (is(c, "NSGridCell")) cells.push_back(m);
       }
     }
     for (uint32_t r : rows) {
@@ -1109,13 +1116,13 @@ class KeyedNibDecoder {
     for (uint32_t c : cells) {
       auto cell = make<GridCell>(String(), [this] { return arena_.make<GridCell>(); });
       remember(c, cell);
-      const long row = indexIn(rows, entryOfClass(c, [](std::string_view k) { return k == "NSGridRow"; }));
-      const long column = indexIn(columns, entryOfClass(c, [](std::string_view k) { return k == "NSGridColumn"; }));
+      const long row = indexIn(rows, entryOfClass(c, [](std::string_view k) { return is(k, "NSGridRow"); }));
+      const long column = indexIn(columns, entryOfClass(c, [](std::string_view k) { return is(k, "NSGridColumn"); }));
       std::shared_ptr<View> content;
       for (const archive::ArchiveEntry* e = a_.begin(c); !content && e != a_.end(c); ++e) {
         if (e->key == 0 || !e->value.isObject()) continue;
         const std::string_view k = a_.className(e->value.index);
-        if (k == "NSGridRow" || k == "NSGridColumn" || k == "NSGridView") continue;
+        if (is(k, "NSGridRow") || is(k, "NSGridColumn") || is(k, "NSGridView")) continue;
         auto made = decode(e->value.index, depth + 1, "a grid cell");
         content = as<View>(made);
       }
@@ -1182,7 +1189,7 @@ class KeyedNibDecoder {
   std::shared_ptr<InterfaceObject> decodeToolbarItem(uint32_t o, std::string_view cls, const String& custom, int depth) {
     auto item = make<ToolbarItem>(custom, [&] {
       auto i = arena_.make<ToolbarItem>();
-      if (cls != "NSToolbarItem") i->setClassName(utf8(cls));
+      if (!is(cls, "NSToolbarItem")) i->setClassName(utf8(cls));
       return i;
     });
     remember(o, item);
@@ -1246,27 +1253,27 @@ class KeyedNibDecoder {
   std::shared_ptr<InterfaceObject> decodeCell(uint32_t o, std::string_view cls, const String& custom, int depth) {
     std::shared_ptr<Cell> cell;
     auto named = [&](auto factory) { cell = make<Cell>(custom, factory); };
-    if (cls == "NSButtonCell") {
+    if (is(cls, "NSButtonCell")) {
       named([this] { return arena_.make<ButtonCell>(); });
-    } else if (cls == "NSPopUpButtonCell") {
+    } else if (is(cls, "NSPopUpButtonCell")) {
       named([this] { return arena_.make<PopUpButtonCell>(); });
-    } else if (cls == "NSComboBoxCell") {
+    } else if (is(cls, "NSComboBoxCell")) {
       named([this] { return arena_.make<ComboBoxCell>(); });
-    } else if (cls == "NSTokenFieldCell") {
+    } else if (is(cls, "NSTokenFieldCell")) {
       named([this] { return arena_.make<TokenFieldCell>(); });
-    } else if (cls == "NSTextFieldCell" || cls == "NSSecureTextFieldCell") {
+    } else if (is(cls, "NSTextFieldCell") || is(cls, "NSSecureTextFieldCell")) {
       named([&] {
         auto c = arena_.make<TextFieldCell>();
-        if (cls != "NSTextFieldCell") c->setClassName(utf8(cls));
+        if (!is(cls, "NSTextFieldCell")) c->setClassName(utf8(cls));
         return c;
       });
-    } else if (cls == "NSSearchFieldCell") {
+    } else if (is(cls, "NSSearchFieldCell")) {
       named([this] { return arena_.make<SearchFieldCell>(); });
-    } else if (cls == "NSTableHeaderCell") {
+    } else if (is(cls, "NSTableHeaderCell")) {
       named([this] { return arena_.make<TableHeaderCell>(); });
-    } else if (cls == "NSImageCell") {
+    } else if (is(cls, "NSImageCell")) {
       named([this] { return arena_.make<ImageCell>(); });
-    } else if (cls == "NSSegmentedCell") {
+    } else if (is(cls, "NSSegmentedCell")) {
       named([this] { return arena_.make<SegmentedCell>(); });
     } else {
       named([&] {
@@ -1480,7 +1487,7 @@ class KeyedNibDecoder {
       connectBinding(inner >= 0 ? static_cast<uint32_t>(inner) : c);
       return;
     }
-    if (cls.find("ToolTip") != std::string::npos || cls == "NSIBHelpConnector") {
+    if (cls.find("ToolTip") != std::string::npos || is(cls, "NSIBHelpConnector")) {
       connectHelp(c);
       return;
     }
@@ -1489,7 +1496,7 @@ class KeyedNibDecoder {
     const bool outlet = cls.find("Outlet") != std::string::npos;
     if (!action && !outlet) return;
     // The older XML form names an action's target as its source.
-    if (cls == "IBActionConnection") std::swap(source, destination);
+    if (is(cls, "IBActionConnection")) std::swap(source, destination);
     bool sourceFound = false, destinationFound = false;
     String sourceId, destinationId;
     auto from = resolve(source, sourceFound, sourceId);

@@ -37,7 +37,7 @@ bool layoutFromObjectData(KeyedArchive& archive, uint32_t root, std::string& rea
   }
   for (const ArchiveValue& k : keys) {
     if (!k.isObject() || static_cast<int64_t>(k.index) == layout.owner) continue;
-    if (archive.className(k.index) != "NSCustomObject") continue;
+    if (archive.className(k.index) != std::string_view("NSCustomObject")) continue;
     std::string name;
     archive.stringOf(archive.find(k.index, "NSClassName"), name);
     if (name == "FirstResponder" || name == "NSApplication") placeholders.insert(k.index);
