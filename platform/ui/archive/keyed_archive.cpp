@@ -131,6 +131,15 @@ ArchiveValue KeyedArchive::addText(std::string_view text, ArchiveValue::Kind kin
   return v;
 }
 
+ArchiveValue KeyedArchive::addBase64(std::string_view text, ArchiveValue::Kind kind) {
+  ArchiveValue v;
+  v.kind = kind;
+  v.index = static_cast<uint32_t>(pool_.size());
+  decodeBase64Into(text, pool_);
+  v.length = static_cast<uint32_t>(pool_.size() - v.index);
+  return v;
+}
+
 void KeyedArchive::reserve(std::size_t objects, std::size_t entries, std::size_t names, std::size_t text) {
   objects_.reserve(objects);
   entries_.reserve(entries);
@@ -212,7 +221,7 @@ std::size_t KeyedArchive::memoryUsed() const {
          namesBytes_;
 }
 
-std::string decodeBase64(std::string_view text) {
+void decodeBase64Into(std::string_view text, std::string& into) {
   // The value of each base64 character; -1 for everything else, which is skipped ('=' included).
   static constexpr auto kValues = [] {
     std::array<int8_t, 256> values{};
@@ -224,8 +233,10 @@ std::string decodeBase64(std::string_view text) {
     return values;
   }();
   // Every 4 characters kept make 3 bytes, so a quarter of the text is room to spare.
-  std::string out(text.size() / 4 * 3 + 3, '\0');
-  char* o = out.data();
+  const std::size_t start = into.size();
+  into.resize(start + text.size() / 4 * 3 + 3);
+  char* const first = into.data() + start;
+  char* o = first;
   const auto* p = reinterpret_cast<const unsigned char*>(text.data());
   const auto* end = p + text.size();
   unsigned buffer = 0;
@@ -253,7 +264,12 @@ std::string decodeBase64(std::string_view text) {
       *o++ = static_cast<char>((buffer >> bits) & 0xFF);
     }
   }
-  out.resize(static_cast<std::size_t>(o - out.data()));
+  into.resize(start + static_cast<std::size_t>(o - first));
+}
+
+std::string decodeBase64(std::string_view text) {
+  std::string out;
+  decodeBase64Into(text, out);
   return out;
 }
 

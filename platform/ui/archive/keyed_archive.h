@@ -104,6 +104,8 @@ class KeyedArchive {
   std::string addPropertyListEntries(uint32_t object, const std::vector<std::pair<uint32_t, ArchiveValue>>& entries,
                                      const std::vector<ArchiveValue>* keys, const std::vector<ArchiveValue>& members);
   ArchiveValue addText(std::string_view text, ArchiveValue::Kind kind = ArchiveValue::Kind::String);
+  // The bytes of base64 text (decoded as decodeBase64 does), added to the pool without a copy between.
+  ArchiveValue addBase64(std::string_view text, ArchiveValue::Kind kind = ArchiveValue::Kind::String);
   static ArchiveValue integer(int64_t v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Integer; a.integer = v; return a; }
   static ArchiveValue boolean(bool v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Bool; a.integer = v; return a; }
   static ArchiveValue real(double v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Real; a.real = v; return a; }
@@ -218,5 +220,7 @@ bool readXMLArchive(const pugi::xml_node& root, std::size_t byteBudget, KeyedArc
 // Base64 as the XML forms write it, decoded leniently: white space and other foreign characters are
 // skipped, padding is optional.
 std::string decodeBase64(std::string_view text);
+// The same, appended to `into`.
+void decodeBase64Into(std::string_view text, std::string& into);
 
 }  // namespace tq::archive

@@ -13,6 +13,7 @@
 // References are resolved after the whole walk, so they may point forward.
 #include <pugixml.hpp>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
 #include <cstring>
@@ -99,6 +100,51 @@ struct Attributes {
   }
 };
 
+// The values of the elements that carry an id, by id (views into the parsed document): an
+// open-addressed table kept at most half full, a later element of an id replacing the earlier.
+class IdTable {
+ public:
+  void set(std::string_view id, const ArchiveValue& v) {
+    if (2 * (count_ + 1) > slots_.size()) grow();
+    Slot& slot = slots_[slotOf(id)];
+    if (!slot.used) ++count_;
+    slot = {id, v, true};
+  }
+  const ArchiveValue* get(std::string_view id) const {
+    if (slots_.empty()) return nullptr;
+    const Slot& slot = slots_[slotOf(id)];
+    return slot.used ? &slot.value : nullptr;
+  }
+
+ private:
+  struct Slot {
+    std::string_view id;
+    ArchiveValue value;
+    bool used = false;
+  };
+  static uint64_t hash(std::string_view id) {
+    uint64_t h = 0xcbf29ce484222325ull;
+    for (unsigned char c : id) h = (h ^ c) * 0x100000001b3ull;
+    return h ^ (h >> 29);
+  }
+  // The slot holding id, or the empty one where it would go.
+  std::size_t slotOf(std::string_view id) const {
+    const std::size_t mask = slots_.size() - 1;
+    for (std::size_t i = hash(id) & mask;; i = (i + 1) & mask) {
+      if (!slots_[i].used || slots_[i].id == id) return i;
+    }
+  }
+  void grow() {
+    std::vector<Slot> old = std::move(slots_);
+    slots_.assign(std::max<std::size_t>(64, old.size() * 2), Slot{});
+    for (const Slot& s : old) {
+      if (s.used) slots_[slotOf(s.id)] = s;
+    }
+  }
+  std::vector<Slot> slots_;
+  std::size_t count_ = 0;
+};
+
 class XMLArchiveReader {
  public:
   XMLArchiveReader(std::size_t budget, KeyedArchive& out, ArchiveError& error) : budget_(budget), out_(out), error_(error) {}
@@ -111,9 +157,9 @@ class XMLArchiveReader {
     // References, now that every id is known.
     auto& entries = out_.mutableEntries();
     for (const auto& [entry, id] : pending_) {
-      auto it = ids_.find(id);
-      if (it == ids_.end()) return fail("a reference names id " + std::string(id) + ", which no element carries");
-      entries[entry].value = it->second;
+      const ArchiveValue* value = ids_.get(id);
+      if (!value) return fail("a reference names id " + std::string(id) + ", which no element carries");
+      entries[entry].value = *value;
     }
     out_.prepareLookups();
     return layout(document);
@@ -146,7 +192,7 @@ class XMLArchiveReader {
       }
       case Kind::Text:
         text = n.child_value();
-        v = at.type && std::strcmp(at.type, "base64-UTF8") == 0 ? out_.addText(decodeBase64(text)) : out_.addText(text);
+        v = at.type && std::strcmp(at.type, "base64-UTF8") == 0 ? out_.addBase64(text) : out_.addText(text);
         break;
       case Kind::Integer:
         v = KeyedArchive::integer(std::strtoll(at.value ? at.value : n.child_value(), nullptr, 10));
@@ -160,7 +206,7 @@ class XMLArchiveReader {
         v = KeyedArchive::real(std::strtod(at.value ? at.value : n.child_value(), nullptr));
         break;
       case Kind::Bytes:
-        v = out_.addText(decodeBase64(n.child_value()), ArchiveValue::Kind::Data);
+        v = out_.addBase64(n.child_value(), ArchiveValue::Kind::Data);
         break;
       case Kind::Nil:
         break;
@@ -179,7 +225,7 @@ class XMLArchiveReader {
 
   // Ids are kept as views into the parsed document, which outlives the read.
   void remember(const Attributes& at, const ArchiveValue& v) {
-    if (at.id) ids_[std::string_view(at.id)] = v;
+    if (at.id) ids_.set(at.id, v);
   }
 
   bool fillObject(uint32_t object, pugi::xml_node n, bool keyedDictionary, int depth) {
@@ -190,7 +236,7 @@ class XMLArchiveReader {
       if (c.type() != pugi::node_element) continue;
       const Attributes at(c);
       const char* key = at.key ? at.key : "";
-      if (std::strcmp(key, "EncodedWithXMLCoder") == 0) continue;
+      if (key[0] == 'E' && std::strcmp(key, "EncodedWithXMLCoder") == 0) continue;
       Child child;
       if (!convert(c, kindOf(c.name()), at, depth, child.value, child.pending)) return false;
       if (keyedDictionary && *key) {
@@ -338,7 +384,7 @@ class XMLArchiveReader {
     std::string_view pending;
   };
   std::vector<Child> children_;
-  std::unordered_map<std::string_view, ArchiveValue> ids_;
+  IdTable ids_;
   std::vector<std::pair<std::size_t, std::string_view>> pending_;
   std::unordered_set<uint32_t> hiddenAtLaunch_;
 };
