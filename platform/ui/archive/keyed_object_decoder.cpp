@@ -138,7 +138,9 @@ bool isViewControllerClass(std::string_view cls) {
 
 }  // namespace
 
-class KeyedNibDecoder {
+// Hidden from the library's interface, so that its many small helpers are called directly rather
+// than through the dynamic linker's table.
+class [[gnu::visibility("hidden")]] KeyedNibDecoder {
  public:
   KeyedNibDecoder(const KeyedArchive& archive, const NibLoadOptions& options, std::size_t budget)
       : a_(archive),
@@ -149,19 +151,24 @@ class KeyedNibDecoder {
         visitBudget_(4 * archive.objectCount() + (std::size_t{1} << 20)),
         memo_(archive.objectCount()),
         identifiers_(archive.objectCount()),
-        state_(archive.objectCount(), 0) {}
+        state_(archive.objectCount(), 0),
+        placeholders_(archive.objectCount()),
+        visibleWindows_(archive.objectCount()) {}
 
   // Texts made by the read live in the same arena as its objects.
   String utf8(std::string_view s) const { return String::fromUTF8(s, arena_); }
 
   Nib build(const String& documentType) {
     nib_.documentType_ = documentType;
-    std::unordered_set<uint32_t> placeholders(layout_.placeholders.begin(), layout_.placeholders.end());
-    placeholders_ = placeholders;
+    for (uint32_t p : layout_.placeholders) {
+      if (p < placeholders_.size()) placeholders_[p] = true;
+    }
     // Windows visible at launch are listed by the object data; without that list all are.
-    visibleWindows_.insert(layout_.visibleWindows.begin(), layout_.visibleWindows.end());
+    for (uint32_t w : layout_.visibleWindows) {
+      if (w < visibleWindows_.size()) visibleWindows_[w] = true;
+    }
     for (uint32_t object : layout_.topLevel) {
-      if (placeholders_.count(object) || static_cast<int64_t>(object) == layout_.owner) continue;
+      if (placeholders_[object] || static_cast<int64_t>(object) == layout_.owner) continue;
       if (auto made = decode(object, 0, "the top level")) nib_.topLevelObjects_.push_back(made);
     }
     resolveReferences();
@@ -455,7 +462,7 @@ class KeyedNibDecoder {
     if (depth > kMaxDepth) failure("the objects are nested more than " + std::to_string(kMaxDepth) + " deep");
     if (state_[o] == 2) return memo_[o];
     if (state_[o] == 1) failure(describe(o) + " contains itself (through " + via + ")");
-    if (placeholders_.count(o) || static_cast<int64_t>(o) == layout_.owner) return nullptr;
+    if (placeholders_[o] || static_cast<int64_t>(o) == layout_.owner) return nullptr;
     state_[o] = 1;
     // Class names are compared as views: no copy per object, and each comparison with a name
     // written here checks the length before any byte.
@@ -932,7 +939,7 @@ class KeyedNibDecoder {
     if (auto s = size(o, "NSMaxSize")) window->setMaxSize(*s);
     if (auto s = size(o, "NSWindowContentMaxSize")) window->setMaxSize(*s);
     if (String name = string(o, "NSFrameAutosaveName"); !name.isNil()) window->setFrameAutosaveName(name);
-    window->setVisibleAtLaunch(!layout_.visibleWindowsKnown || visibleWindows_.count(o) != 0);
+    window->setVisibleAtLaunch(!layout_.visibleWindowsKnown || visibleWindows_[o]);
     if (auto content = child<View>(o, "NSWindowView", depth)) {
       window->setContentView(content);
       fitContentToPinnedSubview(static_cast<uint32_t>(ref(o, "NSWindowView")), *window);
@@ -1453,7 +1460,7 @@ class KeyedNibDecoder {
     const auto index = static_cast<uint32_t>(o);
     id = identifierOf(index);
     if (o == layout_.owner) return options_.owner;
-    if (placeholders_.count(index)) {
+    if (placeholders_[index]) {
       std::string name;
       a_.stringOf(get(index, "NSClassName"), name);
       if (name == "NSApplication") {
@@ -1631,8 +1638,8 @@ class KeyedNibDecoder {
   std::vector<String> identifiers_;
   std::vector<uint8_t> state_;  // 0 not reached, 1 being decoded, 2 done
   std::vector<std::shared_ptr<InterfaceObject>> made_;
-  std::unordered_set<uint32_t> placeholders_;
-  std::unordered_set<uint32_t> visibleWindows_;
+  std::vector<bool> placeholders_;    // by object
+  std::vector<bool> visibleWindows_;  // by object
   static constexpr unsigned kKeySlotBits = 9;
   struct KeySlot {
     const char* name = nullptr;
