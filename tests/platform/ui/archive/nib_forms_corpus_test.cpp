@@ -620,6 +620,40 @@ TEST(GenericObject, AttributesSetAfterTheFirstQuestionStillArrive) {
   EXPECT_EQ(object.attributes().count(), 1u);
 }
 
+// The typed form as its header describes it, written out by hand: counted names and texts (a text may
+// hold a NUL), numbers as doubles; the attributes come back in order, each of its own type.
+TEST(GenericObject, TypedAttributesKeepNumbersAsNumbersAndTextsWhole) {
+  std::string packed;
+  auto counted = [&](std::string_view text) {
+    const auto length = static_cast<uint32_t>(text.size());
+    packed.append(reinterpret_cast<const char*>(&length), sizeof length).append(text);
+  };
+  const double constant = 8.5;
+  counted("constant");
+  packed += 'n';
+  packed.append(reinterpret_cast<const char*>(&constant), sizeof constant);
+  counted("identifier");
+  packed += 's';
+  counted(std::string_view("a\0b", 3));
+  counted("empty");
+  packed += 's';
+  counted("");
+  GenericObject object;
+  {
+    Arena arena;
+    object.setArchivedTypedAttributes(packed, arena);
+  }  // the object keeps its own copy, and the arena holding it
+  packed.assign(packed.size(), 'x');
+  const auto& entries = object.attributes().entries();
+  ASSERT_EQ(entries.size(), 3u);
+  EXPECT_EQ(entries[0].first, String(u"constant"));
+  EXPECT_EQ(entries[0].second.type(), Value::Type::Real);
+  EXPECT_EQ(entries[0].second.doubleValue(), 8.5);
+  EXPECT_EQ(entries[1].first, String(u"identifier"));
+  EXPECT_EQ(entries[1].second.stringValue().length(), 3u);
+  EXPECT_EQ(entries[2].second.stringValue(), String(u""));
+}
+
 TEST(GenericObject, FirstQuestionsFromManyThreadsAllSeeTheAttributes) {
   static const char packed[] = "firstItem\0abc\0constant\08\0";
   std::vector<GenericObject> objects(256);
