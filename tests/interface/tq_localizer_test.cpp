@@ -54,12 +54,6 @@ String nullPlaceholder(const InterfaceObject& o, const char16_t* binding) {
   return o.binderForBinding(binding)->bindingInfoForBinding(binding)->placeholderForMarker(NSNullMarker).stringValue();
 }
 
-Dictionary placeholders(std::initializer_list<std::pair<const char16_t*, Value>> entries) {
-  MutableDictionary d;
-  for (const auto& [k, v] : entries) d.setObject(v, String(k));
-  return d.copy();
-}
-
 }  // namespace
 
 // --- lookups --------------------------------------------------------------------------------------
@@ -251,8 +245,8 @@ TEST_F(LocalizerTest, TabViewItemsAllTranslatedAndWalkedOnce) {
 TEST_F(LocalizerTest, BindingNamesAreTriedInOrder) {
   auto observed = std::make_shared<GenericObject>();
   auto bind = [&](const std::shared_ptr<View>& v, const char16_t* binding, const char16_t* null, const char16_t* pattern = nullptr) {
-    Dictionary options = pattern ? placeholders({{u"NSDisplayPattern", Value(pattern)}, {u"NSNullPlaceholder", Value(null)}})
-                                 : placeholders({{u"NSNullPlaceholder", Value(null)}});
+    Dictionary options = pattern ? Dictionary({{u"NSDisplayPattern", Value(pattern)}, {u"NSNullPlaceholder", Value(null)}})
+                                 : Dictionary({{u"NSNullPlaceholder", Value(null)}});
     v->bind(binding, observed, u"k", options);
   };
   const char16_t* pattern = u"%{value1}@ of %{value2}@";
@@ -291,7 +285,7 @@ TEST_F(LocalizerTest, BindingNamesAreTriedInOrder) {
 TEST_F(LocalizerTest, PlaceholdersOfEveryMarkerButOnlyStrings) {
   auto field = std::make_shared<TextField>();
   auto info = field->bind(u"value", nullptr, u"x",
-                          placeholders({{u"NSMultipleValuesPlaceholder", Value(u"Multiple")}, {u"NSNullPlaceholder", Value(u"  None ")},
+                          Dictionary({{u"NSMultipleValuesPlaceholder", Value(u"Multiple")}, {u"NSNullPlaceholder", Value(u"  None ")},
                                         {u"NSNoSelectionPlaceholder", Value(u"No selection")},
                                         {u"NSNotApplicablePlaceholder", Value(static_cast<long long>(-1))}}));
   TQLocalizer localizer(String(), bundle_);
@@ -313,7 +307,7 @@ TEST_F(LocalizerTest, MenusUseTheUntrimmedClassLookupAndRestoreChangeMessages) {
   auto padded = menu->addItemWithTitle(u"  Open  ");
   menu->addItem(MenuItem::separatorItem());
   auto bound = menu->addItemWithTitle(u"Sub");
-  bound->bind(u"title", nullptr, u"t", placeholders({{u"NSNullPlaceholder", Value(u"  Item ")}}));
+  bound->bind(u"title", nullptr, u"t", Dictionary({{u"NSNullPlaceholder", Value(u"  Item ")}}));
   auto submenu = std::make_shared<Menu>(u"Sub");
   submenu->addItemWithTitle(u"File");
   submenu->setMenuChangedMessagesEnabled(false);
@@ -334,7 +328,7 @@ TEST_F(LocalizerTest, MenusUseTheUntrimmedClassLookupAndRestoreChangeMessages) {
   // localizeMenu: table "LocalizableMenus" by default, for titles and placeholders alike.
   auto again = std::make_shared<Menu>(u"File");
   auto item = again->addItemWithTitle(u"Open");
-  item->bind(u"title", nullptr, u"t", placeholders({{u"NSNullPlaceholder", Value(u"Item")}}));
+  item->bind(u"title", nullptr, u"t", Dictionary({{u"NSNullPlaceholder", Value(u"Item")}}));
   TQLocalizer::localizeMenu(again.get(), String(), bundle_);
   EXPECT_EQ(again->title(), String(u"Fichier (menus)"));
   EXPECT_EQ(item->title(), String(u"Ouvrir (menus)"));
