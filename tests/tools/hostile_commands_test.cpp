@@ -318,11 +318,11 @@ TEST_F(Hostile, LocalizingEveryLanguageTakesMemoryFlatInTheirNumber) {
 TEST_F(Hostile, WriteErrorsAndClosedStreamsAreReported) {
   write("t.xib", window(100, 50, "W", ""));
   write("t.strings", "\"a\" = \"b\";\n");
-  write("f.txt", "x");
-  write("B/en.lproj/Localizable.strings", "\"a\" = \"b\";\n");
   write("App/Contents/Resources/Main.xib", window(100, 50, "W", ""));
   write("App/Contents/Resources/en.lproj/Localizable.strings", "\"W\" = \"W\";\n");
   write("App/Contents/Resources/fr.lproj/Localizable.strings", "\"W\" = \"F\";\n");
+  // Every command's output ends in one routine of the program and of each module, or in a JSON
+  // writer; the rows take each way once, and the commands that flush or write files of their own.
   struct Case {
     std::string args, redirect, fragment;
   } cases[] = {
@@ -335,14 +335,7 @@ TEST_F(Hostile, WriteErrorsAndClosedStreamsAreReported) {
       {"nib -", "<&- > '" + path("out") + "'", "tqkit nib: -: Bad file descriptor"},
       {"strings '" + path("t.strings") + "'", "> /dev/full", "cannot write the output"},
       {"strings '" + path("t.strings") + "' --json", "> /dev/full", "cannot write the output"},
-      {"render '" + path("t.xib") + "' --list", "> /dev/full", "cannot write the output"},
       {"nib '" + path("t.xib") + "'", "> /dev/full", "cannot write the output"},
-      {"bundle info '" + path("B") + "'", "> /dev/full", "cannot write the output"},
-      {"bundle resources '" + path("B") + "' en", "> /dev/full", "cannot write the output"},
-      {"unique-names '" + path("") + "' f.txt", "> /dev/full", "cannot write the output"},
-      {"net classify 10.1.2.3", "> /dev/full", "cannot write the output"},
-      {"sha1 --json '" + path("f.txt") + "'", "> /dev/full", "cannot write the output"},
-      {"demo", "> /dev/full", "cannot write the output"},
       // Files written with a report: the report first, and no file when it cannot be written.
       {"render '" + path("t.xib") + "' --png '" + path("O.png") + "' --json", "> /dev/full", "cannot write the output"},
       {"localize '" + path("App") + "' Main --language fr --png '" + path("D") + "' --json", "> /dev/full",
@@ -355,7 +348,7 @@ TEST_F(Hostile, WriteErrorsAndClosedStreamsAreReported) {
   std::vector<std::string> left;
   for (const auto& e : fs::directory_iterator(dir_.path())) left.push_back(e.path().filename().string());
   std::sort(left.begin(), left.end());
-  EXPECT_EQ(left, (std::vector<std::string>{"App", "B", "err", "f.txt", "out", "t.strings", "t.xib", "tmp"}));
+  EXPECT_EQ(left, (std::vector<std::string>{"App", "err", "out", "t.strings", "t.xib", "tmp"}));
 }
 
 TEST_F(Hostile, StringsTablesThatAreDeepWideDuplicatedOrHuge) {
@@ -364,15 +357,20 @@ TEST_F(Hostile, StringsTablesThatAreDeepWideDuplicatedOrHuge) {
   write("deep.strings", deep);
   expectOneLine(run("strings '" + path("deep.strings") + "'"), 1, "nested deeper than 512 levels", "deep XML");
 
-  // 200,000 keys each given twice: read in linear time, each key once with its last value.
+  // 200,000 keys each given twice, the second time in reverse order: read in linear time, each key
+  // once, in the place it first had, with its last value.
   std::string dup = std::string(kXmlHead) + "<dict>\n";
   for (int round = 0; round < 2; ++round) {
-    for (int i = 0; i < 200'000; ++i) dup += "<key>k" + std::to_string(i) + "</key><string>v" + std::to_string(round) + "</string>\n";
+    for (int i = 0; i < 200'000; ++i) {
+      dup += "<key>k" + std::to_string(round ? 199'999 - i : i) + "</key><string>v" + std::to_string(round) + "</string>\n";
+    }
   }
   write("dup.strings", dup + "</dict></plist>\n");
-  Outcome r = run("strings '" + path("dup.strings") + "' | wc -l");
+  Outcome r = run("strings '" + path("dup.strings") + "'");
   EXPECT_EQ(r.status, 0);
-  EXPECT_EQ(r.out, "200000\n");
+  EXPECT_EQ(r.out.substr(0, r.out.find('\n')), "\"k0\" = \"v1\";");
+  EXPECT_EQ(tq::test::count(r.out, "\n"), 200'000u);
+  EXPECT_EQ(tq::test::count(r.out, "\"v0\""), 0u);
   EXPECT_TRUE(r.errLines.empty());
 
   // A text table one entry over the limit.
