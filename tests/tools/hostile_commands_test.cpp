@@ -430,10 +430,7 @@ TEST_F(Hostile, PngsAreWrittenWholeOrNotAtAll) {
   EXPECT_FALSE(fs::exists(path("no")));
   Outcome ok = run("render '" + path("w.xib") + "' --png '" + path("out.png") + "'");
   ASSERT_EQ(ok.status, 0) << (ok.errLines.empty() ? "" : ok.errLines[0]);
-  std::ifstream png(path("out.png"), std::ios::binary);
-  char magic[8] = {};
-  png.read(magic, 8);
-  EXPECT_EQ(std::string(magic, 8), "\x89PNG\r\n\x1A\n");
+  EXPECT_NE(tq::test::pngSize(path("out.png")), "");
   // Nothing but the PNG in the folder: no temporary file left behind.
   int entries = 0;
   for (const auto& e : fs::directory_iterator(dir_.path())) entries += e.path().filename().string().starts_with(".") ? 100 : 1;
