@@ -160,29 +160,4 @@ TEST(LocalizeCommand, AllOnABuiltFrameworkTranslatesItsNibsFromTheTableItsLangua
   }
 }
 
-// Interfaces of the older XML archive, one translated copy per language: each copy is compared
-// with the development language's copy object by object, and an object the copy lacks is missing.
-TEST(LocalizeCommand, AllComparesEachLanguagesCopyWithTheDevelopmentCopy) {
-  TQ_SKIP_WITHOUT_CORPUS();
-  const fs::path corpus = tq::test::corpusDir() / "transmission-2008/macosx";
-  if (!fs::exists(corpus)) GTEST_SKIP() << "no per-language copies in the corpus";
-  tq::test::TempDir dir;
-  const fs::path resources = dir.path() / "Transmission.app/Contents/Resources";
-  linkEntries(corpus, resources);
-  auto r = sh("$T localize '" + (dir.path() / "Transmission.app").string() + "' --all --json");
-  ASSERT_EQ(r.status, 0) << r.out;
-  EXPECT_EQ(count(r.out, "\"interface\":\"PrefsWindow\""), 1u) << "French only; English is the original";
-  const std::string fr = rowOf(r.out, "PrefsWindow", "fr");
-  EXPECT_NE(fr.find("\"mode\":\"copy\""), std::string::npos);
-  EXPECT_NE(fr.find("\"before\":\"Preferences\",\"after\":\"Préférences\",\"status\":\"translated\""), std::string::npos);
-  // The English copy has a check box the French one never got: its text, read from the files.
-  const std::string english = readAll(corpus / "English.lproj/PrefsWindow.xib");
-  const std::string french = readAll(corpus / "fr.lproj/PrefsWindow.xib");
-  ASSERT_NE(english.find("Only when adding manually"), std::string::npos);
-  ASSERT_EQ(french.find("Only when adding manually"), std::string::npos);
-  EXPECT_NE(fr.find("\"before\":\"Only when adding manually\",\"after\":null,\"status\":\"untranslated\""),
-            std::string::npos) << fr.substr(0, 400);
-  EXPECT_NE(fr.find("\"missingCount\":1,"), std::string::npos);
-}
-
 }  // namespace
