@@ -7,7 +7,6 @@
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "support/test_paths.h"
@@ -15,15 +14,11 @@
 namespace fs = std::filesystem;
 using tq::Bundle;
 using tq::String;
+using tq::test::write;
 
 namespace {
 
 String S(const std::string& s) { return String::fromUTF8(s); }
-
-void write(const fs::path& p, std::string_view bytes) {
-  fs::create_directories(p.parent_path());
-  std::ofstream(p, std::ios::binary) << bytes;
-}
 
 std::vector<std::string> strs(const std::vector<String>& v) {
   std::vector<std::string> out;
