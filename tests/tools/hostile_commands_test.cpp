@@ -183,9 +183,7 @@ TEST_F(Hostile, SharedObjectsAreReadWithinTheDocumentsBound) {
     }
     EXPECT_EQ(r.status, 0) << what;
     // The warnings: the first thousand, then their count.
-    std::size_t listed = 0;
-    for (std::size_t at = 0; (at = r.out.find("warning: object", at)) != std::string::npos; ++at) ++listed;
-    EXPECT_EQ(listed, tq::kMaxNibWarnings) << what;
+    EXPECT_EQ(tq::test::count(r.out, "warning: object"), tq::kMaxNibWarnings) << what;
     EXPECT_NE(r.out.find("warning: and " + std::to_string(c.refs * c.views - c.refs - tq::kMaxNibWarnings) +
                          " more warnings\n"),
               std::string::npos)
