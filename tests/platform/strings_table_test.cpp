@@ -155,7 +155,6 @@ TEST(StringsTableCorpus, EveryTableParsesWithTheCountsTheFilesHold) {
       {"transmission/macosx/de.lproj/Localizable.strings", 354},
       {"transmission/macosx/ja.lproj/Localizable.strings", 351},
       {"transmission/macosx/en.lproj/InfoPlist.strings", 2},
-      {"handbrake/macosx/fr.lproj/HBTitleSelection.strings", 19},
       {"handbrake/macosx/fr.lproj/Localizable.strings", 203},
       {"handbrake/macosx/en.lproj/InfoPlist.strings", 0},
   };
