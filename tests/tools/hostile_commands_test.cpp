@@ -49,10 +49,7 @@ class Hostile : public ::testing::Test {
   // Every run gets a temporary folder of its own (the demo keeps a picture there).
   void SetUp() override { fs::create_directories(path("tmp")); }
   std::string path(const std::string& name) const { return (dir_.path() / name).string(); }
-  void write(const std::string& name, const std::string& bytes) const {
-    fs::create_directories(fs::path(path(name)).parent_path());
-    std::ofstream(path(name), std::ios::binary) << bytes;
-  }
+  void write(const std::string& name, const std::string& bytes) const { tq::test::write(path(name), bytes); }
   // Runs `$T ARGS` under the limits through bash (standard streams redirected as `redirect`
   // says, else standard output kept); the peak memory is the kernel's count for the whole run.
   Outcome run(const std::string& args, const std::string& redirect = "") const {
