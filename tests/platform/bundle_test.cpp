@@ -2,7 +2,6 @@
 #include "tq/platform/bundle/bundle.h"
 
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -70,18 +69,12 @@ TEST(BundleLayout, ResourceDirectoryAndInfoPlistForEachLayout) {
   EXPECT_EQ(mac->infoDictionary().objectForKey(u"LSMinimumSystemVersion").integerValue(), 10);
   EXPECT_EQ(Bundle::bundleWithPath(S(app.string() + "/")), mac);  // one object per folder
 
-  // A framework with Versions/Current as a link and a binary Info.plist inside Resources.
+  // A framework with Versions/Current as a link and its Info.plist inside Resources (the binary
+  // form is read by the property-list tests, through a bundle too).
   fs::path fw = tmp.path() / "Kit.framework";
-  fs::create_directories(fw / "Versions/A/Resources");
+  write(fw / "Versions/A/Resources/Info.plist",
+        "<plist><dict><key>CFBundleIdentifier</key><string>org.tqkit.layout.framework</string></dict></plist>");
   fs::create_directory_symlink("A", fw / "Versions/Current");
-  plist_t dict = plist_new_dict();
-  plist_dict_set_item(dict, "CFBundleIdentifier", plist_new_string("org.tqkit.layout.framework"));
-  char* bin = nullptr;
-  uint32_t length = 0;
-  plist_to_bin(dict, &bin, &length);
-  plist_free(dict);
-  write(fw / "Versions/A/Resources/Info.plist", std::string(bin, length));
-  std::free(bin);
   auto framework = Bundle::bundleWithPath(S(fw.string()));
   ASSERT_TRUE(framework);
   EXPECT_EQ(framework->resourcePath(), S((fw / "Versions/Current/Resources").string()));
