@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/binary_plist.h"
 #include "support/test_paths.h"
 #include "tq/platform/bundle/bundle.h"
 #include "tq/platform/bundle/strings_table.h"
@@ -214,25 +215,10 @@ TEST(PropertyList, DepthIsBoundedInBothForms) {
 // A binary list whose arrays each reference the next one twice: 40 levels expand to 2^40 values in
 // a reader that copies per reference.
 TEST(PropertyList, SharedObjectsThatWouldExpandAreRefused) {
-  const int levels = 40;
-  std::string b = "bplist00";
-  std::vector<uint64_t> offsets;
-  for (int i = 0; i < levels; ++i) {
-    offsets.push_back(b.size());
-    b += static_cast<char>(0xA2);  // array of 2, one-byte references
-    b += static_cast<char>(i + 1);
-    b += static_cast<char>(i + 1);
-  }
-  offsets.push_back(b.size());
-  b += static_cast<char>(0x09);  // true
-  uint64_t table = b.size();
-  for (uint64_t o : offsets) b += static_cast<char>(o);
-  std::string trailer(32, '\0');
-  trailer[6] = 1;  // offset size
-  trailer[7] = 1;  // reference size
-  trailer[15] = static_cast<char>(offsets.size());
-  trailer[31] = static_cast<char>(table);
-  b += trailer;
+  std::vector<std::string> objects;
+  for (int i = 0; i < 40; ++i) objects.push_back("\xA2" + std::string(2, static_cast<char>(i + 1)));  // [next, next]
+  objects.push_back("\x09");  // true
+  const std::string b = tq::test::binaryPropertyList(objects, 1);
   auto r = ::table(b);
   EXPECT_FALSE(r.ok);
   EXPECT_EQ(r.error.message, "not a readable property list: shared objects would expand beyond the size of the list");

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "sanitized_build.h"
+#include "support/binary_plist.h"
 #include "support/shell.h"
 #include "support/test_paths.h"
 #include "tools/tool_files.h"
@@ -135,26 +136,10 @@ const std::string kXib = tq::test::readAll(tq::test::dataDir() / "tools/Check.xi
 
 // A binary list that is a chain of one-element arrays, `levels` deep (four-byte references).
 std::string deepBinary(uint32_t levels) {
-  std::string b = "bplist00";
-  std::vector<uint32_t> offsets;
-  auto be32 = [&](uint32_t v) {
-    for (int s = 24; s >= 0; s -= 8) b += static_cast<char>(v >> s);
-  };
-  for (uint32_t i = 0; i < levels; ++i) {
-    offsets.push_back(static_cast<uint32_t>(b.size()));
-    b += static_cast<char>(0xA1);
-    be32(i + 1);
-  }
-  offsets.push_back(static_cast<uint32_t>(b.size()));
-  b += static_cast<char>(0x08);
-  const uint32_t table = static_cast<uint32_t>(b.size());
-  for (uint32_t o : offsets) be32(o);
-  // Trailer: offset and reference size 4, the object count, top object 0, the table's offset.
-  b += std::string(6, '\0') + "\x04\x04" + std::string(4, '\0');
-  be32(static_cast<uint32_t>(offsets.size()));
-  b += std::string(12, '\0');
-  be32(table);
-  return b;
+  std::vector<std::string> objects;
+  for (uint32_t i = 0; i < levels; ++i) objects.push_back("\xA1" + tq::test::bigEndian(i + 1, 4));
+  objects.push_back("\x08");
+  return tq::test::binaryPropertyList(objects, 4);
 }
 
 }  // namespace
