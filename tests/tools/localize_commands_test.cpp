@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <regex>
 #include <string>
 
 #include "support/shell.h"
@@ -80,7 +79,7 @@ TEST(LocalizeCommand, ReportsUnusedKeysShadowedLabelsAndOverflowPastTheSuperview
   EXPECT_NE(r.out.find("\"unused\":[\"Stale\"]"), std::string::npos) << r.out;
 }
 
-TEST(LocalizeCommand, AllWritesOneSummaryAndAPageWithPicturesOrNothing) {
+TEST(LocalizeCommand, AllWritesOneSummaryAndAPageOrNothing) {
   TQ_SKIP_WITHOUT_CORPUS();
   const fs::path corpus = tq::test::corpusDir() / "handbrake/macosx";
   tq::test::TempDir dir;
@@ -102,16 +101,8 @@ TEST(LocalizeCommand, AllWritesOneSummaryAndAPageWithPicturesOrNothing) {
   EXPECT_NE(r.out.find("\"table\":\"HBTitleSelection\",\"translated\":" + std::to_string(keys) + ",\"missingCount\":0"),
             std::string::npos);
 
-  const std::string html = readAll(page / "index.html");
-  ASSERT_FALSE(html.empty());
-  const std::regex image("<img src=\"([^\"]+)\"");
-  std::size_t pictures = 0;
-  for (auto it = std::sregex_iterator(html.begin(), html.end(), image); it != std::sregex_iterator(); ++it, ++pictures) {
-    const fs::path png = page / (*it)[1].str();
-    EXPECT_EQ(readAll(png).substr(0, 8), "\x89PNG\r\n\x1a\n") << png;
-  }
-  EXPECT_GE(pictures, 2 * interfaces) << "before and after for each interface";
-  EXPECT_NE(html.find("HBTitleSelection-fr-window-F0z-JX-Cv5-after.png"), std::string::npos);
+  // The pictures on the page are checked by LocalizeLayouts.ThePageLeadsWithTheLanguagesAndShowsTheDevelopmentText.
+  EXPECT_FALSE(readAll(page / "index.html").empty());
 
   // A page that cannot be written leaves nothing behind.
   write(dir.path() / "file", "x");
