@@ -1,7 +1,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <regex>
 #include <set>
 #include <thread>
 #include <string>
@@ -13,7 +12,6 @@
 #include "tq/platform/base/exception.h"
 #include "tq/platform/base/object.h"
 #include "tq/platform/base/string.h"
-#include "tq/platform/base/uuid.h"
 
 using namespace tq;
 using tq::test::raisedReason;
@@ -267,12 +265,6 @@ TEST(AssertionHandler, ReasonNamesMethodClassFileAndLine) {
     EXPECT_EQ(e.userInfo().objectForKey(u"line").integerValue(), 12);
     EXPECT_EQ(std::string(e.what()), "NSInternalInconsistencyException: *** Assertion failure in parse(), file.cpp:12: bad");
   }
-}
-
-TEST(Uuid, UpperCaseVersion4AndUnique) {
-  const String a = uuidString(), b = uuidString();
-  EXPECT_NE(a, b);
-  EXPECT_TRUE(std::regex_match(a.UTF8String(), std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[0-9A-F]{4}-[0-9A-F]{12}"))) << a.UTF8String();
 }
 
 TEST(StringStorage, TakeHandsTheBuilderTextOverAndEveryEmptyStringIsOne) {
