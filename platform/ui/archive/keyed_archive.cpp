@@ -7,22 +7,34 @@
 namespace tq::archive {
 
 // Eight bytes at a time, multiplied and folded: names are short, and the table only needs the
-// hashes of one archive's names to differ.
+// hashes of one archive's names to differ. The last bytes are read as one word that may overlap
+// the words before, so that no copy of a variable length is made.
 uint64_t KeyedArchive::hashName(std::string_view name) {
   constexpr uint64_t kMultiplier = 0x9E3779B97F4A7C15ull;
-  uint64_t h = name.size() * kMultiplier;
-  const char* p = name.data();
-  std::size_t n = name.size();
-  for (; n >= 8; p += 8, n -= 8) {
+  const auto* p = reinterpret_cast<const unsigned char*>(name.data());
+  const std::size_t n = name.size();
+  auto load64 = [](const unsigned char* at) {
     uint64_t word;
-    std::memcpy(&word, p, 8);
-    h = (h ^ word) * kMultiplier;
-    h ^= h >> 29;
-  }
-  if (n > 0) {
-    uint64_t word = 0;
-    std::memcpy(&word, p, n);
-    h = (h ^ word) * kMultiplier;
+    std::memcpy(&word, at, 8);
+    return word;
+  };
+  auto load32 = [](const unsigned char* at) {
+    uint32_t word;
+    std::memcpy(&word, at, 4);
+    return uint64_t{word};
+  };
+  uint64_t h = n * kMultiplier;
+  if (n >= 8) {
+    std::size_t i = 0;
+    for (; i + 8 <= n; i += 8) {
+      h = (h ^ load64(p + i)) * kMultiplier;
+      h ^= h >> 29;
+    }
+    if (i < n) h = (h ^ load64(p + n - 8)) * kMultiplier;
+  } else if (n >= 4) {
+    h = (h ^ (load32(p) | load32(p + n - 4) << 32)) * kMultiplier;
+  } else if (n > 0) {
+    h = (h ^ (uint64_t{p[0]} | uint64_t{p[n / 2]} << 8 | uint64_t{p[n - 1]} << 16)) * kMultiplier;
   }
   return h ^ (h >> 32);
 }
