@@ -63,9 +63,24 @@ constexpr ElementKind kElementKinds[] = {
     {"nil", Kind::Nil, nullptr},
 };
 
-// The entry for an element's name; names are compared whole only where their first bytes agree.
+// Whether a NUL-ended name is the literal: compared in place, byte by byte up to the literal's NUL,
+// never reading past the name's own end.
+template <std::size_t N>
+[[gnu::always_inline]] inline bool same(const char* name, const char (&literal)[N]) {
+  for (std::size_t i = 0; i < N; ++i) {
+    if (name[i] != literal[i]) return false;
+  }
+  return true;
+}
+
+// The entry for an element's name; the usual names are told in place, the rest by the table.
 const ElementKind& kindOf(const char* name) {
   static constexpr ElementKind other{"", Kind::Other, nullptr};
+  if (same(name, "object")) return kElementKinds[0];
+  if (same(name, "reference")) return kElementKinds[1];
+  if (same(name, "string")) return kElementKinds[2];
+  if (same(name, "int")) return kElementKinds[3];
+  if (same(name, "bool")) return kElementKinds[4];
   for (const ElementKind& k : kElementKinds) {
     if (k.name[0] == name[0] && std::strcmp(k.name, name) == 0) return k;
   }
@@ -87,12 +102,12 @@ struct Attributes {
       const char* name = a.name();
       const char** slot = nullptr;
       switch (name[0]) {
-        case 'k': slot = std::strcmp(name, "key") == 0 ? &key : nullptr; break;
-        case 'i': slot = std::strcmp(name, "id") == 0 ? &id : nullptr; break;
-        case 'c': slot = std::strcmp(name, "class") == 0 ? &cls : nullptr; break;
-        case 't': slot = std::strcmp(name, "type") == 0 ? &type : nullptr; break;
-        case 'v': slot = std::strcmp(name, "value") == 0 ? &value : nullptr; break;
-        case 'r': slot = std::strcmp(name, "ref") == 0 ? &ref : nullptr; break;
+        case 'k': slot = same(name, "key") ? &key : nullptr; break;
+        case 'i': slot = same(name, "id") ? &id : nullptr; break;
+        case 'c': slot = same(name, "class") ? &cls : nullptr; break;
+        case 't': slot = same(name, "type") ? &type : nullptr; break;
+        case 'v': slot = same(name, "value") ? &value : nullptr; break;
+        case 'r': slot = same(name, "ref") ? &ref : nullptr; break;
         default: break;
       }
       if (slot && !*slot) *slot = a.value();
@@ -192,14 +207,14 @@ class XMLArchiveReader {
       }
       case Kind::Text:
         text = n.child_value();
-        v = at.type && std::strcmp(at.type, "base64-UTF8") == 0 ? out_.addBase64(text) : out_.addText(text);
+        v = at.type && same(at.type, "base64-UTF8") ? out_.addBase64(text) : out_.addText(text);
         break;
       case Kind::Integer:
         v = KeyedArchive::integer(std::strtoll(at.value ? at.value : n.child_value(), nullptr, 10));
         break;
       case Kind::Boolean: {
         const char* s = at.value ? at.value : n.child_value();
-        v = KeyedArchive::boolean(std::strcmp(s, "YES") == 0 || std::strcmp(s, "true") == 0);
+        v = KeyedArchive::boolean(same(s, "YES") || same(s, "true"));
         break;
       }
       case Kind::Real:
@@ -236,7 +251,7 @@ class XMLArchiveReader {
       if (c.type() != pugi::node_element) continue;
       const Attributes at(c);
       const char* key = at.key ? at.key : "";
-      if (key[0] == 'E' && std::strcmp(key, "EncodedWithXMLCoder") == 0) continue;
+      if (same(key, "EncodedWithXMLCoder")) continue;
       Child child;
       if (!convert(c, kindOf(c.name()), at, depth, child.value, child.pending)) return false;
       if (keyedDictionary && *key) {
