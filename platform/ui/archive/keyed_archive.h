@@ -128,6 +128,8 @@ class KeyedArchive {
   std::size_t nameCount() const { return names_.size(); }
   const ArchiveEntry* begin(uint32_t object) const { return entries_.data() + objects_[object].firstEntry; }
   const ArchiveEntry* end(uint32_t object) const { return begin(object) + objects_[object].entryCount; }
+  // The hash the graph files a name under: a multiplication or two per eight bytes.
+  static uint64_t hashName(std::string_view name);
   // The index of a name, or kNoName when the archive never uses it (lookups intern nothing).
   static constexpr uint32_t kNoName = UINT32_MAX;
   uint32_t nameIndex(std::string_view name) const;
@@ -177,7 +179,6 @@ class KeyedArchive {
     uint32_t length;
     uint64_t hash;
   };
-  static uint64_t hashName(std::string_view name);
   static constexpr uint8_t kStringClass = 1, kNumberClass = 2;
   static uint8_t flagsOf(std::string_view name);
   // Worked out on the first question about each name.

@@ -137,11 +137,7 @@ class IdTable {
     ArchiveValue value;
     bool used = false;
   };
-  static uint64_t hash(std::string_view id) {
-    uint64_t h = 0xcbf29ce484222325ull;
-    for (unsigned char c : id) h = (h ^ c) * 0x100000001b3ull;
-    return h ^ (h >> 29);
-  }
+  static uint64_t hash(std::string_view id) { return KeyedArchive::hashName(id); }
   // The slot holding id, or the empty one where it would go.
   std::size_t slotOf(std::string_view id) const {
     const std::size_t mask = slots_.size() - 1;
