@@ -181,7 +181,7 @@ class KeyedArchive {
   };
   static constexpr uint8_t kStringClass = 1, kNumberClass = 2;
   static uint8_t flagsOf(std::string_view name);
-  // Worked out on the first question about each name.
+  // Worked out on the first question about each name (so one graph is read by one thread at a time).
   uint8_t classFlags(uint32_t object) const {
     const uint32_t n = objects_[object].className;
     if (n >= nameFlags_.size()) return flagsOf(name(n));
