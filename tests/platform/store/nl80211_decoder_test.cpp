@@ -24,28 +24,6 @@ std::vector<uint8_t> ies(const std::string& ssid) {
 
 }  // namespace
 
-TEST(Nl80211Decoder, FamilyWithItsGroups) {
-  Builder b(GENL_ID_CTRL, CTRL_CMD_NEWFAMILY);
-  b.u16(CTRL_ATTR_FAMILY_ID, 0x1c).str(CTRL_ATTR_FAMILY_NAME, "nl80211");
-  b.begin(CTRL_ATTR_MCAST_GROUPS);
-  b.begin(1).u32(CTRL_ATTR_MCAST_GRP_ID, 5).str(CTRL_ATTR_MCAST_GRP_NAME, "config").end();
-  b.begin(2).u32(CTRL_ATTR_MCAST_GRP_ID, 7).str(CTRL_ATTR_MCAST_GRP_NAME, "mlme").end();
-  b.begin(3).str(CTRL_ATTR_MCAST_GRP_NAME, "no-id").end();
-  b.end();
-  FamilyInfo f;
-  ASSERT_TRUE(decodeFamily(b.done(), f));
-  EXPECT_EQ(f.id, 0x1c);
-  EXPECT_EQ(f.name, "nl80211");
-  EXPECT_EQ(f.multicastGroups, (std::map<std::string, uint32_t>{{"config", 5}, {"mlme", 7}}));
-
-  Builder noId(GENL_ID_CTRL, CTRL_CMD_NEWFAMILY);
-  noId.str(CTRL_ATTR_FAMILY_NAME, "nl80211");
-  EXPECT_FALSE(decodeFamily(noId.done(), f));
-  Builder otherCmd(GENL_ID_CTRL, CTRL_CMD_GETFAMILY);
-  otherCmd.u16(CTRL_ATTR_FAMILY_ID, 3);
-  EXPECT_FALSE(decodeFamily(otherCmd.done(), f));
-}
-
 TEST(Nl80211Decoder, InterfaceAndAssociatedBss) {
   Builder i(0x1c, NL80211_CMD_NEW_INTERFACE);
   i.u32(NL80211_ATTR_IFINDEX, 3).u32(NL80211_ATTR_IFTYPE, NL80211_IFTYPE_STATION).bytes(NL80211_ATTR_SSID, {'H', 'o', 'm', 'e'});
