@@ -161,33 +161,6 @@ TEST_F(Lifetime, TheHostsLastReferenceTearsDownTheWrapper) {
   }
 }
 
-TEST(HostLoop, GLibMainLoopOnTheDefaultContextReceivesChangesWithoutGlue) {
-  // No context pushed: the wrapper attaches to GLib's default context, which a GTK host iterates.
-  auto data = MemoryStore::create();
-  auto wrapper = std::make_shared<SCDynamicStore>(data->connectionFactory());
-  GMainLoop* mainLoop = g_main_loop_new(nullptr, FALSE);
-  struct Quitter {
-    GMainLoop* loop;
-    std::vector<std::string> keys;
-    void changed(const String& key) {
-      keys.push_back(key.UTF8String());
-      g_main_loop_quit(loop);
-    }
-  };
-  auto quitter = std::make_shared<Quitter>(Quitter{mainLoop, {}});
-  wrapper->addObserver(quitter, &Quitter::changed, u"State:/Network/Global/IPv4");
-  data->setValue(u"State:/Network/Global/IPv4", Dictionary{{u"PrimaryInterface", u"eth0"}});
-  // A guard against a hang only; the change quits the loop first.
-  guint guard = g_timeout_add_seconds(20, [](gpointer l) -> gboolean {
-    g_main_loop_quit(static_cast<GMainLoop*>(l));
-    return G_SOURCE_REMOVE;
-  }, mainLoop);
-  g_main_loop_run(mainLoop);
-  g_source_remove(guard);
-  g_main_loop_unref(mainLoop);
-  EXPECT_EQ(quitter->keys, std::vector<std::string>{"State:/Network/Global/IPv4"});
-}
-
 TEST(SimpleObserverRecord, InvokeWithObjectReturnsWhatTheTargetsMethodReturns) {
   struct Target {
     int calls = 0;
