@@ -83,10 +83,8 @@ std::vector<std::string> lines(const std::string& s) {
 }
 
 std::vector<std::string> words(const std::string& s) {
-  std::vector<std::string> out;
   std::istringstream in(s);
-  for (std::string w; in >> w;) out.push_back(w);
-  return out;
+  return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
 }
 
 // Starts a program in the background with its standard output in a file.
@@ -263,7 +261,6 @@ std::string listed(const std::vector<std::string>& items) {
 // Registered on each AirPort key before the interface's AirportObserver, so that it runs first and
 // a notification can be told apart by interface and given the BSSID of the state it is about.
 struct AirportMark : Object {
-  std::shared_ptr<SCDynamicStore> store;
   std::string interface;
   std::shared_ptr<AirportObserver> observer;
   static inline AirportMark* current = nullptr;
@@ -350,7 +347,6 @@ void Scenario::observe() {
     if (type == String(u"Ethernet")) ethernet_.push_back(EthernetObserver::initWithService(name, store_));
     if (type == String(u"IEEE80211")) {
       auto t = std::make_shared<AirportMark>();
-      t->store = store_;
       t->interface = name.UTF8String();
       store_->addObserver(t, &AirportMark::changed, String::fromUTF8(airportKey(t->interface)));
       t->observer = AirportObserver::initWithService(name, store_);
@@ -368,7 +364,7 @@ void Scenario::observe() {
       text += " SSID=" + n.userInfo().objectForKey(u"SSID").stringValue().UTF8String();
       // A join is about the new state, a departure about the state left (still the observer's).
       if (t && name == "AirportConnectedNotification")
-        text += " BSSID=" + bssidOf(t->store->valueForKey(String::fromUTF8(airportKey(t->interface))));
+        text += " BSSID=" + bssidOf(store_->valueForKey(String::fromUTF8(airportKey(t->interface))));
       if (t && name == "AirportDisconnectedNotification") text += " BSSID=" + bssidOf(Value(t->observer->currentStatus()));
     } else {
       return;
