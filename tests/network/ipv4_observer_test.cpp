@@ -33,12 +33,10 @@ TEST(IPv4Address, ParsesExactlyAsInetPton) {
 TEST(IPv4Address, ClassificationDependsOnTheLastOctetOnLittleEndianHosts) {
   if constexpr (std::endian::native != std::endian::little) GTEST_SKIP() << "little-endian behaviour";
   auto observer = IPv4Observer::initWithStore(nullptr);
+  // The last octet alone decides: 0 is Private, 1 to 15 Reserved, the rest Public.
   const std::pair<const char16_t*, const char*> cases[] = {
-      {u"10.0.0.0", "Private"},     {u"192.168.1.0", "Private"},  {u"0.0.0.0", "Private"},
-      {u"10.1.2.3", "Reserved"},    {u"192.168.1.5", "Reserved"}, {u"127.0.0.1", "Reserved"},
-      {u"8.8.8.8", "Reserved"},     {u"240.1.2.3", "Reserved"},   {u"1.2.3.15", "Reserved"},
-      {u"1.2.3.16", "Public"},      {u"1.2.3.200", "Public"},     {u"172.16.5.40", "Public"},
-      {u"169.254.10.255", "Public"}, {u"192.0.2.1", "Reserved"}};
+      {u"10.0.0.0", "Private"}, {u"127.0.0.1", "Reserved"}, {u"1.2.3.15", "Reserved"},
+      {u"1.2.3.16", "Public"},  {u"169.254.10.255", "Public"}};
   for (const auto& [address, label] : cases) {
     EXPECT_EQ(observer->typeOfIP(address).UTF8String(), label) << String(address).UTF8String();
   }
@@ -52,11 +50,10 @@ TEST(IPv4Address, UnparsableAddressRaisesThroughTheAssertionHandler) {
       ADD_FAILURE() << "no exception for " << String(bad).UTF8String();
     } catch (const Exception& e) {
       EXPECT_EQ(e.name(), String(NSInternalInconsistencyException));
-      EXPECT_EQ(e.userInfo().objectForKey(u"description").stringValue(), String(u"Unable to parse given IP address."));
-      EXPECT_EQ(e.userInfo().objectForKey(u"method").stringValue(), String(u"typeOfIP:"));
-      EXPECT_EQ(e.userInfo().objectForKey(u"class").stringValue(), String(u"IPv4Observer"));
-      EXPECT_EQ(e.userInfo().objectForKey(u"file").stringValue(), String(u"ipv4_observer.cpp"));
-      EXPECT_GT(e.userInfo().objectForKey(u"line").integerValue(), 0);
+      const Value line = e.userInfo().objectForKey(u"line");
+      EXPECT_GT(line.integerValue(), 0);
+      EXPECT_EQ(e.userInfo(), (Dictionary{{u"description", u"Unable to parse given IP address."}, {u"method", u"typeOfIP:"},
+                                          {u"class", u"IPv4Observer"}, {u"file", u"ipv4_observer.cpp"}, {u"line", line}}));
     }
   }
   EXPECT_EQ(String(IP_APP_NAME), String(u"Internet Connect.app"));
