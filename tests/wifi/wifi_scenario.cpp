@@ -87,6 +87,12 @@ std::vector<std::string> words(const std::string& s) {
   return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
 }
 
+// The word after `key` among `w`; "" when there is none.
+std::string after(const std::vector<std::string>& w, const std::string& key) {
+  auto at = std::find(w.begin(), w.end(), key);
+  return at != w.end() && at + 1 != w.end() ? *(at + 1) : "";
+}
+
 // Starts a program in the background with its standard output in a file.
 pid_t spawn(const std::vector<std::string>& argv, const char* output) {
   pid_t pid = fork();
@@ -164,23 +170,14 @@ std::pair<std::string, std::string> ipPrimary() {
   long best = -1;
   for (const std::string& line : lines(sh("/usr/sbin/ip -o route show default"))) {
     auto w = words(line);
-    std::string d;
-    long metric = 0;
-    bool usable = true;
-    for (std::size_t i = 0; i < w.size(); ++i) {
-      if (w[i] == "dev" && i + 1 < w.size()) d = w[i + 1];
-      if (w[i] == "metric" && i + 1 < w.size()) metric = std::stol(w[i + 1]);
-      if (w[i] == "dead" || w[i] == "linkdown") usable = false;
-    }
+    std::string d = after(w, "dev"), metricText = after(w, "metric");
+    long metric = metricText.empty() ? 0 : std::stol(metricText);
+    bool usable = std::find(w.begin(), w.end(), "dead") == w.end() && std::find(w.begin(), w.end(), "linkdown") == w.end();
     if (!usable || d.empty() || sh("/usr/sbin/ip -o -4 addr show dev " + d).empty()) continue;
     if (best < 0 || metric < best) best = metric, dev = d;
   }
   if (dev.empty()) return {};
-  auto w = words(sh("/usr/sbin/ip -o route get 192.0.2.1 oif " + dev));
-  std::string src;
-  for (std::size_t i = 0; i + 1 < w.size(); ++i)
-    if (w[i] == "src") src = w[i + 1];
-  return {dev, src};
+  return {dev, after(words(sh("/usr/sbin/ip -o route get 192.0.2.1 oif " + dev)), "src")};
 }
 
 // The AirPort value (as JSON) that matches what `iw dev NAME link` printed.
@@ -405,16 +402,10 @@ void Scenario::checkReplay(const std::string& when) {
     bool allBroadcast = true;
     for (const std::string& line : lines(sh("/usr/sbin/ip -o -4 addr show dev " + l.name))) {
       auto w = words(line);
-      std::string local, brd;
-      int prefix = 32;
-      for (std::size_t i = 0; i + 1 < w.size(); ++i) {
-        if (w[i] == "inet") {
-          local = w[i + 1].substr(0, w[i + 1].find('/'));
-          prefix = std::stoi(w[i + 1].substr(w[i + 1].find('/') + 1));
-        }
-        if (w[i] == "brd") brd = w[i + 1];
-      }
-      if (local.empty()) continue;
+      std::string inet = after(w, "inet"), brd = after(w, "brd");
+      if (inet.empty()) continue;
+      std::string local = inet.substr(0, inet.find('/'));
+      int prefix = std::stoi(inet.substr(inet.find('/') + 1));
       addrs += (addrs.empty() ? "\"" : ",\"") + local + "\"";
       masks += (masks.empty() ? "\"" : ",\"") + maskOf(prefix) + "\"";
       brds += (brds.empty() ? "\"" : ",\"") + brd + "\"";
