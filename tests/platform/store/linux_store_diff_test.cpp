@@ -102,25 +102,20 @@ class StoreDiff : public ::testing::Test {
   // the kernel may still be settling (carrier follows a peer through the link watcher), so this
   // waits a while before it reports the difference.
   std::string converge() {
-    State expected;
+    std::string out;
     for (int attempt = 0; attempt < 300; ++attempt) {
       loop.runFor(attempt == 0 ? 6ms : 10ms);
-      expected = test::expectedStoreFromKernel();
-      bool same = true;
+      State expected = test::expectedStoreFromKernel();
+      out.clear();
       for (auto& w : watchers) {
-        same &= w->replay == only(expected, w->pattern);
+        out += test::describeDifference(only(expected, w->pattern), w->replay, "kernel", w->label.c_str());
         // Values are read the same whether watched or not (some are made only when asked for).
-        if (w->pattern != ".*") same &= dumpOf(*w->store) == expected;
+        if (w->pattern != ".*")
+          out += test::describeDifference(expected, dumpOf(*w->store), "kernel", (w->label + ", read").c_str());
       }
-      if (same && freshRead() == expected) return "";
+      out += test::describeDifference(expected, freshRead(), "kernel", "a fresh store");
+      if (out.empty()) return out;
     }
-    std::string out;
-    for (auto& w : watchers) {
-      out += test::describeDifference(only(expected, w->pattern), w->replay, "kernel", w->label.c_str());
-      if (w->pattern != ".*")
-        out += test::describeDifference(expected, dumpOf(*w->store), "kernel", (w->label + ", read").c_str());
-    }
-    out += test::describeDifference(expected, freshRead(), "kernel", "a fresh store");
     return out;
   }
 
