@@ -14,9 +14,7 @@ namespace {
 const std::vector<uint8_t> kBssid = {0x02, 0x11, 0x22, 0x33, 0x44, 0x55};
 
 std::vector<uint8_t> ies(const std::string& ssid) {
-  std::vector<uint8_t> v = {1, 2, 0x82, 0x84};  // supported rates first
-  v.push_back(0);
-  v.push_back(static_cast<uint8_t>(ssid.size()));
+  std::vector<uint8_t> v = {1, 2, 0x82, 0x84, 0, static_cast<uint8_t>(ssid.size())};  // supported rates first
   v.insert(v.end(), ssid.begin(), ssid.end());
   v.insert(v.end(), {3, 1, 6});  // DS parameter set
   return v;
