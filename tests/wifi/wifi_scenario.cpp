@@ -294,8 +294,7 @@ class Scenario {
   void checkPrimary(const std::string& step);
   void checkReplay(const std::string& when);
   bool startWatch();
-  std::string ap(const std::string& name, const std::string& dev, const std::string& ssid, int channel,
-                 bool hidden = false);
+  void ap(const std::string& name, const std::string& dev, const std::string& ssid, int channel, bool hidden = false);
 
   RunLoop loop_ = RunLoop::current();
   std::shared_ptr<SCDynamicStore> store_;
@@ -467,15 +466,13 @@ void Scenario::checkReplay(const std::string& when) {
 
 // Starts hostapd on `dev` for an open network (one whose beacons leave the SSID out when `hidden`)
 // and waits until it beacons.
-std::string Scenario::ap(const std::string& name, const std::string& dev, const std::string& ssid, int channel,
-                         bool hidden) {
+void Scenario::ap(const std::string& name, const std::string& dev, const std::string& ssid, int channel, bool hidden) {
   std::string conf = "/tmp/" + name + ".conf", pid = "/tmp/" + name + ".pid";
   std::ofstream(conf) << "interface=" << dev << "\ndriver=nl80211\nssid=" << ssid << "\nhw_mode=g\nchannel=" << channel
                       << "\nctrl_interface=/run/hostapd\nignore_broadcast_ssid=" << (hidden ? 1 : 0) << "\n";
   sh("hostapd -B -P " + pid + " " + conf);
   waitFor([&] { return contains(sh("hostapd_cli -p /run/hostapd -i " + dev + " status"), "state=ENABLED"); }, 10s,
           "hostapd to start");
-  return pid;
 }
 
 int Scenario::run() {
