@@ -61,16 +61,7 @@ TEST(IPv4Address, UnparsableAddressRaisesThroughTheAssertionHandler) {
   EXPECT_EQ(storeConnectionName(), String(u"ipv4_observer_test"));
 }
 
-class IPv4ObserverTest : public StoreFixture {
- protected:
-  void setPrimary(const char16_t* name) {
-    store->setValue(u"State:/Network/Global/IPv4", Dictionary{{u"PrimaryInterface", name}});
-  }
-  void setAddresses(const char16_t* name, Array addresses) {
-    store->setValue(String(u"State:/Network/Interface/").stringByAppendingString(name).stringByAppendingString(u"/IPv4"),
-                    Dictionary{{u"Addresses", addresses}});
-  }
-};
+class IPv4ObserverTest : public StoreFixture {};
 
 TEST_F(IPv4ObserverTest, PrimaryAddressIsTheFirstAddressOfThePrimaryInterface) {
   auto wrapper = makeWrapper();
@@ -79,11 +70,12 @@ TEST_F(IPv4ObserverTest, PrimaryAddressIsTheFirstAddressOfThePrimaryInterface) {
   EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "no global state";
   store->setValue(u"State:/Network/Global/IPv4", Dictionary{{u"Router", u"10.0.0.1"}});
   EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "no primary interface";
-  setPrimary(u"eth0");
+  store->setValue(u"State:/Network/Global/IPv4", Dictionary{{u"PrimaryInterface", u"eth0"}});
   EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "no IPv4 entry for it";
-  setAddresses(u"eth0", Array::empty());
+  store->setValue(u"State:/Network/Interface/eth0/IPv4", Dictionary{{u"Addresses", Array::empty()}});
   EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "empty Addresses";
-  setAddresses(u"eth0", Array{String(u"192.168.1.20"), String(u"10.0.0.7")});
+  store->setValue(u"State:/Network/Interface/eth0/IPv4",
+                  Dictionary{{u"Addresses", Array{String(u"192.168.1.20"), String(u"10.0.0.7")}}});
   EXPECT_EQ(observer->getPrimaryIP(), String(u"192.168.1.20"));
   EXPECT_EQ(observer->statusChange(u"State:/Network/Global/IPv4"), String(u"192.168.1.20"));
   for (int i = 0; i < 3; ++i) observer->sleep();
