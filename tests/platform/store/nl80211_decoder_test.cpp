@@ -104,12 +104,9 @@ TEST(Nl80211Decoder, WhatConnectRoamAndDisconnectEventsSayOfTheAssociation) {
 
 TEST(Nl80211Decoder, InformationElementsAndMalformedInput) {
   EXPECT_EQ(ssidFromInformationElements(ies("net")), Data::withString("net"));
-  std::vector<uint8_t> hidden = {0, 0};
-  EXPECT_EQ(ssidFromInformationElements(hidden), Data::empty()) << "a hidden network's empty SSID";
-  std::vector<uint8_t> truncated = {1, 2, 0x82, 0x84, 0, 9, 'a', 'b'};
-  EXPECT_TRUE(ssidFromInformationElements(truncated).isNil());
-  std::vector<uint8_t> none = {1, 1, 0x82};
-  EXPECT_TRUE(ssidFromInformationElements(none).isNil());
+  EXPECT_EQ(ssidFromInformationElements(std::vector<uint8_t>{0, 0}), Data::empty()) << "a hidden network's empty SSID";
+  EXPECT_TRUE(ssidFromInformationElements(std::vector<uint8_t>{1, 2, 0x82, 0x84, 0, 9, 'a', 'b'}).isNil()) << "truncated";
+  EXPECT_TRUE(ssidFromInformationElements(std::vector<uint8_t>{1, 1, 0x82}).isNil()) << "no SSID element";
 
   Builder i(0x1c, NL80211_CMD_NEW_INTERFACE);
   i.u32(NL80211_ATTR_IFINDEX, 3).bytes(NL80211_ATTR_SSID, {'a', 'b', 'c'});
