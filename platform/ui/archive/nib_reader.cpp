@@ -9,6 +9,7 @@
 #include <pugixml.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -62,11 +63,27 @@
 
 namespace tq {
 
+namespace {
+
+// The hash of an archive identifier, for the tables that find objects by identifier.
+uint64_t identifierHash(std::u16string_view id) {
+  uint64_t h = 0xcbf29ce484222325ull;  // FNV-1a over the code units
+  for (char16_t c : id) h = (h ^ c) * 0x100000001b3ull;
+  return h;
+}
+
+}  // namespace
+
 std::shared_ptr<Object> Nib::objectWithIdentifier(const String& identifier) const {
+  if (slots_.empty()) return nullptr;
   const std::u16string_view wanted = identifier.view();
-  auto it = std::lower_bound(objects_.begin(), objects_.end(), wanted,
-                             [](const IdentifiedObject& e, std::u16string_view id) { return e.first.view() < id; });
-  return it == objects_.end() || it->first.view() != wanted ? nullptr : it->second.lock();
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t at = identifierHash(wanted) & mask;; at = (at + 1) & mask) {
+    const uint32_t slot = slots_[at];
+    if (!slot) return nullptr;
+    const IdentifiedObject& e = objects_[slot - 1];
+    if (e.first.view() == wanted) return e.second.lock();
+  }
 }
 
 std::size_t Nib::addWarning(std::string message) {
@@ -84,21 +101,31 @@ void Nib::closeWarnings() {
 }
 
 void Nib::indexObjects(std::vector<IdentifiedObject> objects) {
-  // Stable, so that among equal identifiers the last made stays last and is the one kept. Readers
-  // that keep their identifiers sorted already hand them over in order.
-  const auto before = [](const IdentifiedObject& a, const IdentifiedObject& b) { return a.first.view() < b.first.view(); };
-  if (!std::is_sorted(objects.begin(), objects.end(), before)) std::stable_sort(objects.begin(), objects.end(), before);
+  // An open table of positions (plus one) in the kept list, at most half full. An identifier met
+  // again keeps its place and takes the later object.
+  std::size_t size = 16;
+  while (size < objects.size() * 2) size *= 2;
+  std::vector<uint32_t> slots(size, 0);
+  const std::size_t mask = size - 1;
   std::size_t kept = 0;
   for (std::size_t i = 0; i < objects.size(); ++i) {
-    if (kept > 0 && objects[kept - 1].first.view() == objects[i].first.view()) {
-      objects[kept - 1] = std::move(objects[i]);
-    } else {
-      if (kept != i) objects[kept] = std::move(objects[i]);
-      ++kept;
+    const std::u16string_view id = objects[i].first.view();
+    for (std::size_t at = identifierHash(id) & mask;; at = (at + 1) & mask) {
+      const uint32_t slot = slots[at];
+      if (!slot) {
+        if (kept != i) objects[kept] = std::move(objects[i]);
+        slots[at] = static_cast<uint32_t>(++kept);
+        break;
+      }
+      if (objects[slot - 1].first.view() == id) {
+        objects[slot - 1].second = std::move(objects[i].second);
+        break;
+      }
     }
   }
   objects.resize(kept);
   objects_ = std::move(objects);
+  slots_ = std::move(slots);
 }
 
 const Nib& NibReadResult::nib() const {
@@ -127,12 +154,69 @@ using archive::kParsedXMLFactor;
 
 // --- attribute helpers ---------------------------------------------------------------------------
 
+// The element names the reader tells apart. An element's name is looked up here once, when it is
+// listed, so that asking whether an element is a "window" compares two small numbers; the literal
+// names in the reader find their numbers when it is compiled.
+constexpr std::string_view kElementNames[] = {
+    "", "action", "application", "binding", "bool", "box", "button", "buttonCell", "clipView", "color", "comboBox",
+    "comboBoxCell", "constraint", "containerView", "customObject", "customView", "font", "gridView", "imageCell",
+    "imageView", "integer", "matrix", "menu", "menuItem", "nil", "outlet", "outletCollection", "outlineView",
+    "pagecontroller", "panel", "placeholder", "popUpButton", "popUpButtonCell", "popUpMenus", "predicateEditor",
+    "progressIndicator", "real", "rect", "ruleEditor", "scrollView", "searchField", "searchFieldCell",
+    "secureTextField", "secureTextFieldCell", "segmentedCell", "segmentedControl", "segue", "size",
+    "splitViewController", "splitViewItem", "stackView", "string", "tabView", "tabViewController", "tabViewItem",
+    "tableColumn", "tableHeaderCell", "tableView", "textField", "textFieldCell", "textView", "tokenField",
+    "tokenFieldCell", "toolbar", "toolbarItem", "value", "view", "viewController", "window", "windowController"};
+constexpr std::size_t kElementNameCount = std::size(kElementNames);
+static_assert(kElementNameCount < 256);
+
+constexpr uint32_t nameHash(std::string_view s) {
+  uint32_t h = 2166136261u;  // FNV-1a
+  for (char c : s) h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
+  return h;
+}
+
+// An open table of the names above by hash: the slot holds the name's number, 0 when empty.
+constexpr std::size_t kElementSlots = 256;
+constexpr auto kElementTable = [] {
+  std::array<uint8_t, kElementSlots> table{};
+  for (std::size_t i = 1; i < kElementNameCount; ++i) {
+    std::size_t at = nameHash(kElementNames[i]) & (kElementSlots - 1);
+    while (table[at]) at = (at + 1) & (kElementSlots - 1);
+    table[at] = static_cast<uint8_t>(i);
+  }
+  return table;
+}();
+
+consteval uint8_t elementNumberOf(std::string_view literal) {
+  for (std::size_t i = 1; i < kElementNameCount; ++i) {
+    if (kElementNames[i] == literal) return static_cast<uint8_t>(i);
+  }
+  return 0;
+}
+
+// The number of an element's name (0 for names not listed) and its length, in one walk of it.
+uint8_t elementNumber(const char* name, std::size_t& length) {
+  uint32_t h = 2166136261u;
+  const char* p = name;
+  for (; *p; ++p) h = (h ^ static_cast<unsigned char>(*p)) * 16777619u;
+  length = static_cast<std::size_t>(p - name);
+  for (std::size_t at = h & (kElementSlots - 1);; at = (at + 1) & (kElementSlots - 1)) {
+    const uint8_t number = kElementTable[at];
+    if (!number) return 0;
+    const std::string_view known = kElementNames[number];
+    if (known.size() == length && std::memcmp(known.data(), name, length) == 0) return number;
+  }
+}
+
 // A name the reader asks an element about (an attribute, a child's key or name, the element's own
-// name), with its first two bytes, which tell most names apart before any other byte is compared.
-// Literals are measured when the reader is compiled.
+// name), with its first two bytes, which tell most names apart before any other byte is compared,
+// and its number among the element names (0 if it is none). Literals are measured when the reader
+// is compiled.
 struct Name {
   template <std::size_t N>
-  consteval Name(const char (&literal)[N]) : text(literal), head(headOf(literal)) {}  // NOLINT: literals convert
+  consteval Name(const char (&literal)[N])  // NOLINT: literals convert
+      : text(literal), head(headOf(literal)), element(elementNumberOf(std::string_view(literal, N - 1))) {}
   explicit Name(const char* runtime) : text(runtime), head(headOf(runtime)) {}
 
   // The first byte, and the second when there is one.
@@ -154,6 +238,7 @@ struct Name {
 
   const char* text;
   uint16_t head;
+  uint8_t element = 0;
 };
 
 // The value of the attribute `key` of a node ("" when it has none), found without the parser's
@@ -177,6 +262,7 @@ class Element {
   Element(pugi::xml_node node) : node_(node) {  // NOLINT: every node can be asked about
     if (!node) return;
     name_ = node.name();
+    element_ = elementNumber(name_, nameLength_);
     for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
       if (attributeCount_ == kAttributes) {
         allAttributes_ = false;
@@ -243,7 +329,14 @@ class Element {
     }
     return allChildren_ ? pugi::xml_node() : node_.child(name.text);
   }
-  bool is(Name name) const { return name_[0] == name.text[0] && name.equals(name_); }
+  bool is(Name name) const {
+    return name.element ? element_ == name.element : name_[0] == name.text[0] && name.equals(name_);
+  }
+  // Whether the element's name ends with `suffix`.
+  template <std::size_t N>
+  bool nameEndsWith(const char (&suffix)[N]) const {
+    return nameLength_ >= N - 1 && std::memcmp(name_ + nameLength_ - (N - 1), suffix, N - 1) == 0;
+  }
 
   operator pugi::xml_node() const { return node_; }  // NOLINT
   explicit operator bool() const { return static_cast<bool>(node_); }
@@ -274,6 +367,8 @@ class Element {
 
   pugi::xml_node node_;
   const char* name_ = "";
+  std::size_t nameLength_ = 0;
+  uint8_t element_ = 0;  // the name's number among kElementNames
   bool allAttributes_ = true;
   bool allChildren_ = true;
   unsigned attributeCount_ = 0;
@@ -460,10 +555,6 @@ int stateAttr(const Element& n) {
   return 0;
 }
 
-bool endsWith(const char* s, const char* suffix) {
-  const std::size_t a = std::strlen(s), b = std::strlen(suffix);
-  return a >= b && std::strcmp(s + a - b, suffix) == 0;
-}
 
 }  // namespace
 
@@ -476,7 +567,16 @@ class NibBuilder {
         registry_(options.registry ? *options.registry : ClassRegistry::shared()),
         budget_(budget),
         arena_(documentSize),
-        recurring_(arena_) {}
+        recurring_(arena_) {
+    // Documents hold about one object per 300 bytes: the lists start near their final size instead
+    // of growing (and copying their owners) step by step.
+    const std::size_t expected = std::min<std::size_t>(documentSize / 300, std::size_t{1} << 16);
+    made_.reserve(expected);
+    byId_.reserve(expected);
+    std::size_t slots = 64;
+    while (slots < expected * 2) slots *= 2;
+    idSlots_.assign(slots, 0);
+  }
 
   // Reads a document's objects; with `scenes`, the objects of a storyboard's scenes instead.
   Nib build(const pugi::xml_document& doc, archive::DecodedScenes* scenes = nullptr) {
@@ -517,15 +617,10 @@ class NibBuilder {
     nib_.objectCount_ = made_.size();
     std::vector<Nib::IdentifiedObject> identified;
     identified.reserve(byId_.size() + 2);
-    // In the order already sorted for lookUp, the placeholders after any object of the same
-    // identifier, so that the index need not sort again.
-    sortIdentifiers();
-    for (const OrderedId& e : byIdOrder_) identified.emplace_back(std::move(byId_[e.position].first), byId_[e.position].second);
+    // In the order made, the placeholders last: they hold their identifiers over any object.
+    for (auto& [id, object] : byId_) identified.emplace_back(std::move(id), object);
     for (const auto& [id, object] : {std::pair{u"-2", options_.owner}, std::pair{u"-3", options_.application}}) {
-      if (!object) continue;
-      auto at = std::upper_bound(identified.begin(), identified.end(), std::u16string_view(id),
-                                 [](std::u16string_view w, const Nib::IdentifiedObject& e) { return w < e.first.view(); });
-      identified.emplace(at, String(id), object);
+      if (object) identified.emplace_back(String(id), object);
     }
     nib_.indexObjects(std::move(identified));
     return std::move(nib_);
@@ -767,7 +862,7 @@ class NibBuilder {
     const String id = attr(n, "id");
     if (!id.isNil()) {
       object->setArchiveIdentifier(id);
-      byId_.emplace_back(id, object);
+      addIdentified(id, object);
     }
     if (hasAttr(n, "userLabel")) object->setUserLabel(attr(n, "userLabel"));
     if (pugi::xml_node note = keyed(n, "userComments")) object->setUserComments(textOf(note));
@@ -792,8 +887,8 @@ class NibBuilder {
     if (is(n, "tabViewItem")) return decodeTabViewItem(n, depth);
     if (is(n, "tableColumn")) return decodeTableColumn(n, depth);
     if (is(n, "toolbar")) return decodeToolbar(n, depth);
-    if (endsWith(e, "oolbarItem")) return decodeToolbarItem(n, depth);
-    if (endsWith(e, "Cell")) return decodeCell(n, depth);
+    if (n.nameEndsWith("oolbarItem")) return decodeToolbarItem(n, depth);
+    if (n.nameEndsWith("Cell")) return decodeCell(n, depth);
     if (std::shared_ptr<View> view = decodeViewElement(n, depth)) return view;
     // Controllers, formatters, constraints, host objects.
     auto object = make<InterfaceObject>(n, [&] {
@@ -899,7 +994,7 @@ class NibBuilder {
     if (String tip = stringProp(n, "toolTip"); !tip.isNil()) view.setToolTip(tip);
     view.setTag(static_cast<long>(numberAttr(n, "tag", 0)));
     if (hasAttr(n, "identifier")) view.setIdentifier(attr(n, "identifier"));
-    if (pugi::xml_node mask = keyed(n, "autoresizingMask")) {
+    if (const Element mask = keyed(n, "autoresizingMask")) {
       static constexpr Name kFlags[] = {"flexibleMinX", "widthSizable", "flexibleMaxX",
                                         "flexibleMinY", "heightSizable", "flexibleMaxY"};
       unsigned bits = 0;
@@ -1109,7 +1204,7 @@ class NibBuilder {
     remember(n, window);
     if (String title = stringProp(n, "title"); !title.isNil()) window->setTitle(title);
     if (auto r = rectChild(n, "contentRect")) window->setContentRect(*r);
-    if (pugi::xml_node m = keyed(n, "styleMask")) {
+    if (const Element m = keyed(n, "styleMask")) {
       struct Flag {
         Name name;
         unsigned bit;
@@ -1418,7 +1513,7 @@ class NibBuilder {
     if (String key = stringProp(n, "keyEquivalent"); !key.isNil()) item->setKeyEquivalent(key);
     // Without a mask element a key equivalent takes the command key.
     unsigned long mask = 1ul << 20;
-    if (pugi::xml_node m = keyed(n, "keyEquivalentModifierMask")) {
+    if (const Element m = keyed(n, "keyEquivalentModifierMask")) {
       mask = 0;
       if (boolAttr(m, "shift", false)) mask |= 1ul << 17;
       if (boolAttr(m, "control", false)) mask |= 1ul << 18;
@@ -1507,7 +1602,7 @@ class NibBuilder {
     if (pugi::xml_node date = keyed(n, "date")) {
       cell->setDoubleValue(numberAttr(date, "timeIntervalSinceReferenceDate", 0));
     }
-    if (pugi::xml_node elements = keyed(n, "datePickerElements")) {
+    if (const Element elements = keyed(n, "datePickerElements")) {
       unsigned bits = 0;
       if (boolAttr(elements, "year", false) || boolAttr(elements, "month", false) || boolAttr(elements, "day", false)) {
         bits |= Cell::DateElementYearMonthDay;
@@ -1579,7 +1674,7 @@ class NibBuilder {
   }
 
   // The button type from the archived kind and highlight/show-state behaviour.
-  static ButtonType buttonType(const char* type, pugi::xml_node behavior) {
+  static ButtonType buttonType(const char* type, const Element& behavior) {
     if (std::strcmp(type, "check") == 0) return ButtonType::Switch;
     if (std::strcmp(type, "radio") == 0) return ButtonType::Radio;
     const bool pushIn = boolAttr(behavior, "pushIn", false);
@@ -1595,43 +1690,42 @@ class NibBuilder {
 
   // --- cross references and connections ------------------------------------------------------------
 
-  // An identifier with its position in byId_, and its first four code units as one number, which
-  // orders most pairs of identifiers by itself (units past the end count as 0, below any other).
-  struct OrderedId {
-    uint64_t prefix;
-    std::u16string_view id;
-    uint32_t position;
-
-    static uint64_t prefixOf(std::u16string_view id) {
-      uint64_t prefix = 0;
-      for (std::size_t i = 0; i < 4; ++i) prefix = prefix << 16 | (i < id.size() ? id[i] : 0);
-      return prefix;
+  // Adds an identified object; where the archive gives an identifier twice, the later object holds it.
+  void addIdentified(const String& id, const std::shared_ptr<Object>& object) {
+    byId_.emplace_back(id, object);
+    if ((byId_.size() + 1) * 2 > idSlots_.size()) {
+      // Twice as many slots, every identifier placed again.
+      std::vector<uint32_t> slots(std::max<std::size_t>(64, idSlots_.size() * 2), 0);
+      idSlots_.swap(slots);
+      const std::size_t mask = idSlots_.size() - 1;
+      for (uint32_t slot : slots) {
+        if (!slot) continue;
+        std::size_t at = identifierHash(byId_[slot - 1].first.view()) & mask;
+        while (idSlots_[at]) at = (at + 1) & mask;
+        idSlots_[at] = slot;
+      }
     }
-    bool operator<(const OrderedId& o) const {
-      if (prefix != o.prefix) return prefix < o.prefix;
-      if (int c = id.compare(o.id)) return c < 0;
-      return position < o.position;
+    const std::u16string_view v = id.view();
+    const std::size_t mask = idSlots_.size() - 1;
+    for (std::size_t at = identifierHash(v) & mask;; at = (at + 1) & mask) {
+      uint32_t& slot = idSlots_[at];
+      if (!slot || byId_[slot - 1].first.view() == v) {
+        slot = static_cast<uint32_t>(byId_.size());
+        return;
+      }
     }
-  };
-
-  // Brings the identifiers in order up to date: sorting these moves no strings or pointers, and
-  // among equal identifiers the later made sorts last.
-  void sortIdentifiers() const {
-    if (byIdOrder_.size() == byId_.size()) return;
-    for (std::size_t i = byIdOrder_.size(); i < byId_.size(); ++i) {
-      const std::u16string_view id = byId_[i].first.view();
-      byIdOrder_.push_back({OrderedId::prefixOf(id), id, static_cast<uint32_t>(i)});
-    }
-    std::sort(byIdOrder_.begin(), byIdOrder_.end());
   }
 
   // The object made with the identifier; where the archive gives one twice, the later.
   std::shared_ptr<Object> lookUp(const String& id) const {
-    sortIdentifiers();
-    const OrderedId wanted{OrderedId::prefixOf(id.view()), id.view(), UINT32_MAX};
-    auto it = std::upper_bound(byIdOrder_.begin(), byIdOrder_.end(), wanted);
-    if (it == byIdOrder_.begin() || (it - 1)->id != wanted.id) return nullptr;
-    return byId_[(it - 1)->position].second;
+    if (idSlots_.empty()) return nullptr;
+    const std::u16string_view v = id.view();
+    const std::size_t mask = idSlots_.size() - 1;
+    for (std::size_t at = identifierHash(v) & mask;; at = (at + 1) & mask) {
+      const uint32_t slot = idSlots_[at];
+      if (!slot) return nullptr;
+      if (byId_[slot - 1].first.view() == v) return byId_[slot - 1].second;
+    }
   }
 
   void resolveReferences() {
@@ -1782,10 +1876,10 @@ class NibBuilder {
   RecurringStrings recurring_;
   mutable RememberedCasts casts_;
   std::vector<std::shared_ptr<InterfaceObject>> made_;
-  // Every identified object in the order made, and its identifiers in order with their
-  // positions (brought up to date when looked up; among equal identifiers the later sorts last).
+  // Every identified object in the order made, and an open table of their positions (plus one) by
+  // identifier hash, at most half full.
   std::vector<std::pair<String, std::shared_ptr<Object>>> byId_;
-  mutable std::vector<OrderedId> byIdOrder_;
+  std::vector<uint32_t> idSlots_;
   std::vector<Pending> pending_;
   // Where a generic object's attributes are packed before they are copied out at their size.
   std::string packing_;
