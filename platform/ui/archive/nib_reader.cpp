@@ -22,6 +22,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
 #include <typeinfo>
 #include <utility>
 #include <dirent.h>
@@ -65,11 +66,45 @@ namespace tq {
 
 namespace {
 
+// A hash of `length` bytes taken eight at a time (the texts hashed here are a dozen bytes or so, so
+// a loop over single bytes would cost several times as much). Little-endian words, also when
+// worked out at compile time.
+constexpr uint64_t bytesHash(const char* p, std::size_t length) {
+  constexpr uint64_t kMultiplier = 0x9E3779B97F4A7C15ull;
+  // N bytes at `at` as a little-endian number (N of 4 or 8: fixed-size loads).
+  const auto load = [](const char* at, auto n) {
+    uint64_t w = 0;
+    if (std::is_constant_evaluated()) {
+      for (std::size_t i = 0; i < n; ++i) w |= uint64_t{static_cast<unsigned char>(at[i])} << (8 * i);
+    } else if constexpr (n == 8) {
+      std::memcpy(&w, at, 8);
+    } else {
+      uint32_t half = 0;
+      std::memcpy(&half, at, 4);
+      w = half;
+    }
+    return w;
+  };
+  uint64_t h = length * kMultiplier;
+  if (length >= 8) {
+    // Whole words, then the last eight bytes (which may overlap the words before).
+    for (std::size_t i = 0; i + 8 < length; i += 8) h = ((h ^ load(p + i, std::integral_constant<std::size_t, 8>())) * kMultiplier);
+    h = (h ^ load(p + length - 8, std::integral_constant<std::size_t, 8>())) * kMultiplier;
+  } else if (length >= 4) {
+    const uint64_t w = load(p, std::integral_constant<std::size_t, 4>()) |
+                       load(p + length - 4, std::integral_constant<std::size_t, 4>()) << 32;
+    h = (h ^ w) * kMultiplier;
+  } else {
+    uint64_t w = 0;
+    for (std::size_t i = 0; i < length; ++i) w |= uint64_t{static_cast<unsigned char>(p[i])} << (8 * i);
+    h = (h ^ w) * kMultiplier;
+  }
+  return h ^ (h >> 29);
+}
+
 // The hash of an archive identifier, for the tables that find objects by identifier.
 uint64_t identifierHash(std::u16string_view id) {
-  uint64_t h = 0xcbf29ce484222325ull;  // FNV-1a over the code units
-  for (char16_t c : id) h = (h ^ c) * 0x100000001b3ull;
-  return h;
+  return bytesHash(reinterpret_cast<const char*>(id.data()), id.size() * sizeof(char16_t));
 }
 
 }  // namespace
@@ -170,18 +205,12 @@ constexpr std::string_view kElementNames[] = {
 constexpr std::size_t kElementNameCount = std::size(kElementNames);
 static_assert(kElementNameCount < 256);
 
-constexpr uint32_t nameHash(std::string_view s) {
-  uint32_t h = 2166136261u;  // FNV-1a
-  for (char c : s) h = (h ^ static_cast<unsigned char>(c)) * 16777619u;
-  return h;
-}
-
 // An open table of the names above by hash: the slot holds the name's number, 0 when empty.
 constexpr std::size_t kElementSlots = 256;
 constexpr auto kElementTable = [] {
   std::array<uint8_t, kElementSlots> table{};
   for (std::size_t i = 1; i < kElementNameCount; ++i) {
-    std::size_t at = nameHash(kElementNames[i]) & (kElementSlots - 1);
+    std::size_t at = bytesHash(kElementNames[i].data(), kElementNames[i].size()) & (kElementSlots - 1);
     while (table[at]) at = (at + 1) & (kElementSlots - 1);
     table[at] = static_cast<uint8_t>(i);
   }
@@ -197,11 +226,8 @@ consteval uint8_t elementNumberOf(std::string_view literal) {
 
 // The number of an element's name (0 for names not listed) and its length, in one walk of it.
 uint8_t elementNumber(const char* name, std::size_t& length) {
-  uint32_t h = 2166136261u;
-  const char* p = name;
-  for (; *p; ++p) h = (h ^ static_cast<unsigned char>(*p)) * 16777619u;
-  length = static_cast<std::size_t>(p - name);
-  for (std::size_t at = h & (kElementSlots - 1);; at = (at + 1) & (kElementSlots - 1)) {
+  length = std::strlen(name);
+  for (std::size_t at = bytesHash(name, length) & (kElementSlots - 1);; at = (at + 1) & (kElementSlots - 1)) {
     const uint8_t number = kElementTable[at];
     if (!number) return 0;
     const std::string_view known = kElementNames[number];
@@ -476,17 +502,15 @@ std::optional<Size> sizeChild(const Element& n, Name key) {
 
 // Texts that recur through a document (font and colour names, catalogs, colour spaces, outlet and
 // action names, key paths), made once per read and shared by every object that names them. Keys
-// point into the parsed document, which outlives the read. An open table hashed in the same walk
-// that measures the text: most texts looked up are a dozen bytes, and found.
+// point into the parsed document, which outlives the read. An open table hashed eight bytes at a
+// time: most texts looked up are a dozen bytes, and found.
 class RecurringStrings {
  public:
   explicit RecurringStrings(Arena& arena) : arena_(arena) {}
   String operator()(const char* value) {
     if (!value) return String();
-    uint64_t hash = 0xcbf29ce484222325ull;  // FNV-1a
-    const char* end = value;
-    for (; *end; ++end) hash = (hash ^ static_cast<unsigned char>(*end)) * 0x100000001b3ull;
-    const std::size_t length = static_cast<std::size_t>(end - value);
+    const std::size_t length = std::strlen(value);
+    const uint64_t hash = bytesHash(value, length);
     if ((count_ + 1) * 2 > slots_.size()) grow();
     const std::size_t mask = slots_.size() - 1;
     for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
