@@ -597,6 +597,7 @@ class NibBuilder {
     const std::size_t expected = std::min<std::size_t>(documentSize / 300, std::size_t{1} << 16);
     made_.reserve(expected);
     byId_.reserve(expected);
+    idTexts_.reserve(expected);
     std::size_t slots = 64;
     while (slots < expected * 2) slots *= 2;
     idSlots_.assign(slots, 0);
@@ -771,11 +772,11 @@ class NibBuilder {
         const char* member = n.attribute("sceneMemberID").value();
         if (std::strcmp(member, "firstResponder") == 0 || std::strcmp(member, "exit") == 0 ||
             std::strcmp(n.attribute("customClass").value(), "FirstResponder") == 0) {
-          if (hasAttr(n, "id")) responderChainIds_.push_back(attr(n, "id"));
+          if (pugi::xml_attribute id = n.attribute("id")) responderChainIds_.push_back(id.value());
           continue;
         }
         if (is(n, "application")) {
-          if (hasAttr(n, "id")) applicationIds_.push_back(attr(n, "id"));
+          if (pugi::xml_attribute id = n.attribute("id")) applicationIds_.push_back(id.value());
           if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, options_.application, attr(n, "id")});
           if (pugi::xml_node menu = keyed(n, "mainMenu")) {
             auto object = decodeMenu(menu, 1);
@@ -811,11 +812,10 @@ class NibBuilder {
     segue.kind = recurring_(c.value("kind"));
     segue.relationship = recurring_(c.value("relationship"));
     segue.sourceIdentifier = p.sourceId;
-    segue.destinationIdentifier = attr(c, "destination");
     segue.position = static_cast<pugi::xml_node>(c).offset_debug();
     bool found = false;
     segue.source = p.source;
-    segue.destination = resolve(segue.destinationIdentifier, found);
+    segue.destination = resolve(c.value("destination"), found, segue.destinationIdentifier);
     if (!found) warn("segue " + segue.archiveIdentifier.UTF8String() + ": no object " + segue.destinationIdentifier.UTF8String());
     scenes_->segues.push_back(std::move(segue));
   }
@@ -883,10 +883,11 @@ class NibBuilder {
   void remember(const Element& n, const std::shared_ptr<InterfaceObject>& object) {
     charge(kObjectCost);
     made_.push_back(object);
-    const String id = attr(n, "id");
-    if (!id.isNil()) {
+    String id;
+    if (const char* text = n.value("id")) {
+      id = str(text);
       object->setArchiveIdentifier(id);
-      addIdentified(id, object);
+      addIdentified(text, id, object);
     }
     if (hasAttr(n, "userLabel")) object->setUserLabel(attr(n, "userLabel"));
     if (pugi::xml_node note = keyed(n, "userComments")) object->setUserComments(textOf(note));
@@ -1173,10 +1174,10 @@ class NibBuilder {
       if (c.type() != pugi::node_element) continue;
       if (auto column = as<TableColumn>(decode(c, depth + 1))) table.addTableColumn(column);
     }
-    if (hasAttr(n, "headerView")) headerViews_.push_back({&table, attr(n, "headerView")});
+    if (const char* header = n.value("headerView")) headerViews_.push_back({&table, header});
     if (auto* outline = as<OutlineView>(&table)) {
       outline->setIndentationPerLevel(numberAttr(n, "indentationPerLevel", outline->indentationPerLevel()));
-      if (hasAttr(n, "outlineTableColumn")) outlineColumns_.push_back({outline, attr(n, "outlineTableColumn")});
+      if (const char* column = n.value("outlineTableColumn")) outlineColumns_.push_back({outline, column});
     }
   }
 
@@ -1449,7 +1450,7 @@ class NibBuilder {
       if (i.type() != pugi::node_element) continue;
       std::shared_ptr<ToolbarItem> item;
       if (hasAttr(i, "reference")) {
-        item = as<ToolbarItem>(lookUp(attr(i, "reference")));
+        item = as<ToolbarItem>(lookUp(i.attribute("reference").value()));
       } else {
         item = as<ToolbarItem>(decode(i, depth + 1));
       }
@@ -1714,9 +1715,12 @@ class NibBuilder {
 
   // --- cross references and connections ------------------------------------------------------------
 
-  // Adds an identified object; where the archive gives an identifier twice, the later object holds it.
-  void addIdentified(const String& id, const std::shared_ptr<Object>& object) {
+  // Adds an identified object, its identifier as archived (`text`) and as made; where the archive
+  // gives an identifier twice, the later object holds it. The table is keyed by the archived
+  // text, so that connections find their ends without making strings first.
+  void addIdentified(std::string_view text, const String& id, const std::shared_ptr<Object>& object) {
     byId_.emplace_back(id, object);
+    idTexts_.push_back(text);
     if ((byId_.size() + 1) * 2 > idSlots_.size()) {
       // Twice as many slots, every identifier placed again.
       std::vector<uint32_t> slots(std::max<std::size_t>(64, idSlots_.size() * 2), 0);
@@ -1724,32 +1728,36 @@ class NibBuilder {
       const std::size_t mask = idSlots_.size() - 1;
       for (uint32_t slot : slots) {
         if (!slot) continue;
-        std::size_t at = identifierHash(byId_[slot - 1].first.view()) & mask;
+        const std::string_view t = idTexts_[slot - 1];
+        std::size_t at = bytesHash(t.data(), t.size()) & mask;
         while (idSlots_[at]) at = (at + 1) & mask;
         idSlots_[at] = slot;
       }
     }
-    const std::u16string_view v = id.view();
     const std::size_t mask = idSlots_.size() - 1;
-    for (std::size_t at = identifierHash(v) & mask;; at = (at + 1) & mask) {
+    for (std::size_t at = bytesHash(text.data(), text.size()) & mask;; at = (at + 1) & mask) {
       uint32_t& slot = idSlots_[at];
-      if (!slot || byId_[slot - 1].first.view() == v) {
+      if (!slot || idTexts_[slot - 1] == text) {
         slot = static_cast<uint32_t>(byId_.size());
         return;
       }
     }
   }
 
-  // The object made with the identifier; where the archive gives one twice, the later.
-  std::shared_ptr<Object> lookUp(const String& id) const {
-    if (idSlots_.empty()) return nullptr;
-    const std::u16string_view v = id.view();
+  // The position plus one in byId_ of the object made with the identifier (where the archive gives
+  // one twice, the later); 0 when there is none.
+  uint32_t find(std::string_view text) const {
+    if (idSlots_.empty()) return 0;
     const std::size_t mask = idSlots_.size() - 1;
-    for (std::size_t at = identifierHash(v) & mask;; at = (at + 1) & mask) {
+    for (std::size_t at = bytesHash(text.data(), text.size()) & mask;; at = (at + 1) & mask) {
       const uint32_t slot = idSlots_[at];
-      if (!slot) return nullptr;
-      if (byId_[slot - 1].first.view() == v) return byId_[slot - 1].second;
+      if (!slot || idTexts_[slot - 1] == text) return slot;
     }
+  }
+  // The object made with the archived identifier `text` (nullptr: none given).
+  std::shared_ptr<Object> lookUp(const char* text) const {
+    const uint32_t at = find(text ? text : "");
+    return at ? byId_[at - 1].second : nullptr;
   }
 
   void resolveReferences() {
@@ -1759,7 +1767,7 @@ class NibBuilder {
       if (header && !table->isDescendantOf(header.get())) {
         table->setHeaderView(header);
       } else {
-        warn("table header view " + id.UTF8String() + " not found");
+        warn(std::string("table header view ") + id + " not found");
       }
     }
     for (auto& [outline, id] : outlineColumns_) {
@@ -1779,31 +1787,48 @@ class NibBuilder {
     }
   }
 
-  // Resolves a connection end: placeholders, then the archive's objects. `found` is false for an
-  // unknown identifier; First Responder resolves to nullptr with found true.
-  std::shared_ptr<Object> resolve(const String& id, bool& found) const {
+  // Resolves a connection end given as archived (`text`, nullptr when absent): placeholders, then
+  // the archive's objects. `found` is false for an unknown identifier; First Responder resolves to
+  // nullptr with found true. `id` is set to the identifier (nil when absent).
+  std::shared_ptr<Object> resolve(const char* text, bool& found, String& id) {
     found = true;
-    const std::u16string_view v = id.view();
-    if (v == u"-1") return nullptr;
-    if (v == u"-2") return options_.owner;
-    if (v == u"-3") return options_.application;
+    const std::string_view v = text ? std::string_view(text) : std::string_view();
+    if (const uint32_t at = isPlaceholderId(v) ? 0 : find(v)) {
+      id = text ? byId_[at - 1].first : String();
+      return byId_[at - 1].second;
+    }
+    id = recurring_(text);
+    if (v == "-1") return nullptr;
+    if (v == "-2") return options_.owner;
+    if (v == "-3") return options_.application;
     // A storyboard scene's own First Responder and Application placeholders.
-    for (const String& r : responderChainIds_) {
-      if (r == id) return nullptr;
+    for (std::string_view r : responderChainIds_) {
+      if (r == v) return nullptr;
     }
-    for (const String& a : applicationIds_) {
-      if (a == id) return options_.application;
+    for (std::string_view a : applicationIds_) {
+      if (a == v) return options_.application;
     }
-    auto object = lookUp(id);
-    found = object != nullptr;
-    return object;
+    found = false;
+    return nullptr;
+  }
+  // Whether the identifier names a placeholder rather than an object of the archive.
+  bool isPlaceholderId(std::string_view v) const {
+    if (v == "-1" || v == "-2" || v == "-3") return true;
+    for (std::string_view r : responderChainIds_) {
+      if (r == v) return true;
+    }
+    for (std::string_view a : applicationIds_) {
+      if (a == v) return true;
+    }
+    return false;
   }
 
-  bool involvesMissingPlaceholder(const String& id, const std::shared_ptr<Object>& resolved) const {
+  bool involvesMissingPlaceholder(const char* text, const std::shared_ptr<Object>& resolved) const {
     if (resolved) return false;
-    if (id.view() == u"-2" || id.view() == u"-3") return true;
-    for (const String& a : applicationIds_) {
-      if (a == id) return true;
+    const std::string_view v = text ? std::string_view(text) : std::string_view();
+    if (v == "-2" || v == "-3") return true;
+    for (std::string_view a : applicationIds_) {
+      if (a == v) return true;
     }
     return false;
   }
@@ -1828,11 +1853,12 @@ class NibBuilder {
 
   void connectOutlet(const Pending& p, const Element& c) {
     const String property = recurring_(c.value("property"));
-    const String destId = attr(c, "destination");
+    const char* destText = c.value("destination");
+    String destId;
     bool found = false;
-    auto destination = resolve(destId, found);
+    auto destination = resolve(destText, found, destId);
     if (!found) return warn("outlet " + property.UTF8String() + ": no object " + destId.UTF8String());
-    if (!p.source || involvesMissingPlaceholder(destId, destination)) return;
+    if (!p.source || involvesMissingPlaceholder(destText, destination)) return;
     if (auto* receiver = as<NibConnectable>(p.source.get())) receiver->setOutlet(property, destination);
     nib_.connections_.push_back(
         {NibConnection::Kind::Outlet, property, p.sourceId, destId, String(), p.source, destination, attr(c, "id")});
@@ -1840,11 +1866,12 @@ class NibBuilder {
 
   void connectAction(const Pending& p, const Element& c) {
     const String selector = recurring_(c.value("selector"));
-    const String targetId = attr(c, "target");
+    const char* targetText = c.value("target");
+    String targetId;
     bool found = false;
-    auto target = resolve(targetId, found);
+    auto target = resolve(targetText, found, targetId);
     if (!found) return warn("action " + selector.UTF8String() + ": no object " + targetId.UTF8String());
-    if (!p.source || involvesMissingPlaceholder(targetId, target)) return;
+    if (!p.source || involvesMissingPlaceholder(targetText, target)) return;
     Object* sender = p.source.get();
     if (auto* control = as<Control>(sender)) {
       control->setTarget(target);
@@ -1866,10 +1893,10 @@ class NibBuilder {
 
   void connectBinding(const Pending& p, const Element& c) {
     const String name = recurring_(c.value("name"));
-    const String destId = attr(c, "destination");
     const String keyPath = recurring_(c.value("keyPath"));
+    String destId;
     bool found = false;
-    auto destination = resolve(destId, found);
+    auto destination = resolve(c.value("destination"), found, destId);
     if (!found) warn("binding " + name.UTF8String() + ": no object " + destId.UTF8String());
     auto* bindable = as<Bindable>(p.source.get());
     if (!bindable) return;
@@ -1903,18 +1930,20 @@ class NibBuilder {
   // Every identified object in the order made, and an open table of their positions (plus one) by
   // identifier hash, at most half full.
   std::vector<std::pair<String, std::shared_ptr<Object>>> byId_;
+  std::vector<std::string_view> idTexts_;
   std::vector<uint32_t> idSlots_;
   std::vector<Pending> pending_;
   // Where a generic object's attributes are packed before they are copied out at their size.
   std::string packing_;
-  std::vector<std::pair<TableView*, String>> headerViews_;
-  std::vector<std::pair<OutlineView*, String>> outlineColumns_;
+  // Identifiers as archived (texts of the parsed document, which outlives the read).
+  std::vector<std::pair<TableView*, const char*>> headerViews_;
+  std::vector<std::pair<OutlineView*, const char*>> outlineColumns_;
   std::vector<std::pair<TabView*, String>> initialItems_;
   std::vector<std::pair<PopUpButtonCell*, String>> selectedItems_;
   // Storyboards: where the scenes go, and the ids of each scene's placeholders.
   archive::DecodedScenes* scenes_ = nullptr;
-  std::vector<String> responderChainIds_;
-  std::vector<String> applicationIds_;
+  std::vector<std::string_view> responderChainIds_;
+  std::vector<std::string_view> applicationIds_;
 };
 
 std::size_t nibMemoryBound(std::size_t documentSize) { return kNibMemoryBase + kNibMemoryFactor * documentSize; }
