@@ -1913,7 +1913,7 @@ class NibBuilder {
       }
       if (!v.isNil()) options.emplace_back(recurring_(o.value("key")), std::move(v));
     }
-    bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
+    bindable->bind(name, destination, keyPath, Dictionary(std::move(options)), arena_);
     nib_.connections_.push_back(
         {NibConnection::Kind::Binding, name, p.sourceId, destId, keyPath, p.source, destination, attr(c, "id")});
   }

@@ -91,6 +91,16 @@ std::vector<String> Bindable::boundBindingNames() const {
 
 std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::shared_ptr<Object>& observedObject,
                                             const String& keyPath, const Dictionary& options) {
+  return bind(binding, observedObject, keyPath, options, nullptr);
+}
+
+std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::shared_ptr<Object>& observedObject,
+                                            const String& keyPath, const Dictionary& options, Arena& arena) {
+  return bind(binding, observedObject, keyPath, options, &arena);
+}
+
+std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::shared_ptr<Object>& observedObject,
+                                            const String& keyPath, const Dictionary& options, Arena* arena) {
   if (!storage_) storage_ = std::make_unique<Storage>();
   const String group = bindingGroupName(binding);
   std::shared_ptr<Binder> binder;
@@ -101,10 +111,12 @@ std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::sh
     }
   }
   if (!binder) {
-    binder = std::make_shared<Binder>(binderClassNameForBinding(binding));
+    binder = arena ? arena->make<Binder>(binderClassNameForBinding(binding))
+                   : std::make_shared<Binder>(binderClassNameForBinding(binding));
     storage_->binders.push_back(binder);
   }
-  auto info = std::make_shared<BindingInfo>(binding, observedObject, keyPath);
+  auto info = arena ? arena->make<BindingInfo>(binding, observedObject, keyPath)
+                    : std::make_shared<BindingInfo>(binding, observedObject, keyPath);
   std::vector<Dictionary::Entry> rest;
   for (const auto& [key, value] : options.entries()) {
     bool placeholder = false;

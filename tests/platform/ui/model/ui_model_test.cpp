@@ -301,6 +301,20 @@ TEST(Bindings, BindersGroupNumberedVariants) {
   EXPECT_EQ(bindingGroupName(u"hidden2"), String(u"hidden"));
 }
 
+TEST(Bindings, BindersMadeInAnArenaHoldItWhileTheyLive) {
+  Arena arena;
+  auto field = std::make_shared<TextField>();
+  const std::size_t before = arena.state()->holds();
+  auto info = field->bind(u"value", nullptr, u"self.a", Dictionary::empty(), arena);
+  EXPECT_EQ(arena.state()->holds(), before + 2) << "the binder and the binding info";
+  EXPECT_EQ(field->binderForBinding(u"value")->className(), String(u"NSValueBinder"));
+  EXPECT_EQ(field->binderForBinding(u"value")->bindingInfos().front(), info);
+  EXPECT_EQ(info->keyPath(), String(u"self.a"));
+  info.reset();
+  field.reset();
+  EXPECT_EQ(arena.state()->holds(), before);
+}
+
 TEST(Cells, CopiesKeepValuesButNotViewsBindingsOrMenus) {
   TextField field;
   auto cell = field.textFieldCell();
