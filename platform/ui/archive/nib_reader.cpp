@@ -580,6 +580,12 @@ int stateAttr(const Element& n) {
 }
 
 
+// Whether `s` ends with `suffix`.
+bool endsWith(const char* s, std::string_view suffix) {
+  const std::size_t length = std::strlen(s);
+  return length >= suffix.size() && std::memcmp(s + length - suffix.size(), suffix.data(), suffix.size()) == 0;
+}
+
 }  // namespace
 
 // Builds one archive's objects. Friend of Nib.
@@ -938,25 +944,34 @@ class NibBuilder {
 
   // --- views ---------------------------------------------------------------------------------------
 
+  // A control the model gives a cell of its own, made without it when the element's cell (decoded
+  // right after, always into a cell) replaces it.
+  template <class T>
+  std::shared_ptr<T> createControl(bool cellFollows) {
+    return cellFollows ? create<T>(NoDefaultCell{}) : create<T>();
+  }
+
   std::shared_ptr<View> decodeViewElement(const Element& n, int depth) {
     const char* e = n.name();
     std::shared_ptr<View> view;
+    const pugi::xml_node cellElement = keyed(n, "cell");
+    const bool cellFollows = cellElement && endsWith(cellElement.name(), "Cell");
     if (is(n, "button")) {
-      view = make<View>(n, [this] { return create<Button>(); });
+      view = make<View>(n, [&] { return createControl<Button>(cellFollows); });
     } else if (is(n, "popUpButton")) {
-      view = make<View>(n, [this] { return create<PopUpButton>(); });
+      view = make<View>(n, [&] { return createControl<PopUpButton>(cellFollows); });
     } else if (is(n, "comboBox")) {
-      view = make<View>(n, [this] { return create<ComboBox>(); });
+      view = make<View>(n, [&] { return createControl<ComboBox>(cellFollows); });
     } else if (is(n, "tokenField")) {
-      view = make<View>(n, [this] { return create<TokenField>(); });
+      view = make<View>(n, [&] { return createControl<TokenField>(cellFollows); });
     } else if (is(n, "textField") || is(n, "secureTextField")) {
       view = make<View>(n, [&] {
-        auto f = create<TextField>();
+        auto f = createControl<TextField>(cellFollows);
         if (!is(n, "textField")) f->setClassName(platformName(e));
         return f;
       });
     } else if (is(n, "searchField")) {
-      view = make<View>(n, [this] { return create<SearchField>(); });
+      view = make<View>(n, [&] { return createControl<SearchField>(cellFollows); });
     } else if (is(n, "box")) {
       view = make<View>(n, [this] { return create<Box>(); });
     } else if (is(n, "matrix")) {
@@ -972,11 +987,11 @@ class NibBuilder {
     } else if (is(n, "clipView")) {
       view = make<View>(n, [this] { return create<ClipView>(); });
     } else if (is(n, "segmentedControl")) {
-      view = make<View>(n, [this] { return create<SegmentedControl>(); });
+      view = make<View>(n, [&] { return createControl<SegmentedControl>(cellFollows); });
     } else if (is(n, "progressIndicator")) {
       view = make<View>(n, [this] { return create<ProgressIndicator>(); });
     } else if (is(n, "imageView")) {
-      view = make<View>(n, [this] { return create<ImageView>(); });
+      view = make<View>(n, [&] { return createControl<ImageView>(cellFollows); });
     } else if (is(n, "stackView")) {
       view = make<View>(n, [this] { return create<StackView>(); });
     } else if (is(n, "gridView")) {
@@ -991,7 +1006,7 @@ class NibBuilder {
       view = make<View>(n, [this] { return create<TextView>(); });
     } else if (is(n, "view") || is(n, "customView") || is(n, "containerView")) {
       view = make<View>(n, [this] { return create<View>(); });
-    } else if (keyed(n, "cell")) {
+    } else if (cellElement) {
       // Controls the model has no class for (steppers, sliders, date pickers...).
       view = make<View>(n, [&] {
         auto c = create<Control>();
