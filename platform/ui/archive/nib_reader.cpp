@@ -258,6 +258,14 @@ struct Name {
       if (!text[i]) return true;
     }
   }
+  // The same for a text whose head is this name's head: the bytes after the first two.
+  bool equalsPastHead(const char* other) const {
+    if (!text[0] || !text[1]) return true;  // the head held the whole name and its end
+    for (std::size_t i = 2;; ++i) {
+      if (text[i] != other[i]) return false;
+      if (!text[i]) return true;
+    }
+  }
   // One of 64 bits for a head: most names asked for are absent, and most of those find their bit
   // clear in an element's mask of the heads it has.
   constexpr uint64_t bit() const { return uint64_t{1} << (uint64_t{head} * 0x9E3779B97F4A7C15ull >> 58); }
@@ -318,7 +326,7 @@ class Element {
   const char* value(Name name) const {
     if (!(heads_ & name.bit())) return allAttributes_ ? nullptr : slowValue(name);
     for (unsigned i = 0; i < attributeCount_; ++i) {
-      if (attributes_[i].head == name.head && name.equals(attributes_[i].name)) return attributes_[i].value;
+      if (attributes_[i].head == name.head && name.equalsPastHead(attributes_[i].name)) return attributes_[i].value;
     }
     return allAttributes_ ? nullptr : slowValue(name);
   }
@@ -340,7 +348,7 @@ class Element {
   // The first child element with key="KEY".
   pugi::xml_node keyed(Name key) const {
     for (unsigned i = 0; i < childCount_; ++i) {
-      if (children_[i].keyHead == key.head && key.equals(children_[i].key)) return pugi::xml_node(children_[i].node);
+      if (children_[i].keyHead == key.head && key.equalsPastHead(children_[i].key)) return pugi::xml_node(children_[i].node);
     }
     if (allChildren_) return {};
     for (pugi::xml_node c = node_.first_child(); c; c = c.next_sibling()) {
