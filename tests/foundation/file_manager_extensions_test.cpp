@@ -231,24 +231,17 @@ TEST(FileManagerPosix, AttributesAndListing) {
   EXPECT_FALSE(m.createDirectoryAtPath(S((tmp.path() / "none/deeper").string()), Dictionary()));
 }
 
-// Linux names are bytes. Names that are not UTF-8 list as Strings that name those very files: each
-// stray byte B is the lone surrogate U+DC00 + B. Checked against the kernel: the file's own inode
-// and contents, read through the raw byte name.
-TEST(FileManagerPosix, NamesThatAreNotUtf8ListAndOpenTheirOwnFiles) {
+// Linux names are bytes: a name that is not UTF-8 is a String in which each stray byte B is the lone
+// surrogate U+DC00 + B. How such names list, and that they are found again, is checked on `tqkit
+// bundle resources` and `tqkit unique-names` against ls; here the other calls that take them, checked
+// against the kernel: the file's own inode and contents, read through the raw byte name.
+TEST(FileManagerPosix, NamesThatAreNotUtf8OpenTheirOwnFiles) {
   tq::test::TempDir tmp;
-  const std::string raw[] = {"Report\xFF", "Report\xFE", "Report caf\xE9.txt", "Report\xE2\x82.txt"};
-  for (const std::string& name : raw) std::ofstream(tmp.path() / name) << name;
+  for (const std::string& name : {"Report\xFF", "Report\xFE", "Report caf\xE9.txt", "Report\xE2\x82.txt"}) {
+    std::ofstream(tmp.path() / name) << name;
+  }
   touch(tmp.path() / "Report.txt");
-
-  const std::u16string expected[] = {u"Report\xDCFF", u"Report\xDCFE", u"Report caf\xDCE9.txt",
-                                     u"Report\xDCE2\xDC82.txt"};
   FileManager& m = FileManager::defaultManager();
-  Array listed = m.directoryContentsAtPath(S(tmp.str()));
-  ASSERT_EQ(listed.count(), 5u);
-  std::set<std::u16string> got;
-  for (const String& name : listed.strings()) got.insert(name.u16string());
-  for (const std::u16string& name : expected) EXPECT_EQ(got.count(name), 1u);
-
   Array paths = tq::filesStartingWithPath(m, S(tmp.str() + "/Report"));
   ASSERT_EQ(paths.count(), 5u);
   std::set<ino_t> inodes;
@@ -257,21 +250,12 @@ TEST(FileManagerPosix, NamesThatAreNotUtf8ListAndOpenTheirOwnFiles) {
     struct stat st;
     ASSERT_EQ(::stat(bytes.c_str(), &st), 0) << bytes;
     inodes.insert(st.st_ino);
-    EXPECT_TRUE(m.fileExistsAtPath(path));
-    Dictionary attributes = m.fileAttributesAtPath(path, false);
-    EXPECT_EQ(attributes.objectForKey(tq::NSFileSystemFileNumber).integerValue(), static_cast<long long>(st.st_ino));
+    EXPECT_EQ(m.fileAttributesAtPath(path, false).objectForKey(tq::NSFileSystemFileNumber).integerValue(),
+              static_cast<long long>(st.st_ino));
     std::string name = bytes.substr(bytes.rfind('/') + 1);
-    if (name == "Report.txt") continue;
-    std::ifstream in(bytes);
-    std::string contents((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    EXPECT_EQ(contents, name);  // each file holds its own raw name
+    if (name != "Report.txt") EXPECT_EQ(tq::test::readAll(bytes), name);  // each file holds its own raw name
   }
   EXPECT_EQ(inodes.size(), 5u);  // five names, five files: no two names collapse into one
-
-  // The other operations take such paths too.
-  String folder = S(tmp.str()).stringByAppendingPathComponent(String(u"dir\xDCFF"));
-  EXPECT_TRUE(m.createDirectoryAtPath(folder, Dictionary()));
+  EXPECT_TRUE(m.createDirectoryAtPath(S(tmp.str()).stringByAppendingPathComponent(String(u"dir\xDCFF")), Dictionary()));
   EXPECT_TRUE(fs::is_directory(tmp.path() / "dir\xFF"));
-  EXPECT_EQ(tq::uniqueNameForFile(m, S(tmp.str()).stringByAppendingPathComponent(String(expected[0]))).u16string(),
-            S(tmp.str()).stringByAppendingPathComponent(String(u"Report\xDCFF 02")).u16string());
 }

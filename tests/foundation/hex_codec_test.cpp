@@ -146,15 +146,3 @@ TEST(HexCodec, DecodersRejectEveryNonAsciiUnitAtEveryPosition) {
     }
   }
 }
-
-TEST(HexCodec, DenseTextFollowingAnOddSplitStillPairsCorrectly) {
-  // One white space between the digits of a byte shifts every later pair by one character.
-  std::mt19937 rng(3);
-  std::string text = "a ";
-  for (int i = 0; i < 999; ++i) text.push_back(HexDigitAlphabet[rng() % 16]);
-  std::vector<uint8_t> expected;
-  ASSERT_TRUE(referenceDecode(text, expected));
-  for (InstructionSet isa : supportedInstructionSets()) {
-    EXPECT_EQ(decodeWith(text, isa, text.size()), (Decoded{true, expected})) << instructionSetName(isa);
-  }
-}

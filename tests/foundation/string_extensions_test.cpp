@@ -2,6 +2,7 @@
 
 #include "support/raised.h"
 
+#include <regex>
 #include <thread>
 #include <vector>
 
@@ -147,8 +148,8 @@ TEST(ClassHelpers, FourByteCodesUuidsAndData) {
   EXPECT_EQ(stringFrom4ByteCode(0x3F3F3F3F), String(u"????"));
   EXPECT_EQ(stringFrom4ByteCode(0x41004200), String(std::u16string(u"A\0B\0", 4)));
   EXPECT_EQ(stringFrom4ByteCode(0xA9616263), String(u"\u00A9abc"));
-  String a = uniqueString(), b = uniqueString();
-  EXPECT_EQ(a.length(), 36u);
+  String a = uniqueString(), b = uniqueString();  // upper-case version 4 UUIDs
+  EXPECT_TRUE(std::regex_match(a.UTF8String(), std::regex("[0-9A-F]{8}-[0-9A-F]{4}-4[0-9A-F]{3}-[0-9A-F]{4}-[0-9A-F]{12}"))) << a.UTF8String();
   EXPECT_NE(a, b);
   EXPECT_EQ(stringWithData(Data::withString("caf\xC3\xA9"), UTF8StringEncoding), String(u"caf\u00E9"));
   EXPECT_TRUE(stringWithData(Data::withString("caf\xE9"), UTF8StringEncoding).isNil());

@@ -324,10 +324,8 @@ TEST_F(ControlsWindow, ValuesSetOnTheModelShowInTheWidgets) {
 
   const auto records = inspectWindow(window);
   const auto found = test::byIdentifier(records);
-  EXPECT_EQ(records.front().text, "Renamed");
-  EXPECT_EQ(found.at("lbl-info").text, "Changed");
-  EXPECT_EQ(found.at("btn-press").text, "Push me");
-  EXPECT_EQ(found.at("pop-size").text, "Large");
+  EXPECT_EQ((std::vector<std::string>{records.front().text, found.at("lbl-info").text, found.at("btn-press").text, found.at("pop-size").text}),
+            (std::vector<std::string>{"Renamed", "Changed", "Push me", "Large"}));
   GtkWidget* combo = presenter->widgetFor(object<TextField>("cmb-speed"));
   ASSERT_TRUE(GTK_IS_COMBO_BOX(combo));
   EXPECT_STREQ(gtk_editable_get_text(GTK_EDITABLE(gtk_combo_box_get_child(GTK_COMBO_BOX(combo)))), "Slow");

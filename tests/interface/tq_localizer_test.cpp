@@ -54,12 +54,6 @@ String nullPlaceholder(const InterfaceObject& o, const char16_t* binding) {
   return o.binderForBinding(binding)->bindingInfoForBinding(binding)->placeholderForMarker(NSNullMarker).stringValue();
 }
 
-Dictionary placeholders(std::initializer_list<std::pair<const char16_t*, Value>> entries) {
-  MutableDictionary d;
-  for (const auto& [k, v] : entries) d.setObject(v, String(k));
-  return d.copy();
-}
-
 }  // namespace
 
 // --- lookups --------------------------------------------------------------------------------------
@@ -210,17 +204,13 @@ TEST_F(LocalizerTest, PopUpItemsMatricesFieldsTablesAndSegments) {
   segments->setLabel(u"Segment", 0);
   add(root, {popUp, matrix, named, table, segments});
   TQLocalizer::localizeView(&root, String(), bundle_);
-  EXPECT_EQ(popUp->menu()->itemArray()[0]->title(), String(u"Élément"));
-  EXPECT_EQ(sub->itemArray()[0]->title(), String(u"Item"));  // no descent into submenus
-  EXPECT_EQ(sub->title(), String(u"Inner"));
-  EXPECT_EQ(radioCell->title(), String(u"Radio traduit et long"));
-  EXPECT_EQ(radioCell->alternateTitle(), String(u"Alternatif"));
+  // The pop-up's submenu is not descended into.
+  EXPECT_EQ((std::vector<String>{popUp->menu()->itemArray()[0]->title(), sub->itemArray()[0]->title(), sub->title(),
+                                 radioCell->title(), radioCell->alternateTitle(), named->stringValue(), named->placeholderString(),
+                                 column->title(), popUpCell->menu()->itemArray()[0]->title(), segments->labelForSegment(0)}),
+            (std::vector<String>{u"Élément", u"Item", u"Inner", u"Radio traduit et long", u"Alternatif", u"Nom", u"Filtrer",
+                                 u"En-tête", u"Élément", u"Section"}));
   EXPECT_FALSE(matrix->validateSize());
-  EXPECT_EQ(named->stringValue(), String(u"Nom"));
-  EXPECT_EQ(named->placeholderString(), String(u"Filtrer"));
-  EXPECT_EQ(column->title(), String(u"En-tête"));
-  EXPECT_EQ(popUpCell->menu()->itemArray()[0]->title(), String(u"Élément"));
-  EXPECT_EQ(segments->labelForSegment(0), String(u"Section"));
 }
 
 TEST_F(LocalizerTest, TabViewItemsAllTranslatedAndWalkedOnce) {
@@ -251,8 +241,8 @@ TEST_F(LocalizerTest, TabViewItemsAllTranslatedAndWalkedOnce) {
 TEST_F(LocalizerTest, BindingNamesAreTriedInOrder) {
   auto observed = std::make_shared<GenericObject>();
   auto bind = [&](const std::shared_ptr<View>& v, const char16_t* binding, const char16_t* null, const char16_t* pattern = nullptr) {
-    Dictionary options = pattern ? placeholders({{u"NSDisplayPattern", Value(pattern)}, {u"NSNullPlaceholder", Value(null)}})
-                                 : placeholders({{u"NSNullPlaceholder", Value(null)}});
+    Dictionary options = pattern ? Dictionary({{u"NSDisplayPattern", Value(pattern)}, {u"NSNullPlaceholder", Value(null)}})
+                                 : Dictionary({{u"NSNullPlaceholder", Value(null)}});
     v->bind(binding, observed, u"k", options);
   };
   const char16_t* pattern = u"%{value1}@ of %{value2}@";
@@ -291,15 +281,15 @@ TEST_F(LocalizerTest, BindingNamesAreTriedInOrder) {
 TEST_F(LocalizerTest, PlaceholdersOfEveryMarkerButOnlyStrings) {
   auto field = std::make_shared<TextField>();
   auto info = field->bind(u"value", nullptr, u"x",
-                          placeholders({{u"NSMultipleValuesPlaceholder", Value(u"Multiple")}, {u"NSNullPlaceholder", Value(u"  None ")},
+                          Dictionary({{u"NSMultipleValuesPlaceholder", Value(u"Multiple")}, {u"NSNullPlaceholder", Value(u"  None ")},
                                         {u"NSNoSelectionPlaceholder", Value(u"No selection")},
                                         {u"NSNotApplicablePlaceholder", Value(static_cast<long long>(-1))}}));
   TQLocalizer localizer(String(), bundle_);
   EXPECT_FALSE(localizer.localizePlaceholdersForObject(field.get(), u"content"));
   EXPECT_TRUE(localizer.localizePlaceholdersForObject(field.get(), u"value"));
-  EXPECT_EQ(info->placeholderForMarker(NSMultipleValuesMarker).stringValue(), String(u"Plusieurs"));
-  EXPECT_EQ(info->placeholderForMarker(NSNullMarker).stringValue(), String(u"Aucun"));
-  EXPECT_EQ(info->placeholderForMarker(NSNoSelectionMarker).stringValue(), String(u"Pas de sélection"));
+  EXPECT_EQ((std::vector<String>{info->placeholderForMarker(NSMultipleValuesMarker).stringValue(),
+                                 info->placeholderForMarker(NSNullMarker).stringValue(), info->placeholderForMarker(NSNoSelectionMarker).stringValue()}),
+            (std::vector<String>{u"Plusieurs", u"Aucun", u"Pas de sélection"}));
   EXPECT_FALSE(info->placeholderIsDefault(NSNullMarker));
   EXPECT_EQ(info->placeholderForMarker(NSNotApplicableMarker).type(), Value::Type::Integer);
   EXPECT_FALSE(localizer.localizePlaceholdersForObject(nullptr, u"value"));
@@ -313,32 +303,27 @@ TEST_F(LocalizerTest, MenusUseTheUntrimmedClassLookupAndRestoreChangeMessages) {
   auto padded = menu->addItemWithTitle(u"  Open  ");
   menu->addItem(MenuItem::separatorItem());
   auto bound = menu->addItemWithTitle(u"Sub");
-  bound->bind(u"title", nullptr, u"t", placeholders({{u"NSNullPlaceholder", Value(u"  Item ")}}));
+  bound->bind(u"title", nullptr, u"t", Dictionary({{u"NSNullPlaceholder", Value(u"  Item ")}}));
   auto submenu = std::make_shared<Menu>(u"Sub");
   submenu->addItemWithTitle(u"File");
   submenu->setMenuChangedMessagesEnabled(false);
   bound->setSubmenu(submenu);
   TQLocalizer::localizeObjects({menu}, String(), bundle_);
-  EXPECT_EQ(menu->title(), String(u"Fichier"));
-  EXPECT_EQ(open->title(), String(u"Ouvrir"));
-  EXPECT_EQ(padded->title(), String(u"  Open  "));
-  EXPECT_EQ(menu->itemArray()[2]->title(), String(u"EMPTY"));  // a separator's empty title is looked up
-  EXPECT_EQ(bound->title(), String(u"Sous-menu"));
-  // Item placeholders go through the instance lookup: trimmed, the default table "Localizable".
-  EXPECT_EQ(nullPlaceholder(*bound, u"title"), String(u"Élément"));
-  EXPECT_EQ(submenu->title(), String(u"Sous-menu"));
-  EXPECT_EQ(submenu->itemArray()[0]->title(), String(u"Fichier"));
+  // A separator's empty title is looked up ("EMPTY"); item placeholders go through the instance
+  // lookup: trimmed, the default table "Localizable".
+  EXPECT_EQ((std::vector<String>{menu->title(), open->title(), padded->title(), menu->itemArray()[2]->title(), bound->title(),
+                                 nullPlaceholder(*bound, u"title"), submenu->title(), submenu->itemArray()[0]->title()}),
+            (std::vector<String>{u"Fichier", u"Ouvrir", u"  Open  ", u"EMPTY", u"Sous-menu", u"Élément", u"Sous-menu", u"Fichier"}));
   EXPECT_TRUE(menu->menuChangedMessagesEnabled());
   EXPECT_FALSE(submenu->menuChangedMessagesEnabled());
 
   // localizeMenu: table "LocalizableMenus" by default, for titles and placeholders alike.
   auto again = std::make_shared<Menu>(u"File");
   auto item = again->addItemWithTitle(u"Open");
-  item->bind(u"title", nullptr, u"t", placeholders({{u"NSNullPlaceholder", Value(u"Item")}}));
+  item->bind(u"title", nullptr, u"t", Dictionary({{u"NSNullPlaceholder", Value(u"Item")}}));
   TQLocalizer::localizeMenu(again.get(), String(), bundle_);
-  EXPECT_EQ(again->title(), String(u"Fichier (menus)"));
-  EXPECT_EQ(item->title(), String(u"Ouvrir (menus)"));
-  EXPECT_EQ(nullPlaceholder(*item, u"title"), String(u"Élément (menus)"));
+  EXPECT_EQ((std::vector<String>{again->title(), item->title(), nullPlaceholder(*item, u"title")}),
+            (std::vector<String>{u"Fichier (menus)", u"Ouvrir (menus)", u"Élément (menus)"}));
   auto custom = std::make_shared<Menu>(u"File");
   TQLocalizer::localizeMenu(custom.get(), u"Custom", bundle_);
   EXPECT_EQ(custom->title(), String(u"Fichier (custom)"));
@@ -360,19 +345,15 @@ TEST_F(LocalizerTest, ObjectsAreDispatchedByKindAndOthersSkipped) {
   auto controller = std::make_shared<GenericObject>(u"NSArrayController");
   auto cell = std::make_shared<TextFieldCell>(u"Name");
   TQLocalizer::localizeObjects({controller, window, view, loose, menu, cell, nullptr}, u"Custom", bundle_);
-  EXPECT_EQ(window->title(), String(u"Window"));  // not in table Custom
-  EXPECT_EQ(inWindow->stringValue(), String(u"Nom (custom)"));
-  EXPECT_EQ(inView->stringValue(), String(u"Nom (custom)"));
-  EXPECT_EQ(loose->stringValue(), String(u"Name"));
-  EXPECT_EQ(menu->title(), String(u"Fichier (custom)"));
-  EXPECT_EQ(cell->stringValue(), String(u"Name"));
+  // "Window" is not in table Custom.
+  EXPECT_EQ((std::vector<String>{window->title(), inWindow->stringValue(), inView->stringValue(), loose->stringValue(), menu->title(),
+                                 cell->stringValue()}),
+            (std::vector<String>{u"Window", u"Nom (custom)", u"Nom (custom)", u"Name", u"Fichier (custom)", u"Name"}));
 
   auto deep = field(u"Deep");
   auto inner = box(u"Box", deep), outer = box(u"Box", inner);
   TQLocalizer::localizeView(outer.get(), String(), bundle_);
-  EXPECT_EQ(outer->title(), String(u"Box"));
-  EXPECT_EQ(inner->title(), String(u"Boîte"));
-  EXPECT_EQ(deep->stringValue(), String(u"Profond"));
+  EXPECT_EQ((std::vector<String>{outer->title(), inner->title(), deep->stringValue()}), (std::vector<String>{u"Box", u"Boîte", u"Profond"}));
   auto alone = makeButton(u"Cancel", ButtonType::MomentaryPushIn);
   TQLocalizer::localizeView(alone.get(), String(), bundle_);
   EXPECT_EQ(alone->title(), String(u"Cancel"));

@@ -2,12 +2,10 @@
 #include "tq/platform/bundle/bundle.h"
 
 #include <gtest/gtest.h>
-#include <plist/plist.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <thread>
 
 #include "support/test_paths.h"
@@ -15,15 +13,11 @@
 namespace fs = std::filesystem;
 using tq::Bundle;
 using tq::String;
+using tq::test::write;
 
 namespace {
 
 String S(const std::string& s) { return String::fromUTF8(s); }
-
-void write(const fs::path& p, std::string_view bytes) {
-  fs::create_directories(p.parent_path());
-  std::ofstream(p, std::ios::binary) << bytes;
-}
 
 std::vector<std::string> strs(const std::vector<String>& v) {
   std::vector<std::string> out;
@@ -75,18 +69,12 @@ TEST(BundleLayout, ResourceDirectoryAndInfoPlistForEachLayout) {
   EXPECT_EQ(mac->infoDictionary().objectForKey(u"LSMinimumSystemVersion").integerValue(), 10);
   EXPECT_EQ(Bundle::bundleWithPath(S(app.string() + "/")), mac);  // one object per folder
 
-  // A framework with Versions/Current as a link and a binary Info.plist inside Resources.
+  // A framework with Versions/Current as a link and its Info.plist inside Resources (the binary
+  // form is read by the property-list tests, through a bundle too).
   fs::path fw = tmp.path() / "Kit.framework";
-  fs::create_directories(fw / "Versions/A/Resources");
+  write(fw / "Versions/A/Resources/Info.plist",
+        "<plist><dict><key>CFBundleIdentifier</key><string>org.tqkit.layout.framework</string></dict></plist>");
   fs::create_directory_symlink("A", fw / "Versions/Current");
-  plist_t dict = plist_new_dict();
-  plist_dict_set_item(dict, "CFBundleIdentifier", plist_new_string("org.tqkit.layout.framework"));
-  char* bin = nullptr;
-  uint32_t length = 0;
-  plist_to_bin(dict, &bin, &length);
-  plist_free(dict);
-  write(fw / "Versions/A/Resources/Info.plist", std::string(bin, length));
-  std::free(bin);
   auto framework = Bundle::bundleWithPath(S(fw.string()));
   ASSERT_TRUE(framework);
   EXPECT_EQ(framework->resourcePath(), S((fw / "Versions/Current/Resources").string()));

@@ -1,5 +1,4 @@
 #include "tq/platform/store/memory_store.h"
-#include "tq/platform/store/key_pattern.h"
 
 #include <glib.h>
 #include <gtest/gtest.h>
@@ -162,12 +161,9 @@ TEST(MemoryStoreLoop, ConnectionOutlivingItsLoopIsReleasedQuietly) {
   EXPECT_EQ(criticals, 0);
 }
 
-// What a pattern matches is compared with the C library's own matching by key_pattern_test; here
-// the bound on the size a pattern expands to.
-TEST(MemoryStorePatterns, CountedRepetitionsAreBoundedInSize) {
+// What a pattern matches is compared with the C library's own matching by key_pattern_test, and the
+// refusal of a pattern too large is checked on `tqkit net keys`; here the size at the bound is taken.
+TEST(MemoryStorePatterns, APatternAtTheSizeBoundIsTaken) {
   auto c = MemoryStore::create()->createConnection(u"test", [](StoreConnection&, const Array&) {});
-  EXPECT_TRUE(c->copyKeyList(u"a{1000}{1000}{10}").isNil());
   EXPECT_FALSE(c->copyKeyList(u"a{100}{100}").isNil());
-  EXPECT_EQ(tq::keyPatternExpandedSize("(ab|c){3}d{2,5}[a-z]{4}"), 9u + 5u + 4u);
-  EXPECT_EQ(tq::keyPatternExpandedSize("a{1000}{1000}{10}"), tq::kKeyPatternMaxSize + 1);
 }

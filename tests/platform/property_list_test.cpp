@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "support/binary_plist.h"
 #include "support/test_paths.h"
 #include "tq/platform/bundle/bundle.h"
 #include "tq/platform/bundle/strings_table.h"
@@ -197,56 +198,27 @@ TEST(PropertyList, MalformedXmlIsRefusedWithThePlaceOfTheFault) {
   }
 }
 
+// The command's test refuses a deep XML table; here the bound itself, in both forms.
 TEST(PropertyList, DepthIsBoundedInBothForms) {
   tq::test::TempDir tmp;
-  const std::string ok = nested("<array>", "</array>", 512);
-  const std::string deep = nested("<array>", "</array>", 513);
-  EXPECT_EQ(Value(infoOf(tmp, "ok", nested("<dict><key>k</key>", "</dict>", 300, "<true/>"))),
-            oracle(nested("<dict><key>k</key>", "</dict>", 300, "<true/>")));
-  EXPECT_FALSE(oracle(toBinary(ok)).isNil());
-  auto refused = table(deep);
-  EXPECT_FALSE(refused.ok);
-  EXPECT_EQ(refused.error.message, "not a readable property list: nested deeper than 512 levels");
-  auto binary = table(toBinary(deep));
-  EXPECT_EQ(binary.error.message, "not a readable property list: nested deeper than 512 levels");
+  const std::string ok = nested("<dict><key>k</key>", "</dict>", 512, "<true/>");
+  const std::string deep = nested("<dict><key>k</key>", "</dict>", 513, "<true/>");
+  EXPECT_EQ(Value(infoOf(tmp, "xml", ok)), oracle(ok));
+  EXPECT_EQ(Value(infoOf(tmp, "binary", toBinary(ok))), oracle(ok));
+  for (const std::string& bytes : {deep, toBinary(deep)}) {
+    EXPECT_EQ(table(bytes).error.message, "not a readable property list: nested deeper than 512 levels");
+  }
   // A million levels: refused, no stack exhausted on the way.
-  EXPECT_TRUE(infoOf(tmp, "huge", nested("<array>", "</array>", 1'000'000)).count() == 0);
-}
-
-// That the reading stays linear with many duplicated keys is checked on the strings command, under
-// its time limit; here what the reader makes of them.
-TEST(PropertyList, DuplicatedKeysKeepTheirFirstPlaceAndLastValue) {
-  auto r = table(kHead + "<dict><key>a</key><string>1</string><key>b</key><string>2</string>"
-                         "<key>a</key><string>3</string></dict></plist>\n");
-  ASSERT_TRUE(r.ok) << r.error.description();
-  ASSERT_EQ(r.entries.size(), 2u);
-  EXPECT_EQ(r.entries[0].key, String(u"a"));
-  EXPECT_EQ(r.entries[0].value, String(u"3"));
-  EXPECT_EQ(r.entries[1].key, String(u"b"));
+  EXPECT_EQ(infoOf(tmp, "huge", nested("<array>", "</array>", 1'000'000)).count(), 0u);
 }
 
 // A binary list whose arrays each reference the next one twice: 40 levels expand to 2^40 values in
 // a reader that copies per reference.
 TEST(PropertyList, SharedObjectsThatWouldExpandAreRefused) {
-  const int levels = 40;
-  std::string b = "bplist00";
-  std::vector<uint64_t> offsets;
-  for (int i = 0; i < levels; ++i) {
-    offsets.push_back(b.size());
-    b += static_cast<char>(0xA2);  // array of 2, one-byte references
-    b += static_cast<char>(i + 1);
-    b += static_cast<char>(i + 1);
-  }
-  offsets.push_back(b.size());
-  b += static_cast<char>(0x09);  // true
-  uint64_t table = b.size();
-  for (uint64_t o : offsets) b += static_cast<char>(o);
-  std::string trailer(32, '\0');
-  trailer[6] = 1;  // offset size
-  trailer[7] = 1;  // reference size
-  trailer[15] = static_cast<char>(offsets.size());
-  trailer[31] = static_cast<char>(table);
-  b += trailer;
+  std::vector<std::string> objects;
+  for (int i = 0; i < 40; ++i) objects.push_back("\xA2" + std::string(2, static_cast<char>(i + 1)));  // [next, next]
+  objects.push_back("\x09");  // true
+  const std::string b = tq::test::binaryPropertyList(objects, 1);
   auto r = ::table(b);
   EXPECT_FALSE(r.ok);
   EXPECT_EQ(r.error.message, "not a readable property list: shared objects would expand beyond the size of the list");

@@ -95,24 +95,10 @@ class KeyedArchiveWriter {
     return root;
   }
   std::string binary(const std::vector<uint64_t>& topLevel, const std::vector<uint64_t>& connectors = {}) {
-    plist_t root = archive(topLevel, connectors);
-    char* bytes = nullptr;
-    uint32_t length = 0;
-    plist_to_bin(root, &bytes, &length);
-    std::string out(bytes, length);
-    std::free(bytes);
-    plist_free(root);
-    return out;
+    return serialized(archive(topLevel, connectors), [](plist_t r, char** b, uint32_t* n) { plist_to_bin(r, b, n); });
   }
   std::string xml(const std::vector<uint64_t>& topLevel, const std::vector<uint64_t>& connectors = {}) {
-    plist_t root = archive(topLevel, connectors);
-    char* bytes = nullptr;
-    uint32_t length = 0;
-    plist_to_xml(root, &bytes, &length);
-    std::string out(bytes, length);
-    std::free(bytes);
-    plist_free(root);
-    return out;
+    return serialized(archive(topLevel, connectors), [](plist_t r, char** b, uint32_t* n) { plist_to_xml(r, b, n); });
   }
   void write(const std::filesystem::path& file, const std::vector<uint64_t>& topLevel,
              const std::vector<uint64_t>& connectors = {}) {
@@ -120,6 +106,18 @@ class KeyedArchiveWriter {
   }
 
  private:
+  // The archive's bytes as `to` writes them; the archive is freed.
+  template <class Writer>
+  static std::string serialized(plist_t root, Writer to) {
+    char* bytes = nullptr;
+    uint32_t length = 0;
+    to(root, &bytes, &length);
+    std::string out(bytes, length);
+    std::free(bytes);
+    plist_free(root);
+    return out;
+  }
+
   plist_t objects_;
   uint64_t owner_ = 0;
   std::map<std::string, uint64_t> classes_;

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 #include <plist/plist.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -14,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "support/dumping_process.h"
 #include "support/keyed_archive_writer.h"
 #include "support/shell.h"
 #include "support/test_paths.h"
@@ -34,83 +34,57 @@ struct Text {
   std::string key;  // the NSLocalizableString key, or empty for a plain string
 };
 
+// A window template of the given size with an empty content view: the window and its content.
+std::pair<uint64_t, uint64_t> windowTemplate(KeyedArchiveWriter& w, const std::string& rect, const std::string& size) {
+  const uint64_t window = w.make("NSWindowTemplate", {{"NSWindowRect", w.string(rect)}});
+  const uint64_t content = w.make("NSView", {{"NSFrameSize", w.string(size)}});
+  w.ref(window, "NSWindowView", content);
+  return {window, content};
+}
+
+// A string as the archive holds it: an NSLocalizableString under `key`, or plain when it has none.
+uint64_t archivedString(KeyedArchiveWriter& w, const std::string& s, const std::string& key) {
+  if (key.empty()) return w.string(s);
+  return w.make("NSLocalizableString", {{"NSKey", w.string(key)}, {"NS.string", w.string(s)}});
+}
+
 // A compiled nib holding one window with the given strings. `padding` unrelated objects come
 // first, so that objects sit at other places of the archive than in another compilation.
 std::string compiledAlert(const std::vector<Text>& texts, int padding) {
-  tq::test::KeyedArchiveWriter w;
+  KeyedArchiveWriter w;
   for (int i = 0; i < padding; ++i) w.string("padding " + std::to_string(i));
-  const auto string = [&](const std::string& s, const std::string& key) {
-    if (key.empty()) return w.string(s);
-    const uint64_t o = w.object("NSLocalizableString");
-    w.ref(o, "NSKey", w.string(key));
-    w.ref(o, "NS.string", w.string(s));
-    return o;
-  };
-  const uint64_t window = w.object("NSWindowTemplate");
-  w.ref(window, "NSWindowRect", w.string("{{100, 100}, {420, 160}}"));
-  const uint64_t content = w.object("NSView");
-  w.ref(content, "NSFrameSize", w.string("{420, 160}"));
-  w.ref(window, "NSWindowView", content);
-  std::vector<uint64_t> subviews, oidKeys;
-  plist_t oidValues = plist_new_array();
+  const auto [window, content] = windowTemplate(w, "{{100, 100}, {420, 160}}", "{420, 160}");
+  std::vector<uint64_t> subviews;
   int y = 20;
   for (const Text& t : texts) {
     uint64_t holder = window;
     if (t.cls == "NSWindowTemplate") {
-      w.ref(window, "NSWindowTitle", string(t.text, t.key));
+      w.ref(window, "NSWindowTitle", archivedString(w, t.text, t.key));
     } else {
-      holder = w.object(t.cls);
-      w.ref(holder, "NSFrame", w.string("{{20, " + std::to_string(y) + "}, {380, 24}}"));
+      holder = w.make(t.cls, {{"NSFrame", w.string("{{20, " + std::to_string(y) + "}, {380, 24}}")}});
       y += 30;
-      const uint64_t cell = w.object(t.cls == "NSButton" ? "NSButtonCell" : "NSTextFieldCell");
-      w.ref(cell, "NSContents", string(t.text, t.key));
+      const uint64_t cell = w.make(t.cls == "NSButton" ? "NSButtonCell" : "NSTextFieldCell",
+                                   {{"NSContents", archivedString(w, t.text, t.key)}});
       w.ref(holder, "NSCell", cell);
       subviews.push_back(holder);
     }
-    oidKeys.push_back(holder);
-    plist_array_append_item(oidValues, plist_new_uint(t.oid));
+    w.setObjectId(holder, t.oid);
   }
   w.ref(content, "NSSubviews", w.array(subviews));
-  const uint64_t keys = w.array(oidKeys), values = w.object("NSMutableArray");
-  w.set(values, "NS.objects", oidValues);
-  // The designer ids go into the object data beside what every archive names.
-  plist_t root = w.archive({window});
-  uint64_t data = 0;
-  plist_get_uid_val(plist_dict_get_item(plist_dict_get_item(root, "$top"), "IB.objectdata"), &data);
-  plist_t dataObject = plist_array_get_item(plist_dict_get_item(root, "$objects"), static_cast<uint32_t>(data));
-  plist_dict_set_item(dataObject, "NSOidsKeys", plist_new_uid(keys));
-  plist_dict_set_item(dataObject, "NSOidsValues", plist_new_uid(values));
-  char* bin = nullptr;
-  uint32_t length = 0;
-  plist_to_bin(root, &bin, &length);
-  std::string out(bin, length);
-  std::free(bin);
-  plist_free(root);
-  return out;
+  return w.binary({window});
 }
 
 // --- reading the report -----------------------------------------------------------------------------
 
-long number(const std::string& row, const std::string& field) {
-  std::smatch m;
-  if (!std::regex_search(row, m, std::regex("\"" + field + "\":(-?[0-9]+)"))) return -1;
-  return std::stol(m[1]);
-}
-
-std::string mode(const std::string& row) {
-  std::smatch m;
-  return std::regex_search(row, m, std::regex("\"mode\":\"([a-z-]+)\"")) ? m[1].str() : std::string();
-}
-
 struct Counts {
   long translated, missing, unused;
 };
-void expectCounts(const std::string& row, const char* expectedMode, Counts c, const std::string& what) {
-  ASSERT_FALSE(row.empty()) << what << ": no row";
-  EXPECT_EQ(mode(row), expectedMode) << what;
-  EXPECT_EQ(number(row, "translated"), c.translated) << what << "\n" << row.substr(0, 1500);
-  EXPECT_EQ(number(row, "missingCount"), c.missing) << what;
-  EXPECT_EQ(number(row, "unusedCount"), c.unused) << what;
+// The row's mode and counts, compared as one line.
+void expectCounts(const std::string& row, const std::string& mode, Counts c, const std::string& what) {
+  const std::string got = jsonField(row, "mode") + " " + jsonField(row, "translated") + " " +
+                          jsonField(row, "missingCount") + " " + jsonField(row, "unusedCount");
+  EXPECT_EQ(got, mode + " " + std::to_string(c.translated) + " " + std::to_string(c.missing) + " " + std::to_string(c.unused))
+      << what << "\n" << row.substr(0, 1500);
 }
 
 class Bundle {
@@ -335,34 +309,22 @@ std::string storyboardDocument(const std::vector<Item>& items) {
 // NSLocalizableString with the key the tables name it by.
 void writeCompiledStoryboard(const fs::path& folder, const std::vector<Item>& items) {
   write(folder / "Info.plist", readAll(dataDir() / "tools/Pane-Info.plist"));
-  tq::test::KeyedArchiveWriter w;
-  const auto localized = [&](const Item& i) {
-    const uint64_t s = w.object("NSLocalizableString");
-    w.ref(s, "NSKey", w.string(i.key()));
-    w.ref(s, "NS.string", w.string(i.text));
-    return s;
-  };
+  KeyedArchiveWriter w;
   const auto cell = [&](const char* cls, const Item& i) {
-    const uint64_t c = w.object(cls);
-    w.ref(c, "NSContents", localized(i));
-    return c;
+    return w.make(cls, {{"NSContents", archivedString(w, i.text, i.key())}});
   };
-  const uint64_t window = w.object("NSWindowTemplate");
-  w.ref(window, "NSWindowRect", w.string("{{100, 100}, {360, 300}}"));
-  const uint64_t content = w.object("NSView");
-  w.ref(content, "NSFrameSize", w.string("{360, 300}"));
-  w.ref(window, "NSWindowView", content);
+  const auto [window, content] = windowTemplate(w, "{{100, 100}, {360, 300}}", "{360, 300}");
   std::vector<uint64_t> views;
   int y = 20;
   for (const Item& i : items) {
     if (!i.in("compiled")) continue;
     if (i.kind == "window") {
-      w.ref(window, "NSWindowTitle", localized(i));
+      w.ref(window, "NSWindowTitle", archivedString(w, i.text, i.key()));
       continue;
     }
     const bool box = i.kind == "separator" || i.kind == "untitledBox";
-    const uint64_t v = w.object(i.kind == "label" ? "NSTextField" : i.kind == "check" ? "NSButton" : box ? "NSBox" : "NSTableView");
-    w.ref(v, "NSFrame", w.string("{{20, " + std::to_string(y) + "}, {300, 22}}"));
+    const uint64_t v = w.make(i.kind == "label" ? "NSTextField" : i.kind == "check" ? "NSButton" : box ? "NSBox" : "NSTableView",
+                              {{"NSFrame", w.string("{{20, " + std::to_string(y) + "}, {300, 22}}")}});
     y += 30;
     if (i.kind == "label") w.ref(v, "NSCell", cell("NSTextFieldCell", i));
     if (i.kind == "check") w.ref(v, "NSCell", cell("NSButtonCell", i));
@@ -371,16 +333,12 @@ void writeCompiledStoryboard(const fs::path& folder, const std::vector<Item>& it
       w.set(v, i.kind == "separator" ? "NSBoxType" : "NSTitlePosition", plist_new_uint(i.kind == "separator" ? 2 : 0));
     }
     if (i.kind == "column") {
-      const uint64_t column = w.object("NSTableColumn");
-      w.ref(column, "NSHeaderCell", cell("NSTableHeaderCell", i));
-      w.ref(v, "NSTableColumns", w.array({column}));
+      w.ref(v, "NSTableColumns", w.array({w.make("NSTableColumn", {{"NSHeaderCell", cell("NSTableHeaderCell", i)}})}));
     }
     views.push_back(v);
   }
   w.ref(content, "NSSubviews", w.array(views));
-  const uint64_t controller = w.object("NSWindowController");
-  w.ref(controller, "NSWindowTemplate", window);
-  w.write(folder / "NSWindowController-WC.nib", {controller});
+  w.write(folder / "NSWindowController-WC.nib", {w.make("NSWindowController", {{"NSWindowTemplate", window}})});
 }
 
 // A Base storyboard (document and compiled) with per-language tables, and a language with its own

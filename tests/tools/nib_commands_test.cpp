@@ -1,11 +1,11 @@
 // The interface commands on compiled and archived forms, run as a user runs them.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <string>
 
 #include "support/shell.h"
 #include "support/test_paths.h"
+#include "tools/tool_files.h"
 
 namespace {
 
@@ -55,17 +55,9 @@ TEST(RenderCommand, DrawsAWindowOfACompiledNib) {
   const std::string png = dir.str() + "/info.png";
   auto r = sh("$T render " + corpus("transmission-2007/macosx/English.lproj/InfoWindow.nib") + " --png '" + png + "'");
   ASSERT_EQ(r.status, 0) << r.out;
-  std::ifstream in(png, std::ios::binary);
-  std::string bytes((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-  ASSERT_GT(bytes.size(), 24u);
-  EXPECT_EQ(bytes.substr(1, 3), "PNG");
   // The inspector panel's content is 350 points wide in the archive.
-  const auto be32 = [&](std::size_t at) {
-    return (static_cast<unsigned char>(bytes[at]) << 24) | (static_cast<unsigned char>(bytes[at + 1]) << 16) |
-           (static_cast<unsigned char>(bytes[at + 2]) << 8) | static_cast<unsigned char>(bytes[at + 3]);
-  };
-  EXPECT_EQ(be32(16), 350);
-  EXPECT_GT(bytes.size(), 5000u) << "a drawn window, not a blank one";
+  EXPECT_EQ(tq::test::pngSize(png).substr(0, 4), "350x");
+  EXPECT_GT(tq::test::readAll(png).size(), 5000u) << "a drawn window, not a blank one";
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <set>
 #include <string>
 
@@ -30,12 +31,9 @@ std::set<std::string> loaded(const std::string& command) {
 }
 
 bool anyMatches(const std::set<std::string>& names, std::initializer_list<const char*> parts) {
-  for (const auto& n : names) {
-    for (const char* p : parts) {
-      if (n.find(p) != std::string::npos) return true;
-    }
-  }
-  return false;
+  return std::any_of(names.begin(), names.end(), [&](const std::string& n) {
+    return std::any_of(parts.begin(), parts.end(), [&](const char* p) { return n.find(p) != std::string::npos; });
+  });
 }
 
 const std::initializer_list<const char*> kDrawing = {"cairo", "pango", "pixbuf", "harfbuzz", "fontconfig",

@@ -3,11 +3,11 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "support/shell.h"
 #include "support/test_paths.h"
+#include "tools/tool_files.h"
 
 namespace {
 
@@ -24,8 +24,7 @@ TEST(StoryboardCommands, ScenesAreListedDrawnAndShown) {
   // One line per scene that shows something, each drawable.
   auto list = sh("$T render " + storyboard + " --list");
   ASSERT_EQ(list.status, 0) << list.out;
-  int scenes = 0;
-  for (std::size_t at = 0; (at = list.out.find(" scene ", at)) != std::string::npos; ++at) ++scenes;
+  const int scenes = static_cast<int>(tq::test::count(list.out, " scene "));
   EXPECT_EQ(scenes, 7) << list.out;
   EXPECT_NE(list.out.find("MainPrefsViewController scene zAg-r8-WQ5 (MainPrefsVC)"), std::string::npos) << list.out;
   tq::test::TempDir dir;

@@ -1,5 +1,5 @@
 // What the command tests share: occurrences counted, the keys of a strings table and the row of a
-// --json report, each read with a pattern of the test's own.
+// --json report, each read with a pattern of the test's own, and the size a PNG's header gives.
 #pragma once
 
 #include <regex>
@@ -36,6 +36,17 @@ inline std::string rowOf(const std::string& json, const std::string& interface, 
     if (row.find("\"localization\":\"" + language + "\"") != std::string::npos) return row;
   }
   return {};
+}
+
+// The width and height in a PNG file's header, as "WxH" ("" when the file is no PNG).
+inline std::string pngSize(const std::filesystem::path& png) {
+  const std::string b = readAll(png);
+  if (b.size() < 24 || b.compare(0, 8, "\x89PNG\r\n\x1a\n") != 0) return {};
+  const auto be32 = [&](std::size_t at) {
+    return (static_cast<unsigned char>(b[at]) << 24) | (static_cast<unsigned char>(b[at + 1]) << 16) |
+           (static_cast<unsigned char>(b[at + 2]) << 8) | static_cast<unsigned char>(b[at + 3]);
+  };
+  return std::to_string(be32(16)) + "x" + std::to_string(be32(20));
 }
 
 }  // namespace tq::test

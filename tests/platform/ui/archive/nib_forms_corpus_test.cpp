@@ -12,11 +12,9 @@
 
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <functional>
 #include <map>
 #include <set>
-#include <sstream>
 #include <string>
 #include <thread>
 #include <unordered_set>
@@ -40,13 +38,6 @@ namespace tq {
 namespace {
 
 using Strings = std::multiset<std::string>;
-
-std::string readAll(const std::filesystem::path& p) {
-  std::ifstream in(p, std::ios::binary);
-  std::stringstream s;
-  s << in.rdbuf();
-  return s.str();
-}
 
 std::string base64(std::string_view text) {
   std::string out;
@@ -512,7 +503,7 @@ TEST(NibFormsCorpus, EveryVisibleStringOfEveryFormReachesTheModel) {
     const std::string name = path.filename().string();
     const bool compiled = path.extension() == ".nib" && name != "classes.nib" && name != "info.nib";
     if (!compiled && path.extension() != ".xib" && path.extension() != ".storyboard") continue;
-    const std::string bytes = readAll(path);
+    const std::string bytes = test::readAll(path);
     Strings expected;
     Form form;
     pugi::xml_document doc;
@@ -571,12 +562,6 @@ TEST(NibFormsCorpus, EveryVisibleStringOfEveryFormReachesTheModel) {
   EXPECT_GT(perForm[Form::XMLPropertyList], 300u);
   EXPECT_GE(checked.size(), 26u);
 }
-
-}  // namespace
-}  // namespace tq
-
-namespace tq {
-namespace {
 
 // Objects the model has no class for (constraints, controllers) keep every XML attribute of their
 // element, in document order, as pugixml reads the file's own bytes; the first reader of the

@@ -213,19 +213,19 @@ TEST(CompiledNib, SharedObjectsStaySharedAndBackReferencesAreNotFollowed) {
   EXPECT_NE(r.nib().warnings()[0].find("subview of two views"), std::string::npos);
 }
 
-// A window whose title and button hold text; `xml` saves it as an XML property list.
-std::string windowArchive(bool xml, const std::string& title) {
+// A window whose title and button hold text, saved as an XML property list.
+std::string windowArchive(const std::string& title) {
   KeyedArchiveWriter w;
   const uint64_t button = w.make("NSButton", {{"NSFrame", w.string("{{20, 20}, {100, 30}}")},
                                               {"NSCell", w.make("NSButtonCell", {{"NSContents", w.string(title)}})}});
   const uint64_t window = w.make("NSWindowTemplate", {{"NSWindowTitle", w.string("Réglages")}, {"NSWindowRect", w.string("{{10, 20}, {300, 200}}")},
                                                       {"NSWindowView", w.make("NSView", {{"NSSubviews", w.array({button})}})}});
-  return xml ? w.xml({window}) : w.binary({window});
+  return w.xml({window});
 }
 
 TEST(CompiledNib, XMLPropertyListsReadAsTheBinaryFormWithRawControlCharacters) {
   // libplist escapes nothing but markup; the characters are written raw where it leaves them.
-  std::string xml = windowArchive(true, "Tab@here");
+  std::string xml = windowArchive("Tab@here");
   const auto at = xml.find("Tab@here");
   ASSERT_NE(at, std::string::npos);
   xml.replace(at + 3, 1, "\x01\t\x1b");
@@ -238,9 +238,6 @@ TEST(CompiledNib, XMLPropertyListsReadAsTheBinaryFormWithRawControlCharacters) {
   auto button = std::dynamic_pointer_cast<Button>(window->contentView()->subviews().at(0));
   ASSERT_TRUE(button);
   EXPECT_EQ(button->title(), String(u"Tab\x01\t\x1bhere"));
-  NibReadResult binary = readNibData(windowArchive(false, "Tab@here"));
-  ASSERT_TRUE(binary);
-  EXPECT_EQ(binary.nib().objectCount(), r.nib().objectCount());
 }
 
 // A plug-in class reads as the nearest known class of the chain its description declares; a chain
@@ -249,11 +246,7 @@ TEST(CompiledNib, PlugInClassesReadAsTheNearestKnownClassOfTheirChain) {
   KeyedArchiveWriter w;
   const uint64_t popUp = w.object("HBPopUpButton", {"NSPopUpButton", "NSButton", "NSControl", "NSView", "NSResponder"});
   w.ref(popUp, "NSFrame", w.string("{{0, 0}, {120, 26}}"));
-  const uint64_t cell = w.object("HBPopUpButtonCell", {"NSPopUpButtonCell", "NSMenuItemCell", "NSButtonCell", "NSActionCell", "NSCell"});
-  std::vector<uint64_t> items;
-  for (const char* title : {"Fast", "Slow"}) items.push_back(w.make("NSMenuItem", {{"NSTitle", w.string(title)}}));
-  w.ref(cell, "NSMenu", w.make("NSMenu", {{"NSMenuItems", w.array(items)}}));
-  w.ref(popUp, "NSCell", cell);
+  w.ref(popUp, "NSCell", w.object("HBPopUpButtonCell", {"NSPopUpButtonCell", "NSMenuItemCell", "NSButtonCell", "NSActionCell", "NSCell"}));
   const uint64_t other = w.object("HBThing", {"HBBase"});
   w.ref(other, "NSFrame", w.string("{{0, 0}, {10, 10}}"));
   NibReadResult r = readNibData(w.binary({popUp, other}));
@@ -262,8 +255,6 @@ TEST(CompiledNib, PlugInClassesReadAsTheNearestKnownClassOfTheirChain) {
   ASSERT_TRUE(button) << r.nib().topLevelObjects().at(0)->className().UTF8String();
   EXPECT_EQ(button->customClassName(), String(u"HBPopUpButton"));
   EXPECT_EQ(button->cell()->customClassName(), String(u"HBPopUpButtonCell"));
-  ASSERT_EQ(button->itemArray().size(), 2u);
-  EXPECT_EQ(button->itemArray()[1]->title(), String(u"Slow"));
   auto thing = topLevel<View>(r, 1);
   ASSERT_TRUE(thing);
   EXPECT_EQ(thing->className(), String(u"HBThing"));
@@ -412,7 +403,7 @@ TEST(CompiledNib, DamagedAndHostileArchivesAreRefused) {
   EXPECT_TRUE(refused(readNibData(s.binary(views)), "share their collections"));
 
   // The same archive saved as XML, damaged at its keys and references.
-  const std::string xml = windowArchive(true, "OK");
+  const std::string xml = windowArchive("OK");
   const auto replaced = [&](const std::string& from, const std::string& to, const std::string& after = "") {
     std::string text = xml;
     const auto at = text.find(from, text.find(after));
@@ -592,18 +583,10 @@ long peakGrowthKiB(const std::string& doc) {
   return grew;
 }
 
-// A document of 8 MiB of buttons, a NIBArchive and an XML property list of thousands of small controls.
+// A NIBArchive and an XML property list of thousands of small controls (the document form's bound
+// is checked on the nib command).
 TEST(NibBounds, ReadingEveryFormStaysWithinTheStatedBound) {
   if (test::kSanitizedBuild) GTEST_SKIP() << "peak memory is the sanitizer's, not the reader's";
-  std::string doc = R"(<?xml version="1.0"?><document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
-<customView id="root"><rect key="frame" x="0" y="0" width="480" height="272"/><subviews>)";
-  for (int i = 0; doc.size() < (8u << 20); ++i) {
-    const std::string n = std::to_string(i);
-    doc += "<button id=\"b" + n + "\"><rect key=\"frame\" x=\"1\" y=\"2\" width=\"3\" height=\"4\"/><buttonCell key=\"cell\" "
-           "type=\"push\" title=\"B" + n + "\" id=\"c" + n + "\"><font key=\"font\" metaFont=\"system\"/></buttonCell>"
-           "<constraints><constraint firstAttribute=\"width\" constant=\"98\" id=\"k" + n + "\"/></constraints></button>";
-  }
-  doc += "</subviews></customView></objects></document>";
   NIBArchiveBuilder b;
   NW& n = b.w;
   const uint32_t frame = n.string("{{1, 2}, {30, 40}}"), title = n.string("Label");
@@ -621,7 +604,7 @@ TEST(NibBounds, ReadingEveryFormStaysWithinTheStatedBound) {
     fields.push_back(w.make("NSTextField", {{"NSFrame", keyedFrame}, {"NSCell", cell}}));
   }
   const std::string xml = w.xml({w.make("NSView", {{"NSSubviews", w.array(fields)}})});
-  for (const std::string* d : {&std::as_const(doc), &compiled, &xml}) {
+  for (const std::string* d : {&compiled, &xml}) {
     const long grew = peakGrowthKiB(*d);
     const long bound = static_cast<long>(nibMemoryBound(d->size()) / 1024);
     ASSERT_GE(grew, 0) << "did not read: " << readNibData(*d).error().reason;

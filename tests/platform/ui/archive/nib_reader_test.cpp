@@ -143,9 +143,7 @@ TEST(NibReader, BuildsTheDocumentsObjectsAndConnectsThemToTheOwner) {
 
   // Outlets and actions reach the owner.
   EXPECT_EQ(owner->outlet(u"window"), window);
-  ASSERT_EQ(owner->actions.size(), 1u);
-  EXPECT_EQ(owner->actions[0].first, String(u"toggle:"));
-  EXPECT_EQ(owner->actions[0].second, check);
+  EXPECT_EQ(owner->actions, (decltype(owner->actions){{u"toggle:", check}}));
   EXPECT_EQ(check->target(), owner);
   EXPECT_EQ(check->action(), String(u"toggle:"));
   // Without an owner nothing points at one, bindings observe nothing, the owner's outlets are not
@@ -233,12 +231,9 @@ TEST(NibReader, GridsTabsTablesToolbarsStacksAndRuleEditors) {
   ASSERT_EQ(toolbar->allowedItems().size(), 3u);
   auto pause = toolbar->itemWithIdentifier(u"I-1"), filter = toolbar->itemWithIdentifier(u"I-2");
   ASSERT_TRUE(pause && filter);
-  EXPECT_EQ(pause->label(), String(u"Pause All"));
-  EXPECT_EQ(pause->paletteLabel(), String(u"Pause All Transfers"));
-  EXPECT_EQ(pause->toolTip(), String(u"Pause every transfer"));
-  EXPECT_EQ(filter->toolTip(), String(u"Show only matching transfers"));
-  EXPECT_EQ(pause->imageName(), String(u"Pause"));
-  EXPECT_EQ(pause->action(), String(u"pauseAll:")) << "sent to First Responder";
+  // The action is sent to First Responder.
+  EXPECT_EQ((std::vector<String>{pause->label(), pause->paletteLabel(), pause->toolTip(), filter->toolTip(), pause->imageName(), pause->action()}),
+            (std::vector<String>{u"Pause All", u"Pause All Transfers", u"Pause every transfer", u"Show only matching transfers", u"Pause", u"pauseAll:"}));
   EXPECT_EQ(std::dynamic_pointer_cast<PopUpButton>(filter->view())->menu()->itemAtIndex(1)->title(), String(u"Active"));
   ASSERT_EQ(toolbar->defaultItems().size(), 3u);
   EXPECT_EQ(toolbar->defaultItems()[0], filter);

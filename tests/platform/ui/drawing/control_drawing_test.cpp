@@ -21,8 +21,6 @@ using test::Drawn;
 
 namespace {
 
-double centreX(const DrawingRecord& r) { return r.contextRect().x + r.contextRect().w / 2; }
-
 // A control known by class name only, as every reader form makes one.
 std::shared_ptr<Control> namedControl(const char16_t* name, Rect frame, double min, double max, double value,
                                       const char16_t* style = nullptr) {
@@ -52,7 +50,7 @@ double knobCentre(double value) {
   EXPECT_FALSE(fills.empty());
   const Rect knob = fills.back().contextRect();
   EXPECT_TRUE(knob.x >= 20 && knob.maxX() <= 220) << "inside the slider's frame";
-  return centreX(fills.back());
+  return test::midX(knob);
 }
 
 void writePNG(const std::filesystem::path& path, double r, double g, double b) {
@@ -166,11 +164,9 @@ TEST(ControlDrawing, ADarkPanelDrawsLightTitles) {
     WindowRenderOptions options;
     options.recorder = std::make_shared<DrawingRecorder>();
     EXPECT_TRUE(renderWindow(window, options));
-    for (const auto& r : options.recorder->recordsOfKind(Kind::DrawText)) {
-      if (r.text == String(u"Keep Aspect Ratio")) return r.color->whiteComponent();
-    }
-    ADD_FAILURE() << "no title drawn";
-    return -1.0;
+    const DrawingRecord* title = test::drawnText(*options.recorder, u"Keep Aspect Ratio");
+    EXPECT_NE(title, nullptr);
+    return title ? title->color->whiteComponent() : -1.0;
   };
   EXPECT_GT(titleWhite(NSWindowStyleMaskTitled | NSWindowStyleMaskHUDWindow), 0.8);
   EXPECT_LT(titleWhite(NSWindowStyleMaskTitled), 0.3);

@@ -5,8 +5,6 @@
 #include <gdk-pixbuf/gdk-pixbuf.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-#include <iterator>
 #include <vector>
 
 #include "platform/ui/pixels.h"
@@ -44,15 +42,6 @@ std::string save(const test::TempDir& dir, const char* name, const char* type, c
   return path;
 }
 
-std::vector<char> readAll(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>()};
-}
-
-void writeAll(const std::string& path, const std::vector<char>& bytes) {
-  std::ofstream(path, std::ios::binary).write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-}
-
 ImageRef twoRowImage() {
   GdkPixbuf* pixbuf = twoRowPixbuf();
   GError* error = nullptr;
@@ -85,17 +74,15 @@ TEST(Image, LoadsEachFormatWithItsSizeInPointsFromTheResolution) {
       {save(dir, "plain.bmp", "bmp", nullptr), {4, 2}},
   };
   // BMP records pixels per metre in its info header: 5669 per metre is 144 dpi.
-  std::vector<char> bmp = readAll(cases.back().path);
+  std::string bmp = test::readAll(cases.back().path);
   ASSERT_GE(bmp.size(), 54u);
   for (int offset : {38, 42}) {
     bmp[offset] = char(5669 & 0xFF), bmp[offset + 1] = char(5669 >> 8), bmp[offset + 2] = 0, bmp[offset + 3] = 0;
   }
-  writeAll(dir.str() + "/dense.bmp", bmp);
+  test::write(dir.path() / "dense.bmp", bmp);
   cases.push_back({dir.str() + "/dense.bmp", {2, 1}});
   // A 1 x 1 GIF of one red pixel.
-  const std::vector<char> gif = {'G', 'I', 'F', '8', '9', 'a', 1, 0, 1, 0, char(0x80), 0, 0, char(0xFF), 0, 0, 0,
-                                 0, 0, 0x2C, 0, 0, 0, 0, 1, 0, 1, 0, 0, 2, 2, 0x44, 1, 0, 0x3B};
-  writeAll(dir.str() + "/a.gif", gif);
+  test::write(dir.path() / "a.gif", std::string("GIF89a\1\0\1\0\x80\0\0\xFF\0\0\0\0\0\x2C\0\0\0\0\1\0\1\0\0\2\2\x44\1\0\x3B", 35));
   cases.push_back({dir.str() + "/a.gif", {1, 1}});
 
   for (const auto& c : cases) {
@@ -143,7 +130,7 @@ TEST(Image, UnreadableInputGivesNil) {
   const auto huge = pngHeader(30000, 30000);
   EXPECT_EQ(Image::imageWithData(Data::withBytes(huge.data(), huge.size())), nullptr) << "too large to hold";
   test::TempDir dir;
-  writeAll(dir.str() + "/junk.png", {'n', 'o', 't', ' ', 'a', 'n', ' ', 'i', 'm', 'a', 'g', 'e'});
+  test::write(dir.path() / "junk.png", "not an image");
   EXPECT_EQ(Image::imageWithContentsOfFile(String::fromUTF8(dir.str() + "/junk.png")), nullptr);
   EXPECT_EQ(Image::imageWithContentsOfFile(String::fromUTF8(dir.str() + "/missing.png")), nullptr);
   EXPECT_EQ(Image::imageWithContentsOfFile(String()), nullptr);

@@ -301,10 +301,9 @@ TEST(ViewDrawing, AToolbarStripUnderTheTitleBarShowsEachItemInItsAreaAndAHiddenO
   // Labels and the search field land in their items' areas (the recorder's rectangles are y-up).
   const auto inArea = [&](Rect drawn, Rect area) { return within({drawn.x, height - drawn.maxY(), drawn.w, drawn.h}, area); };
   const auto textAt = [&](const String& s) {
-    for (const auto& r : options.recorder->recordsOfKind(DrawingRecord::Kind::DrawText))
-      if (r.text == s) return r.contextRect();
-    ADD_FAILURE() << s.UTF8String() << " not drawn";
-    return Rect{-1000, -1000, 0, 0};
+    const DrawingRecord* r = test::drawnText(*options.recorder, s);
+    EXPECT_NE(r, nullptr) << s.UTF8String();
+    return r ? r->contextRect() : Rect{-1000, -1000, 0, 0};
   };
   for (std::size_t i : {0u, 1u, 3u}) EXPECT_TRUE(inArea(textAt(placed[i].item->label()), placed[i].frame)) << i;
   const auto search = std::find_if(views.begin(), views.end(), [](auto& v) { return v.first == String(u"NSSearchField"); });
