@@ -33,12 +33,10 @@ TEST(IPv4Address, ParsesExactlyAsInetPton) {
 TEST(IPv4Address, ClassificationDependsOnTheLastOctetOnLittleEndianHosts) {
   if constexpr (std::endian::native != std::endian::little) GTEST_SKIP() << "little-endian behaviour";
   auto observer = IPv4Observer::initWithStore(nullptr);
+  // The last octet alone decides: 0 is Private, 1 to 15 Reserved, the rest Public.
   const std::pair<const char16_t*, const char*> cases[] = {
-      {u"10.0.0.0", "Private"},     {u"192.168.1.0", "Private"},  {u"0.0.0.0", "Private"},
-      {u"10.1.2.3", "Reserved"},    {u"192.168.1.5", "Reserved"}, {u"127.0.0.1", "Reserved"},
-      {u"8.8.8.8", "Reserved"},     {u"240.1.2.3", "Reserved"},   {u"1.2.3.15", "Reserved"},
-      {u"1.2.3.16", "Public"},      {u"1.2.3.200", "Public"},     {u"172.16.5.40", "Public"},
-      {u"169.254.10.255", "Public"}, {u"192.0.2.1", "Reserved"}};
+      {u"10.0.0.0", "Private"}, {u"127.0.0.1", "Reserved"}, {u"1.2.3.15", "Reserved"},
+      {u"1.2.3.16", "Public"},  {u"169.254.10.255", "Public"}};
   for (const auto& [address, label] : cases) {
     EXPECT_EQ(observer->typeOfIP(address).UTF8String(), label) << String(address).UTF8String();
   }
@@ -52,11 +50,10 @@ TEST(IPv4Address, UnparsableAddressRaisesThroughTheAssertionHandler) {
       ADD_FAILURE() << "no exception for " << String(bad).UTF8String();
     } catch (const Exception& e) {
       EXPECT_EQ(e.name(), String(NSInternalInconsistencyException));
-      EXPECT_EQ(e.userInfo().objectForKey(u"description").stringValue(), String(u"Unable to parse given IP address."));
-      EXPECT_EQ(e.userInfo().objectForKey(u"method").stringValue(), String(u"typeOfIP:"));
-      EXPECT_EQ(e.userInfo().objectForKey(u"class").stringValue(), String(u"IPv4Observer"));
-      EXPECT_EQ(e.userInfo().objectForKey(u"file").stringValue(), String(u"ipv4_observer.cpp"));
-      EXPECT_GT(e.userInfo().objectForKey(u"line").integerValue(), 0);
+      const Value line = e.userInfo().objectForKey(u"line");
+      EXPECT_GT(line.integerValue(), 0);
+      EXPECT_EQ(e.userInfo(), (Dictionary{{u"description", u"Unable to parse given IP address."}, {u"method", u"typeOfIP:"},
+                                          {u"class", u"IPv4Observer"}, {u"file", u"ipv4_observer.cpp"}, {u"line", line}}));
     }
   }
   EXPECT_EQ(String(IP_APP_NAME), String(u"Internet Connect.app"));
@@ -64,16 +61,7 @@ TEST(IPv4Address, UnparsableAddressRaisesThroughTheAssertionHandler) {
   EXPECT_EQ(storeConnectionName(), String(u"ipv4_observer_test"));
 }
 
-class IPv4ObserverTest : public StoreFixture {
- protected:
-  void setPrimary(const char16_t* name) {
-    store->setValue(u"State:/Network/Global/IPv4", Dictionary{{u"PrimaryInterface", name}});
-  }
-  void setAddresses(const char16_t* name, Array addresses) {
-    store->setValue(String(u"State:/Network/Interface/").stringByAppendingString(name).stringByAppendingString(u"/IPv4"),
-                    Dictionary{{u"Addresses", addresses}});
-  }
-};
+class IPv4ObserverTest : public StoreFixture {};
 
 TEST_F(IPv4ObserverTest, PrimaryAddressIsTheFirstAddressOfThePrimaryInterface) {
   auto wrapper = makeWrapper();
@@ -82,21 +70,15 @@ TEST_F(IPv4ObserverTest, PrimaryAddressIsTheFirstAddressOfThePrimaryInterface) {
   EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "no global state";
   store->setValue(u"State:/Network/Global/IPv4", Dictionary{{u"Router", u"10.0.0.1"}});
   EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "no primary interface";
-  setPrimary(u"eth0");
+  store->setValue(u"State:/Network/Global/IPv4", Dictionary{{u"PrimaryInterface", u"eth0"}});
   EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "no IPv4 entry for it";
-  setAddresses(u"eth0", Array::empty());
+  store->setValue(u"State:/Network/Interface/eth0/IPv4", Dictionary{{u"Addresses", Array::empty()}});
   EXPECT_TRUE(observer->getPrimaryIP().isNil()) << "empty Addresses";
-  setAddresses(u"eth0", Array{String(u"192.168.1.20"), String(u"10.0.0.7")});
+  store->setValue(u"State:/Network/Interface/eth0/IPv4",
+                  Dictionary{{u"Addresses", Array{String(u"192.168.1.20"), String(u"10.0.0.7")}}});
   EXPECT_EQ(observer->getPrimaryIP(), String(u"192.168.1.20"));
   EXPECT_EQ(observer->statusChange(u"State:/Network/Global/IPv4"), String(u"192.168.1.20"));
   for (int i = 0; i < 3; ++i) observer->sleep();
   EXPECT_EQ(observer->getPrimaryIP(), String(u"192.168.1.20"));
-
-  // The primary interface moves; the observer reads afresh and posts nothing.
-  setAddresses(u"wlan0", Array{String(u"172.16.0.9")});
-  setPrimary(u"wlan0");
-  deliver();
-  EXPECT_EQ(observer->getPrimaryIP(), String(u"172.16.0.9"));
-  EXPECT_TRUE(posted.empty());
 }
 

@@ -83,10 +83,14 @@ std::vector<std::string> lines(const std::string& s) {
 }
 
 std::vector<std::string> words(const std::string& s) {
-  std::vector<std::string> out;
   std::istringstream in(s);
-  for (std::string w; in >> w;) out.push_back(w);
-  return out;
+  return {std::istream_iterator<std::string>(in), std::istream_iterator<std::string>()};
+}
+
+// The word after `key` among `w`; "" when there is none.
+std::string after(const std::vector<std::string>& w, const std::string& key) {
+  auto at = std::find(w.begin(), w.end(), key);
+  return at != w.end() && at + 1 != w.end() ? *(at + 1) : "";
 }
 
 // Starts a program in the background with its standard output in a file.
@@ -166,23 +170,14 @@ std::pair<std::string, std::string> ipPrimary() {
   long best = -1;
   for (const std::string& line : lines(sh("/usr/sbin/ip -o route show default"))) {
     auto w = words(line);
-    std::string d;
-    long metric = 0;
-    bool usable = true;
-    for (std::size_t i = 0; i < w.size(); ++i) {
-      if (w[i] == "dev" && i + 1 < w.size()) d = w[i + 1];
-      if (w[i] == "metric" && i + 1 < w.size()) metric = std::stol(w[i + 1]);
-      if (w[i] == "dead" || w[i] == "linkdown") usable = false;
-    }
+    std::string d = after(w, "dev"), metricText = after(w, "metric");
+    long metric = metricText.empty() ? 0 : std::stol(metricText);
+    bool usable = std::find(w.begin(), w.end(), "dead") == w.end() && std::find(w.begin(), w.end(), "linkdown") == w.end();
     if (!usable || d.empty() || sh("/usr/sbin/ip -o -4 addr show dev " + d).empty()) continue;
     if (best < 0 || metric < best) best = metric, dev = d;
   }
   if (dev.empty()) return {};
-  auto w = words(sh("/usr/sbin/ip -o route get 192.0.2.1 oif " + dev));
-  std::string src;
-  for (std::size_t i = 0; i + 1 < w.size(); ++i)
-    if (w[i] == "src") src = w[i + 1];
-  return {dev, src};
+  return {dev, after(words(sh("/usr/sbin/ip -o route get 192.0.2.1 oif " + dev)), "src")};
 }
 
 // The AirPort value (as JSON) that matches what `iw dev NAME link` printed.
@@ -263,7 +258,6 @@ std::string listed(const std::vector<std::string>& items) {
 // Registered on each AirPort key before the interface's AirportObserver, so that it runs first and
 // a notification can be told apart by interface and given the BSSID of the state it is about.
 struct AirportMark : Object {
-  std::shared_ptr<SCDynamicStore> store;
   std::string interface;
   std::shared_ptr<AirportObserver> observer;
   static inline AirportMark* current = nullptr;
@@ -300,8 +294,7 @@ class Scenario {
   void checkPrimary(const std::string& step);
   void checkReplay(const std::string& when);
   bool startWatch();
-  std::string ap(const std::string& name, const std::string& dev, const std::string& ssid, int channel,
-                 bool hidden = false);
+  void ap(const std::string& name, const std::string& dev, const std::string& ssid, int channel, bool hidden = false);
 
   RunLoop loop_ = RunLoop::current();
   std::shared_ptr<SCDynamicStore> store_;
@@ -350,7 +343,6 @@ void Scenario::observe() {
     if (type == String(u"Ethernet")) ethernet_.push_back(EthernetObserver::initWithService(name, store_));
     if (type == String(u"IEEE80211")) {
       auto t = std::make_shared<AirportMark>();
-      t->store = store_;
       t->interface = name.UTF8String();
       store_->addObserver(t, &AirportMark::changed, String::fromUTF8(airportKey(t->interface)));
       t->observer = AirportObserver::initWithService(name, store_);
@@ -368,7 +360,7 @@ void Scenario::observe() {
       text += " SSID=" + n.userInfo().objectForKey(u"SSID").stringValue().UTF8String();
       // A join is about the new state, a departure about the state left (still the observer's).
       if (t && name == "AirportConnectedNotification")
-        text += " BSSID=" + bssidOf(t->store->valueForKey(String::fromUTF8(airportKey(t->interface))));
+        text += " BSSID=" + bssidOf(store_->valueForKey(String::fromUTF8(airportKey(t->interface))));
       if (t && name == "AirportDisconnectedNotification") text += " BSSID=" + bssidOf(Value(t->observer->currentStatus()));
     } else {
       return;
@@ -409,16 +401,10 @@ void Scenario::checkReplay(const std::string& when) {
     bool allBroadcast = true;
     for (const std::string& line : lines(sh("/usr/sbin/ip -o -4 addr show dev " + l.name))) {
       auto w = words(line);
-      std::string local, brd;
-      int prefix = 32;
-      for (std::size_t i = 0; i + 1 < w.size(); ++i) {
-        if (w[i] == "inet") {
-          local = w[i + 1].substr(0, w[i + 1].find('/'));
-          prefix = std::stoi(w[i + 1].substr(w[i + 1].find('/') + 1));
-        }
-        if (w[i] == "brd") brd = w[i + 1];
-      }
-      if (local.empty()) continue;
+      std::string inet = after(w, "inet"), brd = after(w, "brd");
+      if (inet.empty()) continue;
+      std::string local = inet.substr(0, inet.find('/'));
+      int prefix = std::stoi(inet.substr(inet.find('/') + 1));
       addrs += (addrs.empty() ? "\"" : ",\"") + local + "\"";
       masks += (masks.empty() ? "\"" : ",\"") + maskOf(prefix) + "\"";
       brds += (brds.empty() ? "\"" : ",\"") + brd + "\"";
@@ -480,15 +466,13 @@ void Scenario::checkReplay(const std::string& when) {
 
 // Starts hostapd on `dev` for an open network (one whose beacons leave the SSID out when `hidden`)
 // and waits until it beacons.
-std::string Scenario::ap(const std::string& name, const std::string& dev, const std::string& ssid, int channel,
-                         bool hidden) {
+void Scenario::ap(const std::string& name, const std::string& dev, const std::string& ssid, int channel, bool hidden) {
   std::string conf = "/tmp/" + name + ".conf", pid = "/tmp/" + name + ".pid";
   std::ofstream(conf) << "interface=" << dev << "\ndriver=nl80211\nssid=" << ssid << "\nhw_mode=g\nchannel=" << channel
                       << "\nctrl_interface=/run/hostapd\nignore_broadcast_ssid=" << (hidden ? 1 : 0) << "\n";
   sh("hostapd -B -P " + pid + " " + conf);
   waitFor([&] { return contains(sh("hostapd_cli -p /run/hostapd -i " + dev + " status"), "state=ENABLED"); }, 10s,
           "hostapd to start");
-  return pid;
 }
 
 int Scenario::run() {

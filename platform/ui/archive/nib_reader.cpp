@@ -9,6 +9,7 @@
 #include <pugixml.hpp>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +22,7 @@
 #include <optional>
 #include <stdexcept>
 #include <string_view>
+#include <type_traits>
 #include <typeinfo>
 #include <utility>
 #include <dirent.h>
@@ -62,11 +64,61 @@
 
 namespace tq {
 
+namespace {
+
+// A hash of `length` bytes taken eight at a time (the texts hashed here are a dozen bytes or so, so
+// a loop over single bytes would cost several times as much). Little-endian words, also when
+// worked out at compile time.
+constexpr uint64_t bytesHash(const char* p, std::size_t length) {
+  constexpr uint64_t kMultiplier = 0x9E3779B97F4A7C15ull;
+  // N bytes at `at` as a little-endian number (N of 4 or 8: fixed-size loads).
+  const auto load = [](const char* at, auto n) {
+    uint64_t w = 0;
+    if (std::is_constant_evaluated()) {
+      for (std::size_t i = 0; i < n; ++i) w |= uint64_t{static_cast<unsigned char>(at[i])} << (8 * i);
+    } else if constexpr (n == 8) {
+      std::memcpy(&w, at, 8);
+    } else {
+      uint32_t half = 0;
+      std::memcpy(&half, at, 4);
+      w = half;
+    }
+    return w;
+  };
+  uint64_t h = length * kMultiplier;
+  if (length >= 8) {
+    // Whole words, then the last eight bytes (which may overlap the words before).
+    for (std::size_t i = 0; i + 8 < length; i += 8) h = ((h ^ load(p + i, std::integral_constant<std::size_t, 8>())) * kMultiplier);
+    h = (h ^ load(p + length - 8, std::integral_constant<std::size_t, 8>())) * kMultiplier;
+  } else if (length >= 4) {
+    const uint64_t w = load(p, std::integral_constant<std::size_t, 4>()) |
+                       load(p + length - 4, std::integral_constant<std::size_t, 4>()) << 32;
+    h = (h ^ w) * kMultiplier;
+  } else {
+    uint64_t w = 0;
+    for (std::size_t i = 0; i < length; ++i) w |= uint64_t{static_cast<unsigned char>(p[i])} << (8 * i);
+    h = (h ^ w) * kMultiplier;
+  }
+  return h ^ (h >> 29);
+}
+
+// The hash of an archive identifier, for the tables that find objects by identifier.
+uint64_t identifierHash(std::u16string_view id) {
+  return bytesHash(reinterpret_cast<const char*>(id.data()), id.size() * sizeof(char16_t));
+}
+
+}  // namespace
+
 std::shared_ptr<Object> Nib::objectWithIdentifier(const String& identifier) const {
+  if (slots_.empty()) return nullptr;
   const std::u16string_view wanted = identifier.view();
-  auto it = std::lower_bound(objects_.begin(), objects_.end(), wanted,
-                             [](const IdentifiedObject& e, std::u16string_view id) { return e.first.view() < id; });
-  return it == objects_.end() || it->first.view() != wanted ? nullptr : it->second.lock();
+  const std::size_t mask = slots_.size() - 1;
+  for (std::size_t at = identifierHash(wanted) & mask;; at = (at + 1) & mask) {
+    const uint32_t slot = slots_[at];
+    if (!slot) return nullptr;
+    const IdentifiedObject& e = objects_[slot - 1];
+    if (e.first.view() == wanted) return e.second.lock();
+  }
 }
 
 std::size_t Nib::addWarning(std::string message) {
@@ -84,21 +136,31 @@ void Nib::closeWarnings() {
 }
 
 void Nib::indexObjects(std::vector<IdentifiedObject> objects) {
-  // Stable, so that among equal identifiers the last made stays last and is the one kept. Readers
-  // that keep their identifiers sorted already hand them over in order.
-  const auto before = [](const IdentifiedObject& a, const IdentifiedObject& b) { return a.first.view() < b.first.view(); };
-  if (!std::is_sorted(objects.begin(), objects.end(), before)) std::stable_sort(objects.begin(), objects.end(), before);
+  // An open table of positions (plus one) in the kept list, at most half full. An identifier met
+  // again keeps its place and takes the later object.
+  std::size_t size = 16;
+  while (size < objects.size() * 2) size *= 2;
+  std::vector<uint32_t> slots(size, 0);
+  const std::size_t mask = size - 1;
   std::size_t kept = 0;
   for (std::size_t i = 0; i < objects.size(); ++i) {
-    if (kept > 0 && objects[kept - 1].first.view() == objects[i].first.view()) {
-      objects[kept - 1] = std::move(objects[i]);
-    } else {
-      if (kept != i) objects[kept] = std::move(objects[i]);
-      ++kept;
+    const std::u16string_view id = objects[i].first.view();
+    for (std::size_t at = identifierHash(id) & mask;; at = (at + 1) & mask) {
+      const uint32_t slot = slots[at];
+      if (!slot) {
+        if (kept != i) objects[kept] = std::move(objects[i]);
+        slots[at] = static_cast<uint32_t>(++kept);
+        break;
+      }
+      if (objects[slot - 1].first.view() == id) {
+        objects[slot - 1].second = std::move(objects[i].second);
+        break;
+      }
     }
   }
   objects.resize(kept);
   objects_ = std::move(objects);
+  slots_ = std::move(slots);
 }
 
 const Nib& NibReadResult::nib() const {
@@ -127,12 +189,60 @@ using archive::kParsedXMLFactor;
 
 // --- attribute helpers ---------------------------------------------------------------------------
 
+// The element names the reader tells apart. An element's name is looked up here once, when it is
+// listed, so that asking whether an element is a "window" compares two small numbers; the literal
+// names in the reader find their numbers when it is compiled.
+constexpr std::string_view kElementNames[] = {
+    "", "action", "application", "binding", "bool", "box", "button", "buttonCell", "clipView", "color", "comboBox",
+    "comboBoxCell", "constraint", "containerView", "customObject", "customView", "font", "gridView", "imageCell",
+    "imageView", "integer", "matrix", "menu", "menuItem", "nil", "outlet", "outletCollection", "outlineView",
+    "pagecontroller", "panel", "placeholder", "popUpButton", "popUpButtonCell", "popUpMenus", "predicateEditor",
+    "progressIndicator", "real", "rect", "ruleEditor", "scrollView", "searchField", "searchFieldCell",
+    "secureTextField", "secureTextFieldCell", "segmentedCell", "segmentedControl", "segue", "size",
+    "splitViewController", "splitViewItem", "stackView", "string", "tabView", "tabViewController", "tabViewItem",
+    "tableColumn", "tableHeaderCell", "tableView", "textField", "textFieldCell", "textView", "tokenField",
+    "tokenFieldCell", "toolbar", "toolbarItem", "value", "view", "viewController", "window", "windowController"};
+constexpr std::size_t kElementNameCount = std::size(kElementNames);
+static_assert(kElementNameCount < 256);
+
+// An open table of the names above by hash: the slot holds the name's number, 0 when empty.
+constexpr std::size_t kElementSlots = 256;
+constexpr auto kElementTable = [] {
+  std::array<uint8_t, kElementSlots> table{};
+  for (std::size_t i = 1; i < kElementNameCount; ++i) {
+    std::size_t at = bytesHash(kElementNames[i].data(), kElementNames[i].size()) & (kElementSlots - 1);
+    while (table[at]) at = (at + 1) & (kElementSlots - 1);
+    table[at] = static_cast<uint8_t>(i);
+  }
+  return table;
+}();
+
+consteval uint8_t elementNumberOf(std::string_view literal) {
+  for (std::size_t i = 1; i < kElementNameCount; ++i) {
+    if (kElementNames[i] == literal) return static_cast<uint8_t>(i);
+  }
+  return 0;
+}
+
+// The number of an element's name (0 for names not listed) and its length, in one walk of it.
+uint8_t elementNumber(const char* name, std::size_t& length) {
+  length = std::strlen(name);
+  for (std::size_t at = bytesHash(name, length) & (kElementSlots - 1);; at = (at + 1) & (kElementSlots - 1)) {
+    const uint8_t number = kElementTable[at];
+    if (!number) return 0;
+    const std::string_view known = kElementNames[number];
+    if (known.size() == length && std::memcmp(known.data(), name, length) == 0) return number;
+  }
+}
+
 // A name the reader asks an element about (an attribute, a child's key or name, the element's own
-// name), with its first two bytes, which tell most names apart before any other byte is compared.
-// Literals are measured when the reader is compiled.
+// name), with its first two bytes, which tell most names apart before any other byte is compared,
+// and its number among the element names (0 if it is none). Literals are measured when the reader
+// is compiled.
 struct Name {
   template <std::size_t N>
-  consteval Name(const char (&literal)[N]) : text(literal), head(headOf(literal)) {}  // NOLINT: literals convert
+  consteval Name(const char (&literal)[N])  // NOLINT: literals convert
+      : text(literal), head(headOf(literal)), element(elementNumberOf(std::string_view(literal, N - 1))) {}
   explicit Name(const char* runtime) : text(runtime), head(headOf(runtime)) {}
 
   // The first byte, and the second when there is one.
@@ -148,12 +258,21 @@ struct Name {
       if (!text[i]) return true;
     }
   }
+  // The same for a text whose head is this name's head: the bytes after the first two.
+  bool equalsPastHead(const char* other) const {
+    if (!text[0] || !text[1]) return true;  // the head held the whole name and its end
+    for (std::size_t i = 2;; ++i) {
+      if (text[i] != other[i]) return false;
+      if (!text[i]) return true;
+    }
+  }
   // One of 64 bits for a head: most names asked for are absent, and most of those find their bit
   // clear in an element's mask of the heads it has.
   constexpr uint64_t bit() const { return uint64_t{1} << (uint64_t{head} * 0x9E3779B97F4A7C15ull >> 58); }
 
   const char* text;
   uint16_t head;
+  uint8_t element = 0;
 };
 
 // The value of the attribute `key` of a node ("" when it has none), found without the parser's
@@ -177,6 +296,7 @@ class Element {
   Element(pugi::xml_node node) : node_(node) {  // NOLINT: every node can be asked about
     if (!node) return;
     name_ = node.name();
+    element_ = elementNumber(name_, nameLength_);
     for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
       if (attributeCount_ == kAttributes) {
         allAttributes_ = false;
@@ -206,7 +326,7 @@ class Element {
   const char* value(Name name) const {
     if (!(heads_ & name.bit())) return allAttributes_ ? nullptr : slowValue(name);
     for (unsigned i = 0; i < attributeCount_; ++i) {
-      if (attributes_[i].head == name.head && name.equals(attributes_[i].name)) return attributes_[i].value;
+      if (attributes_[i].head == name.head && name.equalsPastHead(attributes_[i].name)) return attributes_[i].value;
     }
     return allAttributes_ ? nullptr : slowValue(name);
   }
@@ -228,7 +348,7 @@ class Element {
   // The first child element with key="KEY".
   pugi::xml_node keyed(Name key) const {
     for (unsigned i = 0; i < childCount_; ++i) {
-      if (children_[i].keyHead == key.head && key.equals(children_[i].key)) return pugi::xml_node(children_[i].node);
+      if (children_[i].keyHead == key.head && key.equalsPastHead(children_[i].key)) return pugi::xml_node(children_[i].node);
     }
     if (allChildren_) return {};
     for (pugi::xml_node c = node_.first_child(); c; c = c.next_sibling()) {
@@ -243,7 +363,14 @@ class Element {
     }
     return allChildren_ ? pugi::xml_node() : node_.child(name.text);
   }
-  bool is(Name name) const { return name_[0] == name.text[0] && name.equals(name_); }
+  bool is(Name name) const {
+    return name.element ? element_ == name.element : name_[0] == name.text[0] && name.equals(name_);
+  }
+  // Whether the element's name ends with `suffix`.
+  template <std::size_t N>
+  bool nameEndsWith(const char (&suffix)[N]) const {
+    return nameLength_ >= N - 1 && std::memcmp(name_ + nameLength_ - (N - 1), suffix, N - 1) == 0;
+  }
 
   operator pugi::xml_node() const { return node_; }  // NOLINT
   explicit operator bool() const { return static_cast<bool>(node_); }
@@ -274,6 +401,8 @@ class Element {
 
   pugi::xml_node node_;
   const char* name_ = "";
+  std::size_t nameLength_ = 0;
+  uint8_t element_ = 0;  // the name's number among kElementNames
   bool allAttributes_ = true;
   bool allChildren_ = true;
   unsigned attributeCount_ = 0;
@@ -381,17 +510,15 @@ std::optional<Size> sizeChild(const Element& n, Name key) {
 
 // Texts that recur through a document (font and colour names, catalogs, colour spaces, outlet and
 // action names, key paths), made once per read and shared by every object that names them. Keys
-// point into the parsed document, which outlives the read. An open table hashed in the same walk
-// that measures the text: most texts looked up are a dozen bytes, and found.
+// point into the parsed document, which outlives the read. An open table hashed eight bytes at a
+// time: most texts looked up are a dozen bytes, and found.
 class RecurringStrings {
  public:
   explicit RecurringStrings(Arena& arena) : arena_(arena) {}
   String operator()(const char* value) {
     if (!value) return String();
-    uint64_t hash = 0xcbf29ce484222325ull;  // FNV-1a
-    const char* end = value;
-    for (; *end; ++end) hash = (hash ^ static_cast<unsigned char>(*end)) * 0x100000001b3ull;
-    const std::size_t length = static_cast<std::size_t>(end - value);
+    const std::size_t length = std::strlen(value);
+    const uint64_t hash = bytesHash(value, length);
     if ((count_ + 1) * 2 > slots_.size()) grow();
     const std::size_t mask = slots_.size() - 1;
     for (std::size_t i = hash & mask;; i = (i + 1) & mask) {
@@ -460,9 +587,11 @@ int stateAttr(const Element& n) {
   return 0;
 }
 
-bool endsWith(const char* s, const char* suffix) {
-  const std::size_t a = std::strlen(s), b = std::strlen(suffix);
-  return a >= b && std::strcmp(s + a - b, suffix) == 0;
+
+// Whether `s` ends with `suffix`.
+bool endsWith(const char* s, std::string_view suffix) {
+  const std::size_t length = std::strlen(s);
+  return length >= suffix.size() && std::memcmp(s + length - suffix.size(), suffix.data(), suffix.size()) == 0;
 }
 
 }  // namespace
@@ -476,7 +605,17 @@ class NibBuilder {
         registry_(options.registry ? *options.registry : ClassRegistry::shared()),
         budget_(budget),
         arena_(documentSize),
-        recurring_(arena_) {}
+        recurring_(arena_) {
+    // Documents hold about one object per 300 bytes: the lists start near their final size instead
+    // of growing (and copying their owners) step by step.
+    const std::size_t expected = std::min<std::size_t>(documentSize / 300, std::size_t{1} << 16);
+    made_.reserve(expected);
+    byId_.reserve(expected);
+    idTexts_.reserve(expected);
+    std::size_t slots = 64;
+    while (slots < expected * 2) slots *= 2;
+    idSlots_.assign(slots, 0);
+  }
 
   // Reads a document's objects; with `scenes`, the objects of a storyboard's scenes instead.
   Nib build(const pugi::xml_document& doc, archive::DecodedScenes* scenes = nullptr) {
@@ -517,15 +656,10 @@ class NibBuilder {
     nib_.objectCount_ = made_.size();
     std::vector<Nib::IdentifiedObject> identified;
     identified.reserve(byId_.size() + 2);
-    // In the order already sorted for lookUp, the placeholders after any object of the same
-    // identifier, so that the index need not sort again.
-    sortIdentifiers();
-    for (const OrderedId& e : byIdOrder_) identified.emplace_back(std::move(byId_[e.position].first), byId_[e.position].second);
+    // In the order made, the placeholders last: they hold their identifiers over any object.
+    for (auto& [id, object] : byId_) identified.emplace_back(std::move(id), object);
     for (const auto& [id, object] : {std::pair{u"-2", options_.owner}, std::pair{u"-3", options_.application}}) {
-      if (!object) continue;
-      auto at = std::upper_bound(identified.begin(), identified.end(), std::u16string_view(id),
-                                 [](std::u16string_view w, const Nib::IdentifiedObject& e) { return w < e.first.view(); });
-      identified.emplace(at, String(id), object);
+      if (object) identified.emplace_back(String(id), object);
     }
     nib_.indexObjects(std::move(identified));
     return std::move(nib_);
@@ -652,11 +786,11 @@ class NibBuilder {
         const char* member = n.attribute("sceneMemberID").value();
         if (std::strcmp(member, "firstResponder") == 0 || std::strcmp(member, "exit") == 0 ||
             std::strcmp(n.attribute("customClass").value(), "FirstResponder") == 0) {
-          if (hasAttr(n, "id")) responderChainIds_.push_back(attr(n, "id"));
+          if (pugi::xml_attribute id = n.attribute("id")) responderChainIds_.push_back(id.value());
           continue;
         }
         if (is(n, "application")) {
-          if (hasAttr(n, "id")) applicationIds_.push_back(attr(n, "id"));
+          if (pugi::xml_attribute id = n.attribute("id")) applicationIds_.push_back(id.value());
           if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, options_.application, attr(n, "id")});
           if (pugi::xml_node menu = keyed(n, "mainMenu")) {
             auto object = decodeMenu(menu, 1);
@@ -692,11 +826,10 @@ class NibBuilder {
     segue.kind = recurring_(c.value("kind"));
     segue.relationship = recurring_(c.value("relationship"));
     segue.sourceIdentifier = p.sourceId;
-    segue.destinationIdentifier = attr(c, "destination");
     segue.position = static_cast<pugi::xml_node>(c).offset_debug();
     bool found = false;
     segue.source = p.source;
-    segue.destination = resolve(segue.destinationIdentifier, found);
+    segue.destination = resolve(c.value("destination"), found, segue.destinationIdentifier);
     if (!found) warn("segue " + segue.archiveIdentifier.UTF8String() + ": no object " + segue.destinationIdentifier.UTF8String());
     scenes_->segues.push_back(std::move(segue));
   }
@@ -764,10 +897,11 @@ class NibBuilder {
   void remember(const Element& n, const std::shared_ptr<InterfaceObject>& object) {
     charge(kObjectCost);
     made_.push_back(object);
-    const String id = attr(n, "id");
-    if (!id.isNil()) {
+    String id;
+    if (const char* text = n.value("id")) {
+      id = str(text);
       object->setArchiveIdentifier(id);
-      byId_.emplace_back(id, object);
+      addIdentified(text, id, object);
     }
     if (hasAttr(n, "userLabel")) object->setUserLabel(attr(n, "userLabel"));
     if (pugi::xml_node note = keyed(n, "userComments")) object->setUserComments(textOf(note));
@@ -792,8 +926,8 @@ class NibBuilder {
     if (is(n, "tabViewItem")) return decodeTabViewItem(n, depth);
     if (is(n, "tableColumn")) return decodeTableColumn(n, depth);
     if (is(n, "toolbar")) return decodeToolbar(n, depth);
-    if (endsWith(e, "oolbarItem")) return decodeToolbarItem(n, depth);
-    if (endsWith(e, "Cell")) return decodeCell(n, depth);
+    if (n.nameEndsWith("oolbarItem")) return decodeToolbarItem(n, depth);
+    if (n.nameEndsWith("Cell")) return decodeCell(n, depth);
     if (std::shared_ptr<View> view = decodeViewElement(n, depth)) return view;
     // Controllers, formatters, constraints, host objects.
     auto object = make<InterfaceObject>(n, [&] {
@@ -818,25 +952,34 @@ class NibBuilder {
 
   // --- views ---------------------------------------------------------------------------------------
 
+  // A control the model gives a cell of its own, made without it when the element's cell (decoded
+  // right after, always into a cell) replaces it.
+  template <class T>
+  std::shared_ptr<T> createControl(bool cellFollows) {
+    return cellFollows ? create<T>(NoDefaultCell{}) : create<T>();
+  }
+
   std::shared_ptr<View> decodeViewElement(const Element& n, int depth) {
     const char* e = n.name();
     std::shared_ptr<View> view;
+    const pugi::xml_node cellElement = keyed(n, "cell");
+    const bool cellFollows = cellElement && endsWith(cellElement.name(), "Cell");
     if (is(n, "button")) {
-      view = make<View>(n, [this] { return create<Button>(); });
+      view = make<View>(n, [&] { return createControl<Button>(cellFollows); });
     } else if (is(n, "popUpButton")) {
-      view = make<View>(n, [this] { return create<PopUpButton>(); });
+      view = make<View>(n, [&] { return createControl<PopUpButton>(cellFollows); });
     } else if (is(n, "comboBox")) {
-      view = make<View>(n, [this] { return create<ComboBox>(); });
+      view = make<View>(n, [&] { return createControl<ComboBox>(cellFollows); });
     } else if (is(n, "tokenField")) {
-      view = make<View>(n, [this] { return create<TokenField>(); });
+      view = make<View>(n, [&] { return createControl<TokenField>(cellFollows); });
     } else if (is(n, "textField") || is(n, "secureTextField")) {
       view = make<View>(n, [&] {
-        auto f = create<TextField>();
+        auto f = createControl<TextField>(cellFollows);
         if (!is(n, "textField")) f->setClassName(platformName(e));
         return f;
       });
     } else if (is(n, "searchField")) {
-      view = make<View>(n, [this] { return create<SearchField>(); });
+      view = make<View>(n, [&] { return createControl<SearchField>(cellFollows); });
     } else if (is(n, "box")) {
       view = make<View>(n, [this] { return create<Box>(); });
     } else if (is(n, "matrix")) {
@@ -852,11 +995,11 @@ class NibBuilder {
     } else if (is(n, "clipView")) {
       view = make<View>(n, [this] { return create<ClipView>(); });
     } else if (is(n, "segmentedControl")) {
-      view = make<View>(n, [this] { return create<SegmentedControl>(); });
+      view = make<View>(n, [&] { return createControl<SegmentedControl>(cellFollows); });
     } else if (is(n, "progressIndicator")) {
       view = make<View>(n, [this] { return create<ProgressIndicator>(); });
     } else if (is(n, "imageView")) {
-      view = make<View>(n, [this] { return create<ImageView>(); });
+      view = make<View>(n, [&] { return createControl<ImageView>(cellFollows); });
     } else if (is(n, "stackView")) {
       view = make<View>(n, [this] { return create<StackView>(); });
     } else if (is(n, "gridView")) {
@@ -871,7 +1014,7 @@ class NibBuilder {
       view = make<View>(n, [this] { return create<TextView>(); });
     } else if (is(n, "view") || is(n, "customView") || is(n, "containerView")) {
       view = make<View>(n, [this] { return create<View>(); });
-    } else if (keyed(n, "cell")) {
+    } else if (cellElement) {
       // Controls the model has no class for (steppers, sliders, date pickers...).
       view = make<View>(n, [&] {
         auto c = create<Control>();
@@ -899,7 +1042,7 @@ class NibBuilder {
     if (String tip = stringProp(n, "toolTip"); !tip.isNil()) view.setToolTip(tip);
     view.setTag(static_cast<long>(numberAttr(n, "tag", 0)));
     if (hasAttr(n, "identifier")) view.setIdentifier(attr(n, "identifier"));
-    if (pugi::xml_node mask = keyed(n, "autoresizingMask")) {
+    if (const Element mask = keyed(n, "autoresizingMask")) {
       static constexpr Name kFlags[] = {"flexibleMinX", "widthSizable", "flexibleMaxX",
                                         "flexibleMinY", "heightSizable", "flexibleMaxY"};
       unsigned bits = 0;
@@ -1054,10 +1197,10 @@ class NibBuilder {
       if (c.type() != pugi::node_element) continue;
       if (auto column = as<TableColumn>(decode(c, depth + 1))) table.addTableColumn(column);
     }
-    if (hasAttr(n, "headerView")) headerViews_.push_back({&table, attr(n, "headerView")});
+    if (const char* header = n.value("headerView")) headerViews_.push_back({&table, header});
     if (auto* outline = as<OutlineView>(&table)) {
       outline->setIndentationPerLevel(numberAttr(n, "indentationPerLevel", outline->indentationPerLevel()));
-      if (hasAttr(n, "outlineTableColumn")) outlineColumns_.push_back({outline, attr(n, "outlineTableColumn")});
+      if (const char* column = n.value("outlineTableColumn")) outlineColumns_.push_back({outline, column});
     }
   }
 
@@ -1109,7 +1252,7 @@ class NibBuilder {
     remember(n, window);
     if (String title = stringProp(n, "title"); !title.isNil()) window->setTitle(title);
     if (auto r = rectChild(n, "contentRect")) window->setContentRect(*r);
-    if (pugi::xml_node m = keyed(n, "styleMask")) {
+    if (const Element m = keyed(n, "styleMask")) {
       struct Flag {
         Name name;
         unsigned bit;
@@ -1330,7 +1473,7 @@ class NibBuilder {
       if (i.type() != pugi::node_element) continue;
       std::shared_ptr<ToolbarItem> item;
       if (hasAttr(i, "reference")) {
-        item = as<ToolbarItem>(lookUp(attr(i, "reference")));
+        item = as<ToolbarItem>(lookUp(i.attribute("reference").value()));
       } else {
         item = as<ToolbarItem>(decode(i, depth + 1));
       }
@@ -1418,7 +1561,7 @@ class NibBuilder {
     if (String key = stringProp(n, "keyEquivalent"); !key.isNil()) item->setKeyEquivalent(key);
     // Without a mask element a key equivalent takes the command key.
     unsigned long mask = 1ul << 20;
-    if (pugi::xml_node m = keyed(n, "keyEquivalentModifierMask")) {
+    if (const Element m = keyed(n, "keyEquivalentModifierMask")) {
       mask = 0;
       if (boolAttr(m, "shift", false)) mask |= 1ul << 17;
       if (boolAttr(m, "control", false)) mask |= 1ul << 18;
@@ -1507,7 +1650,7 @@ class NibBuilder {
     if (pugi::xml_node date = keyed(n, "date")) {
       cell->setDoubleValue(numberAttr(date, "timeIntervalSinceReferenceDate", 0));
     }
-    if (pugi::xml_node elements = keyed(n, "datePickerElements")) {
+    if (const Element elements = keyed(n, "datePickerElements")) {
       unsigned bits = 0;
       if (boolAttr(elements, "year", false) || boolAttr(elements, "month", false) || boolAttr(elements, "day", false)) {
         bits |= Cell::DateElementYearMonthDay;
@@ -1579,7 +1722,7 @@ class NibBuilder {
   }
 
   // The button type from the archived kind and highlight/show-state behaviour.
-  static ButtonType buttonType(const char* type, pugi::xml_node behavior) {
+  static ButtonType buttonType(const char* type, const Element& behavior) {
     if (std::strcmp(type, "check") == 0) return ButtonType::Switch;
     if (std::strcmp(type, "radio") == 0) return ButtonType::Radio;
     const bool pushIn = boolAttr(behavior, "pushIn", false);
@@ -1595,43 +1738,49 @@ class NibBuilder {
 
   // --- cross references and connections ------------------------------------------------------------
 
-  // An identifier with its position in byId_, and its first four code units as one number, which
-  // orders most pairs of identifiers by itself (units past the end count as 0, below any other).
-  struct OrderedId {
-    uint64_t prefix;
-    std::u16string_view id;
-    uint32_t position;
-
-    static uint64_t prefixOf(std::u16string_view id) {
-      uint64_t prefix = 0;
-      for (std::size_t i = 0; i < 4; ++i) prefix = prefix << 16 | (i < id.size() ? id[i] : 0);
-      return prefix;
+  // Adds an identified object, its identifier as archived (`text`) and as made; where the archive
+  // gives an identifier twice, the later object holds it. The table is keyed by the archived
+  // text, so that connections find their ends without making strings first.
+  void addIdentified(std::string_view text, const String& id, const std::shared_ptr<Object>& object) {
+    byId_.emplace_back(id, object);
+    idTexts_.push_back(text);
+    if ((byId_.size() + 1) * 2 > idSlots_.size()) {
+      // Twice as many slots, every identifier placed again.
+      std::vector<uint32_t> slots(std::max<std::size_t>(64, idSlots_.size() * 2), 0);
+      idSlots_.swap(slots);
+      const std::size_t mask = idSlots_.size() - 1;
+      for (uint32_t slot : slots) {
+        if (!slot) continue;
+        const std::string_view t = idTexts_[slot - 1];
+        std::size_t at = bytesHash(t.data(), t.size()) & mask;
+        while (idSlots_[at]) at = (at + 1) & mask;
+        idSlots_[at] = slot;
+      }
     }
-    bool operator<(const OrderedId& o) const {
-      if (prefix != o.prefix) return prefix < o.prefix;
-      if (int c = id.compare(o.id)) return c < 0;
-      return position < o.position;
+    const std::size_t mask = idSlots_.size() - 1;
+    for (std::size_t at = bytesHash(text.data(), text.size()) & mask;; at = (at + 1) & mask) {
+      uint32_t& slot = idSlots_[at];
+      if (!slot || idTexts_[slot - 1] == text) {
+        slot = static_cast<uint32_t>(byId_.size());
+        return;
+      }
     }
-  };
-
-  // Brings the identifiers in order up to date: sorting these moves no strings or pointers, and
-  // among equal identifiers the later made sorts last.
-  void sortIdentifiers() const {
-    if (byIdOrder_.size() == byId_.size()) return;
-    for (std::size_t i = byIdOrder_.size(); i < byId_.size(); ++i) {
-      const std::u16string_view id = byId_[i].first.view();
-      byIdOrder_.push_back({OrderedId::prefixOf(id), id, static_cast<uint32_t>(i)});
-    }
-    std::sort(byIdOrder_.begin(), byIdOrder_.end());
   }
 
-  // The object made with the identifier; where the archive gives one twice, the later.
-  std::shared_ptr<Object> lookUp(const String& id) const {
-    sortIdentifiers();
-    const OrderedId wanted{OrderedId::prefixOf(id.view()), id.view(), UINT32_MAX};
-    auto it = std::upper_bound(byIdOrder_.begin(), byIdOrder_.end(), wanted);
-    if (it == byIdOrder_.begin() || (it - 1)->id != wanted.id) return nullptr;
-    return byId_[(it - 1)->position].second;
+  // The position plus one in byId_ of the object made with the identifier (where the archive gives
+  // one twice, the later); 0 when there is none.
+  uint32_t find(std::string_view text) const {
+    if (idSlots_.empty()) return 0;
+    const std::size_t mask = idSlots_.size() - 1;
+    for (std::size_t at = bytesHash(text.data(), text.size()) & mask;; at = (at + 1) & mask) {
+      const uint32_t slot = idSlots_[at];
+      if (!slot || idTexts_[slot - 1] == text) return slot;
+    }
+  }
+  // The object made with the archived identifier `text` (nullptr: none given).
+  std::shared_ptr<Object> lookUp(const char* text) const {
+    const uint32_t at = find(text ? text : "");
+    return at ? byId_[at - 1].second : nullptr;
   }
 
   void resolveReferences() {
@@ -1641,7 +1790,7 @@ class NibBuilder {
       if (header && !table->isDescendantOf(header.get())) {
         table->setHeaderView(header);
       } else {
-        warn("table header view " + id.UTF8String() + " not found");
+        warn(std::string("table header view ") + id + " not found");
       }
     }
     for (auto& [outline, id] : outlineColumns_) {
@@ -1661,31 +1810,48 @@ class NibBuilder {
     }
   }
 
-  // Resolves a connection end: placeholders, then the archive's objects. `found` is false for an
-  // unknown identifier; First Responder resolves to nullptr with found true.
-  std::shared_ptr<Object> resolve(const String& id, bool& found) const {
+  // Resolves a connection end given as archived (`text`, nullptr when absent): placeholders, then
+  // the archive's objects. `found` is false for an unknown identifier; First Responder resolves to
+  // nullptr with found true. `id` is set to the identifier (nil when absent).
+  std::shared_ptr<Object> resolve(const char* text, bool& found, String& id) {
     found = true;
-    const std::u16string_view v = id.view();
-    if (v == u"-1") return nullptr;
-    if (v == u"-2") return options_.owner;
-    if (v == u"-3") return options_.application;
+    const std::string_view v = text ? std::string_view(text) : std::string_view();
+    if (const uint32_t at = isPlaceholderId(v) ? 0 : find(v)) {
+      id = text ? byId_[at - 1].first : String();
+      return byId_[at - 1].second;
+    }
+    id = recurring_(text);
+    if (v == "-1") return nullptr;
+    if (v == "-2") return options_.owner;
+    if (v == "-3") return options_.application;
     // A storyboard scene's own First Responder and Application placeholders.
-    for (const String& r : responderChainIds_) {
-      if (r == id) return nullptr;
+    for (std::string_view r : responderChainIds_) {
+      if (r == v) return nullptr;
     }
-    for (const String& a : applicationIds_) {
-      if (a == id) return options_.application;
+    for (std::string_view a : applicationIds_) {
+      if (a == v) return options_.application;
     }
-    auto object = lookUp(id);
-    found = object != nullptr;
-    return object;
+    found = false;
+    return nullptr;
+  }
+  // Whether the identifier names a placeholder rather than an object of the archive.
+  bool isPlaceholderId(std::string_view v) const {
+    if (v == "-1" || v == "-2" || v == "-3") return true;
+    for (std::string_view r : responderChainIds_) {
+      if (r == v) return true;
+    }
+    for (std::string_view a : applicationIds_) {
+      if (a == v) return true;
+    }
+    return false;
   }
 
-  bool involvesMissingPlaceholder(const String& id, const std::shared_ptr<Object>& resolved) const {
+  bool involvesMissingPlaceholder(const char* text, const std::shared_ptr<Object>& resolved) const {
     if (resolved) return false;
-    if (id.view() == u"-2" || id.view() == u"-3") return true;
-    for (const String& a : applicationIds_) {
-      if (a == id) return true;
+    const std::string_view v = text ? std::string_view(text) : std::string_view();
+    if (v == "-2" || v == "-3") return true;
+    for (std::string_view a : applicationIds_) {
+      if (a == v) return true;
     }
     return false;
   }
@@ -1710,11 +1876,12 @@ class NibBuilder {
 
   void connectOutlet(const Pending& p, const Element& c) {
     const String property = recurring_(c.value("property"));
-    const String destId = attr(c, "destination");
+    const char* destText = c.value("destination");
+    String destId;
     bool found = false;
-    auto destination = resolve(destId, found);
+    auto destination = resolve(destText, found, destId);
     if (!found) return warn("outlet " + property.UTF8String() + ": no object " + destId.UTF8String());
-    if (!p.source || involvesMissingPlaceholder(destId, destination)) return;
+    if (!p.source || involvesMissingPlaceholder(destText, destination)) return;
     if (auto* receiver = as<NibConnectable>(p.source.get())) receiver->setOutlet(property, destination);
     nib_.connections_.push_back(
         {NibConnection::Kind::Outlet, property, p.sourceId, destId, String(), p.source, destination, attr(c, "id")});
@@ -1722,11 +1889,12 @@ class NibBuilder {
 
   void connectAction(const Pending& p, const Element& c) {
     const String selector = recurring_(c.value("selector"));
-    const String targetId = attr(c, "target");
+    const char* targetText = c.value("target");
+    String targetId;
     bool found = false;
-    auto target = resolve(targetId, found);
+    auto target = resolve(targetText, found, targetId);
     if (!found) return warn("action " + selector.UTF8String() + ": no object " + targetId.UTF8String());
-    if (!p.source || involvesMissingPlaceholder(targetId, target)) return;
+    if (!p.source || involvesMissingPlaceholder(targetText, target)) return;
     Object* sender = p.source.get();
     if (auto* control = as<Control>(sender)) {
       control->setTarget(target);
@@ -1748,10 +1916,10 @@ class NibBuilder {
 
   void connectBinding(const Pending& p, const Element& c) {
     const String name = recurring_(c.value("name"));
-    const String destId = attr(c, "destination");
     const String keyPath = recurring_(c.value("keyPath"));
+    String destId;
     bool found = false;
-    auto destination = resolve(destId, found);
+    auto destination = resolve(c.value("destination"), found, destId);
     if (!found) warn("binding " + name.UTF8String() + ": no object " + destId.UTF8String());
     auto* bindable = as<Bindable>(p.source.get());
     if (!bindable) return;
@@ -1768,7 +1936,7 @@ class NibBuilder {
       }
       if (!v.isNil()) options.emplace_back(recurring_(o.value("key")), std::move(v));
     }
-    bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
+    bindable->bind(name, destination, keyPath, Dictionary(std::move(options)), arena_);
     nib_.connections_.push_back(
         {NibConnection::Kind::Binding, name, p.sourceId, destId, keyPath, p.source, destination, attr(c, "id")});
   }
@@ -1782,21 +1950,23 @@ class NibBuilder {
   RecurringStrings recurring_;
   mutable RememberedCasts casts_;
   std::vector<std::shared_ptr<InterfaceObject>> made_;
-  // Every identified object in the order made, and its identifiers in order with their
-  // positions (brought up to date when looked up; among equal identifiers the later sorts last).
+  // Every identified object in the order made, and an open table of their positions (plus one) by
+  // identifier hash, at most half full.
   std::vector<std::pair<String, std::shared_ptr<Object>>> byId_;
-  mutable std::vector<OrderedId> byIdOrder_;
+  std::vector<std::string_view> idTexts_;
+  std::vector<uint32_t> idSlots_;
   std::vector<Pending> pending_;
   // Where a generic object's attributes are packed before they are copied out at their size.
   std::string packing_;
-  std::vector<std::pair<TableView*, String>> headerViews_;
-  std::vector<std::pair<OutlineView*, String>> outlineColumns_;
+  // Identifiers as archived (texts of the parsed document, which outlives the read).
+  std::vector<std::pair<TableView*, const char*>> headerViews_;
+  std::vector<std::pair<OutlineView*, const char*>> outlineColumns_;
   std::vector<std::pair<TabView*, String>> initialItems_;
   std::vector<std::pair<PopUpButtonCell*, String>> selectedItems_;
   // Storyboards: where the scenes go, and the ids of each scene's placeholders.
   archive::DecodedScenes* scenes_ = nullptr;
-  std::vector<String> responderChainIds_;
-  std::vector<String> applicationIds_;
+  std::vector<std::string_view> responderChainIds_;
+  std::vector<std::string_view> applicationIds_;
 };
 
 std::size_t nibMemoryBound(std::size_t documentSize) { return kNibMemoryBase + kNibMemoryFactor * documentSize; }

@@ -1,6 +1,10 @@
 // Binders and binding infos.
 #include "tq/platform/ui/model/bindings.h"
 
+#include <algorithm>
+#include <iterator>
+#include <string>
+
 
 namespace tq {
 
@@ -50,16 +54,22 @@ String binderClassNameForBinding(const String& binding) {
   const String group = bindingGroupName(binding);
   if (group.view() == u"displayPatternValue") return u"NSDisplayPatternBinder";
   if (group.view() == u"displayPatternTitle") return u"NSDisplayPatternTitleBinder";
-  std::u16string name = u"NS";
+  // "NS" + the group with its first letter capitalised + "Binder", made in one piece.
+  constexpr std::u16string_view prefix = u"NS", suffix = u"Binder";
   std::u16string_view g = group.view();
-  if (!g.empty()) {
-    char16_t first = g[0];
-    if (first >= u'a' && first <= u'z') first = static_cast<char16_t>(first - u'a' + u'A');
-    name += first;
-    name += g.substr(1);
+  char16_t small[64];
+  std::u16string large;
+  const std::size_t length = prefix.size() + g.size() + suffix.size();
+  char16_t* name = small;
+  if (length > std::size(small)) {
+    large.resize(length);
+    name = large.data();
   }
-  name += u"Binder";
-  return String(name);
+  char16_t* at = std::copy(prefix.begin(), prefix.end(), name);
+  at = std::copy(g.begin(), g.end(), at);
+  if (!g.empty() && name[2] >= u'a' && name[2] <= u'z') name[2] = static_cast<char16_t>(name[2] - u'a' + u'A');
+  std::copy(suffix.begin(), suffix.end(), at);
+  return String(std::u16string_view(name, length));
 }
 
 std::shared_ptr<Binder> Bindable::binderForBinding(const String& binding) const {
@@ -81,6 +91,16 @@ std::vector<String> Bindable::boundBindingNames() const {
 
 std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::shared_ptr<Object>& observedObject,
                                             const String& keyPath, const Dictionary& options) {
+  return bind(binding, observedObject, keyPath, options, nullptr);
+}
+
+std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::shared_ptr<Object>& observedObject,
+                                            const String& keyPath, const Dictionary& options, Arena& arena) {
+  return bind(binding, observedObject, keyPath, options, &arena);
+}
+
+std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::shared_ptr<Object>& observedObject,
+                                            const String& keyPath, const Dictionary& options, Arena* arena) {
   if (!storage_) storage_ = std::make_unique<Storage>();
   const String group = bindingGroupName(binding);
   std::shared_ptr<Binder> binder;
@@ -91,10 +111,12 @@ std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::sh
     }
   }
   if (!binder) {
-    binder = std::make_shared<Binder>(binderClassNameForBinding(binding));
+    binder = arena ? arena->make<Binder>(binderClassNameForBinding(binding))
+                   : std::make_shared<Binder>(binderClassNameForBinding(binding));
     storage_->binders.push_back(binder);
   }
-  auto info = std::make_shared<BindingInfo>(binding, observedObject, keyPath);
+  auto info = arena ? arena->make<BindingInfo>(binding, observedObject, keyPath)
+                    : std::make_shared<BindingInfo>(binding, observedObject, keyPath);
   std::vector<Dictionary::Entry> rest;
   for (const auto& [key, value] : options.entries()) {
     bool placeholder = false;

@@ -29,7 +29,7 @@ void Button::setButtonType(ButtonType type) {
   if (auto c = buttonCell()) c->setButtonType(type);
 }
 
-PopUpButton::PopUpButton() { setCell(std::make_shared<PopUpButtonCell>()); }
+PopUpButton::PopUpButton() : Button(NoDefaultCell{}) { setCell(std::make_shared<PopUpButtonCell>()); }
 
 std::shared_ptr<Menu> PopUpButton::menu() const {
   auto c = popUpCell();

@@ -8,7 +8,7 @@ String ComboBoxCell::itemObjectValueAtIndex(long index) const {
   return items_[static_cast<std::size_t>(index)];
 }
 
-ComboBox::ComboBox() { setCell(std::make_shared<ComboBoxCell>()); }
+ComboBox::ComboBox() : TextField(NoDefaultCell{}) { setCell(std::make_shared<ComboBoxCell>()); }
 
 std::vector<String> ComboBox::objectValues() const {
   auto c = comboBoxCell();

@@ -16,6 +16,6 @@ void TextField::setPlaceholderString(String placeholder) {
   if (auto c = textFieldCell()) c->setPlaceholderString(std::move(placeholder));
 }
 
-SearchField::SearchField() { setCell(std::make_shared<SearchFieldCell>()); }
+SearchField::SearchField() : TextField(NoDefaultCell{}) { setCell(std::make_shared<SearchFieldCell>()); }
 
 }  // namespace tq

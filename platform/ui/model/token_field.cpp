@@ -34,7 +34,7 @@ void TokenFieldCell::setTokenizingCharacters(String characters) {
   tokenizing_ = characters.length() > 0 ? std::move(characters) : String(u",");
 }
 
-TokenField::TokenField() { setCell(std::make_shared<TokenFieldCell>()); }
+TokenField::TokenField() : TextField(NoDefaultCell{}) { setCell(std::make_shared<TokenFieldCell>()); }
 
 std::vector<String> TokenField::tokens() const {
   auto c = tokenFieldCell();

@@ -62,17 +62,6 @@ void play(std::chrono::milliseconds window, const std::vector<Step>& steps) {
 
 }  // namespace
 
-TEST(AssociationTracker, ARoamShowsAsANewAccessPointJoinedThroughout) {
-  play(1000ms, {{Step::Connect, 0, kA, "home"},
-                {Step::Read, 0, kA, "", "1/home"},  // a supplicant's link: no SSID but the event's
-                {Step::LeftByStation, 10, kA},
-                {Step::Read, 10, {}, nullptr, "1/home"},  // held back
-                {Step::Read, 500, {}, nullptr, "1/home"},
-                {Step::Connect, 600, kB, "home"},
-                {Step::Read, 600, kB, nullptr, "2/home"},
-                {Step::Read, 2000, kB, nullptr, "2/home", {}}});
-}
-
 TEST(AssociationTracker, DeparturesShowWhenTheyAreCertain) {
   // Left by the station with no connect in time: shown when the window ends.
   play(1000ms, {{Step::Read, 0, kA, "home", "1/home"},

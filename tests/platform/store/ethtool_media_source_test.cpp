@@ -23,14 +23,11 @@ struct SubtypeCase {
 
 }  // namespace
 
+// The subtypes the ethtool command can give a tap are compared with its own words by
+// ethtool_media_of_each_test; here, the ports no subtype of the speed takes.
 TEST(EthtoolMediaWord, SubtypeFollowsSpeedAndPort) {
   const SubtypeCase cases[] = {
-      {10, PORT_TP, 3},         {10, PORT_MII, 3},       {10, PORT_BNC, 4},
-      {10, PORT_AUI, 5},        {10, PORT_FIBRE, 0},     {100, PORT_TP, 6},
-      {100, PORT_FIBRE, 7},     {100, PORT_BNC, 0},      {1000, PORT_TP, 16},
-      {1000, PORT_FIBRE, 11},   {1000, PORT_DA, 15},     {1000, PORT_OTHER, 0},
-      {10000, PORT_FIBRE, 18},  {10000, PORT_TP, 0},     {10000, PORT_DA, 0},
-      {2500, PORT_TP, 0},       {25000, PORT_FIBRE, 0},  {EthtoolMediaFacts::kSpeedUnknown, PORT_TP, 0},
+      {10, PORT_FIBRE, 0}, {100, PORT_BNC, 0}, {1000, PORT_OTHER, 0}, {10000, PORT_TP, 0},
   };
   for (const auto& c : cases)
     EXPECT_EQ(mediaWordFromEthtool(facts(c.speed, c.port)), c.subtype)
@@ -78,8 +75,6 @@ TEST(EthtoolMediaWord, LinkModesAndModulesTellTheMedium) {
 }
 
 TEST(EthtoolMediaWord, OptionBits) {
-  EXPECT_EQ(mediaWordFromEthtool(facts(100, PORT_TP, DUPLEX_FULL)), 0x00100006u);
-  EXPECT_EQ(mediaWordFromEthtool(facts(10, PORT_TP, DUPLEX_HALF)), 0x00200003u);
   EXPECT_EQ(mediaWordFromEthtool(facts(1000, PORT_TP, DUPLEX_UNKNOWN)), 0x00000010u);
 
   auto f = facts(100, PORT_TP, DUPLEX_FULL);

@@ -4,12 +4,16 @@
 #include "tq/platform/base/exception.h"
 #include "tq/platform/ui/model/box.h"
 #include "tq/platform/ui/model/button.h"
+#include "tq/platform/ui/model/combo_box.h"
+#include "tq/platform/ui/model/image_view.h"
 #include "tq/platform/ui/model/matrix.h"
 #include "tq/platform/ui/model/scroll_view.h"
 #include "tq/platform/ui/model/segmented_control.h"
+#include "tq/platform/ui/model/tab_view.h"
 #include "tq/platform/ui/model/table_view.h"
 #include "tq/platform/ui/model/text_field.h"
 #include "tq/platform/ui/model/text_measurer.h"
+#include "tq/platform/ui/model/token_field.h"
 #include "tq/platform/ui/model/window.h"
 
 namespace tq {
@@ -270,6 +274,40 @@ TEST(Bindings, BindersGroupNumberedVariants) {
   EXPECT_EQ(field.boundBindingNames(), (std::vector<String>{u"displayPatternValue1", u"displayPatternValue2", u"enabled"}));
   EXPECT_EQ(binderClassNameForBinding(u"contentValues"), String(u"NSContentValuesBinder"));
   EXPECT_EQ(bindingGroupName(u"hidden2"), String(u"hidden"));
+}
+
+TEST(Bindings, BindersMadeInAnArenaHoldItWhileTheyLive) {
+  Arena arena;
+  auto field = std::make_shared<TextField>();
+  const std::size_t before = arena.state()->holds();
+  auto info = field->bind(u"value", nullptr, u"self.a", Dictionary::empty(), arena);
+  EXPECT_EQ(arena.state()->holds(), before + 2) << "the binder and the binding info";
+  EXPECT_EQ(field->binderForBinding(u"value")->className(), String(u"NSValueBinder"));
+  EXPECT_EQ(field->binderForBinding(u"value")->bindingInfos().front(), info);
+  EXPECT_EQ(info->keyPath(), String(u"self.a"));
+  info.reset();
+  field.reset();
+  EXPECT_EQ(arena.state()->holds(), before);
+}
+
+TEST(Controls, MadeWithoutDefaultCellHaveNoneAndOtherwiseTheirOwn) {
+  const std::pair<std::shared_ptr<Control>, std::shared_ptr<Control>> controls[] = {
+      {std::make_shared<Button>(NoDefaultCell{}), std::make_shared<Button>()},
+      {std::make_shared<PopUpButton>(NoDefaultCell{}), std::make_shared<PopUpButton>()},
+      {std::make_shared<TextField>(NoDefaultCell{}), std::make_shared<TextField>()},
+      {std::make_shared<SearchField>(NoDefaultCell{}), std::make_shared<SearchField>()},
+      {std::make_shared<ComboBox>(NoDefaultCell{}), std::make_shared<ComboBox>()},
+      {std::make_shared<TokenField>(NoDefaultCell{}), std::make_shared<TokenField>()},
+      {std::make_shared<ImageView>(NoDefaultCell{}), std::make_shared<ImageView>()},
+      {std::make_shared<SegmentedControl>(NoDefaultCell{}), std::make_shared<SegmentedControl>()}};
+  const String cellClasses[] = {u"NSButtonCell",   u"NSPopUpButtonCell", u"NSTextFieldCell", u"NSSearchFieldCell",
+                                u"NSComboBoxCell", u"NSTokenFieldCell",  u"NSImageCell",     u"NSSegmentedCell"};
+  for (std::size_t i = 0; i < std::size(controls); ++i) {
+    EXPECT_EQ(controls[i].first->cell(), nullptr) << i;
+    ASSERT_NE(controls[i].second->cell(), nullptr) << i;
+    EXPECT_EQ(controls[i].second->cell()->className(), cellClasses[i]) << i;
+    EXPECT_EQ(controls[i].second->cell()->controlView(), controls[i].second.get()) << i;
+  }
 }
 
 TEST(Cells, CopiesKeepValuesButNotViewsBindingsOrMenus) {

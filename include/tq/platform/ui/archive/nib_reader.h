@@ -84,6 +84,7 @@
 // Threads: the interface (main) thread; separate loads share nothing but the class registry.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
@@ -171,7 +172,7 @@ class Nib {
   friend class StoryboardBuilder;
   using IdentifiedObject = std::pair<String, std::weak_ptr<Object>>;
   // Takes the identified objects in the order they were made, with the placeholders; where an
-  // identifier is given twice the later object holds it. Sorted once, looked up by halving.
+  // identifier is given twice the later object holds it. Looked up through a hash table.
   void indexObjects(std::vector<IdentifiedObject> objects);
   // Lists a warning while fewer than kMaxNibWarnings are listed, else counts it; returns the bytes
   // the list now keeps for it (0 when only counted).
@@ -182,6 +183,7 @@ class Nib {
   String resourceFolder_;
   std::vector<std::shared_ptr<Object>> topLevelObjects_;
   std::vector<IdentifiedObject> objects_;
+  std::vector<uint32_t> slots_;  // positions in objects_ plus one by identifier hash; 0 is empty
   std::vector<NibConnection> connections_;
   std::vector<std::string> warnings_;
   std::size_t objectCount_ = 0;

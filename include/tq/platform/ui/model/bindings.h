@@ -15,6 +15,7 @@
 #include <memory>
 #include <vector>
 
+#include "tq/platform/base/arena.h"
 #include "tq/platform/base/object.h"
 #include "tq/platform/base/string.h"
 #include "tq/platform/base/value.h"
@@ -120,8 +121,15 @@ class Bindable {
   // "NSDisplayPattern" becomes the binder's display pattern; the rest stays in options().
   std::shared_ptr<BindingInfo> bind(const String& binding, const std::shared_ptr<Object>& observedObject,
                                     const String& keyPath, const Dictionary& options);
+  // The same, with a new binder and the binding info made in `arena` instead of heap blocks of
+  // their own (a reader keeping an interface's objects in one arena): each holds the arena while it
+  // lives.
+  std::shared_ptr<BindingInfo> bind(const String& binding, const std::shared_ptr<Object>& observedObject,
+                                    const String& keyPath, const Dictionary& options, Arena& arena);
 
  private:
+  std::shared_ptr<BindingInfo> bind(const String& binding, const std::shared_ptr<Object>& observedObject,
+                                    const String& keyPath, const Dictionary& options, Arena* arena);
   struct Storage {
     std::vector<std::shared_ptr<Binder>> binders;
     std::vector<String> names;

@@ -11,6 +11,7 @@ class Button : public Control {
  public:
   // A button with a fresh ButtonCell.
   Button();
+  explicit Button(NoDefaultCell) {}
   explicit Button(const Rect& frame);
   String className() const override { return classNameOr(u"NSButton"); }
 
@@ -38,6 +39,7 @@ class PopUpButton : public Button {
  public:
   // A pop-up button with a fresh PopUpButtonCell and an empty menu.
   PopUpButton();
+  explicit PopUpButton(NoDefaultCell none) : Button(none) {}
   String className() const override { return classNameOr(u"NSPopUpButton"); }
 
   std::shared_ptr<PopUpButtonCell> popUpCell() const { return cellAs<PopUpButtonCell>(); }

@@ -41,6 +41,7 @@ class ComboBox : public TextField {
  public:
   // A combo box with a fresh ComboBoxCell.
   ComboBox();
+  explicit ComboBox(NoDefaultCell none) : TextField(none) {}
   String className() const override { return classNameOr(u"NSComboBox"); }
   std::shared_ptr<ComboBoxCell> comboBoxCell() const { return cellAs<ComboBoxCell>(); }
   // The cell's items (empty when the cell is not a combo box cell).

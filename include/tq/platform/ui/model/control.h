@@ -12,6 +12,10 @@
 
 namespace tq {
 
+// Passed to a control's constructor by code that gives the control its cell right after (an
+// archive reader): the control starts without a cell instead of making one only to drop it.
+struct NoDefaultCell {};
+
 class Control : public View {
  public:
   Control() = default;

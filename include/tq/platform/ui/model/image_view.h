@@ -9,6 +9,7 @@ class ImageView : public Control {
  public:
   // An image view with a fresh ImageCell.
   ImageView();
+  explicit ImageView(NoDefaultCell) {}
   String className() const override { return classNameOr(u"NSImageView"); }
   // The cell's image name, nil for none.
   String imageName() const { return cell() ? cell()->imageName() : String(); }

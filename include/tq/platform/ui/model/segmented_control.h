@@ -50,6 +50,7 @@ class SegmentedControl : public Control {
  public:
   // A control with a fresh SegmentedCell.
   SegmentedControl();
+  explicit SegmentedControl(NoDefaultCell) {}
   String className() const override { return classNameOr(u"NSSegmentedControl"); }
 
   std::shared_ptr<SegmentedCell> segmentedCell() const { return cellAs<SegmentedCell>(); }

@@ -10,6 +10,7 @@ class TextField : public Control {
  public:
   // A field with a fresh TextFieldCell.
   TextField();
+  explicit TextField(NoDefaultCell) {}
   explicit TextField(const Rect& frame);
   String className() const override { return classNameOr(u"NSTextField"); }
 
@@ -24,6 +25,7 @@ class SearchField : public TextField {
  public:
   // A search field with a fresh SearchFieldCell.
   SearchField();
+  explicit SearchField(NoDefaultCell none) : TextField(none) {}
   String className() const override { return classNameOr(u"NSSearchField"); }
 };
 

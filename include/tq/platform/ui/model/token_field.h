@@ -35,6 +35,7 @@ class TokenField : public TextField {
  public:
   // A token field with a fresh TokenFieldCell.
   TokenField();
+  explicit TokenField(NoDefaultCell none) : TextField(none) {}
   String className() const override { return classNameOr(u"NSTokenField"); }
   std::shared_ptr<TokenFieldCell> tokenFieldCell() const { return cellAs<TokenFieldCell>(); }
   // The cell's tokens (empty when the cell is not a token field cell).
