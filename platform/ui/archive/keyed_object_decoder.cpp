@@ -1585,7 +1585,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
              (v.isObject() ? shownClass(v.index) : std::string("data")) + " skipped");
       }
     }
-    bindable->bind(name, destination, keyPath, Dictionary(std::move(options)));
+    bindable->bind(name, destination, keyPath, Dictionary(std::move(options)), arena_);
     nib_.connections_.push_back(
         {NibConnection::Kind::Binding, name, sourceId, destinationId, keyPath, source, destination, identifier});
   }
