@@ -52,6 +52,11 @@ TEST(Nl80211Decoder, InterfaceAndAssociatedBss) {
   ASSERT_TRUE(decodeBss(seen.done(), b));
   EXPECT_FALSE(b.associated) << "a BSS merely seen in a scan";
   EXPECT_TRUE(b.ssid.isNil());
+  Builder authenticated(0x1c, NL80211_CMD_NEW_SCAN_RESULTS);
+  authenticated.begin(NL80211_ATTR_BSS).bytes(NL80211_BSS_BSSID, kBssid);
+  authenticated.u32(NL80211_BSS_STATUS, NL80211_BSS_STATUS_AUTHENTICATED).end();
+  ASSERT_TRUE(decodeBss(authenticated.done(), b));
+  EXPECT_FALSE(b.associated) << "authenticated is not yet joined";
 
   Builder shortBssid(0x1c, NL80211_CMD_NEW_SCAN_RESULTS);
   shortBssid.begin(NL80211_ATTR_BSS).bytes(NL80211_BSS_BSSID, {1, 2, 3}).end();
