@@ -72,6 +72,30 @@ String binderClassNameForBinding(const String& binding) {
   return String(std::u16string_view(name, length));
 }
 
+namespace {
+
+// The binder class name for a binding, made in `arena` when it is ASCII (as every binding name the
+// platform defines is), else as binderClassNameForBinding makes it.
+String binderClassNameIn(const String& binding, Arena& arena) {
+  std::u16string_view group = binding.view();
+  while (!group.empty() && group.back() >= u'0' && group.back() <= u'9') group.remove_suffix(1);
+  if (group.empty()) group = binding.view();  // a name of digits alone is its own group
+  constexpr std::string_view prefix = "NS", suffix = "Binder";
+  char name[64];
+  const std::size_t length = prefix.size() + group.size() + suffix.size();
+  if (length > std::size(name) || group == u"displayPatternValue" || group == u"displayPatternTitle" ||
+      std::any_of(group.begin(), group.end(), [](char16_t c) { return c >= 0x80; })) {
+    return binderClassNameForBinding(binding);
+  }
+  char* at = std::copy(prefix.begin(), prefix.end(), name);
+  for (const char16_t c : group) *at++ = static_cast<char>(c);
+  if (name[2] >= 'a' && name[2] <= 'z') name[2] = static_cast<char>(name[2] - 'a' + 'A');
+  std::copy(suffix.begin(), suffix.end(), at);
+  return String::fromUTF8(std::string_view(name, length), arena);
+}
+
+}  // namespace
+
 std::shared_ptr<Binder> Bindable::binderForBinding(const String& binding) const {
   if (!storage_ || binding.isNil()) return nullptr;
   for (const auto& binder : storage_->binders) {
@@ -111,12 +135,27 @@ std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::sh
     }
   }
   if (!binder) {
-    binder = arena ? arena->make<Binder>(binderClassNameForBinding(binding))
+    binder = arena ? arena->make<Binder>(binderClassNameIn(binding, *arena))
                    : std::make_shared<Binder>(binderClassNameForBinding(binding));
     storage_->binders.push_back(binder);
   }
   auto info = arena ? arena->make<BindingInfo>(binding, observedObject, keyPath)
                     : std::make_shared<BindingInfo>(binding, observedObject, keyPath);
+  // Options with no placeholder and no display pattern are kept as given (the dictionary shares
+  // its entries) instead of copied entry by entry into a new one.
+  const auto special = [](const String& key) {
+    for (const char16_t* placeholderKey : kPlaceholderKeys) {
+      if (key.view() == placeholderKey) return true;
+    }
+    return key.view() == u"NSDisplayPattern";
+  };
+  if (std::none_of(options.entries().begin(), options.entries().end(),
+                   [&](const Dictionary::Entry& entry) { return special(entry.first); })) {
+    info->setOptions(options);
+    binder->addBindingInfo(info);
+    storage_->names.push_back(binding);
+    return info;
+  }
   std::vector<Dictionary::Entry> rest;
   for (const auto& [key, value] : options.entries()) {
     bool placeholder = false;
