@@ -136,23 +136,34 @@ void Nib::closeWarnings() {
 }
 
 void Nib::indexObjects(std::vector<IdentifiedObject> objects) {
+  std::vector<uint64_t> hashes;
+  hashes.reserve(objects.size());
+  for (const auto& object : objects) hashes.push_back(identifierHash(object.first.view()));
+  indexObjects(std::move(objects), std::move(hashes));
+}
+
+void Nib::indexObjects(std::vector<IdentifiedObject> objects, std::vector<uint64_t> hashes) {
   // An open table of positions (plus one) in the kept list, at most half full. An identifier met
-  // again keeps its place and takes the later object.
+  // again keeps its place and takes the later object. Identifiers are compared only where their
+  // hashes agree, so that most placings read no identifier's text.
   std::size_t size = 16;
   while (size < objects.size() * 2) size *= 2;
   std::vector<uint32_t> slots(size, 0);
   const std::size_t mask = size - 1;
   std::size_t kept = 0;
   for (std::size_t i = 0; i < objects.size(); ++i) {
-    const std::u16string_view id = objects[i].first.view();
-    for (std::size_t at = identifierHash(id) & mask;; at = (at + 1) & mask) {
+    const uint64_t hash = hashes[i];
+    for (std::size_t at = hash & mask;; at = (at + 1) & mask) {
       const uint32_t slot = slots[at];
       if (!slot) {
-        if (kept != i) objects[kept] = std::move(objects[i]);
+        if (kept != i) {
+          objects[kept] = std::move(objects[i]);
+          hashes[kept] = hash;
+        }
         slots[at] = static_cast<uint32_t>(++kept);
         break;
       }
-      if (objects[slot - 1].first.view() == id) {
+      if (hashes[slot - 1] == hash && objects[slot - 1].first.view() == objects[i].first.view()) {
         objects[slot - 1].second = std::move(objects[i].second);
         break;
       }
@@ -612,6 +623,7 @@ class NibBuilder {
     made_.reserve(expected);
     byId_.reserve(expected);
     idTexts_.reserve(expected);
+    idHashes_.reserve(expected);
     std::size_t slots = 64;
     while (slots < expected * 2) slots *= 2;
     idSlots_.assign(slots, 0);
@@ -659,9 +671,12 @@ class NibBuilder {
     // In the order made, the placeholders last: they hold their identifiers over any object.
     for (auto& [id, object] : byId_) identified.emplace_back(std::move(id), object);
     for (const auto& [id, object] : {std::pair{u"-2", options_.owner}, std::pair{u"-3", options_.application}}) {
-      if (object) identified.emplace_back(String(id), object);
+      if (object) {
+        identified.emplace_back(String(id), object);
+        idHashes_.push_back(identifierHash(identified.back().first.view()));
+      }
     }
-    nib_.indexObjects(std::move(identified));
+    nib_.indexObjects(std::move(identified), std::move(idHashes_));
     return std::move(nib_);
   }
 
@@ -1743,6 +1758,7 @@ class NibBuilder {
   // text, so that connections find their ends without making strings first.
   void addIdentified(std::string_view text, const String& id, const std::shared_ptr<Object>& object) {
     byId_.emplace_back(id, object);
+    idHashes_.push_back(identifierHash(id.view()));
     idTexts_.push_back(text);
     if ((byId_.size() + 1) * 2 > idSlots_.size()) {
       // Twice as many slots, every identifier placed again.
@@ -1954,6 +1970,7 @@ class NibBuilder {
   // identifier hash, at most half full.
   std::vector<std::pair<String, std::shared_ptr<Object>>> byId_;
   std::vector<std::string_view> idTexts_;
+  std::vector<uint64_t> idHashes_;  // identifierHash of each in byId_, for the interface's table
   std::vector<uint32_t> idSlots_;
   std::vector<Pending> pending_;
   // Where a generic object's attributes are packed before they are copied out at their size.

@@ -174,6 +174,9 @@ class Nib {
   // Takes the identified objects in the order they were made, with the placeholders; where an
   // identifier is given twice the later object holds it. Looked up through a hash table.
   void indexObjects(std::vector<IdentifiedObject> objects);
+  // The same, each identifier's identifierHash given in `hashes` (worked out while the reader still
+  // had the identifier at hand).
+  void indexObjects(std::vector<IdentifiedObject> objects, std::vector<uint64_t> hashes);
   // Lists a warning while fewer than kMaxNibWarnings are listed, else counts it; returns the bytes
   // the list now keeps for it (0 when only counted).
   std::size_t addWarning(std::string message);
