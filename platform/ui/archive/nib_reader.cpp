@@ -507,16 +507,47 @@ std::string_view imageFileInArchive(std::string_view b) {
   return {};
 }
 
+// The values of the attributes `names` of a leaf element (rect, size, color, font), each nullptr
+// when absent, the first of a name given twice: one pass over its attributes, where an Element
+// would list them (and its children) before each name is looked up.
+template <std::size_t N>
+std::array<const char*, N> leafAttributes(pugi::xml_node node, const Name (&names)[N]) {
+  std::array<const char*, N> values{};
+  for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+    const char* name = a.name();
+    const uint16_t head = Name::headOf(name);
+    for (std::size_t i = 0; i < N; ++i) {
+      if (names[i].head == head && !values[i] && names[i].equalsPastHead(name)) {
+        values[i] = a.value();
+        break;
+      }
+    }
+  }
+  return values;
+}
+
+// A number attribute's value as numberAttr reads it.
+double numberOr(const char* text, double fallback) {
+  if (!text) return fallback;
+  bool parsed = false;
+  const double number = parseNumber(text, parsed);
+  return parsed ? number : fallback;
+}
+
 std::optional<Rect> rectChild(const Element& n, Name key) {
-  const Element r = keyed(n, key);
+  const pugi::xml_node r = keyed(n, key);
   if (!r || !is(r, "rect")) return std::nullopt;
-  return Rect{numberAttr(r, "x", 0), numberAttr(r, "y", 0), numberAttr(r, "width", 0), numberAttr(r, "height", 0)};
+  static constexpr Name kNames[] = {"x", "y", "width", "height"};
+  const auto v = leafAttributes(r, kNames);
+  return Rect{numberOr(v[0], 0), numberOr(v[1], 0), numberOr(v[2], 0), numberOr(v[3], 0)};
 }
 
 std::optional<Size> sizeChild(const Element& n, Name key) {
-  const Element s = keyed(n, key);
+  const pugi::xml_node s = keyed(n, key);
   if (!s || !(is(s, "size") || is(s, "value"))) return std::nullopt;
-  return Size{numberAttr(s, "width", 0), numberAttr(s, "height", 0)};
+  static constexpr Name kNames[] = {"width", "height"};
+  const auto v = leafAttributes(s, kNames);
+  return Size{numberOr(v[0], 0), numberOr(v[1], 0)};
 }
 
 // Texts that recur through a document (font and colour names, catalogs, colour spaces, outlet and
@@ -734,12 +765,14 @@ class NibBuilder {
     return String::fromUTF8(name, arena_);
   }
   std::optional<FontDescriptor> fontChild(const Element& n, Name key) {
-    const Element f = keyed(n, key);
+    const pugi::xml_node f = keyed(n, key);
     if (!f || !is(f, "font")) return std::nullopt;
-    const double size = numberAttr(f, "size", 0);
-    if (const char* meta = f.value("metaFont")) return FontDescriptor::fromMetaFont(recurring_(meta), size);
+    static constexpr Name kNames[] = {"size", "metaFont", "name"};
+    const auto v = leafAttributes(f, kNames);
+    const double size = numberOr(v[0], 0);
+    if (const char* meta = v[1]) return FontDescriptor::fromMetaFont(recurring_(meta), size);
     FontDescriptor font;
-    const char* name = f.value("name");
+    const char* name = v[2];
     if (name) font.name = recurring_(name);
     font.size = size > 0 ? size : 13;
     font.bold = name && std::strstr(name, "Bold") != nullptr;
@@ -747,25 +780,27 @@ class NibBuilder {
   }
   std::optional<ColorDescriptor> colorChild(const Element& n, Name key) {
     static const String system = u"System";
-    const Element c = keyed(n, key);
+    const pugi::xml_node c = keyed(n, key);
     if (!c || !is(c, "color")) return std::nullopt;
+    static constexpr Name kNames[] = {"colorSpace", "name", "catalog", "systemColor", "white",
+                                      "red",        "green", "blue",   "alpha"};
+    const auto [colorSpace, name, catalog, systemColor, white, red, green, blue, alpha] = leafAttributes(c, kNames);
     ColorDescriptor color;
-    color.colorSpace = recurring_(c.value("colorSpace"));
-    if (const char* name = c.value("name")) {
+    color.colorSpace = recurring_(colorSpace);
+    if (name) {
       color.name = recurring_(name);
-      const char* catalog = c.value("catalog");
       color.catalog = catalog ? recurring_(catalog) : system;
-    } else if (const char* systemColor = c.value("systemColor")) {
+    } else if (systemColor) {
       color.name = recurring_(systemColor);
       color.catalog = system;
-    } else if (hasAttr(c, "white")) {
-      color.red = color.green = color.blue = numberAttr(c, "white", 0);
+    } else if (white) {
+      color.red = color.green = color.blue = numberOr(white, 0);
     } else {
-      color.red = numberAttr(c, "red", 0);
-      color.green = numberAttr(c, "green", 0);
-      color.blue = numberAttr(c, "blue", 0);
+      color.red = numberOr(red, 0);
+      color.green = numberOr(green, 0);
+      color.blue = numberOr(blue, 0);
     }
-    color.alpha = numberAttr(c, "alpha", 1);
+    color.alpha = numberOr(alpha, 1);
     return color;
   }
   // A value of an options dictionary; nil for what is not a property-list scalar.
