@@ -949,11 +949,12 @@ class NibBuilder {
     made_.push_back(object);
     String id;
     if (const char* text = n.value("id")) {
-      id = str(text);
+      const std::string_view archived(text);
+      id = String::fromUTF8(archived, arena_);
       object->setArchiveIdentifier(id);
-      addIdentified(text, id, object);
+      addIdentified(archived, id, object);
     }
-    if (hasAttr(n, "userLabel")) object->setUserLabel(attr(n, "userLabel"));
+    if (const char* label = n.value("userLabel")) object->setUserLabel(str(label));
     if (pugi::xml_node note = keyed(n, "userComments")) object->setUserComments(textOf(note));
     if (pugi::xml_node c = n.child("connections")) pending_.push_back({c, object, id});
   }
