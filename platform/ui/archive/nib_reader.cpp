@@ -1773,13 +1773,18 @@ class NibBuilder {
   }
 
   // The button type from the archived kind and highlight/show-state behaviour.
-  static ButtonType buttonType(const char* type, const Element& behavior) {
+  static ButtonType buttonType(const char* type, pugi::xml_node behavior) {
     if (std::strcmp(type, "check") == 0) return ButtonType::Switch;
     if (std::strcmp(type, "radio") == 0) return ButtonType::Radio;
-    const bool pushIn = boolAttr(behavior, "pushIn", false);
-    const bool lightByContents = boolAttr(behavior, "lightByContents", false);
-    const bool changeContents = boolAttr(behavior, "changeContents", false);
-    const bool changeBackground = boolAttr(behavior, "changeBackground", false) || boolAttr(behavior, "changeGray", false);
+    static constexpr Name kNames[] = {"pushIn", "lightByContents", "changeContents", "changeBackground", "changeGray"};
+    const auto v = leafAttributes(behavior, kNames);
+    const auto yes = [](const char* value) {
+      return value && value[0] == 'Y' && value[1] == 'E' && value[2] == 'S' && value[3] == '\0';
+    };
+    const bool pushIn = yes(v[0]);
+    const bool lightByContents = yes(v[1]);
+    const bool changeContents = yes(v[2]);
+    const bool changeBackground = yes(v[3]) || yes(v[4]);
     if (changeContents) return ButtonType::Toggle;
     if (changeBackground) return pushIn ? ButtonType::PushOnPushOff : ButtonType::OnOff;
     if (lightByContents) return ButtonType::MomentaryChange;
