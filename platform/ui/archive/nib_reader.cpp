@@ -69,7 +69,7 @@ namespace {
 // A hash of `length` bytes taken eight at a time (the texts hashed here are a dozen bytes or so, so
 // a loop over single bytes would cost several times as much). Little-endian words, also when
 // worked out at compile time.
-constexpr uint64_t bytesHash(const char* p, std::size_t length) {
+[[gnu::always_inline]] constexpr uint64_t bytesHash(const char* p, std::size_t length) {
   constexpr uint64_t kMultiplier = 0x9E3779B97F4A7C15ull;
   // N bytes at `at` as a little-endian number (N of 4 or 8: fixed-size loads).
   const auto load = [](const char* at, auto n) {
@@ -601,8 +601,9 @@ template <class E, std::size_t N>
 E enumAttr(const Element& n, Name name, const char* const (&names)[N], E fallback) {
   const char* v = n.value(name);
   if (!v) return fallback;
+  // The first byte tells most names apart before a whole comparison.
   for (std::size_t i = 0; i < N; ++i) {
-    if (std::strcmp(v, names[i]) == 0) return static_cast<E>(i);
+    if (names[i][0] == v[0] && std::strcmp(v, names[i]) == 0) return static_cast<E>(i);
   }
   return fallback;
 }
