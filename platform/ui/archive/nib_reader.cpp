@@ -701,7 +701,7 @@ class NibBuilder {
     std::vector<Nib::IdentifiedObject> identified;
     identified.reserve(byId_.size() + 2);
     // In the order made, the placeholders last: they hold their identifiers over any object.
-    for (auto& [id, object] : byId_) identified.emplace_back(std::move(id), object);
+    for (auto& [id, made] : byId_) identified.emplace_back(std::move(id), made_[made]);
     for (const auto& [id, object] : {std::pair{u"-2", options_.owner}, std::pair{u"-3", options_.application}}) {
       if (object) {
         identified.emplace_back(String(id), object);
@@ -953,7 +953,7 @@ class NibBuilder {
       const std::string_view archived(text);
       id = String::fromUTF8(archived, arena_);
       object->setArchiveIdentifier(id);
-      addIdentified(archived, id, object);
+      addIdentified(archived, id);
     }
     if (const char* label = n.value("userLabel")) object->setUserLabel(str(label));
     if (pugi::xml_node note = keyed(n, "userComments")) object->setUserComments(textOf(note));
@@ -1795,11 +1795,11 @@ class NibBuilder {
 
   // --- cross references and connections ------------------------------------------------------------
 
-  // Adds an identified object, its identifier as archived (`text`) and as made; where the archive
+  // Adds the object made last, its identifier as archived (`text`) and as made; where the archive
   // gives an identifier twice, the later object holds it. The table is keyed by the archived
   // text, so that connections find their ends without making strings first.
-  void addIdentified(std::string_view text, const String& id, const std::shared_ptr<Object>& object) {
-    byId_.emplace_back(id, object);
+  void addIdentified(std::string_view text, const String& id) {
+    byId_.emplace_back(id, static_cast<uint32_t>(made_.size() - 1));
     idHashes_.push_back(identifierHash(id.view()));
     idTexts_.push_back(text);
     if ((byId_.size() + 1) * 2 > idSlots_.size()) {
@@ -1838,7 +1838,7 @@ class NibBuilder {
   // The object made with the archived identifier `text` (nullptr: none given).
   std::shared_ptr<Object> lookUp(const char* text) const {
     const uint32_t at = find(text ? text : "");
-    return at ? byId_[at - 1].second : nullptr;
+    return at ? std::shared_ptr<Object>(made_[byId_[at - 1].second]) : nullptr;
   }
 
   void resolveReferences() {
@@ -1876,7 +1876,7 @@ class NibBuilder {
     const std::string_view v = text ? std::string_view(text) : std::string_view();
     if (const uint32_t at = isPlaceholderId(v) ? 0 : find(v)) {
       id = text ? byId_[at - 1].first : String();
-      return byId_[at - 1].second;
+      return made_[byId_[at - 1].second];
     }
     id = recurring_(text);
     if (v == "-1") return nullptr;
@@ -2008,9 +2008,10 @@ class NibBuilder {
   RecurringStrings recurring_;
   mutable RememberedCasts casts_;
   std::vector<std::shared_ptr<InterfaceObject>> made_;
-  // Every identified object in the order made, and an open table of their positions (plus one) by
-  // identifier hash, at most half full.
-  std::vector<std::pair<String, std::shared_ptr<Object>>> byId_;
+  // Every identified object in the order made (by its position in made_, which holds every object
+  // while the read runs), and an open table of their positions (plus one) by identifier hash, at
+  // most half full.
+  std::vector<std::pair<String, uint32_t>> byId_;
   std::vector<std::string_view> idTexts_;
   std::vector<uint64_t> idHashes_;  // identifierHash of each in byId_, for the interface's table
   std::vector<uint32_t> idSlots_;
