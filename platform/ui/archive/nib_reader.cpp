@@ -383,6 +383,8 @@ class Element {
     return nameLength_ >= N - 1 && std::memcmp(name_ + nameLength_ - (N - 1), suffix, N - 1) == 0;
   }
 
+  // Whether the element has any child element.
+  bool hasChildElements() const { return childCount_ != 0; }
   operator pugi::xml_node() const { return node_; }  // NOLINT
   explicit operator bool() const { return static_cast<bool>(node_); }
   const char* name() const { return name_; }
@@ -980,7 +982,12 @@ class NibBuilder {
     if (is(n, "toolbar")) return decodeToolbar(n, depth);
     if (n.nameEndsWith("oolbarItem")) return decodeToolbarItem(n, depth);
     if (n.nameEndsWith("Cell")) return decodeCell(n, depth);
-    if (std::shared_ptr<View> view = decodeViewElement(n, depth)) return view;
+    // A constraint is never a view, and with no child element cannot pass for one (most of a
+    // document's objects are such constraints).
+    const bool leafConstraint = is(n, "constraint") && !n.hasChildElements();
+    if (!leafConstraint) {
+      if (std::shared_ptr<View> view = decodeViewElement(n, depth)) return view;
+    }
     // Controllers, formatters, constraints, host objects.
     auto object = make<InterfaceObject>(n, [&] {
       static const String object = u"NSObject", constraint = u"NSLayoutConstraint";
