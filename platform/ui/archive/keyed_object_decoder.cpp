@@ -21,6 +21,7 @@
 #include <map>
 #include <unordered_map>
 #include <unordered_set>
+#include <type_traits>
 #include <utility>
 
 #include "tq/platform/base/arena.h"
@@ -195,21 +196,27 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   // Key names are literals; their archive indexes are looked up once each.
   // A literal's index is kept in a slot chosen by the literal's address; another literal landing
   // in the same slot only costs a fresh look-up.
-  uint32_t key(const char* name) const {
-    KeySlot& slot = keySlots_[(reinterpret_cast<std::uintptr_t>(name) * 0x9E3779B97F4A7C15ull) >> (64 - kKeySlotBits)];
-    if (slot.name != name) slot = {name, a_.nameIndex(name)};
-    return slot.index;
+  [[gnu::always_inline]] uint32_t key(const char* name) const {
+    const std::size_t at = (reinterpret_cast<std::uintptr_t>(name) * 0x9E3779B97F4A7C15ull) >> (64 - kKeySlotBits);
+    if (keySlots_[at].name != name) [[unlikely]] return lookUpKey(at, name);
+    return keySlots_[at].index;
+  }
+  [[gnu::noinline]] uint32_t lookUpKey(std::size_t at, const char* name) const {
+    keySlots_[at] = {name, a_.nameIndex(name)};
+    return keySlots_[at].index;
   }
   // Most questions are about the object being read: its entries are indexed by key once (the first
   // of a key counts, as a walk would find it), so that each question is one look-up.
-  const archive::ArchiveEntry* entry(uint32_t o, const char* name) const {
+  // The question itself stays small enough to be inlined where it is asked; the indexing, done
+  // once per object read (and again when a child's reading came between), is out of line.
+  [[gnu::always_inline]] const archive::ArchiveEntry* entry(uint32_t o, const char* name) const {
     const uint32_t k = key(name);
     if (k == KeyedArchive::kNoName) return nullptr;
     if (o != indexed_) indexEntries(o);
     const KeyEntry& e = keyEntries_[k];
     return e.stamp == stamp_ ? a_.begin(o) + e.entry : nullptr;
   }
-  void indexEntries(uint32_t o) const {
+  [[gnu::noinline]] void indexEntries(uint32_t o) const {
     if (keyEntries_.empty()) keyEntries_.resize(a_.nameCount());
     if (++stamp_ == 0) {
       std::fill(keyEntries_.begin(), keyEntries_.end(), KeyEntry{});
@@ -583,7 +590,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
 
   std::shared_ptr<View> decodeViewObject(uint32_t o, std::string_view cls, String custom, int depth) {
     std::shared_ptr<View> view;
-    auto named = [&](auto factory) { view = make<View>(custom, factory); };
+    // What the view is, known from its factory unless a class of the host's made it.
+    unsigned kinds = kAskKinds;
+    auto named = [&](auto factory) {
+      view = make<View>(custom, factory);
+      if (custom.isNil() || custom.length() == 0) kinds = viewKinds<std::remove_cvref_t<decltype(*factory())>>();
+    };
     if (is(cls, "NSButton")) {
       named([this] { return arena_.make<Button>(); });
     } else if (is(cls, "NSPopUpButton")) {
@@ -655,8 +667,50 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       return nullptr;
     }
     remember(o, view);
-    decodeView(o, *view, depth);
+    decodeView(o, *view, depth, kinds);
     return view;
+  }
+
+  // The model's view classes the reading of a view tells apart, as bits: a view made by this
+  // reader's own factories has them from its type; a view made by the host's registry (kAskKinds)
+  // is asked at run time.
+  static constexpr unsigned kPopUpButton = 1u << 0, kControl = 1u << 1, kBox = 1u << 2, kMatrix = 1u << 3,
+                            kTabView = 1u << 4, kTableView = 1u << 5, kScrollView = 1u << 6, kClipView = 1u << 7,
+                            kStackView = 1u << 8, kTextView = 1u << 9, kGridView = 1u << 10, kRuleEditor = 1u << 11,
+                            kProgressIndicator = 1u << 12;
+  static constexpr unsigned kAskKinds = ~0u;
+  template <class T>
+  static constexpr unsigned kindOf() {
+    if constexpr (std::is_same_v<T, PopUpButton>) return kPopUpButton;
+    if constexpr (std::is_same_v<T, Control>) return kControl;
+    if constexpr (std::is_same_v<T, Box>) return kBox;
+    if constexpr (std::is_same_v<T, Matrix>) return kMatrix;
+    if constexpr (std::is_same_v<T, TabView>) return kTabView;
+    if constexpr (std::is_same_v<T, TableView>) return kTableView;
+    if constexpr (std::is_same_v<T, ScrollView>) return kScrollView;
+    if constexpr (std::is_same_v<T, ClipView>) return kClipView;
+    if constexpr (std::is_same_v<T, StackView>) return kStackView;
+    if constexpr (std::is_same_v<T, TextView>) return kTextView;
+    if constexpr (std::is_same_v<T, GridView>) return kGridView;
+    if constexpr (std::is_same_v<T, RuleEditor>) return kRuleEditor;
+    if constexpr (std::is_same_v<T, ProgressIndicator>) return kProgressIndicator;
+    return 0;
+  }
+  template <class Made>
+  static constexpr unsigned viewKinds() {
+    return (std::is_base_of_v<PopUpButton, Made> ? kPopUpButton : 0u) | (std::is_base_of_v<Control, Made> ? kControl : 0u) |
+           (std::is_base_of_v<Box, Made> ? kBox : 0u) | (std::is_base_of_v<Matrix, Made> ? kMatrix : 0u) |
+           (std::is_base_of_v<TabView, Made> ? kTabView : 0u) | (std::is_base_of_v<TableView, Made> ? kTableView : 0u) |
+           (std::is_base_of_v<ScrollView, Made> ? kScrollView : 0u) | (std::is_base_of_v<ClipView, Made> ? kClipView : 0u) |
+           (std::is_base_of_v<StackView, Made> ? kStackView : 0u) | (std::is_base_of_v<TextView, Made> ? kTextView : 0u) |
+           (std::is_base_of_v<GridView, Made> ? kGridView : 0u) | (std::is_base_of_v<RuleEditor, Made> ? kRuleEditor : 0u) |
+           (std::is_base_of_v<ProgressIndicator, Made> ? kProgressIndicator : 0u);
+  }
+  template <class T>
+  T* viewAs(View& view, unsigned kinds) const {
+    static_assert(kindOf<T>() != 0);
+    if (kinds == kAskKinds) return as<T>(&view);
+    return (kinds & kindOf<T>()) ? static_cast<T*>(&view) : nullptr;
   }
 
   // Values of sliders, steppers, level indicators and date pickers.
@@ -686,7 +740,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
   }
 
-  void decodeView(uint32_t o, View& view, int depth) {
+  void decodeView(uint32_t o, View& view, int depth, unsigned kinds) {
     if (auto frame = rect(o, "NSFrame")) {
       view.setFrame(*frame);
     } else if (auto s = size(o, "NSFrameSize")) {
@@ -698,32 +752,32 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (String tip = string(o, "NSToolTip"); !tip.isNil()) view.setToolTip(tip);
     if (has(o, "NSTag")) view.setTag(integer(o, "NSTag"));
     if (String id = string(o, "NSUserInterfaceItemIdentifier"); !id.isNil()) view.setIdentifier(id);
-    if (!as<PopUpButton>(&view)) {
+    if (!viewAs<PopUpButton>(view, kinds)) {
       if (auto menu = child<Menu>(o, "NSMenu", depth)) view.setContextMenu(menu);
     }
 
-    if (auto* control = as<Control>(&view)) {
+    if (auto* control = viewAs<Control>(view, kinds)) {
       if (has(o, "NSCell")) {
         if (auto cell = child<Cell>(o, "NSCell", depth)) control->setCell(cell);
       }
     }
 
     bool ownSubviews = true;
-    if (auto* box = as<Box>(&view)) decodeBox(o, *box, depth), ownSubviews = false;
-    if (auto* matrix = as<Matrix>(&view)) decodeMatrix(o, *matrix, depth);
-    if (auto* tabs = as<TabView>(&view)) decodeTabView(o, *tabs, depth), ownSubviews = false;
-    if (auto* table = as<TableView>(&view)) decodeTableView(o, *table, depth);
-    if (auto* scroll = as<ScrollView>(&view)) decodeScrollView(o, *scroll, depth), ownSubviews = false;
-    if (auto* clip = as<ClipView>(&view)) {
+    if (auto* box = viewAs<Box>(view, kinds)) decodeBox(o, *box, depth), ownSubviews = false;
+    if (auto* matrix = viewAs<Matrix>(view, kinds)) decodeMatrix(o, *matrix, depth);
+    if (auto* tabs = viewAs<TabView>(view, kinds)) decodeTabView(o, *tabs, depth), ownSubviews = false;
+    if (auto* table = viewAs<TableView>(view, kinds)) decodeTableView(o, *table, depth);
+    if (auto* scroll = viewAs<ScrollView>(view, kinds)) decodeScrollView(o, *scroll, depth), ownSubviews = false;
+    if (auto* clip = viewAs<ClipView>(view, kinds)) {
       clip->setDrawsBackground((integer(o, "NScvFlags", 4) & 4) != 0);
       if (auto doc = child<View>(o, "NSDocView", depth)) clip->setDocumentView(doc);
       ownSubviews = false;
     }
-    if (auto* stack = as<StackView>(&view)) decodeStackView(o, *stack, depth), ownSubviews = false;
-    if (auto* text = as<TextView>(&view)) decodeTextView(o, *text);
-    if (auto* grid = as<GridView>(&view)) decodeGridView(o, *grid, depth);
-    if (auto* rules = as<RuleEditor>(&view)) decodeRuleEditor(o, *rules, depth);
-    if (auto* progress = as<ProgressIndicator>(&view)) {
+    if (auto* stack = viewAs<StackView>(view, kinds)) decodeStackView(o, *stack, depth), ownSubviews = false;
+    if (auto* text = viewAs<TextView>(view, kinds)) decodeTextView(o, *text);
+    if (auto* grid = viewAs<GridView>(view, kinds)) decodeGridView(o, *grid, depth);
+    if (auto* rules = viewAs<RuleEditor>(view, kinds)) decodeRuleEditor(o, *rules, depth);
+    if (auto* progress = viewAs<ProgressIndicator>(view, kinds)) {
       progress->setMinValue(number(o, "NSMinValue", progress->minValue()));
       progress->setMaxValue(number(o, "NSMaxValue", progress->maxValue()));
       progress->setDoubleValue(number(o, "NSValue", progress->doubleValue()));
