@@ -556,10 +556,17 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     auto object = make<InterfaceObject>(custom, [&] {
       auto g = arena_.make<GenericObject>(utf8(cls));
       // Kept packed until someone asks: most such objects (constraints, formatters) are never asked.
-      packed_.clear();
-      auto counted = [this](std::string_view text) {
+      // Written through a pointer into a buffer that only grows over the read (one check per entry).
+      std::size_t packedLength = 0;
+      auto room = [&](std::size_t n) {
+        if (packed_.size() < packedLength + n) packed_.resize(std::max(packedLength + n, 2 * packed_.size()));
+        return packed_.data() + packedLength;
+      };
+      auto counted = [](char* at, std::string_view text) {
         const auto length = static_cast<uint32_t>(text.size());
-        packed_.append(reinterpret_cast<const char*>(&length), sizeof length).append(text);
+        std::memcpy(at, &length, sizeof length);
+        std::memcpy(at + sizeof length, text.data(), text.size());
+        return at + sizeof length + text.size();
       };
       for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
         if (e->key == 0) continue;
@@ -568,18 +575,21 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
           text = a_.text(e->value);
         } else if (e->value.isNumber()) {
           const double number = e->value.number();
-          counted(a_.name(e->key));
-          packed_.push_back('n');
-          packed_.append(reinterpret_cast<const char*>(&number), sizeof number);
+          const std::string_view name = a_.name(e->key);
+          char* at = counted(room(4 + name.size() + 1 + sizeof number), name);
+          *at++ = 'n';
+          std::memcpy(at, &number, sizeof number);
+          packedLength = static_cast<std::size_t>(at + sizeof number - packed_.data());
           continue;
         } else if (!e->value.isObject() || !a_.isStringClass(e->value.index) || !a_.textOf(e->value, text)) {
           continue;
         }
-        counted(a_.name(e->key));
-        packed_.push_back('s');
-        counted(text);
+        const std::string_view name = a_.name(e->key);
+        char* at = counted(room(4 + name.size() + 1 + 4 + text.size()), name);
+        *at++ = 's';
+        packedLength = static_cast<std::size_t>(counted(at, text) - packed_.data());
       }
-      g->setArchivedTypedAttributes(packed_, arena_);
+      g->setArchivedTypedAttributes(std::string_view(packed_.data(), packedLength), arena_);
       return std::static_pointer_cast<InterfaceObject>(g);
     });
     remember(o, object);
