@@ -95,6 +95,22 @@ Numbers numbersIn(std::string_view text) {
   const char* const end = p + text.size();
   while (p < end && *p) {
     if ((*p >= '0' && *p <= '9') || *p == '-' || *p == '.') {
+      // Most are whole numbers ("{{20, 20}, {480, 270}}"): read here when the digits end the
+      // number and are few enough to be exact, else by from_chars.
+      {
+        const bool negative = *p == '-';
+        const char* q = p + negative;
+        uint64_t whole = 0;
+        const char* const digits = q;
+        while (q < end && *q >= '0' && *q <= '9' && q - digits < 15) whole = whole * 10 + static_cast<uint64_t>(*q++ - '0');
+        if (q > digits && (q == end || ((*q < '0' || *q > '9') && *q != '.' && *q != 'e' && *q != 'E'))) {
+          const double v = static_cast<double>(whole);
+          out.value[out.count++] = negative ? -v : v;
+          p = q;
+          if (out.count == 4) break;
+          continue;
+        }
+      }
       double v = 0;
       const auto [stop, fault] = std::from_chars(p, end, v);
       if (stop == p) {
