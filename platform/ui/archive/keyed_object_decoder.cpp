@@ -287,18 +287,46 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     used_ += members * kMemberCost;
   }
-  std::vector<uint32_t> memberObjects(int64_t collection) {
-    std::vector<uint32_t> out;
-    if (collection < 0) return out;
-    const auto c = static_cast<uint32_t>(collection);
-    std::size_t members = 0;
-    for (const archive::ArchiveEntry* e = a_.begin(c); e != a_.end(c); ++e) {
-      if (e->key != 0) continue;
-      ++members;
-      if (e->value.isObject()) out.push_back(e->value.index);
+  // The objects among a collection's members, in order: a run on top of one stack the read shares,
+  // given back when the list goes (lists are used while their members are read, so inner ones go
+  // first). No heap block per collection.
+  class MemberList {
+   public:
+    MemberList(std::vector<uint32_t>& stack, std::size_t from) : stack_(stack), from_(from), to_(stack.size()) {}
+    MemberList(const MemberList&) = delete;
+    MemberList& operator=(const MemberList&) = delete;
+    ~MemberList() { stack_.resize(from_); }
+    // By position, since reading a member may grow the stack (and move it).
+    struct Iterator {
+      const std::vector<uint32_t>* stack;
+      std::size_t at;
+      uint32_t operator*() const { return (*stack)[at]; }
+      Iterator& operator++() { return ++at, *this; }
+      bool operator!=(const Iterator& other) const { return at != other.at; }
+    };
+    Iterator begin() const { return {&stack_, from_}; }
+    Iterator end() const { return {&stack_, to_}; }
+    bool empty() const { return from_ == to_; }
+    uint32_t front() const { return stack_[from_]; }
+
+   private:
+    std::vector<uint32_t>& stack_;
+    std::size_t from_, to_;
+  };
+  MemberList memberObjects(int64_t collection) {
+    const std::size_t from = memberStack_.size();
+    if (collection >= 0) {
+      const auto c = static_cast<uint32_t>(collection);
+      std::size_t members = 0;
+      for (const archive::ArchiveEntry* e = a_.begin(c); e != a_.end(c); ++e) {
+        if (e->key != 0) continue;
+        ++members;
+        if (e->value.isObject()) memberStack_.push_back(e->value.index);
+      }
+      // A failure here ends the read, stack and all.
+      visit(members);
     }
-    visit(members);
-    return out;
+    return MemberList(memberStack_, from);
   }
   // Every member value of a collection (strings and numbers too), counted as memberObjects counts.
   std::vector<ArchiveValue> memberValues(int64_t collection) {
@@ -1705,6 +1733,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   mutable Arena arena_{std::size_t{64} << 10};
   mutable RememberedCasts casts_;
   std::string packed_;  // a generic object's attributes being packed
+  std::vector<uint32_t> memberStack_;  // the member lists being read, innermost last
   const KeyedArchive& a_;
   const archive::ArchiveLayout& layout_;
   const NibLoadOptions& options_;
