@@ -174,6 +174,16 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
 
   // Texts made by the read live in the same arena as its objects.
   String utf8(std::string_view s) const { return String::fromUTF8(s, arena_); }
+  // A class name as a text: the archive's own name of object o is made once per read and shared
+  // (texts are immutable), any other name each time.
+  String classText(uint32_t o, std::string_view cls) const {
+    const std::string_view own = a_.className(o);
+    if (cls.data() != own.data() || cls.size() != own.size()) return utf8(cls);
+    const uint32_t n = a_.classNameIndex(o);
+    if (classTexts_.empty()) classTexts_.resize(a_.nameCount());
+    if (classTexts_[n].isNil()) classTexts_[n] = utf8(cls);
+    return classTexts_[n];
+  }
 
   Nib build(const String& documentType) {
     nib_.documentType_ = documentType;
@@ -536,7 +546,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
         if (next == layout_.superclasses.end()) break;
         up = next->second;
         if (isKnownClass(up)) {
-          if (custom.isNil()) custom = utf8(cls);
+          if (custom.isNil()) custom = classText(o, cls);
           cls = up;
           break;
         }
@@ -598,7 +608,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     // Controllers, formatters, constraints and other objects: kept with their class name and their
     // scalar values as attributes.
     auto object = make<InterfaceObject>(custom, [&] {
-      auto g = arena_.make<GenericObject>(utf8(cls));
+      auto g = arena_.make<GenericObject>(classText(o, cls));
       // Kept packed until someone asks: most such objects (constraints, formatters) are never asked.
       // Written through a pointer into a buffer that only grows over the read (one check per entry).
       std::size_t packedLength = 0;
@@ -661,7 +671,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else if (is(cls, "NSTextField") || is(cls, "NSSecureTextField")) {
       named([&] {
         auto f = arena_.make<TextField>();
-        if (!is(cls, "NSTextField")) f->setClassName(utf8(cls));
+        if (!is(cls, "NSTextField")) f->setClassName(classText(o, cls));
         return f;
       });
     } else if (is(cls, "NSSearchField")) {
@@ -691,7 +701,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else if (is(cls, "NSRuleEditor") || is(cls, "NSPredicateEditor")) {
       named([&] {
         auto r = arena_.make<RuleEditor>();
-        if (!is(cls, "NSRuleEditor")) r->setClassName(utf8(cls));
+        if (!is(cls, "NSRuleEditor")) r->setClassName(classText(o, cls));
         return r;
       });
     } else if (is(cls, "NSTextView")) {
@@ -707,13 +717,13 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else if (has(o, "NSCell")) {
       named([&] {
         auto c = arena_.make<Control>();
-        c->setClassName(utf8(cls));
+        c->setClassName(classText(o, cls));
         return c;
       });
     } else if (has(o, "NSFrame") || has(o, "NSFrameSize") || has(o, "NSSubviews") || has(o, "NSvFlags")) {
       named([&] {
         auto v = arena_.make<View>();
-        v->setClassName(utf8(cls));
+        v->setClassName(classText(o, cls));
         if (is(cls, "NSTextView")) v->setFlipped(true);
         return v;
       });
@@ -1139,7 +1149,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (is(cls, "NSTabViewController")) return arena_.make<TabViewController>();
       if (is(cls, "NSSplitViewController")) return arena_.make<SplitViewController>();
       auto c = arena_.make<ViewController>();
-      if (!is(cls, "NSViewController")) c->setClassName(utf8(cls));
+      if (!is(cls, "NSViewController")) c->setClassName(classText(o, cls));
       return c;
     });
     remember(o, controller);
@@ -1304,7 +1314,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   std::shared_ptr<InterfaceObject> decodeToolbarItem(uint32_t o, std::string_view cls, const String& custom, int depth) {
     auto item = make<ToolbarItem>(custom, [&] {
       auto i = arena_.make<ToolbarItem>();
-      if (!is(cls, "NSToolbarItem")) i->setClassName(utf8(cls));
+      if (!is(cls, "NSToolbarItem")) i->setClassName(classText(o, cls));
       return i;
     });
     remember(o, item);
@@ -1379,7 +1389,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else if (is(cls, "NSTextFieldCell") || is(cls, "NSSecureTextFieldCell")) {
       named([&] {
         auto c = arena_.make<TextFieldCell>();
-        if (!is(cls, "NSTextFieldCell")) c->setClassName(utf8(cls));
+        if (!is(cls, "NSTextFieldCell")) c->setClassName(classText(o, cls));
         return c;
       });
     } else if (is(cls, "NSSearchFieldCell")) {
@@ -1393,7 +1403,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else {
       named([&] {
         auto c = arena_.make<ActionCell>();
-        c->setClassName(utf8(cls));
+        c->setClassName(classText(o, cls));
         return c;
       });
     }
@@ -1734,6 +1744,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   mutable RememberedCasts casts_;
   std::string packed_;  // a generic object's attributes being packed
   std::vector<uint32_t> memberStack_;  // the member lists being read, innermost last
+  mutable std::vector<String> classTexts_;  // by name, made on first use
   const KeyedArchive& a_;
   const archive::ArchiveLayout& layout_;
   const NibLoadOptions& options_;
