@@ -619,7 +619,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       auto counted = [](char* at, std::string_view text) {
         const auto length = static_cast<uint32_t>(text.size());
         std::memcpy(at, &length, sizeof length);
-        std::memcpy(at + sizeof length, text.data(), text.size());
+        if (!text.empty()) std::memcpy(at + sizeof length, text.data(), text.size());  // an empty text may have no bytes at all
         return at + sizeof length + text.size();
       };
       for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
