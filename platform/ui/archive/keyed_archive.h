@@ -122,6 +122,7 @@ class KeyedArchive {
   std::size_t objectCount() const { return objects_.size(); }
   // Views of the names stay valid until the next name is interned.
   std::string_view className(uint32_t object) const { return name(objects_[object].className); }
+  uint32_t classNameIndex(uint32_t object) const { return objects_[object].className; }
   std::string_view name(uint32_t index) const {
     return std::string_view(namePool_.data() + names_[index].offset, names_[index].length);
   }

@@ -21,6 +21,7 @@
 #include <map>
 #include <unordered_map>
 #include <unordered_set>
+#include <type_traits>
 #include <utility>
 
 #include "tq/platform/base/arena.h"
@@ -94,6 +95,22 @@ Numbers numbersIn(std::string_view text) {
   const char* const end = p + text.size();
   while (p < end && *p) {
     if ((*p >= '0' && *p <= '9') || *p == '-' || *p == '.') {
+      // Most are whole numbers ("{{20, 20}, {480, 270}}"): read here when the digits end the
+      // number and are few enough to be exact, else by from_chars.
+      {
+        const bool negative = *p == '-';
+        const char* q = p + negative;
+        uint64_t whole = 0;
+        const char* const digits = q;
+        while (q < end && *q >= '0' && *q <= '9' && q - digits < 15) whole = whole * 10 + static_cast<uint64_t>(*q++ - '0');
+        if (q > digits && (q == end || ((*q < '0' || *q > '9') && *q != '.' && *q != 'e' && *q != 'E'))) {
+          const double v = static_cast<double>(whole);
+          out.value[out.count++] = negative ? -v : v;
+          p = q;
+          if (out.count == 4) break;
+          continue;
+        }
+      }
       double v = 0;
       const auto [stop, fault] = std::from_chars(p, end, v);
       if (stop == p) {
@@ -157,6 +174,16 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
 
   // Texts made by the read live in the same arena as its objects.
   String utf8(std::string_view s) const { return String::fromUTF8(s, arena_); }
+  // A class name as a text: the archive's own name of object o is made once per read and shared
+  // (texts are immutable), any other name each time.
+  String classText(uint32_t o, std::string_view cls) const {
+    const std::string_view own = a_.className(o);
+    if (cls.data() != own.data() || cls.size() != own.size()) return utf8(cls);
+    const uint32_t n = a_.classNameIndex(o);
+    if (classTexts_.empty()) classTexts_.resize(a_.nameCount());
+    if (classTexts_[n].isNil()) classTexts_[n] = utf8(cls);
+    return classTexts_[n];
+  }
 
   Nib build(const String& documentType) {
     nib_.documentType_ = documentType;
@@ -195,21 +222,27 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   // Key names are literals; their archive indexes are looked up once each.
   // A literal's index is kept in a slot chosen by the literal's address; another literal landing
   // in the same slot only costs a fresh look-up.
-  uint32_t key(const char* name) const {
-    KeySlot& slot = keySlots_[(reinterpret_cast<std::uintptr_t>(name) * 0x9E3779B97F4A7C15ull) >> (64 - kKeySlotBits)];
-    if (slot.name != name) slot = {name, a_.nameIndex(name)};
-    return slot.index;
+  [[gnu::always_inline]] uint32_t key(const char* name) const {
+    const std::size_t at = (reinterpret_cast<std::uintptr_t>(name) * 0x9E3779B97F4A7C15ull) >> (64 - kKeySlotBits);
+    if (keySlots_[at].name != name) [[unlikely]] return lookUpKey(at, name);
+    return keySlots_[at].index;
+  }
+  [[gnu::noinline]] uint32_t lookUpKey(std::size_t at, const char* name) const {
+    keySlots_[at] = {name, a_.nameIndex(name)};
+    return keySlots_[at].index;
   }
   // Most questions are about the object being read: its entries are indexed by key once (the first
   // of a key counts, as a walk would find it), so that each question is one look-up.
-  const archive::ArchiveEntry* entry(uint32_t o, const char* name) const {
+  // The question itself stays small enough to be inlined where it is asked; the indexing, done
+  // once per object read (and again when a child's reading came between), is out of line.
+  [[gnu::always_inline]] const archive::ArchiveEntry* entry(uint32_t o, const char* name) const {
     const uint32_t k = key(name);
     if (k == KeyedArchive::kNoName) return nullptr;
     if (o != indexed_) indexEntries(o);
     const KeyEntry& e = keyEntries_[k];
     return e.stamp == stamp_ ? a_.begin(o) + e.entry : nullptr;
   }
-  void indexEntries(uint32_t o) const {
+  [[gnu::noinline]] void indexEntries(uint32_t o) const {
     if (keyEntries_.empty()) keyEntries_.resize(a_.nameCount());
     if (++stamp_ == 0) {
       std::fill(keyEntries_.begin(), keyEntries_.end(), KeyEntry{});
@@ -264,18 +297,46 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     used_ += members * kMemberCost;
   }
-  std::vector<uint32_t> memberObjects(int64_t collection) {
-    std::vector<uint32_t> out;
-    if (collection < 0) return out;
-    const auto c = static_cast<uint32_t>(collection);
-    std::size_t members = 0;
-    for (const archive::ArchiveEntry* e = a_.begin(c); e != a_.end(c); ++e) {
-      if (e->key != 0) continue;
-      ++members;
-      if (e->value.isObject()) out.push_back(e->value.index);
+  // The objects among a collection's members, in order: a run on top of one stack the read shares,
+  // given back when the list goes (lists are used while their members are read, so inner ones go
+  // first). No heap block per collection.
+  class MemberList {
+   public:
+    MemberList(std::vector<uint32_t>& stack, std::size_t from) : stack_(stack), from_(from), to_(stack.size()) {}
+    MemberList(const MemberList&) = delete;
+    MemberList& operator=(const MemberList&) = delete;
+    ~MemberList() { stack_.resize(from_); }
+    // By position, since reading a member may grow the stack (and move it).
+    struct Iterator {
+      const std::vector<uint32_t>* stack;
+      std::size_t at;
+      uint32_t operator*() const { return (*stack)[at]; }
+      Iterator& operator++() { return ++at, *this; }
+      bool operator!=(const Iterator& other) const { return at != other.at; }
+    };
+    Iterator begin() const { return {&stack_, from_}; }
+    Iterator end() const { return {&stack_, to_}; }
+    bool empty() const { return from_ == to_; }
+    uint32_t front() const { return stack_[from_]; }
+
+   private:
+    std::vector<uint32_t>& stack_;
+    std::size_t from_, to_;
+  };
+  MemberList memberObjects(int64_t collection) {
+    const std::size_t from = memberStack_.size();
+    if (collection >= 0) {
+      const auto c = static_cast<uint32_t>(collection);
+      std::size_t members = 0;
+      for (const archive::ArchiveEntry* e = a_.begin(c); e != a_.end(c); ++e) {
+        if (e->key != 0) continue;
+        ++members;
+        if (e->value.isObject()) memberStack_.push_back(e->value.index);
+      }
+      // A failure here ends the read, stack and all.
+      visit(members);
     }
-    visit(members);
-    return out;
+    return MemberList(memberStack_, from);
   }
   // Every member value of a collection (strings and numbers too), counted as memberObjects counts.
   std::vector<ArchiveValue> memberValues(int64_t collection) {
@@ -485,7 +546,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
         if (next == layout_.superclasses.end()) break;
         up = next->second;
         if (isKnownClass(up)) {
-          if (custom.isNil()) custom = utf8(cls);
+          if (custom.isNil()) custom = classText(o, cls);
           cls = up;
           break;
         }
@@ -547,12 +608,19 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     // Controllers, formatters, constraints and other objects: kept with their class name and their
     // scalar values as attributes.
     auto object = make<InterfaceObject>(custom, [&] {
-      auto g = arena_.make<GenericObject>(utf8(cls));
+      auto g = arena_.make<GenericObject>(classText(o, cls));
       // Kept packed until someone asks: most such objects (constraints, formatters) are never asked.
-      packed_.clear();
-      auto counted = [this](std::string_view text) {
+      // Written through a pointer into a buffer that only grows over the read (one check per entry).
+      std::size_t packedLength = 0;
+      auto room = [&](std::size_t n) {
+        if (packed_.size() < packedLength + n) packed_.resize(std::max(packedLength + n, 2 * packed_.size()));
+        return packed_.data() + packedLength;
+      };
+      auto counted = [](char* at, std::string_view text) {
         const auto length = static_cast<uint32_t>(text.size());
-        packed_.append(reinterpret_cast<const char*>(&length), sizeof length).append(text);
+        std::memcpy(at, &length, sizeof length);
+        if (!text.empty()) std::memcpy(at + sizeof length, text.data(), text.size());  // an empty text may have no bytes at all
+        return at + sizeof length + text.size();
       };
       for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
         if (e->key == 0) continue;
@@ -561,18 +629,21 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
           text = a_.text(e->value);
         } else if (e->value.isNumber()) {
           const double number = e->value.number();
-          counted(a_.name(e->key));
-          packed_.push_back('n');
-          packed_.append(reinterpret_cast<const char*>(&number), sizeof number);
+          const std::string_view name = a_.name(e->key);
+          char* at = counted(room(4 + name.size() + 1 + sizeof number), name);
+          *at++ = 'n';
+          std::memcpy(at, &number, sizeof number);
+          packedLength = static_cast<std::size_t>(at + sizeof number - packed_.data());
           continue;
         } else if (!e->value.isObject() || !a_.isStringClass(e->value.index) || !a_.textOf(e->value, text)) {
           continue;
         }
-        counted(a_.name(e->key));
-        packed_.push_back('s');
-        counted(text);
+        const std::string_view name = a_.name(e->key);
+        char* at = counted(room(4 + name.size() + 1 + 4 + text.size()), name);
+        *at++ = 's';
+        packedLength = static_cast<std::size_t>(counted(at, text) - packed_.data());
       }
-      g->setArchivedTypedAttributes(packed_, arena_);
+      g->setArchivedTypedAttributes(std::string_view(packed_.data(), packedLength), arena_);
       return std::static_pointer_cast<InterfaceObject>(g);
     });
     remember(o, object);
@@ -583,7 +654,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
 
   std::shared_ptr<View> decodeViewObject(uint32_t o, std::string_view cls, String custom, int depth) {
     std::shared_ptr<View> view;
-    auto named = [&](auto factory) { view = make<View>(custom, factory); };
+    // What the view is, known from its factory unless a class of the host's made it.
+    unsigned kinds = kAskKinds;
+    auto named = [&](auto factory) {
+      view = make<View>(custom, factory);
+      if (custom.isNil() || custom.length() == 0) kinds = viewKinds<std::remove_cvref_t<decltype(*factory())>>();
+    };
     if (is(cls, "NSButton")) {
       named([this] { return arena_.make<Button>(); });
     } else if (is(cls, "NSPopUpButton")) {
@@ -595,7 +671,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else if (is(cls, "NSTextField") || is(cls, "NSSecureTextField")) {
       named([&] {
         auto f = arena_.make<TextField>();
-        if (!is(cls, "NSTextField")) f->setClassName(utf8(cls));
+        if (!is(cls, "NSTextField")) f->setClassName(classText(o, cls));
         return f;
       });
     } else if (is(cls, "NSSearchField")) {
@@ -625,7 +701,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else if (is(cls, "NSRuleEditor") || is(cls, "NSPredicateEditor")) {
       named([&] {
         auto r = arena_.make<RuleEditor>();
-        if (!is(cls, "NSRuleEditor")) r->setClassName(utf8(cls));
+        if (!is(cls, "NSRuleEditor")) r->setClassName(classText(o, cls));
         return r;
       });
     } else if (is(cls, "NSTextView")) {
@@ -641,13 +717,13 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else if (has(o, "NSCell")) {
       named([&] {
         auto c = arena_.make<Control>();
-        c->setClassName(utf8(cls));
+        c->setClassName(classText(o, cls));
         return c;
       });
     } else if (has(o, "NSFrame") || has(o, "NSFrameSize") || has(o, "NSSubviews") || has(o, "NSvFlags")) {
       named([&] {
         auto v = arena_.make<View>();
-        v->setClassName(utf8(cls));
+        v->setClassName(classText(o, cls));
         if (is(cls, "NSTextView")) v->setFlipped(true);
         return v;
       });
@@ -655,8 +731,50 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       return nullptr;
     }
     remember(o, view);
-    decodeView(o, *view, depth);
+    decodeView(o, *view, depth, kinds);
     return view;
+  }
+
+  // The model's view classes the reading of a view tells apart, as bits: a view made by this
+  // reader's own factories has them from its type; a view made by the host's registry (kAskKinds)
+  // is asked at run time.
+  static constexpr unsigned kPopUpButton = 1u << 0, kControl = 1u << 1, kBox = 1u << 2, kMatrix = 1u << 3,
+                            kTabView = 1u << 4, kTableView = 1u << 5, kScrollView = 1u << 6, kClipView = 1u << 7,
+                            kStackView = 1u << 8, kTextView = 1u << 9, kGridView = 1u << 10, kRuleEditor = 1u << 11,
+                            kProgressIndicator = 1u << 12;
+  static constexpr unsigned kAskKinds = ~0u;
+  template <class T>
+  static constexpr unsigned kindOf() {
+    if constexpr (std::is_same_v<T, PopUpButton>) return kPopUpButton;
+    if constexpr (std::is_same_v<T, Control>) return kControl;
+    if constexpr (std::is_same_v<T, Box>) return kBox;
+    if constexpr (std::is_same_v<T, Matrix>) return kMatrix;
+    if constexpr (std::is_same_v<T, TabView>) return kTabView;
+    if constexpr (std::is_same_v<T, TableView>) return kTableView;
+    if constexpr (std::is_same_v<T, ScrollView>) return kScrollView;
+    if constexpr (std::is_same_v<T, ClipView>) return kClipView;
+    if constexpr (std::is_same_v<T, StackView>) return kStackView;
+    if constexpr (std::is_same_v<T, TextView>) return kTextView;
+    if constexpr (std::is_same_v<T, GridView>) return kGridView;
+    if constexpr (std::is_same_v<T, RuleEditor>) return kRuleEditor;
+    if constexpr (std::is_same_v<T, ProgressIndicator>) return kProgressIndicator;
+    return 0;
+  }
+  template <class Made>
+  static constexpr unsigned viewKinds() {
+    return (std::is_base_of_v<PopUpButton, Made> ? kPopUpButton : 0u) | (std::is_base_of_v<Control, Made> ? kControl : 0u) |
+           (std::is_base_of_v<Box, Made> ? kBox : 0u) | (std::is_base_of_v<Matrix, Made> ? kMatrix : 0u) |
+           (std::is_base_of_v<TabView, Made> ? kTabView : 0u) | (std::is_base_of_v<TableView, Made> ? kTableView : 0u) |
+           (std::is_base_of_v<ScrollView, Made> ? kScrollView : 0u) | (std::is_base_of_v<ClipView, Made> ? kClipView : 0u) |
+           (std::is_base_of_v<StackView, Made> ? kStackView : 0u) | (std::is_base_of_v<TextView, Made> ? kTextView : 0u) |
+           (std::is_base_of_v<GridView, Made> ? kGridView : 0u) | (std::is_base_of_v<RuleEditor, Made> ? kRuleEditor : 0u) |
+           (std::is_base_of_v<ProgressIndicator, Made> ? kProgressIndicator : 0u);
+  }
+  template <class T>
+  T* viewAs(View& view, unsigned kinds) const {
+    static_assert(kindOf<T>() != 0);
+    if (kinds == kAskKinds) return as<T>(&view);
+    return (kinds & kindOf<T>()) ? static_cast<T*>(&view) : nullptr;
   }
 
   // Values of sliders, steppers, level indicators and date pickers.
@@ -686,7 +804,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
   }
 
-  void decodeView(uint32_t o, View& view, int depth) {
+  void decodeView(uint32_t o, View& view, int depth, unsigned kinds) {
     if (auto frame = rect(o, "NSFrame")) {
       view.setFrame(*frame);
     } else if (auto s = size(o, "NSFrameSize")) {
@@ -698,32 +816,32 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (String tip = string(o, "NSToolTip"); !tip.isNil()) view.setToolTip(tip);
     if (has(o, "NSTag")) view.setTag(integer(o, "NSTag"));
     if (String id = string(o, "NSUserInterfaceItemIdentifier"); !id.isNil()) view.setIdentifier(id);
-    if (!as<PopUpButton>(&view)) {
+    if (!viewAs<PopUpButton>(view, kinds)) {
       if (auto menu = child<Menu>(o, "NSMenu", depth)) view.setContextMenu(menu);
     }
 
-    if (auto* control = as<Control>(&view)) {
+    if (auto* control = viewAs<Control>(view, kinds)) {
       if (has(o, "NSCell")) {
         if (auto cell = child<Cell>(o, "NSCell", depth)) control->setCell(cell);
       }
     }
 
     bool ownSubviews = true;
-    if (auto* box = as<Box>(&view)) decodeBox(o, *box, depth), ownSubviews = false;
-    if (auto* matrix = as<Matrix>(&view)) decodeMatrix(o, *matrix, depth);
-    if (auto* tabs = as<TabView>(&view)) decodeTabView(o, *tabs, depth), ownSubviews = false;
-    if (auto* table = as<TableView>(&view)) decodeTableView(o, *table, depth);
-    if (auto* scroll = as<ScrollView>(&view)) decodeScrollView(o, *scroll, depth), ownSubviews = false;
-    if (auto* clip = as<ClipView>(&view)) {
+    if (auto* box = viewAs<Box>(view, kinds)) decodeBox(o, *box, depth), ownSubviews = false;
+    if (auto* matrix = viewAs<Matrix>(view, kinds)) decodeMatrix(o, *matrix, depth);
+    if (auto* tabs = viewAs<TabView>(view, kinds)) decodeTabView(o, *tabs, depth), ownSubviews = false;
+    if (auto* table = viewAs<TableView>(view, kinds)) decodeTableView(o, *table, depth);
+    if (auto* scroll = viewAs<ScrollView>(view, kinds)) decodeScrollView(o, *scroll, depth), ownSubviews = false;
+    if (auto* clip = viewAs<ClipView>(view, kinds)) {
       clip->setDrawsBackground((integer(o, "NScvFlags", 4) & 4) != 0);
       if (auto doc = child<View>(o, "NSDocView", depth)) clip->setDocumentView(doc);
       ownSubviews = false;
     }
-    if (auto* stack = as<StackView>(&view)) decodeStackView(o, *stack, depth), ownSubviews = false;
-    if (auto* text = as<TextView>(&view)) decodeTextView(o, *text);
-    if (auto* grid = as<GridView>(&view)) decodeGridView(o, *grid, depth);
-    if (auto* rules = as<RuleEditor>(&view)) decodeRuleEditor(o, *rules, depth);
-    if (auto* progress = as<ProgressIndicator>(&view)) {
+    if (auto* stack = viewAs<StackView>(view, kinds)) decodeStackView(o, *stack, depth), ownSubviews = false;
+    if (auto* text = viewAs<TextView>(view, kinds)) decodeTextView(o, *text);
+    if (auto* grid = viewAs<GridView>(view, kinds)) decodeGridView(o, *grid, depth);
+    if (auto* rules = viewAs<RuleEditor>(view, kinds)) decodeRuleEditor(o, *rules, depth);
+    if (auto* progress = viewAs<ProgressIndicator>(view, kinds)) {
       progress->setMinValue(number(o, "NSMinValue", progress->minValue()));
       progress->setMaxValue(number(o, "NSMaxValue", progress->maxValue()));
       progress->setDoubleValue(number(o, "NSValue", progress->doubleValue()));
@@ -1031,7 +1149,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (is(cls, "NSTabViewController")) return arena_.make<TabViewController>();
       if (is(cls, "NSSplitViewController")) return arena_.make<SplitViewController>();
       auto c = arena_.make<ViewController>();
-      if (!is(cls, "NSViewController")) c->setClassName(utf8(cls));
+      if (!is(cls, "NSViewController")) c->setClassName(classText(o, cls));
       return c;
     });
     remember(o, controller);
@@ -1196,7 +1314,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   std::shared_ptr<InterfaceObject> decodeToolbarItem(uint32_t o, std::string_view cls, const String& custom, int depth) {
     auto item = make<ToolbarItem>(custom, [&] {
       auto i = arena_.make<ToolbarItem>();
-      if (!is(cls, "NSToolbarItem")) i->setClassName(utf8(cls));
+      if (!is(cls, "NSToolbarItem")) i->setClassName(classText(o, cls));
       return i;
     });
     remember(o, item);
@@ -1271,7 +1389,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else if (is(cls, "NSTextFieldCell") || is(cls, "NSSecureTextFieldCell")) {
       named([&] {
         auto c = arena_.make<TextFieldCell>();
-        if (!is(cls, "NSTextFieldCell")) c->setClassName(utf8(cls));
+        if (!is(cls, "NSTextFieldCell")) c->setClassName(classText(o, cls));
         return c;
       });
     } else if (is(cls, "NSSearchFieldCell")) {
@@ -1285,7 +1403,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else {
       named([&] {
         auto c = arena_.make<ActionCell>();
-        c->setClassName(utf8(cls));
+        c->setClassName(classText(o, cls));
         return c;
       });
     }
@@ -1625,6 +1743,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   mutable Arena arena_{std::size_t{64} << 10};
   mutable RememberedCasts casts_;
   std::string packed_;  // a generic object's attributes being packed
+  std::vector<uint32_t> memberStack_;  // the member lists being read, innermost last
+  mutable std::vector<String> classTexts_;  // by name, made on first use
   const KeyedArchive& a_;
   const archive::ArchiveLayout& layout_;
   const NibLoadOptions& options_;

@@ -83,6 +83,11 @@ class Cursor {
     out = v.value;
     return true;
   }
+  // The next n bytes where the file has that many, else nullptr (nothing is taken either way).
+  [[gnu::always_inline]] const unsigned char* ahead(std::size_t n) const {
+    return n <= static_cast<std::size_t>(end_ - p_) ? p_ : nullptr;
+  }
+  [[gnu::always_inline]] void skip(std::size_t n) { p_ += n; }
   // The next n bytes, or nullptr (reason set) when the table would run past the file.
   [[gnu::always_inline]] const unsigned char* take(std::size_t n, std::string& reason) {
     if (n > static_cast<std::size_t>(end_ - p_)) return tableFault(table_, false, 0, reason), nullptr;
@@ -97,6 +102,12 @@ class Cursor {
   const unsigned char* end_;
   const char* table_;
 };
+
+// What is wrong with a value, in words: "value 7 names key 40 of 12" (`of` < 0 for no count).
+[[gnu::noinline, gnu::cold]] std::string valueFault(uint32_t value, const char* what, uint32_t named, int64_t of) {
+  return "value " + std::to_string(value) + " " + what + " " + std::to_string(named) +
+         (of >= 0 ? " of " + std::to_string(of) : std::string());
+}
 
 struct Table {
   uint32_t count = 0;
@@ -189,16 +200,25 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
     Cursor c(bytes, values.offset, "values");
     // Payload sizes of the fixed-size types (0 to 10); 8 (bytes) has a length of its own.
     static constexpr uint8_t kFixed[] = {1, 2, 4, 8, 0, 0, 4, 8, 0, 0, 4};
+    constexpr std::size_t kLongest = 1 + 8;  // the type byte and the longest fixed payload
     ArchiveEntry* entry = table.data();
     for (uint32_t i = 0; i < values.count; ++i, ++entry) {
       uint32_t key = 0;
-      const unsigned char* typeByte = nullptr;
-      if (!c.varint(key, reason) || !(typeByte = c.take(1, reason))) return fail(reason);
-      if (key >= keys.count) return fail("value " + std::to_string(i) + " names key " + std::to_string(key) + " of " + std::to_string(keys.count));
+      if (!c.varint(key, reason)) return fail(reason);
+      // The type byte and its payload are checked against the file at once where the file holds the
+      // longest of them; only near its end is each taken with a check of its own.
+      const unsigned char* typeByte = c.ahead(kLongest);
+      const bool roomy = typeByte != nullptr;
+      if (!roomy && !(typeByte = c.take(1, reason))) return fail(reason);
       const unsigned type = *typeByte;
-      if (type > 10) return fail("value " + std::to_string(i) + " has unknown type " + std::to_string(type));
-      const unsigned char* pu = nullptr;
-      if (kFixed[type] != 0 && !(pu = c.take(kFixed[type], reason))) return fail(reason);
+      if (key >= keys.count) [[unlikely]] return fail(valueFault(i, "names key", key, keys.count));
+      if (type > 10) [[unlikely]] return fail(valueFault(i, "has unknown type", type, -1));
+      const unsigned char* pu = typeByte + 1;
+      if (roomy) {
+        c.skip(1 + kFixed[type]);
+      } else if (kFixed[type] != 0 && !(pu = c.take(kFixed[type], reason))) {
+        return fail(reason);
+      }
       entry->key = keyIds[key];
       ArchiveValue& v = entry->value;
       switch (type) {
@@ -232,10 +252,7 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
         case 9: break;  // nil: the entry's value as made
         case 10: {
           const uint32_t ref = le32(pu);
-          if (ref >= objects.count) {
-            return fail("value " + std::to_string(i) + " refers to object " + std::to_string(ref) + " of " +
-                        std::to_string(objects.count));
-          }
+          if (ref >= objects.count) [[unlikely]] return fail(valueFault(i, "refers to object", ref, objects.count));
           v = KeyedArchive::object(ref);
           break;
         }

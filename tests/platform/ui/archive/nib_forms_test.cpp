@@ -187,6 +187,26 @@ TEST(CompiledNib, AWindowGrowsToHoldASubviewPinnedToItsEdges) {
   }
 }
 
+// An object the model has no type for keeps its texts and numbers as attributes, in order: an empty
+// string object (no bytes at all) as an empty text, beside a text and a number.
+TEST(CompiledNib, AGenericObjectKeepsEmptyTextsTextsAndNumbers) {
+  KeyedArchiveWriter w;
+  const uint64_t f = w.make("NSByteCountFormatter", {{"NSUnitsTitle", w.object("NSMutableString")}, {"NSText", w.string("KB")}});
+  w.set(f, "NSCount", plist_new_uint(3));
+  NibReadResult r = readNibData(w.binary({f}));
+  ASSERT_TRUE(r) << r.error().reason;
+  auto g = topLevel<GenericObject>(r, 0);
+  ASSERT_TRUE(g);
+  const auto& entries = g->attributes().entries();
+  ASSERT_EQ(entries.size(), 3u);
+  EXPECT_EQ(entries[0].first, String(u"NSUnitsTitle"));
+  EXPECT_EQ(entries[0].second.stringValue(), String(u""));
+  EXPECT_EQ(entries[1].first, String(u"NSText"));
+  EXPECT_EQ(entries[1].second.stringValue(), String(u"KB"));
+  EXPECT_EQ(entries[2].first, String(u"NSCount"));
+  EXPECT_FALSE(entries[2].second.isNil());
+}
+
 // A cell shared by a field and a column stays one object; its back reference to the field and the
 // view's reference to itself are not followed. Two views naming one subviews list: the first keeps
 // them and the second is told about.
