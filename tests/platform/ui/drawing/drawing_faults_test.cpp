@@ -278,7 +278,9 @@ TEST(DocumentDrawing, GridStackAndEmbeddedControlsOfStoryboardPanes) {
       EXPECT_GE(midY(box), e.control.y) << String(e.text).UTF8String();
       EXPECT_LE(midY(box), e.control.maxY()) << String(e.text).UTF8String();
     }
-    if (scene == 3) EXPECT_EQ(drawn.text(u"Hidden row"), nullptr);
+    if (scene == 3) {
+      EXPECT_EQ(drawn.text(u"Hidden row"), nullptr);
+    }
   }
 }
 
