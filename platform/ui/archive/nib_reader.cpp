@@ -18,6 +18,7 @@
 #include <fstream>
 #include <functional>
 #include <iterator>
+#include <memory>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -599,6 +600,31 @@ class RecurringStrings {
   std::size_t count_ = 0;
 };
 
+// Scratch room that only grows over a read, filled through a pointer: room is asked for once per
+// piece written, not per byte.
+class PackingBuffer {
+ public:
+  char* data() { return bytes_.get(); }
+  // `at` (a position in the buffer) with at least `bytes` of room after it; the buffer grows when
+  // needed, keeping what was written before `at`, and the position returned is in the new buffer.
+  char* room(char* at, std::size_t bytes) {
+    const auto used = static_cast<std::size_t>(at - bytes_.get());
+    return capacity_ - used >= bytes ? at : grow(used, bytes);
+  }
+
+ private:
+  [[gnu::noinline]] char* grow(std::size_t used, std::size_t bytes) {
+    const std::size_t capacity = std::max<std::size_t>(512, 2 * (used + bytes));
+    std::unique_ptr<char[]> bigger(new char[capacity]);
+    if (used) std::memcpy(bigger.get(), bytes_.get(), used);
+    bytes_ = std::move(bigger);
+    capacity_ = capacity;
+    return bytes_.get() + used;
+  }
+  std::unique_ptr<char[]> bytes_;
+  std::size_t capacity_ = 0;
+};
+
 template <class E, std::size_t N>
 E enumAttr(const Element& n, Name name, const char* const (&names)[N], E fallback) {
   const char* v = n.value(name);
@@ -966,6 +992,9 @@ class NibBuilder {
 
   std::shared_ptr<InterfaceObject> decode(pugi::xml_node node, int depth) {
     if (depth > kMaxDepth) throw ReadFailure{"the objects are nested too deeply"};
+    if (!node.first_child() && Name("constraint").equals(node.name())) {
+      if (auto constraint = decodeLeafConstraint(node)) return constraint;
+    }
     const Element n = Element(node);
     const char* e = n.name();
     if (is(n, "window") || is(n, "panel")) return decodeWindow(n, depth);
@@ -997,16 +1026,59 @@ class NibBuilder {
       // Kept as archived until asked for: most are constraints nobody reads. Each name and value
       // with its terminating zero, measured once into the read's scratch string, then copied into the
       // interface's arena.
-      packing_.clear();
+      char* out = packing_.data();
       n.eachAttribute([&](const char* name, const char* value) {
-        packing_.append(name, std::strlen(name) + 1);
-        packing_.append(value, std::strlen(value) + 1);
+        const std::size_t nameLength = std::strlen(name) + 1, valueLength = std::strlen(value) + 1;
+        out = packing_.room(out, nameLength + valueLength);
+        std::memcpy(out, name, nameLength);
+        std::memcpy(out + nameLength, value, valueLength);
+        out += nameLength + valueLength;
       });
-      g->setArchivedAttributes(packing_, arena_);
+      g->setArchivedAttributes(std::string_view(packing_.data(), static_cast<std::size_t>(out - packing_.data())), arena_);
       return std::static_pointer_cast<InterfaceObject>(g);
     });
     remember(n, object);
     return object;
+  }
+
+  // A constraint with nothing inside (most of a document's objects): the generic object the
+  // general path makes for it, from one walk over its attributes that packs them and picks out its
+  // identifier and label on the way. nullptr for one with a custom class, which takes that path.
+  std::shared_ptr<InterfaceObject> decodeLeafConstraint(pugi::xml_node node) {
+    static const String constraint = u"NSLayoutConstraint";
+    const char* id = nullptr;
+    std::size_t idLength = 0;
+    const char* label = nullptr;
+    char* out = packing_.data();
+    for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+      const char* name = a.name();
+      const char* value = a.value();
+      const std::size_t nameLength = std::strlen(name), valueLength = std::strlen(value);
+      if (name[0] == 'i' && name[1] == 'd' && !name[2]) {
+        if (!id) id = value, idLength = valueLength;
+      } else if (name[0] == 'u' && !label && Name("userLabel").equals(name)) {
+        label = value;
+      } else if (name[0] == 'c' && Name("customClass").equals(name)) {
+        return nullptr;
+      }
+      out = packing_.room(out, nameLength + valueLength + 2);
+      std::memcpy(out, name, nameLength + 1);
+      out += nameLength + 1;
+      std::memcpy(out, value, valueLength + 1);
+      out += valueLength + 1;
+    }
+    auto g = create<GenericObject>(constraint);
+    g->setArchivedAttributes(std::string_view(packing_.data(), static_cast<std::size_t>(out - packing_.data())), arena_);
+    charge(kObjectCost);
+    made_.push_back(g);
+    if (id) {
+      const std::string_view archived(id, idLength);
+      String identifier = String::fromUTF8(archived, arena_);
+      addIdentified(archived, identifier);
+      g->setArchiveIdentifier(std::move(identifier));
+    }
+    if (label) g->setUserLabel(str(label));
+    return g;
   }
 
   // --- views ---------------------------------------------------------------------------------------
@@ -2024,7 +2096,7 @@ class NibBuilder {
   std::vector<uint32_t> idSlots_;
   std::vector<Pending> pending_;
   // Where a generic object's attributes are packed before they are copied out at their size.
-  std::string packing_;
+  PackingBuffer packing_;
   // Identifiers as archived (texts of the parsed document, which outlives the read).
   std::vector<std::pair<TableView*, const char*>> headerViews_;
   std::vector<std::pair<OutlineView*, const char*>> outlineColumns_;

@@ -5,6 +5,8 @@
 #include <glib.h>
 #include <gtest/gtest.h>
 
+#include <pugixml.hpp>
+
 #include <cmath>
 
 #include "support/test_paths.h"
@@ -392,6 +394,49 @@ TEST(NibReader, ClassesAndLateChildrenAsWritten) {
   bool outlet = false;
   for (const NibConnection& c : nib.connections()) outlet |= c.label == String(u"helper") && c.destinationIdentifier == String(u"tb1");
   EXPECT_TRUE(outlet) << "the connections after twenty other children";
+}
+
+// A view's constraints in document order, each the generic object it is whether it has children or
+// not: every attribute as the document's bytes hold it (read here by the XML parser itself), its
+// identifier, label and custom class, and reachable by identifier from the table and from an outlet.
+TEST(NibReader, ConstraintsKeepTheirAttributesLabelsAndIdentifiers) {
+  const std::string xml = R"(<?xml version="1.0"?><document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
+<customObject id="-2" userLabel="File's Owner"><connections><outlet property="gap" destination="c2" id="o1"/></connections></customObject>
+<customView id="v"><constraints>
+<constraint firstAttribute="width" constant="20" id="c1"/>
+<constraint firstItem="v" firstAttribute="top" userLabel="Top Gap" constant="8" id="c2"/>
+<constraint firstAttribute="height" customClass="MyConstraint" id="c3"/>
+<constraint firstAttribute="leading" id="c4"><variation key="heightClass=compact"/></constraint>
+<constraint identifier="caf&#233; &amp; more" constant="-1.5"/>
+</constraints></customView></objects></document>)";
+  pugi::xml_document doc;
+  ASSERT_TRUE(doc.load_string(xml.c_str()));
+  NibLoadOptions options;
+  auto owner = std::make_shared<GenericObject>();
+  options.owner = owner;
+  NibReadResult r = readNibData(xml, options);
+  ASSERT_TRUE(r) << r.error().reason;
+  const auto& constraints = get<View>(r.nib(), "v")->constraints();
+  ASSERT_EQ(constraints.size(), 5u);
+  std::size_t at = 0;
+  for (pugi::xml_node c : doc.child("document").child("objects").child("customView").child("constraints").children()) {
+    auto object = std::dynamic_pointer_cast<GenericObject>(constraints[at++]);
+    ASSERT_TRUE(object);
+    EXPECT_EQ(object->className(), String(u"NSLayoutConstraint"));
+    const char* id = c.attribute("id").value();
+    EXPECT_EQ(object->archiveIdentifier(), *id ? String::fromUTF8(id) : String());
+    if (*id) {
+      EXPECT_EQ(r.nib().objectWithIdentifier(String::fromUTF8(id)), object);
+    }
+    std::vector<std::pair<std::string, std::string>> written, kept;
+    for (pugi::xml_attribute a : c.attributes()) written.emplace_back(a.name(), a.value());
+    for (const auto& [name, value] : object->attributes().entries()) kept.emplace_back(name.UTF8String(), value.stringValue().UTF8String());
+    EXPECT_EQ(kept, written) << at;
+  }
+  EXPECT_EQ(constraints[1]->userLabel(), String(u"Top Gap"));
+  EXPECT_TRUE(constraints[0]->userLabel().isNil());
+  EXPECT_EQ(constraints[2]->customClassName(), String(u"MyConstraint"));
+  EXPECT_EQ(owner->outlet(u"gap"), constraints[1]);
 }
 
 TEST(NibReader, NumbersAndTextsAsWritten) {
