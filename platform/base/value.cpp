@@ -163,7 +163,10 @@ Dictionary::Dictionary(std::vector<Entry> entries) {
   storage_ = std::move(s);
 }
 
-Dictionary Dictionary::empty() { return Dictionary(std::vector<Entry>{}); }
+Dictionary Dictionary::empty() {
+  static const Dictionary none{std::vector<Entry>{}};
+  return none;
+}
 
 UInteger Dictionary::count() const noexcept { return storage_ ? storage_->entries.size() : 0; }
 

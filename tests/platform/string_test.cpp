@@ -74,6 +74,8 @@ TEST(StringUTF8, InvalidInputBecomesReplacementCharactersOrEscapedBytes) {
       {"\xFF\xFE", u"\uFFFD\uFFFD", u"\xDCFF\xDCFE"},
       {"\xF0\x9F\x98\x80\xFF", u"\U0001F600\uFFFD", u"\U0001F600\xDCFF"},
       {"caf\xC3\xA9", u"caf\u00E9", u"caf\u00E9"},  // valid text is decoded as ever
+      // Long ASCII runs, before, between and after other bytes.
+      {"identifier\xC3\xA9" "abcdefghijk\x80xy", u"identifier\u00E9abcdefghijk\uFFFDxy", u"identifier\u00E9abcdefghijk\xDC80xy"},
   };
   // Each escaped form decodes back to its bytes: the exhaustive test below checks that.
   for (const auto& c : cases) {
