@@ -254,7 +254,11 @@ uint8_t elementNumber(const char* name, std::size_t& length) {
 struct Name {
   template <std::size_t N>
   consteval Name(const char (&literal)[N])  // NOLINT: literals convert
-      : text(literal), head(headOf(literal)), element(elementNumberOf(std::string_view(literal, N - 1))) {}
+      : text(literal),
+        head(headOf(literal)),
+        element(elementNumberOf(std::string_view(literal, N - 1))),
+        common(commonNumberOf(std::string_view(literal, N - 1))),
+        connections(std::string_view(literal, N - 1) == "connections") {}
   explicit Name(const char* runtime) : text(runtime), head(headOf(runtime)) {}
 
   // The first byte, and the second when there is one.
@@ -282,9 +286,22 @@ struct Name {
   // clear in an element's mask of the heads it has.
   constexpr uint64_t bit() const { return uint64_t{1} << (uint64_t{head} * 0x9E3779B97F4A7C15ull >> 58); }
 
+  // Attributes every object is asked about, which an element notes as it lists its attributes:
+  // their numbers (from 1) in kCommon.
+  static constexpr std::string_view kCommon[] = {"id", "customClass", "userLabel"};
+  static constexpr uint8_t kId = 1, kCustomClass = 2, kUserLabel = 3;
+  static consteval uint8_t commonNumberOf(std::string_view literal) {
+    for (std::size_t i = 0; i < std::size(kCommon); ++i) {
+      if (kCommon[i] == literal) return static_cast<uint8_t>(i + 1);
+    }
+    return 0;
+  }
+
   const char* text;
   uint16_t head;
   uint8_t element = 0;
+  uint8_t common = 0;  // the number in kCommon, 0 for other names
+  bool connections = false;  // the child every object is asked about, which an element notes too
 };
 
 // The value of the attribute `key` of a node ("" when it has none), found without the parser's
@@ -319,6 +336,15 @@ class Element {
       entry.value = a.value();
       entry.head = Name::headOf(entry.name);
       heads_ |= uint64_t{1} << (uint64_t{entry.head} * 0x9E3779B97F4A7C15ull >> 58);
+      // The first of each common name; the heads tell them apart from every other name asked for
+      // before a whole comparison.
+      if (entry.head == Name::headOf("id")) {
+        if (!entry.name[2] && !common_[Name::kId]) common_[Name::kId] = entry.value;
+      } else if (entry.head == Name::headOf("cu")) {
+        if (!common_[Name::kCustomClass] && Name("customClass").equalsPastHead(entry.name)) common_[Name::kCustomClass] = entry.value;
+      } else if (entry.head == Name::headOf("us")) {
+        if (!common_[Name::kUserLabel] && Name("userLabel").equalsPastHead(entry.name)) common_[Name::kUserLabel] = entry.value;
+      }
     }
     for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling()) {
       if (c.type() != pugi::node_element) continue;
@@ -331,11 +357,16 @@ class Element {
       entry.key = keyOf(c);
       entry.keyHead = Name::headOf(entry.key);
       entry.node = c.internal_object();
+      if (!connections_ && entry.name[0] == 'c' && Name("connections").equals(entry.name)) connections_ = entry.node;
     }
   }
 
   // The attribute's value; nullptr when the element has no such attribute.
   const char* value(Name name) const {
+    if (name.common) {
+      if (const char* v = common_[name.common]) return v;
+      return allAttributes_ ? nullptr : slowValue(name);
+    }
     if (!(heads_ & name.bit())) return allAttributes_ ? nullptr : slowValue(name);
     for (unsigned i = 0; i < attributeCount_; ++i) {
       if (attributes_[i].head == name.head && name.equalsPastHead(attributes_[i].name)) return attributes_[i].value;
@@ -370,6 +401,7 @@ class Element {
   }
   // The first child element named NAME.
   pugi::xml_node child(Name name) const {
+    if (name.connections && (connections_ || allChildren_)) return pugi::xml_node(connections_);
     for (unsigned i = 0; i < childCount_; ++i) {
       if (children_[i].name[0] == name.text[0] && name.equals(children_[i].name)) return pugi::xml_node(children_[i].node);
     }
@@ -422,6 +454,8 @@ class Element {
   unsigned attributeCount_ = 0;
   unsigned childCount_ = 0;
   uint64_t heads_ = 0;  // Name::bit() of every listed attribute
+  const char* common_[std::size(Name::kCommon) + 1] = {};  // values of common names by number (from 1)
+  pugi::xml_node_struct* connections_ = nullptr;  // the first listed <connections>
   // Left unset past their counts.
   Attribute attributes_[kAttributes];
   Child children_[kChildren];

@@ -437,6 +437,17 @@ TEST(NibReader, ConstraintsKeepTheirAttributesLabelsAndIdentifiers) {
   EXPECT_TRUE(constraints[0]->userLabel().isNil());
   EXPECT_EQ(constraints[2]->customClassName(), String(u"MyConstraint"));
   EXPECT_EQ(owner->outlet(u"gap"), constraints[1]);
+
+  // The attributes every object is asked about, past three dozen others.
+  std::string late = "<customView";
+  for (int i = 0; i < 36; ++i) late += " x" + std::to_string(i) + "=\"" + std::to_string(i) + "\"";
+  late += " userLabel=\"Late\" customClass=\"LateView\" id=\"late\"/>";
+  NibReadResult lateRead = readNibData(document(late));
+  ASSERT_TRUE(lateRead) << lateRead.error().reason;
+  auto view = get<View>(lateRead.nib(), "late");
+  ASSERT_TRUE(view);
+  EXPECT_EQ(view->userLabel(), String(u"Late"));
+  EXPECT_EQ(view->customClassName(), String(u"LateView"));
 }
 
 TEST(NibReader, NumbersAndTextsAsWritten) {
