@@ -2031,12 +2031,21 @@ class NibBuilder {
     for (const Pending& p : pending_) {
       for (pugi::xml_node node = p.connections.first_child(); node; node = node.next_sibling()) {
         if (node.type() != pugi::node_element) continue;
+        // Outlets and actions (most connections) are read in one pass over their attributes.
+        const char* kind = node.name();
+        const bool outlet = kind[0] == 'o' && (Name("outlet").equals(kind) || Name("outletCollection").equals(kind));
+        if (outlet || (kind[0] == 'a' && Name("action").equals(kind))) {
+          static constexpr Name kNames[] = {"property", "destination", "selector", "target", "id"};
+          const auto [property, destination, selector, target, id] = leafAttributes(node, kNames);
+          if (outlet) {
+            connectOutlet(p, property, destination, id);
+          } else {
+            connectAction(p, selector, target, id);
+          }
+          continue;
+        }
         const Element c = Element(node);
-        if (is(c, "outlet") || is(c, "outletCollection")) {
-          connectOutlet(p, c);
-        } else if (is(c, "action")) {
-          connectAction(p, c);
-        } else if (is(c, "binding")) {
+        if (is(c, "binding")) {
           connectBinding(p, c);
         } else if (is(c, "segue")) {
           recordSegue(p, c);
@@ -2045,9 +2054,8 @@ class NibBuilder {
     }
   }
 
-  void connectOutlet(const Pending& p, const Element& c) {
-    const String property = recurring_(c.value("property"));
-    const char* destText = c.value("destination");
+  void connectOutlet(const Pending& p, const char* propertyText, const char* destText, const char* idText) {
+    const String property = recurring_(propertyText);
     String destId;
     bool found = false;
     auto destination = resolve(destText, found, destId);
@@ -2055,12 +2063,11 @@ class NibBuilder {
     if (!p.source || involvesMissingPlaceholder(destText, destination)) return;
     if (auto* receiver = as<NibConnectable>(p.source.get())) receiver->setOutlet(property, destination);
     nib_.connections_.push_back(
-        {NibConnection::Kind::Outlet, property, p.sourceId, destId, String(), p.source, destination, attr(c, "id")});
+        {NibConnection::Kind::Outlet, property, p.sourceId, destId, String(), p.source, destination, idText ? str(idText) : String()});
   }
 
-  void connectAction(const Pending& p, const Element& c) {
-    const String selector = recurring_(c.value("selector"));
-    const char* targetText = c.value("target");
+  void connectAction(const Pending& p, const char* selectorText, const char* targetText, const char* idText) {
+    const String selector = recurring_(selectorText);
     String targetId;
     bool found = false;
     auto target = resolve(targetText, found, targetId);
@@ -2082,7 +2089,7 @@ class NibBuilder {
     }
     if (auto* receiver = as<NibConnectable>(target.get())) receiver->connectAction(selector, p.source);
     nib_.connections_.push_back(
-        {NibConnection::Kind::Action, selector, p.sourceId, targetId, String(), p.source, target, attr(c, "id")});
+        {NibConnection::Kind::Action, selector, p.sourceId, targetId, String(), p.source, target, idText ? str(idText) : String()});
   }
 
   void connectBinding(const Pending& p, const Element& c) {

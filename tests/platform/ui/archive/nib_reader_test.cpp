@@ -401,7 +401,7 @@ TEST(NibReader, ClassesAndLateChildrenAsWritten) {
 // identifier, label and custom class, and reachable by identifier from the table and from an outlet.
 TEST(NibReader, ConstraintsKeepTheirAttributesLabelsAndIdentifiers) {
   const std::string xml = R"(<?xml version="1.0"?><document type="com.apple.InterfaceBuilder3.Cocoa.XIB" version="3.0"><objects>
-<customObject id="-2" userLabel="File's Owner"><connections><outlet property="gap" destination="c2" id="o1"/></connections></customObject>
+<customObject id="-2" userLabel="File's Owner"><connections><outlet property="gap" destination="c2" id="o1"/><action selector="go:" target="c1"/></connections></customObject>
 <customView id="v"><constraints>
 <constraint firstAttribute="width" constant="20" id="c1"/>
 <constraint firstItem="v" firstAttribute="top" userLabel="Top Gap" constant="8" id="c2"/>
@@ -437,6 +437,15 @@ TEST(NibReader, ConstraintsKeepTheirAttributesLabelsAndIdentifiers) {
   EXPECT_TRUE(constraints[0]->userLabel().isNil());
   EXPECT_EQ(constraints[2]->customClassName(), String(u"MyConstraint"));
   EXPECT_EQ(owner->outlet(u"gap"), constraints[1]);
+  const auto& connections = r.nib().connections();
+  ASSERT_EQ(connections.size(), 2u);
+  EXPECT_EQ(connections[0].kind, NibConnection::Kind::Outlet);
+  EXPECT_EQ(connections[0].identifier, String(u"o1"));
+  EXPECT_EQ(connections[0].destinationIdentifier, String(u"c2"));
+  EXPECT_EQ(connections[1].kind, NibConnection::Kind::Action);
+  EXPECT_EQ(connections[1].label, String(u"go:"));
+  EXPECT_EQ(connections[1].destination.lock(), constraints[0]);
+  EXPECT_TRUE(connections[1].identifier.isNil());
 
   // The attributes every object is asked about, past three dozen others.
   std::string late = "<customView";
