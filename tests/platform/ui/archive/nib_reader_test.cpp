@@ -9,6 +9,7 @@
 
 #include <cmath>
 
+#include "remembered_casts.h"
 #include "support/test_paths.h"
 #include "tq/platform/base/exception.h"
 #include "tq/platform/ui/archive/nib_reader.h"
@@ -457,6 +458,27 @@ TEST(NibReader, ConstraintsKeepTheirAttributesLabelsAndIdentifiers) {
   ASSERT_TRUE(view);
   EXPECT_EQ(view->userLabel(), String(u"Late"));
   EXPECT_EQ(view->customClassName(), String(u"LateView"));
+}
+
+// The readers' remembered casts give what dynamic_cast gives, read after read (the model's classes
+// are remembered across reads, a host's for one read), also for a base away from the object's start.
+TEST(RememberedCasts, GiveWhatDynamicCastGivesReadAfterRead) {
+  class HostButton : public Button {};
+  const std::vector<std::shared_ptr<InterfaceObject>> objects = {
+      std::make_shared<Button>(), std::make_shared<TextField>(), std::make_shared<HostButton>(),
+      std::make_shared<GenericObject>(), std::make_shared<Owner>(), std::make_shared<ButtonCell>()};
+  for (int read = 0; read < 3; ++read) {
+    RememberedCasts casts;
+    for (int pass = 0; pass < 2; ++pass) {
+      for (const auto& o : objects) {
+        InterfaceObject* p = o.get();
+        EXPECT_EQ(casts.as<Control>(p), dynamic_cast<Control*>(p));
+        EXPECT_EQ(casts.as<Cell>(p), dynamic_cast<Cell*>(p));
+        EXPECT_EQ(casts.as<Button>(p), dynamic_cast<Button*>(p));
+        EXPECT_EQ(casts.as<NibConnectable>(p), dynamic_cast<NibConnectable*>(p));
+      }
+    }
+  }
 }
 
 TEST(NibReader, NumbersAndTextsAsWritten) {
