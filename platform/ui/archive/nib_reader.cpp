@@ -103,6 +103,32 @@ namespace {
   return h ^ (h >> 29);
 }
 
+// Whether the `length` bytes at `a` and at `b` are the same, for the short texts the reader compares
+// (names, identifiers): a word or two compared in place of a call. Reads no byte outside the two.
+inline bool sameBytes(const char* a, const char* b, std::size_t length) {
+  const auto word = [](const char* at, auto n) {
+    uint64_t w = 0;
+    std::memcpy(&w, at, n);
+    return w;
+  };
+  if (length >= 8) {
+    for (std::size_t i = 0; i + 8 < length; i += 8) {
+      if (word(a + i, std::integral_constant<std::size_t, 8>()) != word(b + i, std::integral_constant<std::size_t, 8>())) return false;
+    }
+    return word(a + length - 8, std::integral_constant<std::size_t, 8>()) ==
+           word(b + length - 8, std::integral_constant<std::size_t, 8>());
+  }
+  if (length >= 4) {
+    return word(a, std::integral_constant<std::size_t, 4>()) == word(b, std::integral_constant<std::size_t, 4>()) &&
+           word(a + length - 4, std::integral_constant<std::size_t, 4>()) ==
+               word(b + length - 4, std::integral_constant<std::size_t, 4>());
+  }
+  for (std::size_t i = 0; i < length; ++i) {
+    if (a[i] != b[i]) return false;
+  }
+  return true;
+}
+
 // The hash of an archive identifier, for the tables that find objects by identifier.
 uint64_t identifierHash(std::u16string_view id) {
   return bytesHash(reinterpret_cast<const char*>(id.data()), id.size() * sizeof(char16_t));
@@ -243,7 +269,7 @@ uint8_t elementNumber(const char* name, std::size_t& length) {
     const uint8_t number = kElementTable[at];
     if (!number) return 0;
     const std::string_view known = kElementNames[number];
-    if (known.size() == length && std::memcmp(known.data(), name, length) == 0) return number;
+    if (known.size() == length && sameBytes(known.data(), name, length)) return number;
   }
 }
 
@@ -607,7 +633,7 @@ class RecurringStrings {
         ++count_;
         return slot.string;
       }
-      if (slot.hash == hash && slot.length == length && std::memcmp(slot.text, value, length) == 0) return slot.string;
+      if (slot.hash == hash && slot.length == length && sameBytes(slot.text, value, length)) return slot.string;
     }
   }
 
@@ -1931,7 +1957,7 @@ class NibBuilder {
     const std::size_t mask = idSlots_.size() - 1;
     for (std::size_t at = bytesHash(text.data(), text.size()) & mask;; at = (at + 1) & mask) {
       uint32_t& slot = idSlots_[at];
-      if (!slot || idTexts_[slot - 1] == text) {
+      if (!slot || (idTexts_[slot - 1].size() == text.size() && sameBytes(idTexts_[slot - 1].data(), text.data(), text.size()))) {
         slot = static_cast<uint32_t>(byId_.size());
         return;
       }
@@ -1945,7 +1971,7 @@ class NibBuilder {
     const std::size_t mask = idSlots_.size() - 1;
     for (std::size_t at = bytesHash(text.data(), text.size()) & mask;; at = (at + 1) & mask) {
       const uint32_t slot = idSlots_[at];
-      if (!slot || idTexts_[slot - 1] == text) return slot;
+      if (!slot || (idTexts_[slot - 1].size() == text.size() && sameBytes(idTexts_[slot - 1].data(), text.data(), text.size()))) return slot;
     }
   }
   // The object made with the archived identifier `text` (nullptr: none given).
