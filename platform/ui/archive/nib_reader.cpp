@@ -330,11 +330,16 @@ struct Name {
   bool connections = false;  // the child every object is asked about, which an element notes too
 };
 
+// Walks over attributes and children end on what the parser gives past the last: an attribute
+// whose name is empty (every parsed attribute has a name) and a node of type node_null. That is one
+// call into the parser fewer per attribute or child than asking first whether it exists.
+
 // The value of the attribute `key` of a node ("" when it has none), found without the parser's
 // own comparison of every name: "key" is most often the first attribute.
 const char* keyOf(pugi::xml_node node) {
-  for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+  for (pugi::xml_attribute a = node.first_attribute();; a = a.next_attribute()) {
     const char* name = a.name();
+    if (!name[0]) break;  // past the last attribute
     if (name[0] == 'k' && name[1] == 'e' && name[2] == 'y' && name[3] == '\0') return a.value();
   }
   return "";
@@ -352,13 +357,15 @@ class Element {
     if (!node) return;
     name_ = node.name();
     element_ = elementNumber(name_, nameLength_);
-    for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+    for (pugi::xml_attribute a = node.first_attribute();; a = a.next_attribute()) {
+      const char* name = a.name();
+      if (!name[0]) break;  // past the last attribute
       if (attributeCount_ == kAttributes) {
         allAttributes_ = false;
         break;
       }
       Attribute& entry = attributes_[attributeCount_++];
-      entry.name = a.name();
+      entry.name = name;
       entry.value = a.value();
       entry.head = Name::headOf(entry.name);
       heads_ |= uint64_t{1} << (uint64_t{entry.head} * 0x9E3779B97F4A7C15ull >> 58);
@@ -372,8 +379,10 @@ class Element {
         if (!common_[Name::kUserLabel] && Name("userLabel").equalsPastHead(entry.name)) common_[Name::kUserLabel] = entry.value;
       }
     }
-    for (pugi::xml_node c = node.first_child(); c; c = c.next_sibling()) {
-      if (c.type() != pugi::node_element) continue;
+    for (pugi::xml_node c = node.first_child();; c = c.next_sibling()) {
+      const pugi::xml_node_type type = c.type();
+      if (type == pugi::node_null) break;  // past the last child
+      if (type != pugi::node_element) continue;
       if (childCount_ == kChildren) {
         allChildren_ = false;
         break;
@@ -576,8 +585,9 @@ std::string_view imageFileInArchive(std::string_view b) {
 template <std::size_t N>
 std::array<const char*, N> leafAttributes(pugi::xml_node node, const Name (&names)[N]) {
   std::array<const char*, N> values{};
-  for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+  for (pugi::xml_attribute a = node.first_attribute();; a = a.next_attribute()) {
     const char* name = a.name();
+    if (!name[0]) break;  // past the last attribute
     const uint16_t head = Name::headOf(name);
     for (std::size_t i = 0; i < N; ++i) {
       if (names[i].head == head && !values[i] && names[i].equalsPastHead(name)) {
@@ -1110,8 +1120,9 @@ class NibBuilder {
     std::size_t idLength = 0;
     const char* label = nullptr;
     char* out = packing_.data();
-    for (pugi::xml_attribute a = node.first_attribute(); a; a = a.next_attribute()) {
+    for (pugi::xml_attribute a = node.first_attribute();; a = a.next_attribute()) {
       const char* name = a.name();
+      if (!name[0]) break;  // past the last attribute
       const char* value = a.value();
       const std::size_t nameLength = std::strlen(name), valueLength = std::strlen(value);
       if (name[0] == 'i' && name[1] == 'd' && !name[2]) {
@@ -1278,8 +1289,10 @@ class NibBuilder {
     if (auto* grid = as<GridView>(&view)) decodeGridView(n, *grid, depth);
     if (auto* rules = as<RuleEditor>(&view)) decodeRuleEditor(n, *rules, depth);
 
-    for (pugi::xml_node c = n.child("constraints").first_child(); c; c = c.next_sibling()) {
-      if (c.type() == pugi::node_element) view.addConstraint(decode(c, depth + 1));
+    for (pugi::xml_node c = n.child("constraints").first_child();; c = c.next_sibling()) {
+      const pugi::xml_node_type type = c.type();
+      if (type == pugi::node_null) break;  // past the last child
+      if (type == pugi::node_element) view.addConstraint(decode(c, depth + 1));
     }
 
     if (pugi::xml_node subviews = n.child("subviews")) {
