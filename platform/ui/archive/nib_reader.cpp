@@ -330,6 +330,21 @@ struct Name {
   bool connections = false;  // the child every object is asked about, which an element notes too
 };
 
+// No node, made once: the parser's node constructors are calls into it, copies are not.
+const pugi::xml_node kNoNode;
+static_assert(std::is_trivially_copyable_v<pugi::xml_node>);
+
+// A node kept as its bytes, so that a table of them is made without a constructor call each.
+struct KeptNode {
+  alignas(pugi::xml_node) unsigned char bytes[sizeof(pugi::xml_node)];
+  void set(const pugi::xml_node& node) { std::memcpy(bytes, &node, sizeof node); }
+  pugi::xml_node get() const {
+    pugi::xml_node node = kNoNode;
+    std::memcpy(&node, bytes, sizeof node);
+    return node;
+  }
+};
+
 // Walks over attributes and children end on what the parser gives past the last: an attribute
 // whose name is empty (every parsed attribute has a name) and a node of type node_null. That is one
 // call into the parser fewer per attribute or child than asking first whether it exists.
@@ -353,9 +368,9 @@ const char* keyOf(pugi::xml_node node) {
 class Element {
  public:
   Element() = default;
-  Element(pugi::xml_node node) : node_(node) {  // NOLINT: every node can be asked about
-    if (!node) return;
+  Element(pugi::xml_node node) : node_(node), connections_(kNoNode) {  // NOLINT: every node can be asked about
     name_ = node.name();
+    if (!name_[0]) return;  // no element
     element_ = elementNumber(name_, nameLength_);
     for (pugi::xml_attribute a = node.first_attribute();; a = a.next_attribute()) {
       const char* name = a.name();
@@ -391,8 +406,11 @@ class Element {
       entry.name = c.name();
       entry.key = keyOf(c);
       entry.keyHead = Name::headOf(entry.key);
-      entry.node = c.internal_object();
-      if (!connections_ && entry.name[0] == 'c' && Name("connections").equals(entry.name)) connections_ = entry.node;
+      entry.node.set(c);
+      if (!hasConnections_ && entry.name[0] == 'c' && Name("connections").equals(entry.name)) {
+        connections_ = c;
+        hasConnections_ = true;
+      }
     }
   }
 
@@ -426,21 +444,21 @@ class Element {
   // The first child element with key="KEY".
   pugi::xml_node keyed(Name key) const {
     for (unsigned i = 0; i < childCount_; ++i) {
-      if (children_[i].keyHead == key.head && key.equalsPastHead(children_[i].key)) return pugi::xml_node(children_[i].node);
+      if (children_[i].keyHead == key.head && key.equalsPastHead(children_[i].key)) return children_[i].node.get();
     }
-    if (allChildren_) return {};
+    if (allChildren_) return kNoNode;
     for (pugi::xml_node c = node_.first_child(); c; c = c.next_sibling()) {
       if (c.type() == pugi::node_element && key.equals(keyOf(c))) return c;
     }
-    return {};
+    return kNoNode;
   }
   // The first child element named NAME.
   pugi::xml_node child(Name name) const {
-    if (name.connections && (connections_ || allChildren_)) return pugi::xml_node(connections_);
+    if (name.connections && (hasConnections_ || allChildren_)) return connections_;
     for (unsigned i = 0; i < childCount_; ++i) {
-      if (children_[i].name[0] == name.text[0] && name.equals(children_[i].name)) return pugi::xml_node(children_[i].node);
+      if (children_[i].name[0] == name.text[0] && name.equals(children_[i].name)) return children_[i].node.get();
     }
-    return allChildren_ ? pugi::xml_node() : node_.child(name.text);
+    return allChildren_ ? kNoNode : node_.child(name.text);
   }
   bool is(Name name) const {
     return name.element ? element_ == name.element : name_[0] == name.text[0] && name.equals(name_);
@@ -470,7 +488,7 @@ class Element {
   struct Child {
     const char* name;
     const char* key;
-    pugi::xml_node_struct* node;
+    KeptNode node;
     uint16_t keyHead;
   };
   [[gnu::noinline]] const char* slowValue(Name name) const {
@@ -490,7 +508,8 @@ class Element {
   unsigned childCount_ = 0;
   uint64_t heads_ = 0;  // Name::bit() of every listed attribute
   const char* common_[std::size(Name::kCommon) + 1] = {};  // values of common names by number (from 1)
-  pugi::xml_node_struct* connections_ = nullptr;  // the first listed <connections>
+  pugi::xml_node connections_;  // the first listed <connections>, when hasConnections_
+  bool hasConnections_ = false;
   // Left unset past their counts.
   Attribute attributes_[kAttributes];
   Child children_[kChildren];
