@@ -310,7 +310,10 @@ struct Name {
   }
   // One of 64 bits for a head: most names asked for are absent, and most of those find their bit
   // clear in an element's mask of the heads it has.
-  constexpr uint64_t bit() const { return uint64_t{1} << (uint64_t{head} * 0x9E3779B97F4A7C15ull >> 58); }
+  constexpr uint64_t bit() const { return uint64_t{1} << bucket(); }
+  // The bit's number.
+  constexpr unsigned bucket() const { return bucketOf(head); }
+  static constexpr unsigned bucketOf(uint16_t head) { return static_cast<unsigned>(uint64_t{head} * 0x9E3779B97F4A7C15ull >> 58); }
 
   // Attributes every object is asked about, which an element notes as it lists its attributes:
   // their numbers (from 1) in kCommon.
@@ -383,7 +386,15 @@ class Element {
       entry.name = name;
       entry.value = a.value();
       entry.head = Name::headOf(entry.name);
-      heads_ |= uint64_t{1} << (uint64_t{entry.head} * 0x9E3779B97F4A7C15ull >> 58);
+      // The first attribute of each head's bucket is found at once; a bucket that two share is
+      // searched from there.
+      const unsigned bucket = Name::bucketOf(entry.head);
+      if (heads_ & uint64_t{1} << bucket) {
+        shared_ |= uint64_t{1} << bucket;
+      } else {
+        heads_ |= uint64_t{1} << bucket;
+        firstInBucket_[bucket] = static_cast<uint8_t>(attributeCount_ - 1);
+      }
       // The first of each common name; the heads tell them apart from every other name asked for
       // before a whole comparison.
       if (entry.head == Name::headOf("id")) {
@@ -421,7 +432,10 @@ class Element {
       return allAttributes_ ? nullptr : slowValue(name);
     }
     if (!(heads_ & name.bit())) return allAttributes_ ? nullptr : slowValue(name);
-    for (unsigned i = 0; i < attributeCount_; ++i) {
+    const unsigned first = firstInBucket_[name.bucket()];
+    if (attributes_[first].head == name.head && name.equalsPastHead(attributes_[first].name)) return attributes_[first].value;
+    if (!(shared_ & name.bit())) return allAttributes_ ? nullptr : slowValue(name);
+    for (unsigned i = first + 1; i < attributeCount_; ++i) {
       if (attributes_[i].head == name.head && name.equalsPastHead(attributes_[i].name)) return attributes_[i].value;
     }
     return allAttributes_ ? nullptr : slowValue(name);
@@ -507,6 +521,8 @@ class Element {
   unsigned attributeCount_ = 0;
   unsigned childCount_ = 0;
   uint64_t heads_ = 0;  // Name::bit() of every listed attribute
+  uint64_t shared_ = 0;  // the bits of more than one listed attribute
+  uint8_t firstInBucket_[64];  // by bit number, the first listed attribute with that bit (where heads_ has it)
   const char* common_[std::size(Name::kCommon) + 1] = {};  // values of common names by number (from 1)
   pugi::xml_node connections_;  // the first listed <connections>, when hasConnections_
   bool hasConnections_ = false;
