@@ -210,8 +210,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     for (uint32_t i = 0; i < memo_.size(); ++i) {
       if (memo_[i] && !identifiers_[i].isNil()) identified.emplace_back(identifiers_[i], memo_[i]);
     }
-    if (options_.owner) identified.emplace_back(u"-2", options_.owner);
-    if (options_.application) identified.emplace_back(u"-3", options_.application);
+    if (options_.owner) identified.emplace_back(ownerIdentifier(), options_.owner);
+    if (options_.application) identified.emplace_back(applicationIdentifier(), options_.application);
     nib_.indexObjects(std::move(identified));
     return std::move(nib_);
   }
@@ -417,7 +417,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       // The system font under its private or historical names.
       font = FontDescriptor::systemFont(size > 0 ? size : 13);
       font.bold = n.find("Bold") != std::string::npos;
-      if (font.bold) font.metaFont = u"systemBold";
+      static const String kSystemBold = u"systemBold";
+      if (font.bold) font.metaFont = kSystemBold;
       return font;
     }
     font.name = name;
@@ -434,7 +435,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (space == 6) {
       c.name = string(o, "NSColorName");
       c.catalog = string(o, "NSCatalogName");
-      if (c.catalog.isNil()) c.catalog = u"System";
+      static const String kSystem = u"System";
+      if (c.catalog.isNil()) c.catalog = kSystem;
       return c;
     }
     std::string_view text;
@@ -444,14 +446,16 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       c.green = n.size() > 1 ? n[1] : 0;
       c.blue = n.size() > 2 ? n[2] : 0;
       c.alpha = n.size() > 3 ? n[3] : 1;
-      c.colorSpace = space == 1 ? u"calibratedRGB" : u"deviceRGB";
+      static const String kSpaces[] = {u"calibratedRGB", u"deviceRGB"};
+      c.colorSpace = kSpaces[space - 1];
       return c;
     }
     if ((space == 3 || space == 4) && a_.textOf(get(o, "NSWhite"), text)) {
       auto n = numbersIn(text);
       c.red = c.green = c.blue = n.empty() ? 0 : n[0];
       c.alpha = n.size() > 1 ? n[1] : 1;
-      c.colorSpace = space == 3 ? u"calibratedWhite" : u"deviceWhite";
+      static const String kSpaces[] = {u"calibratedWhite", u"deviceWhite"};
+      c.colorSpace = kSpaces[space - 3];
       return c;
     }
     return std::nullopt;
@@ -462,8 +466,17 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   // The identifier the archive itself gives the object (the owner's is "-2"), nil when it gives
   // none: a made-up one (the object's index, say) would differ between two compilations of the same
   // interface, and tools that match objects across files go by identifier.
+  // The identifiers of the owner and the application placeholder, made once and shared.
+  static const String& ownerIdentifier() {
+    static const String id = u"-2";
+    return id;
+  }
+  static const String& applicationIdentifier() {
+    static const String id = u"-3";
+    return id;
+  }
   String identifierOf(uint32_t o) const {
-    if (static_cast<int64_t>(o) == layout_.owner) return u"-2";
+    if (static_cast<int64_t>(o) == layout_.owner) return ownerIdentifier();
     return designerIdentifierOf(o);
   }
 
@@ -503,7 +516,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (!custom.isNil() && custom.length() > 0) {
       object = as<Base>(registry_.makeObject(custom));
       if constexpr (std::is_base_of_v<Window, Base>) {
-        if (!object && custom == String(u"NSPanel")) object = arena_.make<Panel>();
+        if (!object && custom.view() == u"NSPanel") object = arena_.make<Panel>();
       }
     }
     if (!object) {
@@ -711,7 +724,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else if (is(cls, "NSView") || is(cls, "NSCustomView")) {
       if (is(cls, "NSCustomView")) {
         String name = string(o, "NSClassName");
-        if (!name.isNil() && !(name == String(u"NSView"))) custom = name;
+        if (!name.isNil() && name.view() != u"NSView") custom = name;
       }
       named([this] { return arena_.make<View>(); });
     } else if (has(o, "NSCell")) {
@@ -784,7 +797,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     cell.setDoubleValue(number(o, "NSValue", cell.doubleValue()));
     cell.setNumberOfTickMarks(integer(o, "NSNumberOfTickMarks", 0));
     if (has(o, "NSIndicatorStyle")) {
-      static constexpr const char16_t* kLevelStyles[] = {u"relevancy", u"continuousCapacity", u"discreteCapacity",
+      static const String kLevelStyles[] = {u"relevancy", u"continuousCapacity", u"discreteCapacity",
                                                          u"rating"};
       const long style = integer(o, "NSIndicatorStyle", 0);
       if (style >= 0 && style < 4) cell.setControlStyle(kLevelStyles[style]);
@@ -893,8 +906,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (attributes < 0) return;
     for (const auto& [k, v] : dictionary(attributes)) {
       const String name = stringValue(k);
-      if (name == String(u"NSFont")) text.setFont(font(v));
-      if (name == String(u"NSColor")) text.setTextColor(color(v));
+      if (!name.isNil() && name.view() == u"NSFont") text.setFont(font(v));
+      if (!name.isNil() && name.view() == u"NSColor") text.setTextColor(color(v));
     }
   }
 
@@ -996,7 +1009,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     scroll.setHasVerticalScroller((flags & 0x10) != 0);
     scroll.setHasHorizontalScroller((flags & 0x20) != 0);
     scroll.setAutohidesScrollers((flags & 0x200) != 0);
-    static constexpr const char16_t* kBorders[] = {u"none", u"line", u"bezel", u"groove"};
+    static const String kBorders[] = {u"none", u"line", u"bezel", u"groove"};
     scroll.setBorderType(kBorders[flags & 3]);
     if (auto clip = child<ClipView>(o, "NSContentView", depth)) scroll.setContentView(clip);
     if (auto s = child<View>(o, "NSVScroller", depth)) scroll.setVerticalScroller(s);
@@ -1046,7 +1059,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
 
   std::shared_ptr<InterfaceObject> decodeWindow(uint32_t o, String custom, int depth) {
     const String windowClass = string(o, "NSWindowClass");
-    if (custom.isNil() && !windowClass.isNil() && !(windowClass == String(u"NSWindow"))) custom = windowClass;
+    if (custom.isNil() && !windowClass.isNil() && windowClass.view() != u"NSWindow") custom = windowClass;
     auto window = make<Window>(custom, [this] { return arena_.make<Window>(); });
     remember(o, window);
     if (String title = string(o, "NSWindowTitle"); !title.isNil()) window->setTitle(title);
@@ -1437,7 +1450,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     const ArchiveValue contents = get(o, "NSContents");
     if (auto* image = as<ImageCell>(cell.get())) {
       if (String name = imageName(contents); !name.isNil()) image->setImageName(name);
-      static constexpr const char16_t* kScaling[] = {u"proportionallyDown", u"axesIndependently", u"none",
+      static const String kScaling[] = {u"proportionallyDown", u"axesIndependently", u"none",
                                                      u"proportionallyUpOrDown"};
       const long scale = integer(o, "NSScale", 0);
       if (scale >= 0 && scale < 4) image->setImageScaling(kScaling[scale]);
@@ -1456,7 +1469,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       field->setTextColor(color(get(o, "NSTextColor")));
     }
     if (auto* segmented = as<SegmentedCell>(cell.get())) {
-      static constexpr const char16_t* kTracking[] = {u"selectOne", u"selectAny", u"momentary"};
+      static const String kTracking[] = {u"selectOne", u"selectAny", u"momentary"};
       const long tracking = integer(o, "NSTrackingMode", 0);
       if (tracking >= 0 && tracking < 3) segmented->setTrackingMode(kTracking[tracking]);
       const long selectedSegment = integer(o, "NSSelectedSegment", -1);
@@ -1509,7 +1522,9 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   void decodeButtonCell(uint32_t o, ButtonCell& cell) {
     const String normal = imageName(get(o, "NSNormalImage"));
     const String alternate = imageName(get(o, "NSAlternateImage"));
-    auto names = [&](const char16_t* name) { return normal == String(name) || alternate == String(name); };
+    auto names = [&](std::u16string_view name) {
+      return (!normal.isNil() && normal.view() == name) || (!alternate.isNil() && alternate.view() == name);
+    };
     ButtonType type = ButtonType::MomentaryPushIn;
     if (has(o, "NSAuxButtonType")) {
       type = static_cast<ButtonType>(std::clamp(integer(o, "NSAuxButtonType", 7), 0L, 7L));
@@ -1533,7 +1548,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     const unsigned long flags2 = static_cast<unsigned long>(integer(o, "NSButtonFlags2", 0));
     const long bezel = has(o, "NSBezelStyle") ? integer(o, "NSBezelStyle", 0)
                                               : static_cast<long>((flags2 & 7) | ((flags2 & 0x20) >> 2));
-    static constexpr const char16_t* kBezels[] = {nullptr,         u"rounded",         u"regularSquare",
+    static const String kBezels[] = {String(),              u"rounded",         u"regularSquare",
                                                   u"thick",        u"thicker",         u"disclosure",
                                                   u"shadowlessSquare", u"circular",    u"texturedSquare",
                                                   u"helpButton",   u"smallSquare",     u"texturedRounded",
@@ -1576,16 +1591,18 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       return nullptr;
     }
     const auto index = static_cast<uint32_t>(o);
-    id = identifierOf(index);
-    if (o == layout_.owner) return options_.owner;
+    if (o == layout_.owner) {
+      id = ownerIdentifier();
+      return options_.owner;
+    }
     if (placeholders_[index]) {
-      std::string name;
-      a_.stringOf(get(index, "NSClassName"), name);
-      if (name == "NSApplication") {
-        id = u"-3";
+      std::string_view name;
+      if (a_.textOf(get(index, "NSClassName"), name) && name == "NSApplication") {
+        id = applicationIdentifier();
         return options_.application;
       }
-      id = u"-1";
+      static const String kFirstResponder = u"-1";
+      id = kFirstResponder;
       return nullptr;
     }
     auto object = made(index);
@@ -1594,6 +1611,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       // owned by nothing but the connection's destination.
       object = decode(index, 0, "a connection");
     }
+    // An object made has its identifier already (the same text, shared).
+    id = object ? identifiers_[index] : designerIdentifierOf(index);
     found = object != nullptr;
     return object;
   }
@@ -1630,8 +1649,9 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (!sourceFound || !destinationFound) {
       return warn(kind + label.UTF8String() + ": an end is not part of the interface");
     }
-    if ((sourceId == String(u"-2") || sourceId == String(u"-3")) && !from) return;
-    if ((destinationId == String(u"-2") || destinationId == String(u"-3")) && !to) return;
+    auto placeholderId = [](const String& id) { return !id.isNil() && (id.view() == u"-2" || id.view() == u"-3"); };
+    if (placeholderId(sourceId) && !from) return;
+    if (placeholderId(destinationId) && !to) return;
     // A connector listed many times makes as many connections, each with its own texts.
     charge(kConnectionCost + 2 * sizeof(unichar) * (label.length() + sourceId.length() + destinationId.length()));
     if (outlet) {
@@ -1711,7 +1731,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   // Tool tips given beside the objects: help connectors and tool-tip attributes.
   void connectHelp(uint32_t c) {
     String file = string(c, "NSFile");
-    if (!file.isNil() && !(file == String(u"NSToolTipHelpKey"))) return;
+    if (!file.isNil() && file.view() != u"NSToolTipHelpKey") return;
     int64_t target = ref(c, "NSDestination");
     if (target < 0) target = ref(c, "object");
     bool found = false;
