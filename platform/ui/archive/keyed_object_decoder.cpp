@@ -266,8 +266,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     std::string_view s;
     if (!a_.textOf(v, s)) return String();
     String text = utf8(s);
-    if (std::string k; recordKey && current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
+    if (recordKey) recordLocalizableKey(v);
     return text;
+  }
+  // The table key of a localizable string value, recorded on the object being read.
+  void recordLocalizableKey(const ArchiveValue& v) const {
+    if (std::string k; current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
   }
   double number(uint32_t o, const char* key, double fallback) const {
     double v = 0;
@@ -317,6 +321,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     Iterator begin() const { return {&stack_, from_}; }
     Iterator end() const { return {&stack_, to_}; }
     bool empty() const { return from_ == to_; }
+    std::size_t size() const { return to_ - from_; }
     uint32_t front() const { return stack_[from_]; }
 
    private:
@@ -410,9 +415,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   std::optional<FontDescriptor> font(const ArchiveValue& v) const {
     if (!v.isObject() || !is(a_.className(v.index), "NSFont")) return std::nullopt;
     FontDescriptor font;
-    const String name = string(v.index, "NSName");
+    // The name is told by its archived bytes; a text is made of it only for a font other than the
+    // system's (what is looked for is ASCII, which a conversion keeps as it is).
+    const ArchiveValue nameValue = get(v.index, "NSName");
+    std::string_view n;
+    if (a_.textOf(nameValue, n)) recordLocalizableKey(nameValue);
     const double size = number(v.index, "NSSize", 13);
-    std::string n = name.UTF8String();
     if (n.empty() || n[0] == '.' || n.rfind("LucidaGrande", 0) == 0 || n.rfind("Helvetica", 0) == 0) {
       // The system font under its private or historical names.
       font = FontDescriptor::systemFont(size > 0 ? size : 13);
@@ -421,7 +429,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (font.bold) font.metaFont = kSystemBold;
       return font;
     }
-    font.name = name;
+    font.name = utf8(n);
     font.size = size > 0 ? size : 13;
     font.bold = n.find("Bold") != std::string::npos;
     return font;
@@ -577,6 +585,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     charge(kObjectCost);
     memo_[o] = object;
     current_ = object.get();
+    if (made_.empty()) made_.reserve(a_.objectCount());
     made_.push_back(object);
     object->setArchiveIdentifier(identifierOf(o));
     identifiers_[o] = object->archiveIdentifier();
@@ -865,11 +874,17 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       progress->setDisplayedWhenStopped((flags & 0x2000) == 0);
     }
 
-    for (uint32_t c : memberObjects(ref(o, "NSViewConstraints"))) {
-      if (auto constraint = decode(c, depth + 1, "NSViewConstraints")) view.addConstraint(constraint);
+    {
+      const MemberList constraints = memberObjects(ref(o, "NSViewConstraints"));
+      view.reserveConstraints(constraints.size());
+      for (uint32_t c : constraints) {
+        if (auto constraint = decode(c, depth + 1, "NSViewConstraints")) view.addConstraint(std::move(constraint));
+      }
     }
     if (!ownSubviews) return;
-    for (uint32_t s : memberObjects(ref(o, "NSSubviews"))) {
+    const MemberList subviews = memberObjects(ref(o, "NSSubviews"));
+    view.reserveSubviews(subviews.size());
+    for (uint32_t s : subviews) {
       auto sub = as<View>(decode(s, depth + 1, "NSSubviews"));
       if (sub && sub->superview() && sub->superview() != &view) {
         warn(describe(s) + " is a subview of two views; kept in the first");
