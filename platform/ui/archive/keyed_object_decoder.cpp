@@ -167,7 +167,6 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
         budget_(budget),
         visitBudget_(4 * archive.objectCount() + (std::size_t{1} << 20)),
         memo_(archive.objectCount()),
-        identifiers_(archive.objectCount()),
         state_(archive.objectCount(), 0),
         placeholders_(archive.objectCount()),
         visibleWindows_(archive.objectCount()) {}
@@ -196,20 +195,21 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     for (uint32_t object : layout_.topLevel) {
       if (placeholders_[object] || static_cast<int64_t>(object) == layout_.owner) continue;
-      if (auto made = decode(object, 0, "the top level")) nib_.topLevelObjects_.push_back(made);
+      if (auto made = decode(object, 0, "the top level")) nib_.topLevelObjects_.push_back(std::move(made));
     }
     resolveReferences();
     for (uint32_t c : layout_.connectors) connect(c);
-    for (const auto& object : made_) object->awakeFromNib();
+    // The identifiers as the objects were made with them, listed before any object wakes.
+    std::vector<Nib::IdentifiedObject> identified;
+    identified.reserve(made_.size() + 2);
+    for (const auto& object : memo_) {
+      if (object && !object->archiveIdentifier().isNil()) identified.emplace_back(object->archiveIdentifier(), object);
+    }
+    for (InterfaceObject* object : made_) object->awakeFromNib();
     if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
     nib_.closeWarnings();
     nib_.objectCount_ = made_.size();
-    std::vector<Nib::IdentifiedObject> identified;
-    identified.reserve(made_.size() + 2);
-    for (uint32_t i = 0; i < memo_.size(); ++i) {
-      if (memo_[i] && !identifiers_[i].isNil()) identified.emplace_back(identifiers_[i], memo_[i]);
-    }
     if (options_.owner) identified.emplace_back(ownerIdentifier(), options_.owner);
     if (options_.application) identified.emplace_back(applicationIdentifier(), options_.application);
     nib_.indexObjects(std::move(identified));
@@ -581,14 +581,16 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   }
 
   // Records an object before its parts are decoded, so that shared references resolve to it.
+  // The list of objects made holds plain pointers: each object is held by memo_ (or, in a damaged
+  // archive that makes a second object for the same archive object, by replaced_).
   void remember(uint32_t o, const std::shared_ptr<InterfaceObject>& object) {
     charge(kObjectCost);
+    if (memo_[o]) [[unlikely]] replaced_.push_back(std::move(memo_[o]));
     memo_[o] = object;
     current_ = object.get();
     if (made_.empty()) made_.reserve(a_.objectCount());
-    made_.push_back(object);
+    made_.push_back(object.get());
     object->setArchiveIdentifier(identifierOf(o));
-    identifiers_[o] = object->archiveIdentifier();
   }
 
   template <class T>
@@ -596,9 +598,10 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     const int64_t r = ref(o, key);
     if (r < 0) return nullptr;
     auto object = decode(static_cast<uint32_t>(r), depth + 1, key);
-    auto typed = as<T>(object);
-    if (object && !typed) warn(describe(o) + ": " + key + " holds a " + shownClass(static_cast<uint32_t>(r)) + ", skipped");
-    return typed;
+    if (!object) return nullptr;
+    if (T* typed = as<T>(object.get())) return std::shared_ptr<T>(std::move(object), typed);
+    warn(describe(o) + ": " + key + " holds a " + shownClass(static_cast<uint32_t>(r)) + ", skipped");
+    return nullptr;
   }
 
   std::shared_ptr<InterfaceObject> decodeAs(uint32_t o, std::string_view cls, const String& custom, int depth) {
@@ -615,7 +618,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       remember(o, item);
       item->setCanCollapse(boolean(o, "NSCanCollapse", false));
       item->setCollapsed(boolean(o, "NSCollapsed", false));
-      if (auto vc = controllerIn(o, depth)) item->setViewController(vc);
+      if (auto vc = controllerIn(o, depth)) item->setViewController(std::move(vc));
       return item;
     }
     if (endsWith(cls, "ToolbarItem") || has(o, "NSToolbarItemIdentifier")) return decodeToolbarItem(o, cls, custom, depth);
@@ -839,12 +842,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (has(o, "NSTag")) view.setTag(integer(o, "NSTag"));
     if (String id = string(o, "NSUserInterfaceItemIdentifier"); !id.isNil()) view.setIdentifier(id);
     if (!viewAs<PopUpButton>(view, kinds)) {
-      if (auto menu = child<Menu>(o, "NSMenu", depth)) view.setContextMenu(menu);
+      if (auto menu = child<Menu>(o, "NSMenu", depth)) view.setContextMenu(std::move(menu));
     }
 
     if (auto* control = viewAs<Control>(view, kinds)) {
       if (has(o, "NSCell")) {
-        if (auto cell = child<Cell>(o, "NSCell", depth)) control->setCell(cell);
+        if (auto cell = child<Cell>(o, "NSCell", depth)) control->setCell(std::move(cell));
       }
     }
 
@@ -856,7 +859,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (auto* scroll = viewAs<ScrollView>(view, kinds)) decodeScrollView(o, *scroll, depth), ownSubviews = false;
     if (auto* clip = viewAs<ClipView>(view, kinds)) {
       clip->setDrawsBackground((integer(o, "NScvFlags", 4) & 4) != 0);
-      if (auto doc = child<View>(o, "NSDocView", depth)) clip->setDocumentView(doc);
+      if (auto doc = child<View>(o, "NSDocView", depth)) clip->setDocumentView(std::move(doc));
       ownSubviews = false;
     }
     if (auto* stack = viewAs<StackView>(view, kinds)) decodeStackView(o, *stack, depth), ownSubviews = false;
@@ -889,7 +892,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (sub && sub->superview() && sub->superview() != &view) {
         warn(describe(s) + " is a subview of two views; kept in the first");
       } else if (sub) {
-        view.addSubview(sub);
+        view.addSubview(std::move(sub));
       } else {
         warn(describe(s) + " among the subviews of " + describe(o) + " is not a view");
       }
@@ -947,10 +950,10 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
                    : (flags & 0x20000000ul) ? MatrixMode::List
                    : (flags & 0x10000000ul) ? MatrixMode::Highlight
                                             : MatrixMode::Track);
-    if (auto p = child<Cell>(o, "NSCellPrototype", depth)) matrix.setPrototype(p);
+    if (auto p = child<Cell>(o, "NSCellPrototype", depth)) matrix.setPrototype(std::move(p));
     std::vector<std::shared_ptr<Cell>> cells;
     for (uint32_t c : memberObjects(ref(o, "NSCells"))) {
-      if (auto cell = as<Cell>(decode(c, depth + 1, "NSCells"))) cells.push_back(cell);
+      if (auto cell = as<Cell>(decode(c, depth + 1, "NSCells"))) cells.push_back(std::move(cell));
     }
     // Cells are stored row by row. A grid the cells do not fill is cut to the rows they reach, so
     // the grid never outgrows what the archive holds.
@@ -970,7 +973,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     tabs.setTabViewType(static_cast<TabViewType>(std::min(type, 6L)));
     if (auto f = font(get(o, "NSFont"))) tabs.setFont(*f);
     for (uint32_t i : memberObjects(ref(o, "NSTabViewItems"))) {
-      if (auto item = as<TabViewItem>(decode(i, depth + 1, "NSTabViewItems"))) tabs.addTabViewItem(item);
+      if (auto item = as<TabViewItem>(decode(i, depth + 1, "NSTabViewItems"))) tabs.addTabViewItem(std::move(item));
     }
     const int64_t selected = ref(o, "NSSelectedTabViewItem");
     if (selected >= 0) selectedTabs_.push_back({&tabs, static_cast<uint32_t>(selected)});
@@ -982,7 +985,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (String label = string(o, "NSLabel"); !label.isNil()) item->setLabel(label);
     if (String id = string(o, "NSIdentifier"); !id.isNil()) item->setIdentifier(id);
     if (String tip = string(o, "NSToolTip"); !tip.isNil()) item->setToolTip(tip);
-    if (auto view = child<View>(o, "NSView", depth)) item->setView(view);
+    if (auto view = child<View>(o, "NSView", depth)) item->setView(std::move(view));
     return item;
   }
 
@@ -993,7 +996,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     table.setViewBased(has(o, "NSTableViewArchivedReusableViewsKey"));
     for (uint32_t c : memberObjects(ref(o, "NSTableColumns"))) {
-      if (auto column = as<TableColumn>(decode(c, depth + 1, "NSTableColumns"))) table.addTableColumn(column);
+      if (auto column = as<TableColumn>(decode(c, depth + 1, "NSTableColumns"))) table.addTableColumn(std::move(column));
     }
     const int64_t header = ref(o, "NSHeaderView");
     if (header >= 0) headerViews_.push_back({&table, static_cast<uint32_t>(header)});
@@ -1014,8 +1017,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     column->setHidden(boolean(o, "NSHidden", false));
     column->setEditable(boolean(o, "NSIsEditable", true));
     if (String tip = string(o, "NSHeaderToolTip"); !tip.isNil()) column->setHeaderToolTip(tip);
-    if (auto h = child<Cell>(o, "NSHeaderCell", depth)) column->setHeaderCell(h);
-    if (auto d = child<Cell>(o, "NSDataCell", depth)) column->setDataCell(d);
+    if (auto h = child<Cell>(o, "NSHeaderCell", depth)) column->setHeaderCell(std::move(h));
+    if (auto d = child<Cell>(o, "NSDataCell", depth)) column->setDataCell(std::move(d));
     return column;
   }
 
@@ -1026,9 +1029,9 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     scroll.setAutohidesScrollers((flags & 0x200) != 0);
     static const String kBorders[] = {u"none", u"line", u"bezel", u"groove"};
     scroll.setBorderType(kBorders[flags & 3]);
-    if (auto clip = child<ClipView>(o, "NSContentView", depth)) scroll.setContentView(clip);
-    if (auto s = child<View>(o, "NSVScroller", depth)) scroll.setVerticalScroller(s);
-    if (auto s = child<View>(o, "NSHScroller", depth)) scroll.setHorizontalScroller(s);
+    if (auto clip = child<ClipView>(o, "NSContentView", depth)) scroll.setContentView(std::move(clip));
+    if (auto s = child<View>(o, "NSVScroller", depth)) scroll.setVerticalScroller(std::move(s));
+    if (auto s = child<View>(o, "NSHScroller", depth)) scroll.setHorizontalScroller(std::move(s));
     // The header sits in a clip view of its own; the model keeps the header view itself.
     if (auto headerClip = child<View>(o, "NSHeaderClipView", depth)) {
       auto* clip = as<ClipView>(headerClip.get());
@@ -1093,7 +1096,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     // The toolbar: whichever key of the template holds one.
     for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
       if (e->key != 0 && e->value.isObject() && is(a_.className(e->value.index), "NSToolbar")) {
-        if (auto toolbar = decode(e->value.index, depth + 1, "the toolbar")) window->setToolbar(toolbar);
+        if (auto toolbar = decode(e->value.index, depth + 1, "the toolbar")) window->setToolbar(std::move(toolbar));
         break;
       }
     }
@@ -1183,7 +1186,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     remember(o, controller);
     if (String title = string(o, "NSTitle"); !title.isNil()) controller->setTitle(title);
     if (String nib = string(o, "NSNibName"); !nib.isNil()) controller->setNibName(nib);
-    if (auto view = child<View>(o, "NSView", depth)) controller->setView(view);
+    if (auto view = child<View>(o, "NSView", depth)) controller->setView(std::move(view));
     if (auto* tabs = as<TabViewController>(controller.get())) {
       const int64_t t = entryOfClass(o, [](std::string_view c) { return is(c, "NSTabView"); });
       if (t >= 0) tabs->setTabView(as<TabView>(decode(static_cast<uint32_t>(t), depth + 1, "the tab view")));
@@ -1197,7 +1200,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
         if (e->key == 0 || !e->value.isObject()) continue;
         for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
           if (!is(a_.className(m), "NSSplitViewItem")) continue;
-          if (auto item = as<SplitViewItem>(decode(m, depth + 1, "the split view items"))) split->addSplitViewItem(item);
+          if (auto item = as<SplitViewItem>(decode(m, depth + 1, "the split view items"))) split->addSplitViewItem(std::move(item));
         }
       }
     }
@@ -1207,7 +1210,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (a_.className(e->value.index).find("Array") == std::string::npos) continue;
       for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
         if (a_.className(m).find("SegueTemplate") == std::string::npos) continue;
-        if (auto segue = decode(m, depth + 1, "the segue templates")) controller->addSceneObject(segue);
+        if (auto segue = decode(m, depth + 1, "the segue templates")) controller->addSceneObject(std::move(segue));
       }
     }
     return controller;
@@ -1223,7 +1226,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (a_.className(e->value.index).find("Array") == std::string::npos) continue;
       for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
         if (a_.className(m).find("SegueTemplate") == std::string::npos) continue;
-        if (auto segue = decode(m, depth + 1, "the segue templates")) controller->addSceneObject(segue);
+        if (auto segue = decode(m, depth + 1, "the segue templates")) controller->addSceneObject(std::move(segue));
       }
     }
     return controller;
@@ -1301,7 +1304,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
           if (te->key == 0 || !te->value.isObject()) continue;
           for (uint32_t v : memberObjects(static_cast<int64_t>(te->value.index))) {
             if (!has(v, "NSFrame") && !has(v, "NSFrameSize") && !has(v, "NSCell")) continue;
-            if (auto view = as<View>(decode(v, depth + 2, "a row template's views"))) row->addTemplateView(view);
+            if (auto view = as<View>(decode(v, depth + 2, "a row template's views"))) row->addTemplateView(std::move(view));
           }
         }
         rules.addRowTemplate(row);
@@ -1357,8 +1360,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     item->setEnabled(boolean(o, "NSToolbarItemEnabled", true));
     if (auto s = size(o, "NSToolbarItemMinSize")) item->setMinSize(*s);
     if (auto s = size(o, "NSToolbarItemMaxSize")) item->setMaxSize(*s);
-    if (auto view = child<View>(o, "NSToolbarItemView", depth)) item->setView(view);
-    if (auto menu = child<MenuItem>(o, "NSToolbarItemMenuFormRepresentation", depth)) item->setMenuFormRepresentation(menu);
+    if (auto view = child<View>(o, "NSToolbarItemView", depth)) item->setView(std::move(view));
+    if (auto menu = child<MenuItem>(o, "NSToolbarItemMenuFormRepresentation", depth)) item->setMenuFormRepresentation(std::move(menu));
     return item;
   }
 
@@ -1379,7 +1382,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     menu->setAutoenablesItems(!boolean(o, "NSNoAutoenable", false));
     for (uint32_t i : memberObjects(ref(o, "NSMenuItems"))) {
-      if (auto item = as<MenuItem>(decode(i, depth + 1, "NSMenuItems"))) menu->addItem(item);
+      if (auto item = as<MenuItem>(decode(i, depth + 1, "NSMenuItems"))) menu->addItem(std::move(item));
     }
     return menu;
   }
@@ -1397,7 +1400,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     item->setEnabled(!boolean(o, "NSIsDisabled", false) && !item->isSeparatorItem());
     if (String image = imageName(get(o, "NSImage")); !image.isNil()) item->setImageName(image);
     if (String tip = string(o, "NSToolTip"); !tip.isNil()) item->setToolTip(tip);
-    if (auto submenu = child<Menu>(o, "NSSubmenu", depth)) item->setSubmenu(submenu);
+    if (auto submenu = child<Menu>(o, "NSSubmenu", depth)) item->setSubmenu(std::move(submenu));
     return item;
   }
 
@@ -1459,7 +1462,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     cell->setBezeled((flags & 0x400000ul) != 0);
     cell->setState((flags & 0x80000000ul) ? 1 : 0);
     if (has(o, "NSTag")) cell->setTag(integer(o, "NSTag"));
-    if (auto formatter = child<InterfaceObject>(o, "NSFormatter", depth)) cell->setFormatter(formatter);
+    if (auto formatter = child<InterfaceObject>(o, "NSFormatter", depth)) cell->setFormatter(std::move(formatter));
     decodeValues(o, *cell);
 
     const ArchiveValue contents = get(o, "NSContents");
@@ -1473,7 +1476,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (auto* button = as<ButtonCell>(cell.get())) decodeButtonCell(o, *button);
     if (auto* popUp = as<PopUpButtonCell>(cell.get())) {
       popUp->setPullsDown(boolean(o, "NSPullDown", false));
-      if (auto menu = child<Menu>(o, "NSMenu", depth)) popUp->setMenu(menu);
+      if (auto menu = child<Menu>(o, "NSMenu", depth)) popUp->setMenu(std::move(menu));
       const int64_t selected = ref(o, "NSMenuItem");
       if (selected >= 0) selectedItems_.push_back({popUp, static_cast<uint32_t>(selected)});
     }
@@ -1582,7 +1585,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (header && !table->isDescendantOf(header.get())) table->setHeaderView(header);
     }
     for (auto& [outline, o] : outlineColumns_) {
-      if (auto column = as<TableColumn>(made(o))) outline->setOutlineTableColumn(column);
+      if (auto column = as<TableColumn>(made(o))) outline->setOutlineTableColumn(std::move(column));
     }
     for (auto& [tabs, o] : selectedTabs_) {
       for (long i = 0; i < tabs->numberOfTabViewItems(); ++i) {
@@ -1627,7 +1630,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       object = decode(index, 0, "a connection");
     }
     // An object made has its identifier already (the same text, shared).
-    id = object ? identifiers_[index] : designerIdentifierOf(index);
+    id = object && memo_[index] ? memo_[index]->archiveIdentifier() : designerIdentifierOf(index);
     found = object != nullptr;
     return object;
   }
@@ -1790,9 +1793,9 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   std::size_t visits_ = 0;
   Nib nib_;
   std::vector<std::shared_ptr<InterfaceObject>> memo_;
-  std::vector<String> identifiers_;
   std::vector<uint8_t> state_;  // 0 not reached, 1 being decoded, 2 done
-  std::vector<std::shared_ptr<InterfaceObject>> made_;
+  std::vector<InterfaceObject*> made_;
+  std::vector<std::shared_ptr<InterfaceObject>> replaced_;
   std::vector<bool> placeholders_;    // by object
   std::vector<bool> visibleWindows_;  // by object
   static constexpr unsigned kKeySlotBits = 9;
