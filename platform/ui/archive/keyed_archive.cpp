@@ -9,7 +9,10 @@ namespace tq::archive {
 // Eight bytes at a time, multiplied and folded: names are short, and the table only needs the
 // hashes of one archive's names to differ. The last bytes are read as one word that may overlap
 // the words before, so that no copy of a variable length is made.
-uint64_t KeyedArchive::hashName(std::string_view name) {
+namespace {
+
+// The hash, inlined where names are interned and looked up (hashName gives it to other units).
+[[gnu::always_inline]] inline uint64_t hashOf(std::string_view name) {
   constexpr uint64_t kMultiplier = 0x9E3779B97F4A7C15ull;
   const auto* p = reinterpret_cast<const unsigned char*>(name.data());
   const std::size_t n = name.size();
@@ -39,7 +42,11 @@ uint64_t KeyedArchive::hashName(std::string_view name) {
   return h ^ (h >> 32);
 }
 
-uint32_t KeyedArchive::lookup(std::string_view name, uint64_t hash) const {
+}  // namespace
+
+uint64_t KeyedArchive::hashName(std::string_view name) { return hashOf(name); }
+
+[[gnu::always_inline]] inline uint32_t KeyedArchive::lookup(std::string_view name, uint64_t hash) const {
   if (slots_.empty()) return kNoName;
   const std::size_t mask = slots_.size() - 1;
   for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
@@ -66,7 +73,7 @@ void KeyedArchive::growSlots(std::size_t names) {
 }
 
 uint32_t KeyedArchive::intern(std::string_view name) {
-  const uint64_t hash = hashName(name);
+  const uint64_t hash = hashOf(name);
   const uint32_t found = lookup(name, hash);
   if (found != kNoName) return found;
   if (2 * (names_.size() + 1) > slots_.size()) growSlots(names_.size() + 1);
@@ -96,7 +103,7 @@ void KeyedArchive::prepareLookups() {
 
 uint32_t KeyedArchive::nameIndex(std::string_view name) const {
   if (name.empty()) return kNoName;  // the unkeyed name is never looked up as a key
-  return lookup(name, hashName(name));
+  return lookup(name, hashOf(name));
 }
 
 uint32_t KeyedArchive::addObject(uint32_t classNameIndex) {

@@ -198,6 +198,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (auto made = decode(object, 0, "the top level")) nib_.topLevelObjects_.push_back(std::move(made));
     }
     resolveReferences();
+    nib_.connections_.reserve(layout_.connectors.size());
     for (uint32_t c : layout_.connectors) connect(c);
     // The identifiers as the objects were made with them, listed before any object wakes.
     std::vector<Nib::IdentifiedObject> identified;
@@ -249,8 +250,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       stamp_ = 1;
     }
     indexed_ = o;
+    // Through locals: the stores into the index could otherwise be the stamp's own memory, which
+    // would be read again for every entry.
     const archive::ArchiveEntry* first = a_.begin(o);
-    for (auto i = static_cast<uint32_t>(a_.end(o) - first); i-- > 0;) keyEntries_[first[i].key] = {stamp_, i};
+    KeyEntry* const index = keyEntries_.data();
+    const uint32_t stamp = stamp_;
+    for (auto i = static_cast<uint32_t>(a_.end(o) - first); i-- > 0;) index[first[i].key] = {stamp, i};
   }
   ArchiveValue get(uint32_t o, const char* name) const {
     const archive::ArchiveEntry* e = entry(o, name);
@@ -1641,9 +1646,17 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       const int64_t r = ref(c, modern);
       return r >= 0 ? r : ref(c, older);
     };
-    String label = string(c, "NSLabel");
-    if (label.isNil()) label = string(c, "label");
-    if (cls.find("Binding") != std::string::npos) {
+    const bool binding = cls.find("Binding") != std::string::npos;
+    if (binding || cls.find("ToolTip") != std::string::npos || is(cls, "NSIBHelpConnector")) {
+      // These connectors make no use of a label; only its table key is recorded, as for any string read.
+      std::string_view text;
+      if (const ArchiveValue v = get(c, "NSLabel"); a_.textOf(v, text)) {
+        recordLocalizableKey(v);
+      } else if (const ArchiveValue older = get(c, "label"); a_.textOf(older, text)) {
+        recordLocalizableKey(older);
+      }
+    }
+    if (binding) {
       // The older XML form wraps the binding connector.
       const int64_t inner = ref(c, "connector");
       connectBinding(inner >= 0 ? static_cast<uint32_t>(inner) : c);
@@ -1653,6 +1666,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       connectHelp(c);
       return;
     }
+    String label = string(c, "NSLabel");
+    if (label.isNil()) label = string(c, "label");
     int64_t source = end("NSSource", "source"), destination = end("NSDestination", "destination");
     const bool action = cls.find("Control") != std::string::npos || cls.find("Action") != std::string::npos;
     const bool outlet = cls.find("Outlet") != std::string::npos;
@@ -1676,7 +1691,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (!from) return;
       if (auto* receiver = as<NibConnectable>(from.get())) receiver->setOutlet(label, to);
       nib_.connections_.push_back(
-          {NibConnection::Kind::Outlet, label, sourceId, destinationId, String(), from, to, designerIdentifierOf(c)});
+          {NibConnection::Kind::Outlet, std::move(label), std::move(sourceId), std::move(destinationId), String(), from, to,
+           designerIdentifierOf(c)});
       return;
     }
     if (!from) return;
@@ -1696,7 +1712,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     if (auto* receiver = as<NibConnectable>(to.get())) receiver->connectAction(label, from);
     nib_.connections_.push_back(
-        {NibConnection::Kind::Action, label, sourceId, destinationId, String(), from, to, designerIdentifierOf(c)});
+        {NibConnection::Kind::Action, std::move(label), std::move(sourceId), std::move(destinationId), String(), from, to,
+         designerIdentifierOf(c)});
   }
 
   void connectBinding(uint32_t c) {
@@ -1743,7 +1760,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     bindable->bind(name, destination, keyPath, Dictionary(std::move(options)), arena_);
     nib_.connections_.push_back(
-        {NibConnection::Kind::Binding, name, sourceId, destinationId, keyPath, source, destination, identifier});
+        {NibConnection::Kind::Binding, name, std::move(sourceId), std::move(destinationId), keyPath, source, destination,
+         std::move(identifier)});
   }
 
   // Tool tips given beside the objects: help connectors and tool-tip attributes.
