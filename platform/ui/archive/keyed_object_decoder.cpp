@@ -556,8 +556,10 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     std::string_view cls = a_.className(o);
     std::string original;
     String custom;
-    auto swapped = layout_.customClasses.find(o);
-    if (swapped != layout_.customClasses.end()) custom = utf8(swapped->second);
+    if (!layout_.customClasses.empty()) {  // only the older XML archive gives them
+      auto swapped = layout_.customClasses.find(o);
+      if (swapped != layout_.customClasses.end()) custom = utf8(swapped->second);
+    }
     if (is(cls, "NSClassSwapper")) {
       custom = string(o, "NSClassName");
       a_.stringOf(get(o, "NSOriginalClassName"), original);
@@ -805,6 +807,37 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     static_assert(kindOf<T>() != 0);
     if (kinds == kAskKinds) return as<T>(&view);
     return (kinds & kindOf<T>()) ? static_cast<T*>(&view) : nullptr;
+  }
+
+  // The same for the model's cell classes the reading of a cell tells apart.
+  static constexpr unsigned kImageCell = 1u << 0, kButtonCell = 1u << 1, kPopUpButtonCell = 1u << 2,
+                            kTextFieldCell = 1u << 3, kSegmentedCell = 1u << 4, kComboBoxCell = 1u << 5,
+                            kTokenFieldCell = 1u << 6;
+  template <class T>
+  static constexpr unsigned cellKindOf() {
+    if constexpr (std::is_same_v<T, ImageCell>) return kImageCell;
+    if constexpr (std::is_same_v<T, ButtonCell>) return kButtonCell;
+    if constexpr (std::is_same_v<T, PopUpButtonCell>) return kPopUpButtonCell;
+    if constexpr (std::is_same_v<T, TextFieldCell>) return kTextFieldCell;
+    if constexpr (std::is_same_v<T, SegmentedCell>) return kSegmentedCell;
+    if constexpr (std::is_same_v<T, ComboBoxCell>) return kComboBoxCell;
+    if constexpr (std::is_same_v<T, TokenFieldCell>) return kTokenFieldCell;
+    return 0;
+  }
+  template <class Made>
+  static constexpr unsigned cellKinds() {
+    return (std::is_base_of_v<ImageCell, Made> ? kImageCell : 0u) | (std::is_base_of_v<ButtonCell, Made> ? kButtonCell : 0u) |
+           (std::is_base_of_v<PopUpButtonCell, Made> ? kPopUpButtonCell : 0u) |
+           (std::is_base_of_v<TextFieldCell, Made> ? kTextFieldCell : 0u) |
+           (std::is_base_of_v<SegmentedCell, Made> ? kSegmentedCell : 0u) |
+           (std::is_base_of_v<ComboBoxCell, Made> ? kComboBoxCell : 0u) |
+           (std::is_base_of_v<TokenFieldCell, Made> ? kTokenFieldCell : 0u);
+  }
+  template <class T>
+  T* cellAs(Cell& cell, unsigned kinds) const {
+    static_assert(cellKindOf<T>() != 0);
+    if (kinds == kAskKinds) return as<T>(&cell);
+    return (kinds & cellKindOf<T>()) ? static_cast<T*>(&cell) : nullptr;
   }
 
   // Values of sliders, steppers, level indicators and date pickers.
@@ -1413,7 +1446,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
 
   std::shared_ptr<InterfaceObject> decodeCell(uint32_t o, std::string_view cls, const String& custom, int depth) {
     std::shared_ptr<Cell> cell;
-    auto named = [&](auto factory) { cell = make<Cell>(custom, factory); };
+    // What the cell is, known from its factory unless a class of the host's made it (as for views).
+    unsigned kinds = kAskKinds;
+    auto named = [&](auto factory) {
+      cell = make<Cell>(custom, factory);
+      if (custom.isNil() || custom.length() == 0) kinds = cellKinds<std::remove_cvref_t<decltype(*factory())>>();
+    };
     if (is(cls, "NSButtonCell")) {
       named([this] { return arena_.make<ButtonCell>(); });
     } else if (is(cls, "NSPopUpButtonCell")) {
@@ -1455,7 +1493,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     cell->setLineBreakMode(mode);
     const bool scrollable = (flags & 0x100000ul) != 0;
     cell->setScrollable(scrollable);
-    if (!scrollable && as<TextFieldCell>(cell.get())) {
+    if (!scrollable && cellAs<TextFieldCell>(*cell, kinds)) {
       // The wraps bit is stored inverted.
       cell->setWraps((flags & 0x40ul) == 0 &&
                      (mode == LineBreakMode::ByWordWrapping || mode == LineBreakMode::ByCharWrapping));
@@ -1471,27 +1509,27 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     decodeValues(o, *cell);
 
     const ArchiveValue contents = get(o, "NSContents");
-    if (auto* image = as<ImageCell>(cell.get())) {
+    if (auto* image = cellAs<ImageCell>(*cell, kinds)) {
       if (String name = imageName(contents); !name.isNil()) image->setImageName(name);
       static const String kScaling[] = {u"proportionallyDown", u"axesIndependently", u"none",
                                                      u"proportionallyUpOrDown"};
       const long scale = integer(o, "NSScale", 0);
       if (scale >= 0 && scale < 4) image->setImageScaling(kScaling[scale]);
     }
-    if (auto* button = as<ButtonCell>(cell.get())) decodeButtonCell(o, *button);
-    if (auto* popUp = as<PopUpButtonCell>(cell.get())) {
+    if (auto* button = cellAs<ButtonCell>(*cell, kinds)) decodeButtonCell(o, *button);
+    if (auto* popUp = cellAs<PopUpButtonCell>(*cell, kinds)) {
       popUp->setPullsDown(boolean(o, "NSPullDown", false));
       if (auto menu = child<Menu>(o, "NSMenu", depth)) popUp->setMenu(std::move(menu));
       const int64_t selected = ref(o, "NSMenuItem");
       if (selected >= 0) selectedItems_.push_back({popUp, static_cast<uint32_t>(selected)});
     }
-    if (auto* field = as<TextFieldCell>(cell.get())) {
+    if (auto* field = cellAs<TextFieldCell>(*cell, kinds)) {
       if (String p = string(o, "NSPlaceholderString"); !p.isNil()) field->setPlaceholderString(p);
       field->setDrawsBackground(boolean(o, "NSDrawsBackground", false));
       field->setBackgroundColor(color(get(o, "NSBackgroundColor")));
       field->setTextColor(color(get(o, "NSTextColor")));
     }
-    if (auto* segmented = as<SegmentedCell>(cell.get())) {
+    if (auto* segmented = cellAs<SegmentedCell>(*cell, kinds)) {
       static const String kTracking[] = {u"selectOne", u"selectAny", u"momentary"};
       const long tracking = integer(o, "NSTrackingMode", 0);
       if (tracking >= 0 && tracking < 3) segmented->setTrackingMode(kTracking[tracking]);
@@ -1511,7 +1549,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
         ++index;
       }
     }
-    if (auto* combo = as<ComboBoxCell>(cell.get())) {
+    if (auto* combo = cellAs<ComboBoxCell>(*cell, kinds)) {
       std::vector<String> items;
       for (const char* key : {"NSPopUpListData", "NSObjectValues"}) {
         for (const ArchiveValue& v : memberValues(ref(o, key))) {
@@ -1523,7 +1561,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       combo->setUsesDataSource(boolean(o, "NSUsesDataSource", false));
       if (has(o, "NSVisibleItemCount")) combo->setNumberOfVisibleItems(integer(o, "NSVisibleItemCount", 5));
     }
-    if (auto* tokens = as<TokenFieldCell>(cell.get())) {
+    if (auto* tokens = cellAs<TokenFieldCell>(*cell, kinds)) {
       // A token field's value is the list of its tokens.
       if (contents.isObject() && a_.className(contents.index).find("Array") != std::string::npos) {
         std::vector<String> list;
@@ -1536,7 +1574,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       }
     }
     // The title last, as in the document reader: a pop-up takes its title from the selected item.
-    if (!as<PopUpButtonCell>(cell.get()) && !as<ImageCell>(cell.get()) && !as<TokenFieldCell>(cell.get())) {
+    if (!cellAs<PopUpButtonCell>(*cell, kinds) && !cellAs<ImageCell>(*cell, kinds) && !cellAs<TokenFieldCell>(*cell, kinds)) {
       if (String title = stringValue(contents, true); !title.isNil()) cell->setTitle(title);
     }
     return cell;
