@@ -363,11 +363,20 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (dict < 0) return out;
     const auto d = static_cast<uint32_t>(dict);
     visit(a_.end(d) - a_.begin(d));
-    std::vector<ArchiveValue> members = a_.members(d);
-    if (!members.empty()) {
-      for (std::size_t i = 0; i + 1 < members.size(); i += 2) out.emplace_back(members[i], members[i + 1]);
-      return out;
+    // Members alternating key and value, paired as they are walked.
+    bool members = false;
+    const archive::ArchiveEntry* pendingKey = nullptr;
+    for (const archive::ArchiveEntry* e = a_.begin(d); e != a_.end(d); ++e) {
+      if (e->key != 0) continue;
+      members = true;
+      if (!pendingKey) {
+        pendingKey = e;
+      } else {
+        out.emplace_back(pendingKey->value, e->value);
+        pendingKey = nullptr;
+      }
     }
+    if (members) return out;
     const int64_t keys = ref(d, "dict.sortedKeys"), values = ref(d, "dict.values");
     if (keys >= 0 && values >= 0) {
       auto k = a_.members(static_cast<uint32_t>(keys)), v = a_.members(static_cast<uint32_t>(values));
@@ -637,8 +646,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     if (endsWith(cls, "Cell") || has(o, "NSCellFlags")) return decodeCell(o, cls, custom, depth);
     if (std::shared_ptr<View> view = decodeViewObject(o, cls, custom, depth)) return view;
-    // Controllers, formatters, constraints and other objects: kept with their class name and their
-    // scalar values as attributes.
+    return decodeGeneric(o, cls, custom);
+  }
+
+  // Controllers, formatters, constraints and other objects: kept with their class name and their
+  // scalar values as attributes.
+  std::shared_ptr<InterfaceObject> decodeGeneric(uint32_t o, std::string_view cls, const String& custom) {
     auto object = make<InterfaceObject>(custom, [&] {
       auto g = arena_.make<GenericObject>(classText(o, cls));
       // Kept packed until someone asks: most such objects (constraints, formatters) are never asked.
