@@ -184,7 +184,7 @@ bool KeyedArchive::stringOf(const ArchiveValue& value, std::string& out) const {
   return true;
 }
 
-bool KeyedArchive::textOf(const ArchiveValue& value, std::string_view& out) const {
+bool KeyedArchive::textOfObject(const ArchiveValue& value, std::string_view& out) const {
   ArchiveValue v = value;
   // An attributed string holds its text under NSString; a localizable one under NS.string.
   for (int hop = 0; hop < 4; ++hop) {
@@ -219,14 +219,10 @@ bool KeyedArchive::localizableKeyOf(const ArchiveValue& v, std::string& out) con
   return !key.isObject() || className(key.index) != "NSLocalizableString"sv ? stringOf(key, out) && !out.empty() : false;
 }
 
-bool KeyedArchive::numberOf(const ArchiveValue& v, double& out) const {
-  if (v.isNumber()) {
-    out = v.number();
-    return true;
-  }
-  if (!v.isObject() || !isNumberClass(v.index)) return false;
+bool KeyedArchive::numberOfObject(uint32_t object, double& out) const {
+  if (!isNumberClass(object)) return false;
   for (uint32_t key : numberKeys_) {
-    ArchiveValue n = find(v.index, key);
+    ArchiveValue n = find(object, key);
     if (n.isNumber()) {
       out = n.number();
       return true;

@@ -162,11 +162,23 @@ class KeyedArchive {
   // False for anything else.
   bool stringOf(const ArchiveValue& v, std::string& out) const;
   // The same text as a view of the graph's own pool, without a copy.
-  bool textOf(const ArchiveValue& v, std::string_view& out) const;
+  bool textOf(const ArchiveValue& v, std::string_view& out) const {
+    if (v.kind == ArchiveValue::Kind::String || v.kind == ArchiveValue::Kind::Data) {
+      out = text(v);
+      return true;
+    }
+    return v.isObject() && textOfObject(v, out);
+  }
   // The table key a localizable string carries (NSKey, "170.title"); false for other values.
   bool localizableKeyOf(const ArchiveValue& v, std::string& out) const;
   // A number: Bool, Integer, Real, or an NSNumber object (NS.intval, NS.dblval...).
-  bool numberOf(const ArchiveValue& v, double& out) const;
+  bool numberOf(const ArchiveValue& v, double& out) const {
+    if (v.isNumber()) {
+      out = v.number();
+      return true;
+    }
+    return v.isObject() && numberOfObject(v.index, out);
+  }
   std::string_view text(const ArchiveValue& v) const { return std::string_view(pool_).substr(v.index, v.length); }
   const ArchiveLayout& layout() const { return layout_; }
   // Approximate bytes held by the graph.
@@ -192,6 +204,9 @@ class KeyedArchive {
   static constexpr uint8_t kUnknownFlags = 0xFF;
   mutable std::vector<uint8_t> nameFlags_;  // by name, sized by prepareLookups
   uint32_t lookup(std::string_view name, uint64_t hash) const;
+  // textOf and numberOf for a value that refers to an object.
+  bool textOfObject(const ArchiveValue& v, std::string_view& out) const;
+  bool numberOfObject(uint32_t object, double& out) const;
   void growSlots(std::size_t names);
   std::string namePool_;
   std::vector<Name> names_;
