@@ -104,6 +104,16 @@ class KeyedArchive {
   std::string addPropertyListEntries(uint32_t object, const std::vector<std::pair<uint32_t, ArchiveValue>>& entries,
                                      const std::vector<ArchiveValue>* keys, const std::vector<ArchiveValue>& members);
   ArchiveValue addText(std::string_view text, ArchiveValue::Kind kind = ArchiveValue::Kind::String);
+  // Texts kept where they already are: every text of the graph is then `bytes.substr(offset, length)`
+  // (addTextAt), and `bytes` must outlive the graph. For a container whose texts are runs of its file.
+  void keepTextsIn(std::string_view bytes) { texts_ = bytes; }
+  ArchiveValue addTextAt(uint32_t offset, uint32_t length, ArchiveValue::Kind kind) {
+    ArchiveValue v;
+    v.kind = kind;
+    v.index = offset;
+    v.length = length;
+    return v;
+  }
   // The bytes of base64 text (decoded as decodeBase64 does), added to the pool without a copy between.
   ArchiveValue addBase64(std::string_view text, ArchiveValue::Kind kind = ArchiveValue::Kind::String);
   static ArchiveValue integer(int64_t v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Integer; a.integer = v; return a; }
@@ -179,7 +189,9 @@ class KeyedArchive {
     }
     return v.isObject() && numberOfObject(v.index, out);
   }
-  std::string_view text(const ArchiveValue& v) const { return std::string_view(pool_).substr(v.index, v.length); }
+  std::string_view text(const ArchiveValue& v) const {
+    return (texts_.data() ? texts_ : std::string_view(pool_)).substr(v.index, v.length);
+  }
   const ArchiveLayout& layout() const { return layout_; }
   // Approximate bytes held by the graph.
   std::size_t memoryUsed() const;
@@ -214,6 +226,7 @@ class KeyedArchive {
   std::vector<ArchiveObject> objects_;
   std::vector<ArchiveEntry> entries_;
   std::string pool_;
+  std::string_view texts_;  // where the texts are when not in pool_ (keepTextsIn)
   std::size_t namesBytes_ = 0;
   uint32_t stringKeys_[4] = {kNoName, kNoName, kNoName, kNoName};
   uint32_t numberKeys_[5] = {kNoName, kNoName, kNoName, kNoName, kNoName};
@@ -230,6 +243,7 @@ struct ArchiveError {
 bool readKeyedPlistArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
 // The same archive saved as an XML property list.
 bool readKeyedXMLPlistArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
+// The graph's byte values are views of `bytes`, which must outlive it.
 bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
 // `root` is the XML root element "archive"; the caller has parsed the XML.
 bool readXMLArchive(const pugi::xml_node& root, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
