@@ -363,6 +363,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (dict < 0) return out;
     const auto d = static_cast<uint32_t>(dict);
     visit(a_.end(d) - a_.begin(d));
+    out.reserve(static_cast<std::size_t>(a_.end(d) - a_.begin(d)) / 2);
     // Members alternating key and value, paired as they are walked.
     bool members = false;
     const archive::ArchiveEntry* pendingKey = nullptr;
@@ -1783,7 +1784,9 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     // The tables name a binding's strings by the binding's identifier ("12.ibShadowedNullPlaceholder"):
     // where the archive gives the connector none, the keys its localizable strings keep give it.
     String identifier = designerIdentifierOf(c);
-    for (const auto& [k, v] : dictionary(ref(c, "NSOptions"))) {
+    const auto pairs = dictionary(ref(c, "NSOptions"));
+    options.reserve(pairs.size());
+    for (const auto& [k, v] : pairs) {
       const String key = stringValue(k);
       if (key.isNil()) continue;
       if (std::string named; identifier.isNil() && a_.localizableKeyOf(v, named) && named.find('.') != std::string::npos) {
