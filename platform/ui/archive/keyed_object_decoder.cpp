@@ -1692,14 +1692,32 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     return object;
   }
 
+  // What a connector class makes, by the words of its name, worked out once per class name.
+  static constexpr uint8_t kBindingConnector = 1, kHelpConnector = 2, kActionConnector = 4, kOutletConnector = 8,
+                           kSwappedEnds = 16, kConnectorKnown = 128;
+  uint8_t connectorKind(uint32_t c) {
+    const uint32_t n = a_.classNameIndex(c);
+    if (connectorKinds_.empty()) connectorKinds_.resize(a_.nameCount());
+    uint8_t& kind = connectorKinds_[n];
+    if (!(kind & kConnectorKnown)) {
+      const std::string_view cls = a_.className(c);
+      const auto has = [&](const char* word) { return cls.find(word) != std::string_view::npos; };
+      kind = kConnectorKnown | (has("Binding") ? kBindingConnector : 0) |
+             (has("ToolTip") || is(cls, "NSIBHelpConnector") ? kHelpConnector : 0) |
+             (has("Control") || has("Action") ? kActionConnector : 0) | (has("Outlet") ? kOutletConnector : 0) |
+             (is(cls, "IBActionConnection") ? kSwappedEnds : 0);
+    }
+    return kind;
+  }
+
   void connect(uint32_t c) {
-    const std::string_view cls = a_.className(c);
     auto end = [&](const char* modern, const char* older) {
       const int64_t r = ref(c, modern);
       return r >= 0 ? r : ref(c, older);
     };
-    const bool binding = cls.find("Binding") != std::string::npos;
-    if (binding || cls.find("ToolTip") != std::string::npos || is(cls, "NSIBHelpConnector")) {
+    const uint8_t connector = connectorKind(c);
+    const bool binding = connector & kBindingConnector;
+    if (connector & (kBindingConnector | kHelpConnector)) {
       // These connectors make no use of a label; only its table key is recorded, as for any string read.
       std::string_view text;
       if (const ArchiveValue v = get(c, "NSLabel"); a_.textOf(v, text)) {
@@ -1714,18 +1732,18 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       connectBinding(inner >= 0 ? static_cast<uint32_t>(inner) : c);
       return;
     }
-    if (cls.find("ToolTip") != std::string::npos || is(cls, "NSIBHelpConnector")) {
+    if (connector & kHelpConnector) {
       connectHelp(c);
       return;
     }
     String label = string(c, "NSLabel");
     if (label.isNil()) label = string(c, "label");
     int64_t source = end("NSSource", "source"), destination = end("NSDestination", "destination");
-    const bool action = cls.find("Control") != std::string::npos || cls.find("Action") != std::string::npos;
-    const bool outlet = cls.find("Outlet") != std::string::npos;
+    const bool action = connector & kActionConnector;
+    const bool outlet = connector & kOutletConnector;
     if (!action && !outlet) return;
     // The older XML form names an action's target as its source.
-    if (is(cls, "IBActionConnection")) std::swap(source, destination);
+    if (connector & kSwappedEnds) std::swap(source, destination);
     bool sourceFound = false, destinationFound = false;
     String sourceId, destinationId;
     auto from = resolve(source, sourceFound, sourceId);
@@ -1855,6 +1873,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   std::string packed_;  // a generic object's attributes being packed
   std::vector<uint32_t> memberStack_;  // the member lists being read, innermost last
   mutable std::vector<String> classTexts_;  // by name, made on first use
+  std::vector<uint8_t> connectorKinds_;     // by name, worked out on first use
   const KeyedArchive& a_;
   const archive::ArchiveLayout& layout_;
   const NibLoadOptions& options_;
