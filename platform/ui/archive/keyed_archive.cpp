@@ -53,7 +53,8 @@ uint64_t KeyedArchive::hashName(std::string_view name) { return hashOf(name); }
     const uint32_t entry = slots_[slot];
     if (entry == 0) return kNoName;
     const Name& n = names_[entry - 1];
-    if (n.hash == hash && n.length == name.size() && std::memcmp(namePool_.data() + n.offset, name.data(), n.length) == 0) {
+    if (n.hash == hash && n.length == name.size() &&
+        std::memcmp(n.at ? n.at : namePool_.data() + n.offset, name.data(), n.length) == 0) {
       return entry - 1;
     }
   }
@@ -72,17 +73,29 @@ void KeyedArchive::growSlots(std::size_t names) {
   }
 }
 
-uint32_t KeyedArchive::intern(std::string_view name) {
+// One walk of the table finds the name or the empty slot it goes into (the table grows first, so
+// that the slot found stays the one to fill).
+uint32_t KeyedArchive::intern(std::string_view name, bool inPlace) {
   const uint64_t hash = hashOf(name);
-  const uint32_t found = lookup(name, hash);
-  if (found != kNoName) return found;
   if (2 * (names_.size() + 1) > slots_.size()) growSlots(names_.size() + 1);
-  const auto index = static_cast<uint32_t>(names_.size());
-  names_.push_back({static_cast<uint32_t>(namePool_.size()), static_cast<uint32_t>(name.size()), hash});
-  namePool_.append(name);
   const std::size_t mask = slots_.size() - 1;
   std::size_t slot = hash & mask;
-  while (slots_[slot] != 0) slot = (slot + 1) & mask;
+  for (;; slot = (slot + 1) & mask) {
+    const uint32_t entry = slots_[slot];
+    if (entry == 0) break;
+    const Name& n = names_[entry - 1];
+    if (n.hash == hash && n.length == name.size() &&
+        std::memcmp(n.at ? n.at : namePool_.data() + n.offset, name.data(), n.length) == 0) {
+      return entry - 1;
+    }
+  }
+  const auto index = static_cast<uint32_t>(names_.size());
+  if (inPlace) {
+    names_.push_back({0, static_cast<uint32_t>(name.size()), hash, name.data()});
+  } else {
+    names_.push_back({static_cast<uint32_t>(namePool_.size()), static_cast<uint32_t>(name.size()), hash, nullptr});
+    namePool_.append(name);
+  }
   slots_[slot] = index + 1;
   namesBytes_ += 2 * (name.size() + 64);
   return index;

@@ -88,7 +88,15 @@ class KeyedArchive {
   KeyedArchive() { intern(""); }
 
   // --- building (containers) ---
-  uint32_t intern(std::string_view name);
+  uint32_t intern(std::string_view name) { return intern(name, false); }
+  // The same for a name whose bytes outlive the graph (a run of the file being read): kept where it
+  // is, not copied.
+  uint32_t internInPlace(std::string_view name) { return intern(name, true); }
+  // Room for `names` names kept in place.
+  void reserveNamesInPlace(std::size_t names) {
+    names_.reserve(names);
+    growSlots(names);
+  }
   uint32_t addObject(std::string_view className) { return addObject(intern(className)); }
   uint32_t addObject(uint32_t classNameIndex);
   // An object whose entries are the run (first, count) of the entry table, which the container
@@ -134,7 +142,8 @@ class KeyedArchive {
   std::string_view className(uint32_t object) const { return name(objects_[object].className); }
   uint32_t classNameIndex(uint32_t object) const { return objects_[object].className; }
   std::string_view name(uint32_t index) const {
-    return std::string_view(namePool_.data() + names_[index].offset, names_[index].length);
+    const Name& n = names_[index];
+    return std::string_view(n.at ? n.at : namePool_.data() + n.offset, n.length);
   }
   std::size_t nameCount() const { return names_.size(); }
   const ArchiveEntry* begin(uint32_t object) const { return entries_.data() + objects_[object].firstEntry; }
@@ -203,7 +212,9 @@ class KeyedArchive {
     uint32_t offset;
     uint32_t length;
     uint64_t hash;
+    const char* at;  // the bytes of a name kept in place, else nullptr (in the pool at offset)
   };
+  uint32_t intern(std::string_view name, bool inPlace);
   static constexpr uint8_t kStringClass = 1, kNumberClass = 2;
   static uint8_t flagsOf(std::string_view name);
   // Worked out on the first question about each name (so one graph is read by one thread at a time).
@@ -243,7 +254,7 @@ struct ArchiveError {
 bool readKeyedPlistArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
 // The same archive saved as an XML property list.
 bool readKeyedXMLPlistArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
-// The graph's byte values are views of `bytes`, which must outlive it.
+// The graph's names and byte values are views of `bytes`, which must outlive it.
 bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
 // `root` is the XML root element "archive"; the caller has parsed the XML.
 bool readXMLArchive(const pugi::xml_node& root, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);

@@ -143,8 +143,9 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
   }
   if (objects.count == 0) return fail("the archive holds no objects");
   std::string reason;
-  out.reserve(objects.count, 0, std::size_t{keys.count} + classes.count + 1, 0);
-  // Byte values stay in the file: the graph is read while the caller holds the bytes.
+  // Names and byte values stay in the file: the graph is read while the caller holds the bytes.
+  out.reserve(objects.count, 0, 0, 0);
+  out.reserveNamesInPlace(std::size_t{keys.count} + classes.count + 1);
   out.keepTextsIn(bytes);
 
   // Keys: the empty-key marker becomes the unkeyed member name (0).
@@ -156,7 +157,7 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
       const unsigned char* at = nullptr;
       if (!c.varint(length, reason) || !(at = c.take(length, reason))) return fail(reason);
       const std::string_view name(reinterpret_cast<const char*>(at), length);
-      keyIds[i] = name == "UINibEncoderEmptyKey" ? 0 : out.intern(name);
+      keyIds[i] = name == "UINibEncoderEmptyKey" ? 0 : out.internInPlace(name);
     }
   }
   std::vector<uint32_t> classIds(classes.count);
@@ -171,7 +172,7 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
       std::string_view name(reinterpret_cast<const char*>(at), length);
       while (!name.empty() && name.back() == '\0') name.remove_suffix(1);
       if (name.empty()) return fail("class " + std::to_string(i) + " has no name");
-      classIds[i] = out.intern(name);
+      classIds[i] = out.internInPlace(name);
     }
   }
 
