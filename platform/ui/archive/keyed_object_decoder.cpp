@@ -338,7 +338,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (collection >= 0) {
       const auto c = static_cast<uint32_t>(collection);
       std::size_t members = 0;
-      for (const archive::ArchiveEntry* e = a_.begin(c); e != a_.end(c); ++e) {
+      for (const archive::ArchiveEntry *e = a_.begin(c), *last = a_.end(c); e != last; ++e) {
         if (e->key != 0) continue;
         ++members;
         if (e->value.isObject()) memberStack_.push_back(e->value.index);
@@ -367,7 +367,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     // Members alternating key and value, paired as they are walked.
     bool members = false;
     const archive::ArchiveEntry* pendingKey = nullptr;
-    for (const archive::ArchiveEntry* e = a_.begin(d); e != a_.end(d); ++e) {
+    for (const archive::ArchiveEntry *e = a_.begin(d), *last = a_.end(d); e != last; ++e) {
       if (e->key != 0) continue;
       members = true;
       if (!pendingKey) {
@@ -386,7 +386,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     // Keyed form: NS.key.N and NS.object.N, gathered in one pass over the entries.
     std::map<unsigned long, std::pair<ArchiveValue, ArchiveValue>> numbered;
-    for (const archive::ArchiveEntry* e = a_.begin(d); e != a_.end(d); ++e) {
+    for (const archive::ArchiveEntry *e = a_.begin(d), *last = a_.end(d); e != last; ++e) {
       if (e->key == 0) continue;
       const std::string_view name = a_.name(e->key);
       const bool isKey = name.rfind("NS.key.", 0) == 0, isObject = name.rfind("NS.object.", 0) == 0;
@@ -668,7 +668,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
         if (!text.empty()) std::memcpy(at + sizeof length, text.data(), text.size());  // an empty text may have no bytes at all
         return at + sizeof length + text.size();
       };
-      for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
+      for (const archive::ArchiveEntry *e = a_.begin(o), *last = a_.end(o); e != last; ++e) {
         if (e->key == 0) continue;
         std::string_view text;
         if (e->value.kind == ArchiveValue::Kind::String) {
