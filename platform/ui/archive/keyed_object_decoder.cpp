@@ -257,11 +257,11 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     const uint32_t stamp = stamp_;
     for (auto i = static_cast<uint32_t>(a_.end(o) - first); i-- > 0;) index[first[i].key] = {stamp, i};
   }
-  ArchiveValue get(uint32_t o, const char* name) const {
+  [[gnu::always_inline]] ArchiveValue get(uint32_t o, const char* name) const {
     const archive::ArchiveEntry* e = entry(o, name);
     return e ? e->value : ArchiveValue{};
   }
-  bool has(uint32_t o, const char* name) const { return entry(o, name) != nullptr; }
+  [[gnu::always_inline]] bool has(uint32_t o, const char* name) const { return entry(o, name) != nullptr; }
 
   // A string value; the table key of a localizable string is recorded on the object being read.
   String string(uint32_t o, const char* key) const { return stringValue(get(o, key), true); }
