@@ -208,7 +208,6 @@ bool KeyedArchive::textOfObject(const ArchiveValue& value, std::string_view& out
     if (!v.isObject()) return false;
     const uint32_t o = v.index;
     if (!isStringClass(o)) return false;
-    const std::string_view cls = className(o);
     ArchiveValue next = find(o, stringKeys_[0]);
     if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[1]);
     if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[2]);
@@ -218,6 +217,7 @@ bool KeyedArchive::textOfObject(const ArchiveValue& value, std::string_view& out
       // development text is empty.
       out = {};
       using namespace std::literals;
+      const std::string_view cls = className(o);
       return cls == "NSString"sv || cls == "NSMutableString"sv || cls == "NSLocalizableString"sv;
     }
     v = next;

@@ -292,7 +292,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     return a_.numberOf(get(o, key), v) ? v != 0 : fallback;
   }
   // An object reference under key, or -1.
-  int64_t ref(uint32_t o, const char* key) const {
+  [[gnu::always_inline]] int64_t ref(uint32_t o, const char* key) const {
     ArchiveValue v = get(o, key);
     return v.isObject() ? static_cast<int64_t>(v.index) : -1;
   }

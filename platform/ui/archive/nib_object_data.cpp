@@ -47,11 +47,6 @@ bool layoutFromObjectData(KeyedArchive& archive, uint32_t root, std::string& rea
   // Placeholders: custom objects standing for First Responder and the application, each listed once.
   const Members keys = collection(archive, root, "NSObjectsKeys");
   const Members parents = collection(archive, root, "NSObjectsValues");
-  const std::size_t keyCount = keys.count(), parentCount = parents.count();
-  if (keyCount != parentCount) {
-    reason = "object data lists " + std::to_string(keyCount) + " objects but " + std::to_string(parentCount) + " parents";
-    return false;
-  }
   std::vector<bool> placeholder(archive.objectCount());
   for (Members k = keys; const ArchiveValue* v = k.next();) {
     if (!v->isObject() || static_cast<int64_t>(v->index) == layout.owner || placeholder[v->index]) continue;
@@ -63,15 +58,27 @@ bool layoutFromObjectData(KeyedArchive& archive, uint32_t root, std::string& rea
       layout.placeholders.push_back(v->index);
     }
   }
+  // The objects whose parent is the owner, the two lists walked together (and counted to their ends).
+  std::size_t keyCount = 0, parentCount = 0;
   for (Members k = keys, p = parents;;) {
     const ArchiveValue* key = k.next();
     const ArchiveValue* parent = p.next();
-    if (!key || !parent) break;
+    keyCount += key != nullptr;
+    parentCount += parent != nullptr;
+    if (!key || !parent) {
+      keyCount += k.count();
+      parentCount += p.count();
+      break;
+    }
     if (!key->isObject()) continue;
     const bool topLevel = parent->isObject() && static_cast<int64_t>(parent->index) == layout.owner;
     if (topLevel && static_cast<int64_t>(key->index) != layout.owner && !placeholder[key->index]) {
       layout.topLevel.push_back(key->index);
     }
+  }
+  if (keyCount != parentCount) {
+    reason = "object data lists " + std::to_string(keyCount) + " objects but " + std::to_string(parentCount) + " parents";
+    return false;
   }
   Members connections = collection(archive, root, "NSConnections");
   layout.connectors.reserve(connections.count());

@@ -597,6 +597,17 @@ TEST(NIBArchiveForm, CountsOffsetsAndReferencesAreChecked) {
   EXPECT_FALSE(patched(38, 0xFFFFFF00)) << "values table offset past the end";
   NIBArchiveBuilder d;
   EXPECT_TRUE(refused(readNibData(d.finish({d.w.object("NSView", {NW::ref("NSSubviews", 5000)})})), "refers to object 5000"));
+  // Object data whose lists of objects and of their parents differ in length, either way.
+  for (const bool moreObjects : {true, false}) {
+    NIBArchiveBuilder m;
+    const std::vector<NW::Value> one{NW::ref("UINibEncoderEmptyKey", m.w.object("NSView", {}))};
+    std::vector<NW::Value> two = one;
+    two.push_back(NW::ref("UINibEncoderEmptyKey", m.owner));
+    const uint32_t k = m.w.object("NSArray", moreObjects ? two : one), p = m.w.object("NSArray", moreObjects ? one : two);
+    m.w.patch(m.root, 0, NW::ref("IB.objectdata", m.w.object("NSIBObjectData", {NW::ref("NSRoot", m.owner), NW::ref("NSObjectsKeys", k),
+                                                                                NW::ref("NSObjectsValues", p)})));
+    EXPECT_TRUE(refused(readNibData(m.w.bytes()), moreObjects ? "lists 2 objects but 1 parents" : "lists 1 objects but 2 parents"));
+  }
 }
 
 // --- bounds -------------------------------------------------------------------------------------------
