@@ -882,6 +882,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   }
 
   void decodeView(uint32_t o, View& view, int depth, unsigned kinds) {
+    // Asked first, while the view's entries are at hand: its cell and menu are read in between.
+    const int64_t constraintList = ref(o, "NSViewConstraints"), subviewList = ref(o, "NSSubviews");
     if (auto frame = rect(o, "NSFrame")) {
       view.setFrame(*frame);
     } else if (auto s = size(o, "NSFrameSize")) {
@@ -930,14 +932,14 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
 
     {
-      const MemberList constraints = memberObjects(ref(o, "NSViewConstraints"));
+      const MemberList constraints = memberObjects(constraintList);
       view.reserveConstraints(constraints.size());
       for (uint32_t c : constraints) {
         if (auto constraint = decode(c, depth + 1, "NSViewConstraints")) view.addConstraint(std::move(constraint));
       }
     }
     if (!ownSubviews) return;
-    const MemberList subviews = memberObjects(ref(o, "NSSubviews"));
+    const MemberList subviews = memberObjects(subviewList);
     view.reserveSubviews(subviews.size());
     for (uint32_t s : subviews) {
       auto sub = as<View>(decode(s, depth + 1, "NSSubviews"));
