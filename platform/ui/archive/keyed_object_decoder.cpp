@@ -1502,6 +1502,9 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     const auto flags = static_cast<unsigned long>(integer(o, "NSCellFlags", 0));
     const auto flags2 = static_cast<unsigned long>(integer(o, "NSCellFlags2", 0));
     const ArchiveValue support = get(o, "NSSupport");
+    // Asked before the font is read, while the cell's entries are indexed.
+    const bool tagged = has(o, "NSTag");
+    const long tag = tagged ? integer(o, "NSTag") : 0;
     if (auto f = font(support)) cell->setFont(*f);
     cell->setAlignment(static_cast<TextAlignment>(std::min((flags2 >> 26) & 7ul, 4ul)));
     cell->setControlSize(static_cast<ControlSize>(std::min((flags2 >> 17) & 7ul, 3ul)));
@@ -1520,7 +1523,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     cell->setBordered((flags & 0x800000ul) != 0);
     cell->setBezeled((flags & 0x400000ul) != 0);
     cell->setState((flags & 0x80000000ul) ? 1 : 0);
-    if (has(o, "NSTag")) cell->setTag(integer(o, "NSTag"));
+    if (tagged) cell->setTag(tag);
     if (auto formatter = child<InterfaceObject>(o, "NSFormatter", depth)) cell->setFormatter(std::move(formatter));
     decodeValues(o, *cell);
 
@@ -1542,8 +1545,9 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (auto* field = cellAs<TextFieldCell>(*cell, kinds)) {
       if (String p = string(o, "NSPlaceholderString"); !p.isNil()) field->setPlaceholderString(p);
       field->setDrawsBackground(boolean(o, "NSDrawsBackground", false));
-      field->setBackgroundColor(color(get(o, "NSBackgroundColor")));
-      field->setTextColor(color(get(o, "NSTextColor")));
+      const ArchiveValue background = get(o, "NSBackgroundColor"), text = get(o, "NSTextColor");
+      field->setBackgroundColor(color(background));
+      field->setTextColor(color(text));
     }
     if (auto* segmented = cellAs<SegmentedCell>(*cell, kinds)) {
       static const String kTracking[] = {u"selectOne", u"selectAny", u"momentary"};
@@ -1597,8 +1601,9 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   }
 
   void decodeButtonCell(uint32_t o, ButtonCell& cell) {
-    const String normal = imageName(get(o, "NSNormalImage"));
-    const String alternate = imageName(get(o, "NSAlternateImage"));
+    const ArchiveValue normalImage = get(o, "NSNormalImage"), alternateImage = get(o, "NSAlternateImage");
+    const String normal = imageName(normalImage);
+    const String alternate = imageName(alternateImage);
     auto names = [&](std::u16string_view name) {
       return (!normal.isNil() && normal.view() == name) || (!alternate.isNil() && alternate.view() == name);
     };
