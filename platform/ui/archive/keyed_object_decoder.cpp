@@ -167,9 +167,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
         budget_(budget),
         visitBudget_(4 * archive.objectCount() + (std::size_t{1} << 20)),
         memo_(archive.objectCount()),
-        state_(archive.objectCount(), 0),
-        placeholders_(archive.objectCount()),
-        visibleWindows_(archive.objectCount()) {}
+        state_(archive.objectCount(), 0) {}
 
   // Texts made by the read live in the same arena as its objects.
   String utf8(std::string_view s) const { return String::fromUTF8(s, arena_); }
@@ -187,14 +185,14 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   Nib build(const String& documentType) {
     nib_.documentType_ = documentType;
     for (uint32_t p : layout_.placeholders) {
-      if (p < placeholders_.size()) placeholders_[p] = true;
+      if (p < state_.size()) state_[p] |= kPlaceholder;
     }
     // Windows visible at launch are listed by the object data; without that list all are.
     for (uint32_t w : layout_.visibleWindows) {
-      if (w < visibleWindows_.size()) visibleWindows_[w] = true;
+      if (w < state_.size()) state_[w] |= kVisibleWindow;
     }
     for (uint32_t object : layout_.topLevel) {
-      if (placeholders_[object] || static_cast<int64_t>(object) == layout_.owner) continue;
+      if ((state_[object] & kPlaceholder) || static_cast<int64_t>(object) == layout_.owner) continue;
       if (auto made = decode(object, 0, "the top level")) nib_.topLevelObjects_.push_back(std::move(made));
     }
     resolveReferences();
@@ -557,10 +555,10 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   // shared reference; fails on a reference to an object still being decoded.
   std::shared_ptr<InterfaceObject> decode(uint32_t o, int depth, const char* via) {
     if (depth > kMaxDepth) failure("the objects are nested more than " + std::to_string(kMaxDepth) + " deep");
-    if (state_[o] == 2) return memo_[o];
-    if (state_[o] == 1) failure(describe(o) + " contains itself (through " + via + ")");
-    if (placeholders_[o] || static_cast<int64_t>(o) == layout_.owner) return nullptr;
-    state_[o] = 1;
+    if ((state_[o] & kProgress) == kDone) return memo_[o];
+    if ((state_[o] & kProgress) == kBeingDecoded) failure(describe(o) + " contains itself (through " + via + ")");
+    if ((state_[o] & kPlaceholder) || static_cast<int64_t>(o) == layout_.owner) return nullptr;
+    state_[o] |= kBeingDecoded;
     // Class names are compared as views: no copy per object, and each comparison with a name
     // written here checks the length before any byte.
     std::string_view cls = a_.className(o);
@@ -593,7 +591,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     InterfaceObject* const outer = current_;
     std::shared_ptr<InterfaceObject> made = decodeAs(o, cls, custom, depth);
     current_ = outer;
-    state_[o] = 2;
+    state_[o] = static_cast<uint8_t>((state_[o] & ~kProgress) | kDone);
     return made;
   }
 
@@ -1142,7 +1140,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (auto s = size(o, "NSMaxSize")) window->setMaxSize(*s);
     if (auto s = size(o, "NSWindowContentMaxSize")) window->setMaxSize(*s);
     if (String name = string(o, "NSFrameAutosaveName"); !name.isNil()) window->setFrameAutosaveName(name);
-    window->setVisibleAtLaunch(!layout_.visibleWindowsKnown || visibleWindows_[o]);
+    window->setVisibleAtLaunch(!layout_.visibleWindowsKnown || (state_[o] & kVisibleWindow));
     if (auto content = child<View>(o, "NSWindowView", depth)) {
       window->setContentView(content);
       fitContentToPinnedSubview(static_cast<uint32_t>(ref(o, "NSWindowView")), *window);
@@ -1677,7 +1675,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       id = ownerIdentifier();
       return options_.owner;
     }
-    if (placeholders_[index]) {
+    if (state_[index] & kPlaceholder) {
       std::string_view name;
       if (a_.textOf(get(index, "NSClassName"), name) && name == "NSApplication") {
         id = applicationIdentifier();
@@ -1688,7 +1686,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       return nullptr;
     }
     auto object = made(index);
-    if (!object && state_[index] == 0) {
+    if (!object && (state_[index] & kProgress) == kNotReached) {
       // Reached only through a connection (a formatter or controller outside the tree): made now,
       // owned by nothing but the connection's destination.
       object = decode(index, 0, "a connection");
@@ -1891,11 +1889,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   std::size_t visits_ = 0;
   Nib nib_;
   std::vector<std::shared_ptr<InterfaceObject>> memo_;
-  std::vector<uint8_t> state_;  // 0 not reached, 1 being decoded, 2 done
+  // By object: how far its reading is, and what the object data says of it.
+  static constexpr uint8_t kNotReached = 0, kBeingDecoded = 1, kDone = 2, kProgress = 3, kPlaceholder = 4,
+                           kVisibleWindow = 8;
+  std::vector<uint8_t> state_;
   std::vector<InterfaceObject*> made_;
   std::vector<std::shared_ptr<InterfaceObject>> replaced_;
-  std::vector<bool> placeholders_;    // by object
-  std::vector<bool> visibleWindows_;  // by object
   static constexpr unsigned kKeySlotBits = 9;
   struct KeySlot {
     const char* name = nullptr;
