@@ -191,6 +191,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     for (uint32_t w : layout_.visibleWindows) {
       if (w < state_.size()) state_[w] |= kVisibleWindow;
     }
+    nib_.topLevelObjects_.reserve(layout_.topLevel.size());
+    memberStack_.reserve(64);
     for (uint32_t object : layout_.topLevel) {
       if ((state_[object] & kPlaceholder) || static_cast<int64_t>(object) == layout_.owner) continue;
       if (auto made = decode(object, 0, "the top level")) nib_.topLevelObjects_.push_back(std::move(made));
