@@ -9,7 +9,10 @@ namespace tq::archive {
 // Eight bytes at a time, multiplied and folded: names are short, and the table only needs the
 // hashes of one archive's names to differ. The last bytes are read as one word that may overlap
 // the words before, so that no copy of a variable length is made.
-uint64_t KeyedArchive::hashName(std::string_view name) {
+namespace {
+
+// The hash, inlined where names are interned and looked up (hashName gives it to other units).
+[[gnu::always_inline]] inline uint64_t hashOf(std::string_view name) {
   constexpr uint64_t kMultiplier = 0x9E3779B97F4A7C15ull;
   const auto* p = reinterpret_cast<const unsigned char*>(name.data());
   const std::size_t n = name.size();
@@ -39,14 +42,19 @@ uint64_t KeyedArchive::hashName(std::string_view name) {
   return h ^ (h >> 32);
 }
 
-uint32_t KeyedArchive::lookup(std::string_view name, uint64_t hash) const {
+}  // namespace
+
+uint64_t KeyedArchive::hashName(std::string_view name) { return hashOf(name); }
+
+[[gnu::always_inline]] inline uint32_t KeyedArchive::lookup(std::string_view name, uint64_t hash) const {
   if (slots_.empty()) return kNoName;
   const std::size_t mask = slots_.size() - 1;
   for (std::size_t slot = hash & mask;; slot = (slot + 1) & mask) {
     const uint32_t entry = slots_[slot];
     if (entry == 0) return kNoName;
     const Name& n = names_[entry - 1];
-    if (n.hash == hash && n.length == name.size() && std::memcmp(namePool_.data() + n.offset, name.data(), n.length) == 0) {
+    if (n.hash == hash && n.length == name.size() &&
+        std::memcmp(n.at ? n.at : namePool_.data() + n.offset, name.data(), n.length) == 0) {
       return entry - 1;
     }
   }
@@ -65,17 +73,29 @@ void KeyedArchive::growSlots(std::size_t names) {
   }
 }
 
-uint32_t KeyedArchive::intern(std::string_view name) {
-  const uint64_t hash = hashName(name);
-  const uint32_t found = lookup(name, hash);
-  if (found != kNoName) return found;
+// One walk of the table finds the name or the empty slot it goes into (the table grows first, so
+// that the slot found stays the one to fill).
+uint32_t KeyedArchive::intern(std::string_view name, bool inPlace) {
+  const uint64_t hash = hashOf(name);
   if (2 * (names_.size() + 1) > slots_.size()) growSlots(names_.size() + 1);
-  const auto index = static_cast<uint32_t>(names_.size());
-  names_.push_back({static_cast<uint32_t>(namePool_.size()), static_cast<uint32_t>(name.size()), hash});
-  namePool_.append(name);
   const std::size_t mask = slots_.size() - 1;
   std::size_t slot = hash & mask;
-  while (slots_[slot] != 0) slot = (slot + 1) & mask;
+  for (;; slot = (slot + 1) & mask) {
+    const uint32_t entry = slots_[slot];
+    if (entry == 0) break;
+    const Name& n = names_[entry - 1];
+    if (n.hash == hash && n.length == name.size() &&
+        std::memcmp(n.at ? n.at : namePool_.data() + n.offset, name.data(), n.length) == 0) {
+      return entry - 1;
+    }
+  }
+  const auto index = static_cast<uint32_t>(names_.size());
+  if (inPlace) {
+    names_.push_back({0, static_cast<uint32_t>(name.size()), hash, name.data()});
+  } else {
+    names_.push_back({static_cast<uint32_t>(namePool_.size()), static_cast<uint32_t>(name.size()), hash, nullptr});
+    namePool_.append(name);
+  }
   slots_[slot] = index + 1;
   namesBytes_ += 2 * (name.size() + 64);
   return index;
@@ -96,7 +116,7 @@ void KeyedArchive::prepareLookups() {
 
 uint32_t KeyedArchive::nameIndex(std::string_view name) const {
   if (name.empty()) return kNoName;  // the unkeyed name is never looked up as a key
-  return lookup(name, hashName(name));
+  return lookup(name, hashOf(name));
 }
 
 uint32_t KeyedArchive::addObject(uint32_t classNameIndex) {
@@ -177,7 +197,7 @@ bool KeyedArchive::stringOf(const ArchiveValue& value, std::string& out) const {
   return true;
 }
 
-bool KeyedArchive::textOf(const ArchiveValue& value, std::string_view& out) const {
+bool KeyedArchive::textOfObject(const ArchiveValue& value, std::string_view& out) const {
   ArchiveValue v = value;
   // An attributed string holds its text under NSString; a localizable one under NS.string.
   for (int hop = 0; hop < 4; ++hop) {
@@ -188,7 +208,6 @@ bool KeyedArchive::textOf(const ArchiveValue& value, std::string_view& out) cons
     if (!v.isObject()) return false;
     const uint32_t o = v.index;
     if (!isStringClass(o)) return false;
-    const std::string_view cls = className(o);
     ArchiveValue next = find(o, stringKeys_[0]);
     if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[1]);
     if (next.kind == ArchiveValue::Kind::Nil) next = find(o, stringKeys_[2]);
@@ -198,6 +217,7 @@ bool KeyedArchive::textOf(const ArchiveValue& value, std::string_view& out) cons
       // development text is empty.
       out = {};
       using namespace std::literals;
+      const std::string_view cls = className(o);
       return cls == "NSString"sv || cls == "NSMutableString"sv || cls == "NSLocalizableString"sv;
     }
     v = next;
@@ -212,14 +232,10 @@ bool KeyedArchive::localizableKeyOf(const ArchiveValue& v, std::string& out) con
   return !key.isObject() || className(key.index) != "NSLocalizableString"sv ? stringOf(key, out) && !out.empty() : false;
 }
 
-bool KeyedArchive::numberOf(const ArchiveValue& v, double& out) const {
-  if (v.isNumber()) {
-    out = v.number();
-    return true;
-  }
-  if (!v.isObject() || !isNumberClass(v.index)) return false;
+bool KeyedArchive::numberOfObject(uint32_t object, double& out) const {
+  if (!isNumberClass(object)) return false;
   for (uint32_t key : numberKeys_) {
-    ArchiveValue n = find(v.index, key);
+    ArchiveValue n = find(object, key);
     if (n.isNumber()) {
       out = n.number();
       return true;

@@ -88,7 +88,15 @@ class KeyedArchive {
   KeyedArchive() { intern(""); }
 
   // --- building (containers) ---
-  uint32_t intern(std::string_view name);
+  uint32_t intern(std::string_view name) { return intern(name, false); }
+  // The same for a name whose bytes outlive the graph (a run of the file being read): kept where it
+  // is, not copied.
+  uint32_t internInPlace(std::string_view name) { return intern(name, true); }
+  // Room for `names` names kept in place.
+  void reserveNamesInPlace(std::size_t names) {
+    names_.reserve(names);
+    growSlots(names);
+  }
   uint32_t addObject(std::string_view className) { return addObject(intern(className)); }
   uint32_t addObject(uint32_t classNameIndex);
   // An object whose entries are the run (first, count) of the entry table, which the container
@@ -104,6 +112,16 @@ class KeyedArchive {
   std::string addPropertyListEntries(uint32_t object, const std::vector<std::pair<uint32_t, ArchiveValue>>& entries,
                                      const std::vector<ArchiveValue>* keys, const std::vector<ArchiveValue>& members);
   ArchiveValue addText(std::string_view text, ArchiveValue::Kind kind = ArchiveValue::Kind::String);
+  // Texts kept where they already are: every text of the graph is then `bytes.substr(offset, length)`
+  // (addTextAt), and `bytes` must outlive the graph. For a container whose texts are runs of its file.
+  void keepTextsIn(std::string_view bytes) { texts_ = bytes; }
+  ArchiveValue addTextAt(uint32_t offset, uint32_t length, ArchiveValue::Kind kind) {
+    ArchiveValue v;
+    v.kind = kind;
+    v.index = offset;
+    v.length = length;
+    return v;
+  }
   // The bytes of base64 text (decoded as decodeBase64 does), added to the pool without a copy between.
   ArchiveValue addBase64(std::string_view text, ArchiveValue::Kind kind = ArchiveValue::Kind::String);
   static ArchiveValue integer(int64_t v) { ArchiveValue a; a.kind = ArchiveValue::Kind::Integer; a.integer = v; return a; }
@@ -124,7 +142,8 @@ class KeyedArchive {
   std::string_view className(uint32_t object) const { return name(objects_[object].className); }
   uint32_t classNameIndex(uint32_t object) const { return objects_[object].className; }
   std::string_view name(uint32_t index) const {
-    return std::string_view(namePool_.data() + names_[index].offset, names_[index].length);
+    const Name& n = names_[index];
+    return std::string_view(n.at ? n.at : namePool_.data() + n.offset, n.length);
   }
   std::size_t nameCount() const { return names_.size(); }
   const ArchiveEntry* begin(uint32_t object) const { return entries_.data() + objects_[object].firstEntry; }
@@ -162,12 +181,26 @@ class KeyedArchive {
   // False for anything else.
   bool stringOf(const ArchiveValue& v, std::string& out) const;
   // The same text as a view of the graph's own pool, without a copy.
-  bool textOf(const ArchiveValue& v, std::string_view& out) const;
+  bool textOf(const ArchiveValue& v, std::string_view& out) const {
+    if (v.kind == ArchiveValue::Kind::String || v.kind == ArchiveValue::Kind::Data) {
+      out = text(v);
+      return true;
+    }
+    return v.isObject() && textOfObject(v, out);
+  }
   // The table key a localizable string carries (NSKey, "170.title"); false for other values.
   bool localizableKeyOf(const ArchiveValue& v, std::string& out) const;
   // A number: Bool, Integer, Real, or an NSNumber object (NS.intval, NS.dblval...).
-  bool numberOf(const ArchiveValue& v, double& out) const;
-  std::string_view text(const ArchiveValue& v) const { return std::string_view(pool_).substr(v.index, v.length); }
+  bool numberOf(const ArchiveValue& v, double& out) const {
+    if (v.isNumber()) {
+      out = v.number();
+      return true;
+    }
+    return v.isObject() && numberOfObject(v.index, out);
+  }
+  std::string_view text(const ArchiveValue& v) const {
+    return (texts_.data() ? texts_ : std::string_view(pool_)).substr(v.index, v.length);
+  }
   const ArchiveLayout& layout() const { return layout_; }
   // Approximate bytes held by the graph.
   std::size_t memoryUsed() const;
@@ -179,7 +212,9 @@ class KeyedArchive {
     uint32_t offset;
     uint32_t length;
     uint64_t hash;
+    const char* at;  // the bytes of a name kept in place, else nullptr (in the pool at offset)
   };
+  uint32_t intern(std::string_view name, bool inPlace);
   static constexpr uint8_t kStringClass = 1, kNumberClass = 2;
   static uint8_t flagsOf(std::string_view name);
   // Worked out on the first question about each name (so one graph is read by one thread at a time).
@@ -192,6 +227,9 @@ class KeyedArchive {
   static constexpr uint8_t kUnknownFlags = 0xFF;
   mutable std::vector<uint8_t> nameFlags_;  // by name, sized by prepareLookups
   uint32_t lookup(std::string_view name, uint64_t hash) const;
+  // textOf and numberOf for a value that refers to an object.
+  bool textOfObject(const ArchiveValue& v, std::string_view& out) const;
+  bool numberOfObject(uint32_t object, double& out) const;
   void growSlots(std::size_t names);
   std::string namePool_;
   std::vector<Name> names_;
@@ -199,6 +237,7 @@ class KeyedArchive {
   std::vector<ArchiveObject> objects_;
   std::vector<ArchiveEntry> entries_;
   std::string pool_;
+  std::string_view texts_;  // where the texts are when not in pool_ (keepTextsIn)
   std::size_t namesBytes_ = 0;
   uint32_t stringKeys_[4] = {kNoName, kNoName, kNoName, kNoName};
   uint32_t numberKeys_[5] = {kNoName, kNoName, kNoName, kNoName, kNoName};
@@ -215,6 +254,7 @@ struct ArchiveError {
 bool readKeyedPlistArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
 // The same archive saved as an XML property list.
 bool readKeyedXMLPlistArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
+// The graph's names and byte values are views of `bytes`, which must outlive it.
 bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);
 // `root` is the XML root element "archive"; the caller has parsed the XML.
 bool readXMLArchive(const pugi::xml_node& root, std::size_t byteBudget, KeyedArchive& out, ArchiveError& error);

@@ -167,10 +167,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
         budget_(budget),
         visitBudget_(4 * archive.objectCount() + (std::size_t{1} << 20)),
         memo_(archive.objectCount()),
-        identifiers_(archive.objectCount()),
-        state_(archive.objectCount(), 0),
-        placeholders_(archive.objectCount()),
-        visibleWindows_(archive.objectCount()) {}
+        state_(archive.objectCount(), 0) {}
 
   // Texts made by the read live in the same arena as its objects.
   String utf8(std::string_view s) const { return String::fromUTF8(s, arena_); }
@@ -188,30 +185,34 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   Nib build(const String& documentType) {
     nib_.documentType_ = documentType;
     for (uint32_t p : layout_.placeholders) {
-      if (p < placeholders_.size()) placeholders_[p] = true;
+      if (p < state_.size()) state_[p] |= kPlaceholder;
     }
     // Windows visible at launch are listed by the object data; without that list all are.
     for (uint32_t w : layout_.visibleWindows) {
-      if (w < visibleWindows_.size()) visibleWindows_[w] = true;
+      if (w < state_.size()) state_[w] |= kVisibleWindow;
     }
+    nib_.topLevelObjects_.reserve(layout_.topLevel.size());
+    memberStack_.reserve(64);
     for (uint32_t object : layout_.topLevel) {
-      if (placeholders_[object] || static_cast<int64_t>(object) == layout_.owner) continue;
-      if (auto made = decode(object, 0, "the top level")) nib_.topLevelObjects_.push_back(made);
+      if ((state_[object] & kPlaceholder) || static_cast<int64_t>(object) == layout_.owner) continue;
+      if (auto made = decode(object, 0, "the top level")) nib_.topLevelObjects_.push_back(std::move(made));
     }
     resolveReferences();
+    nib_.connections_.reserve(layout_.connectors.size());
     for (uint32_t c : layout_.connectors) connect(c);
-    for (const auto& object : made_) object->awakeFromNib();
+    // The identifiers as the objects were made with them, listed before any object wakes.
+    std::vector<Nib::IdentifiedObject> identified;
+    identified.reserve(made_.size() + 2);
+    for (const auto& object : memo_) {
+      if (object && !object->archiveIdentifier().isNil()) identified.emplace_back(object->archiveIdentifier(), object);
+    }
+    for (InterfaceObject* object : made_) object->awakeFromNib();
     if (auto owner = as<InterfaceObject>(options_.owner)) owner->awakeFromNib();
 
     nib_.closeWarnings();
     nib_.objectCount_ = made_.size();
-    std::vector<Nib::IdentifiedObject> identified;
-    identified.reserve(made_.size() + 2);
-    for (uint32_t i = 0; i < memo_.size(); ++i) {
-      if (memo_[i] && !identifiers_[i].isNil()) identified.emplace_back(identifiers_[i], memo_[i]);
-    }
-    if (options_.owner) identified.emplace_back(u"-2", options_.owner);
-    if (options_.application) identified.emplace_back(u"-3", options_.application);
+    if (options_.owner) identified.emplace_back(ownerIdentifier(), options_.owner);
+    if (options_.application) identified.emplace_back(applicationIdentifier(), options_.application);
     nib_.indexObjects(std::move(identified));
     return std::move(nib_);
   }
@@ -249,14 +250,18 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       stamp_ = 1;
     }
     indexed_ = o;
+    // Through locals: the stores into the index could otherwise be the stamp's own memory, which
+    // would be read again for every entry.
     const archive::ArchiveEntry* first = a_.begin(o);
-    for (auto i = static_cast<uint32_t>(a_.end(o) - first); i-- > 0;) keyEntries_[first[i].key] = {stamp_, i};
+    KeyEntry* const index = keyEntries_.data();
+    const uint32_t stamp = stamp_;
+    for (auto i = static_cast<uint32_t>(a_.end(o) - first); i-- > 0;) index[first[i].key] = {stamp, i};
   }
-  ArchiveValue get(uint32_t o, const char* name) const {
+  [[gnu::always_inline]] ArchiveValue get(uint32_t o, const char* name) const {
     const archive::ArchiveEntry* e = entry(o, name);
     return e ? e->value : ArchiveValue{};
   }
-  bool has(uint32_t o, const char* name) const { return entry(o, name) != nullptr; }
+  [[gnu::always_inline]] bool has(uint32_t o, const char* name) const { return entry(o, name) != nullptr; }
 
   // A string value; the table key of a localizable string is recorded on the object being read.
   String string(uint32_t o, const char* key) const { return stringValue(get(o, key), true); }
@@ -266,8 +271,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     std::string_view s;
     if (!a_.textOf(v, s)) return String();
     String text = utf8(s);
-    if (std::string k; recordKey && current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
+    if (recordKey) recordLocalizableKey(v);
     return text;
+  }
+  // The table key of a localizable string value, recorded on the object being read.
+  void recordLocalizableKey(const ArchiveValue& v) const {
+    if (std::string k; current_ && a_.localizableKeyOf(v, k)) current_->addLocalizableKey(utf8(k));
   }
   double number(uint32_t o, const char* key, double fallback) const {
     double v = 0;
@@ -283,7 +292,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     return a_.numberOf(get(o, key), v) ? v != 0 : fallback;
   }
   // An object reference under key, or -1.
-  int64_t ref(uint32_t o, const char* key) const {
+  [[gnu::always_inline]] int64_t ref(uint32_t o, const char* key) const {
     ArchiveValue v = get(o, key);
     return v.isObject() ? static_cast<int64_t>(v.index) : -1;
   }
@@ -317,6 +326,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     Iterator begin() const { return {&stack_, from_}; }
     Iterator end() const { return {&stack_, to_}; }
     bool empty() const { return from_ == to_; }
+    std::size_t size() const { return to_ - from_; }
     uint32_t front() const { return stack_[from_]; }
 
    private:
@@ -328,7 +338,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (collection >= 0) {
       const auto c = static_cast<uint32_t>(collection);
       std::size_t members = 0;
-      for (const archive::ArchiveEntry* e = a_.begin(c); e != a_.end(c); ++e) {
+      for (const archive::ArchiveEntry *e = a_.begin(c), *last = a_.end(c); e != last; ++e) {
         if (e->key != 0) continue;
         ++members;
         if (e->value.isObject()) memberStack_.push_back(e->value.index);
@@ -353,11 +363,21 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (dict < 0) return out;
     const auto d = static_cast<uint32_t>(dict);
     visit(a_.end(d) - a_.begin(d));
-    std::vector<ArchiveValue> members = a_.members(d);
-    if (!members.empty()) {
-      for (std::size_t i = 0; i + 1 < members.size(); i += 2) out.emplace_back(members[i], members[i + 1]);
-      return out;
+    out.reserve(static_cast<std::size_t>(a_.end(d) - a_.begin(d)) / 2);
+    // Members alternating key and value, paired as they are walked.
+    bool members = false;
+    const archive::ArchiveEntry* pendingKey = nullptr;
+    for (const archive::ArchiveEntry *e = a_.begin(d), *last = a_.end(d); e != last; ++e) {
+      if (e->key != 0) continue;
+      members = true;
+      if (!pendingKey) {
+        pendingKey = e;
+      } else {
+        out.emplace_back(pendingKey->value, e->value);
+        pendingKey = nullptr;
+      }
     }
+    if (members) return out;
     const int64_t keys = ref(d, "dict.sortedKeys"), values = ref(d, "dict.values");
     if (keys >= 0 && values >= 0) {
       auto k = a_.members(static_cast<uint32_t>(keys)), v = a_.members(static_cast<uint32_t>(values));
@@ -366,7 +386,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     // Keyed form: NS.key.N and NS.object.N, gathered in one pass over the entries.
     std::map<unsigned long, std::pair<ArchiveValue, ArchiveValue>> numbered;
-    for (const archive::ArchiveEntry* e = a_.begin(d); e != a_.end(d); ++e) {
+    for (const archive::ArchiveEntry *e = a_.begin(d), *last = a_.end(d); e != last; ++e) {
       if (e->key == 0) continue;
       const std::string_view name = a_.name(e->key);
       const bool isKey = name.rfind("NS.key.", 0) == 0, isObject = name.rfind("NS.object.", 0) == 0;
@@ -410,17 +430,21 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   std::optional<FontDescriptor> font(const ArchiveValue& v) const {
     if (!v.isObject() || !is(a_.className(v.index), "NSFont")) return std::nullopt;
     FontDescriptor font;
-    const String name = string(v.index, "NSName");
+    // The name is told by its archived bytes; a text is made of it only for a font other than the
+    // system's (what is looked for is ASCII, which a conversion keeps as it is).
+    const ArchiveValue nameValue = get(v.index, "NSName");
+    std::string_view n;
+    if (a_.textOf(nameValue, n)) recordLocalizableKey(nameValue);
     const double size = number(v.index, "NSSize", 13);
-    std::string n = name.UTF8String();
     if (n.empty() || n[0] == '.' || n.rfind("LucidaGrande", 0) == 0 || n.rfind("Helvetica", 0) == 0) {
       // The system font under its private or historical names.
       font = FontDescriptor::systemFont(size > 0 ? size : 13);
       font.bold = n.find("Bold") != std::string::npos;
-      if (font.bold) font.metaFont = u"systemBold";
+      static const String kSystemBold = u"systemBold";
+      if (font.bold) font.metaFont = kSystemBold;
       return font;
     }
-    font.name = name;
+    font.name = utf8(n);
     font.size = size > 0 ? size : 13;
     font.bold = n.find("Bold") != std::string::npos;
     return font;
@@ -434,7 +458,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (space == 6) {
       c.name = string(o, "NSColorName");
       c.catalog = string(o, "NSCatalogName");
-      if (c.catalog.isNil()) c.catalog = u"System";
+      static const String kSystem = u"System";
+      if (c.catalog.isNil()) c.catalog = kSystem;
       return c;
     }
     std::string_view text;
@@ -444,14 +469,16 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       c.green = n.size() > 1 ? n[1] : 0;
       c.blue = n.size() > 2 ? n[2] : 0;
       c.alpha = n.size() > 3 ? n[3] : 1;
-      c.colorSpace = space == 1 ? u"calibratedRGB" : u"deviceRGB";
+      static const String kSpaces[] = {u"calibratedRGB", u"deviceRGB"};
+      c.colorSpace = kSpaces[space - 1];
       return c;
     }
     if ((space == 3 || space == 4) && a_.textOf(get(o, "NSWhite"), text)) {
       auto n = numbersIn(text);
       c.red = c.green = c.blue = n.empty() ? 0 : n[0];
       c.alpha = n.size() > 1 ? n[1] : 1;
-      c.colorSpace = space == 3 ? u"calibratedWhite" : u"deviceWhite";
+      static const String kSpaces[] = {u"calibratedWhite", u"deviceWhite"};
+      c.colorSpace = kSpaces[space - 3];
       return c;
     }
     return std::nullopt;
@@ -462,8 +489,17 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   // The identifier the archive itself gives the object (the owner's is "-2"), nil when it gives
   // none: a made-up one (the object's index, say) would differ between two compilations of the same
   // interface, and tools that match objects across files go by identifier.
+  // The identifiers of the owner and the application placeholder, made once and shared.
+  static const String& ownerIdentifier() {
+    static const String id = u"-2";
+    return id;
+  }
+  static const String& applicationIdentifier() {
+    static const String id = u"-3";
+    return id;
+  }
   String identifierOf(uint32_t o) const {
-    if (static_cast<int64_t>(o) == layout_.owner) return u"-2";
+    if (static_cast<int64_t>(o) == layout_.owner) return ownerIdentifier();
     return designerIdentifierOf(o);
   }
 
@@ -503,7 +539,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (!custom.isNil() && custom.length() > 0) {
       object = as<Base>(registry_.makeObject(custom));
       if constexpr (std::is_base_of_v<Window, Base>) {
-        if (!object && custom == String(u"NSPanel")) object = arena_.make<Panel>();
+        if (!object && custom.view() == u"NSPanel") object = arena_.make<Panel>();
       }
     }
     if (!object) {
@@ -521,17 +557,19 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   // shared reference; fails on a reference to an object still being decoded.
   std::shared_ptr<InterfaceObject> decode(uint32_t o, int depth, const char* via) {
     if (depth > kMaxDepth) failure("the objects are nested more than " + std::to_string(kMaxDepth) + " deep");
-    if (state_[o] == 2) return memo_[o];
-    if (state_[o] == 1) failure(describe(o) + " contains itself (through " + via + ")");
-    if (placeholders_[o] || static_cast<int64_t>(o) == layout_.owner) return nullptr;
-    state_[o] = 1;
+    if ((state_[o] & kProgress) == kDone) return memo_[o];
+    if ((state_[o] & kProgress) == kBeingDecoded) failure(describe(o) + " contains itself (through " + via + ")");
+    if ((state_[o] & kPlaceholder) || static_cast<int64_t>(o) == layout_.owner) return nullptr;
+    state_[o] |= kBeingDecoded;
     // Class names are compared as views: no copy per object, and each comparison with a name
     // written here checks the length before any byte.
     std::string_view cls = a_.className(o);
     std::string original;
     String custom;
-    auto swapped = layout_.customClasses.find(o);
-    if (swapped != layout_.customClasses.end()) custom = utf8(swapped->second);
+    if (!layout_.customClasses.empty()) {  // only the older XML archive gives them
+      auto swapped = layout_.customClasses.find(o);
+      if (swapped != layout_.customClasses.end()) custom = utf8(swapped->second);
+    }
     if (is(cls, "NSClassSwapper")) {
       custom = string(o, "NSClassName");
       a_.stringOf(get(o, "NSOriginalClassName"), original);
@@ -555,18 +593,21 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     InterfaceObject* const outer = current_;
     std::shared_ptr<InterfaceObject> made = decodeAs(o, cls, custom, depth);
     current_ = outer;
-    state_[o] = 2;
+    state_[o] = static_cast<uint8_t>((state_[o] & ~kProgress) | kDone);
     return made;
   }
 
   // Records an object before its parts are decoded, so that shared references resolve to it.
+  // The list of objects made holds plain pointers: each object is held by memo_ (or, in a damaged
+  // archive that makes a second object for the same archive object, by replaced_).
   void remember(uint32_t o, const std::shared_ptr<InterfaceObject>& object) {
     charge(kObjectCost);
+    if (memo_[o]) [[unlikely]] replaced_.push_back(std::move(memo_[o]));
     memo_[o] = object;
     current_ = object.get();
-    made_.push_back(object);
+    if (made_.empty()) made_.reserve(a_.objectCount());
+    made_.push_back(object.get());
     object->setArchiveIdentifier(identifierOf(o));
-    identifiers_[o] = object->archiveIdentifier();
   }
 
   template <class T>
@@ -574,9 +615,10 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     const int64_t r = ref(o, key);
     if (r < 0) return nullptr;
     auto object = decode(static_cast<uint32_t>(r), depth + 1, key);
-    auto typed = as<T>(object);
-    if (object && !typed) warn(describe(o) + ": " + key + " holds a " + shownClass(static_cast<uint32_t>(r)) + ", skipped");
-    return typed;
+    if (!object) return nullptr;
+    if (T* typed = as<T>(object.get())) return std::shared_ptr<T>(std::move(object), typed);
+    warn(describe(o) + ": " + key + " holds a " + shownClass(static_cast<uint32_t>(r)) + ", skipped");
+    return nullptr;
   }
 
   std::shared_ptr<InterfaceObject> decodeAs(uint32_t o, std::string_view cls, const String& custom, int depth) {
@@ -593,7 +635,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       remember(o, item);
       item->setCanCollapse(boolean(o, "NSCanCollapse", false));
       item->setCollapsed(boolean(o, "NSCollapsed", false));
-      if (auto vc = controllerIn(o, depth)) item->setViewController(vc);
+      if (auto vc = controllerIn(o, depth)) item->setViewController(std::move(vc));
       return item;
     }
     if (endsWith(cls, "ToolbarItem") || has(o, "NSToolbarItemIdentifier")) return decodeToolbarItem(o, cls, custom, depth);
@@ -605,8 +647,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     if (endsWith(cls, "Cell") || has(o, "NSCellFlags")) return decodeCell(o, cls, custom, depth);
     if (std::shared_ptr<View> view = decodeViewObject(o, cls, custom, depth)) return view;
-    // Controllers, formatters, constraints and other objects: kept with their class name and their
-    // scalar values as attributes.
+    return decodeGeneric(o, cls, custom);
+  }
+
+  // Controllers, formatters, constraints and other objects: kept with their class name and their
+  // scalar values as attributes.
+  std::shared_ptr<InterfaceObject> decodeGeneric(uint32_t o, std::string_view cls, const String& custom) {
     auto object = make<InterfaceObject>(custom, [&] {
       auto g = arena_.make<GenericObject>(classText(o, cls));
       // Kept packed until someone asks: most such objects (constraints, formatters) are never asked.
@@ -622,7 +668,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
         if (!text.empty()) std::memcpy(at + sizeof length, text.data(), text.size());  // an empty text may have no bytes at all
         return at + sizeof length + text.size();
       };
-      for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
+      for (const archive::ArchiveEntry *e = a_.begin(o), *last = a_.end(o); e != last; ++e) {
         if (e->key == 0) continue;
         std::string_view text;
         if (e->value.kind == ArchiveValue::Kind::String) {
@@ -711,7 +757,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     } else if (is(cls, "NSView") || is(cls, "NSCustomView")) {
       if (is(cls, "NSCustomView")) {
         String name = string(o, "NSClassName");
-        if (!name.isNil() && !(name == String(u"NSView"))) custom = name;
+        if (!name.isNil() && name.view() != u"NSView") custom = name;
       }
       named([this] { return arena_.make<View>(); });
     } else if (has(o, "NSCell")) {
@@ -777,6 +823,37 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     return (kinds & kindOf<T>()) ? static_cast<T*>(&view) : nullptr;
   }
 
+  // The same for the model's cell classes the reading of a cell tells apart.
+  static constexpr unsigned kImageCell = 1u << 0, kButtonCell = 1u << 1, kPopUpButtonCell = 1u << 2,
+                            kTextFieldCell = 1u << 3, kSegmentedCell = 1u << 4, kComboBoxCell = 1u << 5,
+                            kTokenFieldCell = 1u << 6;
+  template <class T>
+  static constexpr unsigned cellKindOf() {
+    if constexpr (std::is_same_v<T, ImageCell>) return kImageCell;
+    if constexpr (std::is_same_v<T, ButtonCell>) return kButtonCell;
+    if constexpr (std::is_same_v<T, PopUpButtonCell>) return kPopUpButtonCell;
+    if constexpr (std::is_same_v<T, TextFieldCell>) return kTextFieldCell;
+    if constexpr (std::is_same_v<T, SegmentedCell>) return kSegmentedCell;
+    if constexpr (std::is_same_v<T, ComboBoxCell>) return kComboBoxCell;
+    if constexpr (std::is_same_v<T, TokenFieldCell>) return kTokenFieldCell;
+    return 0;
+  }
+  template <class Made>
+  static constexpr unsigned cellKinds() {
+    return (std::is_base_of_v<ImageCell, Made> ? kImageCell : 0u) | (std::is_base_of_v<ButtonCell, Made> ? kButtonCell : 0u) |
+           (std::is_base_of_v<PopUpButtonCell, Made> ? kPopUpButtonCell : 0u) |
+           (std::is_base_of_v<TextFieldCell, Made> ? kTextFieldCell : 0u) |
+           (std::is_base_of_v<SegmentedCell, Made> ? kSegmentedCell : 0u) |
+           (std::is_base_of_v<ComboBoxCell, Made> ? kComboBoxCell : 0u) |
+           (std::is_base_of_v<TokenFieldCell, Made> ? kTokenFieldCell : 0u);
+  }
+  template <class T>
+  T* cellAs(Cell& cell, unsigned kinds) const {
+    static_assert(cellKindOf<T>() != 0);
+    if (kinds == kAskKinds) return as<T>(&cell);
+    return (kinds & cellKindOf<T>()) ? static_cast<T*>(&cell) : nullptr;
+  }
+
   // Values of sliders, steppers, level indicators and date pickers.
   void decodeValues(uint32_t o, Cell& cell) {
     cell.setMinValue(number(o, "NSMinValue", cell.minValue()));
@@ -784,7 +861,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     cell.setDoubleValue(number(o, "NSValue", cell.doubleValue()));
     cell.setNumberOfTickMarks(integer(o, "NSNumberOfTickMarks", 0));
     if (has(o, "NSIndicatorStyle")) {
-      static constexpr const char16_t* kLevelStyles[] = {u"relevancy", u"continuousCapacity", u"discreteCapacity",
+      static const String kLevelStyles[] = {u"relevancy", u"continuousCapacity", u"discreteCapacity",
                                                          u"rating"};
       const long style = integer(o, "NSIndicatorStyle", 0);
       if (style >= 0 && style < 4) cell.setControlStyle(kLevelStyles[style]);
@@ -805,6 +882,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   }
 
   void decodeView(uint32_t o, View& view, int depth, unsigned kinds) {
+    // Asked first, while the view's entries are at hand: its cell and menu are read in between.
+    const int64_t constraintList = ref(o, "NSViewConstraints"), subviewList = ref(o, "NSSubviews");
     if (auto frame = rect(o, "NSFrame")) {
       view.setFrame(*frame);
     } else if (auto s = size(o, "NSFrameSize")) {
@@ -817,12 +896,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (has(o, "NSTag")) view.setTag(integer(o, "NSTag"));
     if (String id = string(o, "NSUserInterfaceItemIdentifier"); !id.isNil()) view.setIdentifier(id);
     if (!viewAs<PopUpButton>(view, kinds)) {
-      if (auto menu = child<Menu>(o, "NSMenu", depth)) view.setContextMenu(menu);
+      if (auto menu = child<Menu>(o, "NSMenu", depth)) view.setContextMenu(std::move(menu));
     }
 
     if (auto* control = viewAs<Control>(view, kinds)) {
       if (has(o, "NSCell")) {
-        if (auto cell = child<Cell>(o, "NSCell", depth)) control->setCell(cell);
+        if (auto cell = child<Cell>(o, "NSCell", depth)) control->setCell(std::move(cell));
       }
     }
 
@@ -834,7 +913,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (auto* scroll = viewAs<ScrollView>(view, kinds)) decodeScrollView(o, *scroll, depth), ownSubviews = false;
     if (auto* clip = viewAs<ClipView>(view, kinds)) {
       clip->setDrawsBackground((integer(o, "NScvFlags", 4) & 4) != 0);
-      if (auto doc = child<View>(o, "NSDocView", depth)) clip->setDocumentView(doc);
+      if (auto doc = child<View>(o, "NSDocView", depth)) clip->setDocumentView(std::move(doc));
       ownSubviews = false;
     }
     if (auto* stack = viewAs<StackView>(view, kinds)) decodeStackView(o, *stack, depth), ownSubviews = false;
@@ -852,16 +931,22 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       progress->setDisplayedWhenStopped((flags & 0x2000) == 0);
     }
 
-    for (uint32_t c : memberObjects(ref(o, "NSViewConstraints"))) {
-      if (auto constraint = decode(c, depth + 1, "NSViewConstraints")) view.addConstraint(constraint);
+    {
+      const MemberList constraints = memberObjects(constraintList);
+      view.reserveConstraints(constraints.size());
+      for (uint32_t c : constraints) {
+        if (auto constraint = decode(c, depth + 1, "NSViewConstraints")) view.addConstraint(std::move(constraint));
+      }
     }
     if (!ownSubviews) return;
-    for (uint32_t s : memberObjects(ref(o, "NSSubviews"))) {
+    const MemberList subviews = memberObjects(subviewList);
+    view.reserveSubviews(subviews.size());
+    for (uint32_t s : subviews) {
       auto sub = as<View>(decode(s, depth + 1, "NSSubviews"));
       if (sub && sub->superview() && sub->superview() != &view) {
         warn(describe(s) + " is a subview of two views; kept in the first");
       } else if (sub) {
-        view.addSubview(sub);
+        view.addSubview(std::move(sub));
       } else {
         warn(describe(s) + " among the subviews of " + describe(o) + " is not a view");
       }
@@ -893,8 +978,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (attributes < 0) return;
     for (const auto& [k, v] : dictionary(attributes)) {
       const String name = stringValue(k);
-      if (name == String(u"NSFont")) text.setFont(font(v));
-      if (name == String(u"NSColor")) text.setTextColor(color(v));
+      if (!name.isNil() && name.view() == u"NSFont") text.setFont(font(v));
+      if (!name.isNil() && name.view() == u"NSColor") text.setTextColor(color(v));
     }
   }
 
@@ -919,10 +1004,10 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
                    : (flags & 0x20000000ul) ? MatrixMode::List
                    : (flags & 0x10000000ul) ? MatrixMode::Highlight
                                             : MatrixMode::Track);
-    if (auto p = child<Cell>(o, "NSCellPrototype", depth)) matrix.setPrototype(p);
+    if (auto p = child<Cell>(o, "NSCellPrototype", depth)) matrix.setPrototype(std::move(p));
     std::vector<std::shared_ptr<Cell>> cells;
     for (uint32_t c : memberObjects(ref(o, "NSCells"))) {
-      if (auto cell = as<Cell>(decode(c, depth + 1, "NSCells"))) cells.push_back(cell);
+      if (auto cell = as<Cell>(decode(c, depth + 1, "NSCells"))) cells.push_back(std::move(cell));
     }
     // Cells are stored row by row. A grid the cells do not fill is cut to the rows they reach, so
     // the grid never outgrows what the archive holds.
@@ -942,7 +1027,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     tabs.setTabViewType(static_cast<TabViewType>(std::min(type, 6L)));
     if (auto f = font(get(o, "NSFont"))) tabs.setFont(*f);
     for (uint32_t i : memberObjects(ref(o, "NSTabViewItems"))) {
-      if (auto item = as<TabViewItem>(decode(i, depth + 1, "NSTabViewItems"))) tabs.addTabViewItem(item);
+      if (auto item = as<TabViewItem>(decode(i, depth + 1, "NSTabViewItems"))) tabs.addTabViewItem(std::move(item));
     }
     const int64_t selected = ref(o, "NSSelectedTabViewItem");
     if (selected >= 0) selectedTabs_.push_back({&tabs, static_cast<uint32_t>(selected)});
@@ -954,7 +1039,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (String label = string(o, "NSLabel"); !label.isNil()) item->setLabel(label);
     if (String id = string(o, "NSIdentifier"); !id.isNil()) item->setIdentifier(id);
     if (String tip = string(o, "NSToolTip"); !tip.isNil()) item->setToolTip(tip);
-    if (auto view = child<View>(o, "NSView", depth)) item->setView(view);
+    if (auto view = child<View>(o, "NSView", depth)) item->setView(std::move(view));
     return item;
   }
 
@@ -965,7 +1050,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     table.setViewBased(has(o, "NSTableViewArchivedReusableViewsKey"));
     for (uint32_t c : memberObjects(ref(o, "NSTableColumns"))) {
-      if (auto column = as<TableColumn>(decode(c, depth + 1, "NSTableColumns"))) table.addTableColumn(column);
+      if (auto column = as<TableColumn>(decode(c, depth + 1, "NSTableColumns"))) table.addTableColumn(std::move(column));
     }
     const int64_t header = ref(o, "NSHeaderView");
     if (header >= 0) headerViews_.push_back({&table, static_cast<uint32_t>(header)});
@@ -986,8 +1071,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     column->setHidden(boolean(o, "NSHidden", false));
     column->setEditable(boolean(o, "NSIsEditable", true));
     if (String tip = string(o, "NSHeaderToolTip"); !tip.isNil()) column->setHeaderToolTip(tip);
-    if (auto h = child<Cell>(o, "NSHeaderCell", depth)) column->setHeaderCell(h);
-    if (auto d = child<Cell>(o, "NSDataCell", depth)) column->setDataCell(d);
+    if (auto h = child<Cell>(o, "NSHeaderCell", depth)) column->setHeaderCell(std::move(h));
+    if (auto d = child<Cell>(o, "NSDataCell", depth)) column->setDataCell(std::move(d));
     return column;
   }
 
@@ -996,11 +1081,11 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     scroll.setHasVerticalScroller((flags & 0x10) != 0);
     scroll.setHasHorizontalScroller((flags & 0x20) != 0);
     scroll.setAutohidesScrollers((flags & 0x200) != 0);
-    static constexpr const char16_t* kBorders[] = {u"none", u"line", u"bezel", u"groove"};
+    static const String kBorders[] = {u"none", u"line", u"bezel", u"groove"};
     scroll.setBorderType(kBorders[flags & 3]);
-    if (auto clip = child<ClipView>(o, "NSContentView", depth)) scroll.setContentView(clip);
-    if (auto s = child<View>(o, "NSVScroller", depth)) scroll.setVerticalScroller(s);
-    if (auto s = child<View>(o, "NSHScroller", depth)) scroll.setHorizontalScroller(s);
+    if (auto clip = child<ClipView>(o, "NSContentView", depth)) scroll.setContentView(std::move(clip));
+    if (auto s = child<View>(o, "NSVScroller", depth)) scroll.setVerticalScroller(std::move(s));
+    if (auto s = child<View>(o, "NSHScroller", depth)) scroll.setHorizontalScroller(std::move(s));
     // The header sits in a clip view of its own; the model keeps the header view itself.
     if (auto headerClip = child<View>(o, "NSHeaderClipView", depth)) {
       auto* clip = as<ClipView>(headerClip.get());
@@ -1046,7 +1131,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
 
   std::shared_ptr<InterfaceObject> decodeWindow(uint32_t o, String custom, int depth) {
     const String windowClass = string(o, "NSWindowClass");
-    if (custom.isNil() && !windowClass.isNil() && !(windowClass == String(u"NSWindow"))) custom = windowClass;
+    if (custom.isNil() && !windowClass.isNil() && windowClass.view() != u"NSWindow") custom = windowClass;
     auto window = make<Window>(custom, [this] { return arena_.make<Window>(); });
     remember(o, window);
     if (String title = string(o, "NSWindowTitle"); !title.isNil()) window->setTitle(title);
@@ -1057,7 +1142,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (auto s = size(o, "NSMaxSize")) window->setMaxSize(*s);
     if (auto s = size(o, "NSWindowContentMaxSize")) window->setMaxSize(*s);
     if (String name = string(o, "NSFrameAutosaveName"); !name.isNil()) window->setFrameAutosaveName(name);
-    window->setVisibleAtLaunch(!layout_.visibleWindowsKnown || visibleWindows_[o]);
+    window->setVisibleAtLaunch(!layout_.visibleWindowsKnown || (state_[o] & kVisibleWindow));
     if (auto content = child<View>(o, "NSWindowView", depth)) {
       window->setContentView(content);
       fitContentToPinnedSubview(static_cast<uint32_t>(ref(o, "NSWindowView")), *window);
@@ -1065,7 +1150,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     // The toolbar: whichever key of the template holds one.
     for (const archive::ArchiveEntry* e = a_.begin(o); e != a_.end(o); ++e) {
       if (e->key != 0 && e->value.isObject() && is(a_.className(e->value.index), "NSToolbar")) {
-        if (auto toolbar = decode(e->value.index, depth + 1, "the toolbar")) window->setToolbar(toolbar);
+        if (auto toolbar = decode(e->value.index, depth + 1, "the toolbar")) window->setToolbar(std::move(toolbar));
         break;
       }
     }
@@ -1155,7 +1240,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     remember(o, controller);
     if (String title = string(o, "NSTitle"); !title.isNil()) controller->setTitle(title);
     if (String nib = string(o, "NSNibName"); !nib.isNil()) controller->setNibName(nib);
-    if (auto view = child<View>(o, "NSView", depth)) controller->setView(view);
+    if (auto view = child<View>(o, "NSView", depth)) controller->setView(std::move(view));
     if (auto* tabs = as<TabViewController>(controller.get())) {
       const int64_t t = entryOfClass(o, [](std::string_view c) { return is(c, "NSTabView"); });
       if (t >= 0) tabs->setTabView(as<TabView>(decode(static_cast<uint32_t>(t), depth + 1, "the tab view")));
@@ -1169,7 +1254,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
         if (e->key == 0 || !e->value.isObject()) continue;
         for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
           if (!is(a_.className(m), "NSSplitViewItem")) continue;
-          if (auto item = as<SplitViewItem>(decode(m, depth + 1, "the split view items"))) split->addSplitViewItem(item);
+          if (auto item = as<SplitViewItem>(decode(m, depth + 1, "the split view items"))) split->addSplitViewItem(std::move(item));
         }
       }
     }
@@ -1179,7 +1264,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (a_.className(e->value.index).find("Array") == std::string::npos) continue;
       for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
         if (a_.className(m).find("SegueTemplate") == std::string::npos) continue;
-        if (auto segue = decode(m, depth + 1, "the segue templates")) controller->addSceneObject(segue);
+        if (auto segue = decode(m, depth + 1, "the segue templates")) controller->addSceneObject(std::move(segue));
       }
     }
     return controller;
@@ -1195,7 +1280,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (a_.className(e->value.index).find("Array") == std::string::npos) continue;
       for (uint32_t m : memberObjects(static_cast<int64_t>(e->value.index))) {
         if (a_.className(m).find("SegueTemplate") == std::string::npos) continue;
-        if (auto segue = decode(m, depth + 1, "the segue templates")) controller->addSceneObject(segue);
+        if (auto segue = decode(m, depth + 1, "the segue templates")) controller->addSceneObject(std::move(segue));
       }
     }
     return controller;
@@ -1273,7 +1358,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
           if (te->key == 0 || !te->value.isObject()) continue;
           for (uint32_t v : memberObjects(static_cast<int64_t>(te->value.index))) {
             if (!has(v, "NSFrame") && !has(v, "NSFrameSize") && !has(v, "NSCell")) continue;
-            if (auto view = as<View>(decode(v, depth + 2, "a row template's views"))) row->addTemplateView(view);
+            if (auto view = as<View>(decode(v, depth + 2, "a row template's views"))) row->addTemplateView(std::move(view));
           }
         }
         rules.addRowTemplate(row);
@@ -1329,8 +1414,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     item->setEnabled(boolean(o, "NSToolbarItemEnabled", true));
     if (auto s = size(o, "NSToolbarItemMinSize")) item->setMinSize(*s);
     if (auto s = size(o, "NSToolbarItemMaxSize")) item->setMaxSize(*s);
-    if (auto view = child<View>(o, "NSToolbarItemView", depth)) item->setView(view);
-    if (auto menu = child<MenuItem>(o, "NSToolbarItemMenuFormRepresentation", depth)) item->setMenuFormRepresentation(menu);
+    if (auto view = child<View>(o, "NSToolbarItemView", depth)) item->setView(std::move(view));
+    if (auto menu = child<MenuItem>(o, "NSToolbarItemMenuFormRepresentation", depth)) item->setMenuFormRepresentation(std::move(menu));
     return item;
   }
 
@@ -1351,7 +1436,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     menu->setAutoenablesItems(!boolean(o, "NSNoAutoenable", false));
     for (uint32_t i : memberObjects(ref(o, "NSMenuItems"))) {
-      if (auto item = as<MenuItem>(decode(i, depth + 1, "NSMenuItems"))) menu->addItem(item);
+      if (auto item = as<MenuItem>(decode(i, depth + 1, "NSMenuItems"))) menu->addItem(std::move(item));
     }
     return menu;
   }
@@ -1369,7 +1454,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     item->setEnabled(!boolean(o, "NSIsDisabled", false) && !item->isSeparatorItem());
     if (String image = imageName(get(o, "NSImage")); !image.isNil()) item->setImageName(image);
     if (String tip = string(o, "NSToolTip"); !tip.isNil()) item->setToolTip(tip);
-    if (auto submenu = child<Menu>(o, "NSSubmenu", depth)) item->setSubmenu(submenu);
+    if (auto submenu = child<Menu>(o, "NSSubmenu", depth)) item->setSubmenu(std::move(submenu));
     return item;
   }
 
@@ -1377,7 +1462,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
 
   std::shared_ptr<InterfaceObject> decodeCell(uint32_t o, std::string_view cls, const String& custom, int depth) {
     std::shared_ptr<Cell> cell;
-    auto named = [&](auto factory) { cell = make<Cell>(custom, factory); };
+    // What the cell is, known from its factory unless a class of the host's made it (as for views).
+    unsigned kinds = kAskKinds;
+    auto named = [&](auto factory) {
+      cell = make<Cell>(custom, factory);
+      if (custom.isNil() || custom.length() == 0) kinds = cellKinds<std::remove_cvref_t<decltype(*factory())>>();
+    };
     if (is(cls, "NSButtonCell")) {
       named([this] { return arena_.make<ButtonCell>(); });
     } else if (is(cls, "NSPopUpButtonCell")) {
@@ -1412,6 +1502,9 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     const auto flags = static_cast<unsigned long>(integer(o, "NSCellFlags", 0));
     const auto flags2 = static_cast<unsigned long>(integer(o, "NSCellFlags2", 0));
     const ArchiveValue support = get(o, "NSSupport");
+    // Asked before the font is read, while the cell's entries are indexed.
+    const bool tagged = has(o, "NSTag");
+    const long tag = tagged ? integer(o, "NSTag") : 0;
     if (auto f = font(support)) cell->setFont(*f);
     cell->setAlignment(static_cast<TextAlignment>(std::min((flags2 >> 26) & 7ul, 4ul)));
     cell->setControlSize(static_cast<ControlSize>(std::min((flags2 >> 17) & 7ul, 3ul)));
@@ -1419,7 +1512,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     cell->setLineBreakMode(mode);
     const bool scrollable = (flags & 0x100000ul) != 0;
     cell->setScrollable(scrollable);
-    if (!scrollable && as<TextFieldCell>(cell.get())) {
+    if (!scrollable && cellAs<TextFieldCell>(*cell, kinds)) {
       // The wraps bit is stored inverted.
       cell->setWraps((flags & 0x40ul) == 0 &&
                      (mode == LineBreakMode::ByWordWrapping || mode == LineBreakMode::ByCharWrapping));
@@ -1430,33 +1523,34 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     cell->setBordered((flags & 0x800000ul) != 0);
     cell->setBezeled((flags & 0x400000ul) != 0);
     cell->setState((flags & 0x80000000ul) ? 1 : 0);
-    if (has(o, "NSTag")) cell->setTag(integer(o, "NSTag"));
-    if (auto formatter = child<InterfaceObject>(o, "NSFormatter", depth)) cell->setFormatter(formatter);
+    if (tagged) cell->setTag(tag);
+    if (auto formatter = child<InterfaceObject>(o, "NSFormatter", depth)) cell->setFormatter(std::move(formatter));
     decodeValues(o, *cell);
 
     const ArchiveValue contents = get(o, "NSContents");
-    if (auto* image = as<ImageCell>(cell.get())) {
+    if (auto* image = cellAs<ImageCell>(*cell, kinds)) {
       if (String name = imageName(contents); !name.isNil()) image->setImageName(name);
-      static constexpr const char16_t* kScaling[] = {u"proportionallyDown", u"axesIndependently", u"none",
+      static const String kScaling[] = {u"proportionallyDown", u"axesIndependently", u"none",
                                                      u"proportionallyUpOrDown"};
       const long scale = integer(o, "NSScale", 0);
       if (scale >= 0 && scale < 4) image->setImageScaling(kScaling[scale]);
     }
-    if (auto* button = as<ButtonCell>(cell.get())) decodeButtonCell(o, *button);
-    if (auto* popUp = as<PopUpButtonCell>(cell.get())) {
+    if (auto* button = cellAs<ButtonCell>(*cell, kinds)) decodeButtonCell(o, *button);
+    if (auto* popUp = cellAs<PopUpButtonCell>(*cell, kinds)) {
       popUp->setPullsDown(boolean(o, "NSPullDown", false));
-      if (auto menu = child<Menu>(o, "NSMenu", depth)) popUp->setMenu(menu);
+      if (auto menu = child<Menu>(o, "NSMenu", depth)) popUp->setMenu(std::move(menu));
       const int64_t selected = ref(o, "NSMenuItem");
       if (selected >= 0) selectedItems_.push_back({popUp, static_cast<uint32_t>(selected)});
     }
-    if (auto* field = as<TextFieldCell>(cell.get())) {
+    if (auto* field = cellAs<TextFieldCell>(*cell, kinds)) {
       if (String p = string(o, "NSPlaceholderString"); !p.isNil()) field->setPlaceholderString(p);
       field->setDrawsBackground(boolean(o, "NSDrawsBackground", false));
-      field->setBackgroundColor(color(get(o, "NSBackgroundColor")));
-      field->setTextColor(color(get(o, "NSTextColor")));
+      const ArchiveValue background = get(o, "NSBackgroundColor"), text = get(o, "NSTextColor");
+      field->setBackgroundColor(color(background));
+      field->setTextColor(color(text));
     }
-    if (auto* segmented = as<SegmentedCell>(cell.get())) {
-      static constexpr const char16_t* kTracking[] = {u"selectOne", u"selectAny", u"momentary"};
+    if (auto* segmented = cellAs<SegmentedCell>(*cell, kinds)) {
+      static const String kTracking[] = {u"selectOne", u"selectAny", u"momentary"};
       const long tracking = integer(o, "NSTrackingMode", 0);
       if (tracking >= 0 && tracking < 3) segmented->setTrackingMode(kTracking[tracking]);
       const long selectedSegment = integer(o, "NSSelectedSegment", -1);
@@ -1475,7 +1569,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
         ++index;
       }
     }
-    if (auto* combo = as<ComboBoxCell>(cell.get())) {
+    if (auto* combo = cellAs<ComboBoxCell>(*cell, kinds)) {
       std::vector<String> items;
       for (const char* key : {"NSPopUpListData", "NSObjectValues"}) {
         for (const ArchiveValue& v : memberValues(ref(o, key))) {
@@ -1487,7 +1581,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       combo->setUsesDataSource(boolean(o, "NSUsesDataSource", false));
       if (has(o, "NSVisibleItemCount")) combo->setNumberOfVisibleItems(integer(o, "NSVisibleItemCount", 5));
     }
-    if (auto* tokens = as<TokenFieldCell>(cell.get())) {
+    if (auto* tokens = cellAs<TokenFieldCell>(*cell, kinds)) {
       // A token field's value is the list of its tokens.
       if (contents.isObject() && a_.className(contents.index).find("Array") != std::string::npos) {
         std::vector<String> list;
@@ -1500,16 +1594,19 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       }
     }
     // The title last, as in the document reader: a pop-up takes its title from the selected item.
-    if (!as<PopUpButtonCell>(cell.get()) && !as<ImageCell>(cell.get()) && !as<TokenFieldCell>(cell.get())) {
+    if (!cellAs<PopUpButtonCell>(*cell, kinds) && !cellAs<ImageCell>(*cell, kinds) && !cellAs<TokenFieldCell>(*cell, kinds)) {
       if (String title = stringValue(contents, true); !title.isNil()) cell->setTitle(title);
     }
     return cell;
   }
 
   void decodeButtonCell(uint32_t o, ButtonCell& cell) {
-    const String normal = imageName(get(o, "NSNormalImage"));
-    const String alternate = imageName(get(o, "NSAlternateImage"));
-    auto names = [&](const char16_t* name) { return normal == String(name) || alternate == String(name); };
+    const ArchiveValue normalImage = get(o, "NSNormalImage"), alternateImage = get(o, "NSAlternateImage");
+    const String normal = imageName(normalImage);
+    const String alternate = imageName(alternateImage);
+    auto names = [&](std::u16string_view name) {
+      return (!normal.isNil() && normal.view() == name) || (!alternate.isNil() && alternate.view() == name);
+    };
     ButtonType type = ButtonType::MomentaryPushIn;
     if (has(o, "NSAuxButtonType")) {
       type = static_cast<ButtonType>(std::clamp(integer(o, "NSAuxButtonType", 7), 0L, 7L));
@@ -1533,7 +1630,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     const unsigned long flags2 = static_cast<unsigned long>(integer(o, "NSButtonFlags2", 0));
     const long bezel = has(o, "NSBezelStyle") ? integer(o, "NSBezelStyle", 0)
                                               : static_cast<long>((flags2 & 7) | ((flags2 & 0x20) >> 2));
-    static constexpr const char16_t* kBezels[] = {nullptr,         u"rounded",         u"regularSquare",
+    static const String kBezels[] = {String(),              u"rounded",         u"regularSquare",
                                                   u"thick",        u"thicker",         u"disclosure",
                                                   u"shadowlessSquare", u"circular",    u"texturedSquare",
                                                   u"helpButton",   u"smallSquare",     u"texturedRounded",
@@ -1552,7 +1649,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       if (header && !table->isDescendantOf(header.get())) table->setHeaderView(header);
     }
     for (auto& [outline, o] : outlineColumns_) {
-      if (auto column = as<TableColumn>(made(o))) outline->setOutlineTableColumn(column);
+      if (auto column = as<TableColumn>(made(o))) outline->setOutlineTableColumn(std::move(column));
     }
     for (auto& [tabs, o] : selectedTabs_) {
       for (long i = 0; i < tabs->numberOfTabViewItems(); ++i) {
@@ -1576,52 +1673,84 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
       return nullptr;
     }
     const auto index = static_cast<uint32_t>(o);
-    id = identifierOf(index);
-    if (o == layout_.owner) return options_.owner;
-    if (placeholders_[index]) {
-      std::string name;
-      a_.stringOf(get(index, "NSClassName"), name);
-      if (name == "NSApplication") {
-        id = u"-3";
+    if (o == layout_.owner) {
+      id = ownerIdentifier();
+      return options_.owner;
+    }
+    if (state_[index] & kPlaceholder) {
+      std::string_view name;
+      if (a_.textOf(get(index, "NSClassName"), name) && name == "NSApplication") {
+        id = applicationIdentifier();
         return options_.application;
       }
-      id = u"-1";
+      static const String kFirstResponder = u"-1";
+      id = kFirstResponder;
       return nullptr;
     }
     auto object = made(index);
-    if (!object && state_[index] == 0) {
+    if (!object && (state_[index] & kProgress) == kNotReached) {
       // Reached only through a connection (a formatter or controller outside the tree): made now,
       // owned by nothing but the connection's destination.
       object = decode(index, 0, "a connection");
     }
+    // An object made has its identifier already (the same text, shared).
+    id = object && memo_[index] ? memo_[index]->archiveIdentifier() : designerIdentifierOf(index);
     found = object != nullptr;
     return object;
   }
 
+  // What a connector class makes, by the words of its name, worked out once per class name.
+  static constexpr uint8_t kBindingConnector = 1, kHelpConnector = 2, kActionConnector = 4, kOutletConnector = 8,
+                           kSwappedEnds = 16, kConnectorKnown = 128;
+  uint8_t connectorKind(uint32_t c) {
+    const uint32_t n = a_.classNameIndex(c);
+    if (connectorKinds_.empty()) connectorKinds_.resize(a_.nameCount());
+    uint8_t& kind = connectorKinds_[n];
+    if (!(kind & kConnectorKnown)) {
+      const std::string_view cls = a_.className(c);
+      const auto has = [&](const char* word) { return cls.find(word) != std::string_view::npos; };
+      kind = kConnectorKnown | (has("Binding") ? kBindingConnector : 0) |
+             (has("ToolTip") || is(cls, "NSIBHelpConnector") ? kHelpConnector : 0) |
+             (has("Control") || has("Action") ? kActionConnector : 0) | (has("Outlet") ? kOutletConnector : 0) |
+             (is(cls, "IBActionConnection") ? kSwappedEnds : 0);
+    }
+    return kind;
+  }
+
   void connect(uint32_t c) {
-    const std::string_view cls = a_.className(c);
     auto end = [&](const char* modern, const char* older) {
       const int64_t r = ref(c, modern);
       return r >= 0 ? r : ref(c, older);
     };
-    String label = string(c, "NSLabel");
-    if (label.isNil()) label = string(c, "label");
-    if (cls.find("Binding") != std::string::npos) {
+    const uint8_t connector = connectorKind(c);
+    const bool binding = connector & kBindingConnector;
+    if (connector & (kBindingConnector | kHelpConnector)) {
+      // These connectors make no use of a label; only its table key is recorded, as for any string read.
+      std::string_view text;
+      if (const ArchiveValue v = get(c, "NSLabel"); a_.textOf(v, text)) {
+        recordLocalizableKey(v);
+      } else if (const ArchiveValue older = get(c, "label"); a_.textOf(older, text)) {
+        recordLocalizableKey(older);
+      }
+    }
+    if (binding) {
       // The older XML form wraps the binding connector.
       const int64_t inner = ref(c, "connector");
       connectBinding(inner >= 0 ? static_cast<uint32_t>(inner) : c);
       return;
     }
-    if (cls.find("ToolTip") != std::string::npos || is(cls, "NSIBHelpConnector")) {
+    if (connector & kHelpConnector) {
       connectHelp(c);
       return;
     }
+    String label = string(c, "NSLabel");
+    if (label.isNil()) label = string(c, "label");
     int64_t source = end("NSSource", "source"), destination = end("NSDestination", "destination");
-    const bool action = cls.find("Control") != std::string::npos || cls.find("Action") != std::string::npos;
-    const bool outlet = cls.find("Outlet") != std::string::npos;
+    const bool action = connector & kActionConnector;
+    const bool outlet = connector & kOutletConnector;
     if (!action && !outlet) return;
     // The older XML form names an action's target as its source.
-    if (is(cls, "IBActionConnection")) std::swap(source, destination);
+    if (connector & kSwappedEnds) std::swap(source, destination);
     bool sourceFound = false, destinationFound = false;
     String sourceId, destinationId;
     auto from = resolve(source, sourceFound, sourceId);
@@ -1630,15 +1759,17 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     if (!sourceFound || !destinationFound) {
       return warn(kind + label.UTF8String() + ": an end is not part of the interface");
     }
-    if ((sourceId == String(u"-2") || sourceId == String(u"-3")) && !from) return;
-    if ((destinationId == String(u"-2") || destinationId == String(u"-3")) && !to) return;
+    auto placeholderId = [](const String& id) { return !id.isNil() && (id.view() == u"-2" || id.view() == u"-3"); };
+    if (placeholderId(sourceId) && !from) return;
+    if (placeholderId(destinationId) && !to) return;
     // A connector listed many times makes as many connections, each with its own texts.
     charge(kConnectionCost + 2 * sizeof(unichar) * (label.length() + sourceId.length() + destinationId.length()));
     if (outlet) {
       if (!from) return;
       if (auto* receiver = as<NibConnectable>(from.get())) receiver->setOutlet(label, to);
       nib_.connections_.push_back(
-          {NibConnection::Kind::Outlet, label, sourceId, destinationId, String(), from, to, designerIdentifierOf(c)});
+          {NibConnection::Kind::Outlet, std::move(label), std::move(sourceId), std::move(destinationId), String(), from, to,
+           designerIdentifierOf(c)});
       return;
     }
     if (!from) return;
@@ -1658,7 +1789,8 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     if (auto* receiver = as<NibConnectable>(to.get())) receiver->connectAction(label, from);
     nib_.connections_.push_back(
-        {NibConnection::Kind::Action, label, sourceId, destinationId, String(), from, to, designerIdentifierOf(c)});
+        {NibConnection::Kind::Action, std::move(label), std::move(sourceId), std::move(destinationId), String(), from, to,
+         designerIdentifierOf(c)});
   }
 
   void connectBinding(uint32_t c) {
@@ -1677,7 +1809,9 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     // The tables name a binding's strings by the binding's identifier ("12.ibShadowedNullPlaceholder"):
     // where the archive gives the connector none, the keys its localizable strings keep give it.
     String identifier = designerIdentifierOf(c);
-    for (const auto& [k, v] : dictionary(ref(c, "NSOptions"))) {
+    const auto pairs = dictionary(ref(c, "NSOptions"));
+    options.reserve(pairs.size());
+    for (const auto& [k, v] : pairs) {
       const String key = stringValue(k);
       if (key.isNil()) continue;
       if (std::string named; identifier.isNil() && a_.localizableKeyOf(v, named) && named.find('.') != std::string::npos) {
@@ -1705,13 +1839,14 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     }
     bindable->bind(name, destination, keyPath, Dictionary(std::move(options)), arena_);
     nib_.connections_.push_back(
-        {NibConnection::Kind::Binding, name, sourceId, destinationId, keyPath, source, destination, identifier});
+        {NibConnection::Kind::Binding, name, std::move(sourceId), std::move(destinationId), keyPath, source, destination,
+         std::move(identifier)});
   }
 
   // Tool tips given beside the objects: help connectors and tool-tip attributes.
   void connectHelp(uint32_t c) {
     String file = string(c, "NSFile");
-    if (!file.isNil() && !(file == String(u"NSToolTipHelpKey"))) return;
+    if (!file.isNil() && file.view() != u"NSToolTipHelpKey") return;
     int64_t target = ref(c, "NSDestination");
     if (target < 0) target = ref(c, "object");
     bool found = false;
@@ -1745,6 +1880,7 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   std::string packed_;  // a generic object's attributes being packed
   std::vector<uint32_t> memberStack_;  // the member lists being read, innermost last
   mutable std::vector<String> classTexts_;  // by name, made on first use
+  std::vector<uint8_t> connectorKinds_;     // by name, worked out on first use
   const KeyedArchive& a_;
   const archive::ArchiveLayout& layout_;
   const NibLoadOptions& options_;
@@ -1755,11 +1891,12 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
   std::size_t visits_ = 0;
   Nib nib_;
   std::vector<std::shared_ptr<InterfaceObject>> memo_;
-  std::vector<String> identifiers_;
-  std::vector<uint8_t> state_;  // 0 not reached, 1 being decoded, 2 done
-  std::vector<std::shared_ptr<InterfaceObject>> made_;
-  std::vector<bool> placeholders_;    // by object
-  std::vector<bool> visibleWindows_;  // by object
+  // By object: how far its reading is, and what the object data says of it.
+  static constexpr uint8_t kNotReached = 0, kBeingDecoded = 1, kDone = 2, kProgress = 3, kPlaceholder = 4,
+                           kVisibleWindow = 8;
+  std::vector<uint8_t> state_;
+  std::vector<InterfaceObject*> made_;
+  std::vector<std::shared_ptr<InterfaceObject>> replaced_;
   static constexpr unsigned kKeySlotBits = 9;
   struct KeySlot {
     const char* name = nullptr;

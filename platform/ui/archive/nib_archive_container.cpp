@@ -124,6 +124,8 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
   if (bytes.size() < kHeaderSize || std::memcmp(bytes.data(), "NIBArchive", 10) != 0) {
     return fail("not a NIBArchive (header missing or short)");
   }
+  // Offsets into the file are kept in 32 bits, as the file's own are.
+  if (bytes.size() > UINT32_MAX) return fail("the file is over 4 GB");
   const auto* h = reinterpret_cast<const unsigned char*>(bytes.data()) + 10;
   Table objects{le32(h + 8), le32(h + 12)}, keys{le32(h + 16), le32(h + 20)}, values{le32(h + 24), le32(h + 28)},
       classes{le32(h + 32), le32(h + 36)};
@@ -141,7 +143,10 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
   }
   if (objects.count == 0) return fail("the archive holds no objects");
   std::string reason;
-  out.reserve(objects.count, 0, std::size_t{keys.count} + classes.count + 1, bytes.size() - values.offset);
+  // Names and byte values stay in the file: the graph is read while the caller holds the bytes.
+  out.reserve(objects.count, 0, 0, 0);
+  out.reserveNamesInPlace(std::size_t{keys.count} + classes.count + 1);
+  out.keepTextsIn(bytes);
 
   // Keys: the empty-key marker becomes the unkeyed member name (0).
   std::vector<uint32_t> keyIds(keys.count);
@@ -152,7 +157,7 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
       const unsigned char* at = nullptr;
       if (!c.varint(length, reason) || !(at = c.take(length, reason))) return fail(reason);
       const std::string_view name(reinterpret_cast<const char*>(at), length);
-      keyIds[i] = name == "UINibEncoderEmptyKey" ? 0 : out.intern(name);
+      keyIds[i] = name == "UINibEncoderEmptyKey" ? 0 : out.internInPlace(name);
     }
   }
   std::vector<uint32_t> classIds(classes.count);
@@ -167,7 +172,7 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
       std::string_view name(reinterpret_cast<const char*>(at), length);
       while (!name.empty() && name.back() == '\0') name.remove_suffix(1);
       if (name.empty()) return fail("class " + std::to_string(i) + " has no name");
-      classIds[i] = out.intern(name);
+      classIds[i] = out.internInPlace(name);
     }
   }
 
@@ -246,7 +251,8 @@ bool readNIBArchive(std::string_view bytes, std::size_t byteBudget, KeyedArchive
           uint32_t length = 0;
           const unsigned char* at = nullptr;
           if (!c.varint(length, reason) || !(at = c.take(length, reason))) return fail(reason);
-          v = out.addText(std::string_view(reinterpret_cast<const char*>(at), length), ArchiveValue::Kind::Data);
+          v = out.addTextAt(static_cast<uint32_t>(at - reinterpret_cast<const unsigned char*>(bytes.data())), length,
+                            ArchiveValue::Kind::Data);
           break;
         }
         case 9: break;  // nil: the entry's value as made

@@ -2,17 +2,35 @@
 #include "nib_object_data.h"
 
 #include <cmath>
-#include <unordered_set>
+#include <vector>
 
 namespace tq::archive {
 
 namespace {
 
-// The members of the collection under `key`, or nothing when the key is absent or not a collection.
-std::vector<ArchiveValue> collection(const KeyedArchive& archive, uint32_t root, const char* key) {
+// The unkeyed members of the collection under `key`, walked in place: empty when the key is absent
+// or not a collection.
+struct Members {
+  const ArchiveEntry* at = nullptr;
+  const ArchiveEntry* end = nullptr;
+  // The next member, or nullptr after the last.
+  const ArchiveValue* next() {
+    for (; at != end; ++at) {
+      if (at->key == 0) return &(at++)->value;
+    }
+    return nullptr;
+  }
+  std::size_t count() const {
+    std::size_t n = 0;
+    for (const ArchiveEntry* e = at; e != end; ++e) n += e->key == 0;
+    return n;
+  }
+};
+
+Members collection(const KeyedArchive& archive, uint32_t root, const char* key) {
   ArchiveValue v = archive.find(root, key);
   if (!v.isObject()) return {};
-  return archive.members(v.index);
+  return {archive.begin(v.index), archive.end(v.index)};
 }
 
 }  // namespace
@@ -26,46 +44,61 @@ bool layoutFromObjectData(KeyedArchive& archive, uint32_t root, std::string& rea
   ArchiveValue owner = archive.find(root, "NSRoot");
   if (owner.isObject()) layout.owner = owner.index;
 
-  // Placeholders: custom objects standing for First Responder and the application.
-  std::unordered_set<uint32_t> placeholders;
-  const std::vector<ArchiveValue> keys = collection(archive, root, "NSObjectsKeys");
-  const std::vector<ArchiveValue> parents = collection(archive, root, "NSObjectsValues");
-  if (keys.size() != parents.size()) {
-    reason = "object data lists " + std::to_string(keys.size()) + " objects but " + std::to_string(parents.size()) +
-             " parents";
-    return false;
-  }
-  for (const ArchiveValue& k : keys) {
-    if (!k.isObject() || static_cast<int64_t>(k.index) == layout.owner) continue;
-    if (archive.className(k.index) != std::string_view("NSCustomObject")) continue;
-    std::string name;
-    archive.stringOf(archive.find(k.index, "NSClassName"), name);
-    if (name == "FirstResponder" || name == "NSApplication") placeholders.insert(k.index);
-  }
-  for (std::size_t i = 0; i < keys.size(); ++i) {
-    if (!keys[i].isObject()) continue;
-    const bool topLevel = parents[i].isObject() && static_cast<int64_t>(parents[i].index) == layout.owner;
-    if (topLevel && static_cast<int64_t>(keys[i].index) != layout.owner && !placeholders.count(keys[i].index)) {
-      layout.topLevel.push_back(keys[i].index);
+  // Placeholders: custom objects standing for First Responder and the application, each listed once.
+  const Members keys = collection(archive, root, "NSObjectsKeys");
+  const Members parents = collection(archive, root, "NSObjectsValues");
+  std::vector<bool> placeholder(archive.objectCount());
+  for (Members k = keys; const ArchiveValue* v = k.next();) {
+    if (!v->isObject() || static_cast<int64_t>(v->index) == layout.owner || placeholder[v->index]) continue;
+    if (archive.className(v->index) != std::string_view("NSCustomObject")) continue;
+    std::string_view name;
+    if (!archive.textOf(archive.find(v->index, "NSClassName"), name)) continue;
+    if (name == "FirstResponder" || name == "NSApplication") {
+      placeholder[v->index] = true;
+      layout.placeholders.push_back(v->index);
     }
   }
-  layout.placeholders.assign(placeholders.begin(), placeholders.end());
-  for (const ArchiveValue& c : collection(archive, root, "NSConnections")) {
-    if (c.isObject()) layout.connectors.push_back(c.index);
+  // The objects whose parent is the owner, the two lists walked together (and counted to their ends).
+  std::size_t keyCount = 0, parentCount = 0;
+  for (Members k = keys, p = parents;;) {
+    const ArchiveValue* key = k.next();
+    const ArchiveValue* parent = p.next();
+    keyCount += key != nullptr;
+    parentCount += parent != nullptr;
+    if (!key || !parent) {
+      keyCount += k.count();
+      parentCount += p.count();
+      break;
+    }
+    if (!key->isObject()) continue;
+    const bool topLevel = parent->isObject() && static_cast<int64_t>(parent->index) == layout.owner;
+    if (topLevel && static_cast<int64_t>(key->index) != layout.owner && !placeholder[key->index]) {
+      layout.topLevel.push_back(key->index);
+    }
+  }
+  if (keyCount != parentCount) {
+    reason = "object data lists " + std::to_string(keyCount) + " objects but " + std::to_string(parentCount) + " parents";
+    return false;
+  }
+  Members connections = collection(archive, root, "NSConnections");
+  layout.connectors.reserve(connections.count());
+  for (Members c = connections; const ArchiveValue* v = c.next();) {
+    if (v->isObject()) layout.connectors.push_back(v->index);
   }
 
   if (archive.find(root, "NSVisibleWindows").isObject()) {
     layout.visibleWindowsKnown = true;
-    for (const ArchiveValue& w : collection(archive, root, "NSVisibleWindows")) {
-      if (w.isObject()) layout.visibleWindows.push_back(w.index);
+    for (Members w = collection(archive, root, "NSVisibleWindows"); const ArchiveValue* v = w.next();) {
+      if (v->isObject()) layout.visibleWindows.push_back(v->index);
     }
   }
-  const std::vector<ArchiveValue> oidKeys = collection(archive, root, "NSOidsKeys");
-  const std::vector<ArchiveValue> oids = collection(archive, root, "NSOidsValues");
-  for (std::size_t i = 0; i < oidKeys.size() && i < oids.size(); ++i) {
-    double oid = 0;
-    if (oidKeys[i].isObject() && archive.numberOf(oids[i], oid) && std::isfinite(oid) && std::fabs(oid) < 9e15) {
-      layout.setIdentifier(oidKeys[i].index, static_cast<int64_t>(oid), archive.objectCount());
+  for (Members k = collection(archive, root, "NSOidsKeys"), o = collection(archive, root, "NSOidsValues");;) {
+    const ArchiveValue* key = k.next();
+    const ArchiveValue* oid = o.next();
+    if (!key || !oid) break;
+    double n = 0;
+    if (key->isObject() && archive.numberOf(*oid, n) && std::isfinite(n) && std::fabs(n) < 9e15) {
+      layout.setIdentifier(key->index, static_cast<int64_t>(n), archive.objectCount());
     }
   }
   return true;

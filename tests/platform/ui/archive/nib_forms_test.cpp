@@ -385,6 +385,53 @@ TEST(CompiledNib, ElementContent) {
   }
 }
 
+// Every cell class reads what it and each of its model bases read, the bases taken from the model's
+// class tree: pop-up cells their button's bezel, combo, search, token and header cells their field's
+// placeholder; image and segmented cells their own scaling and tracking.
+TEST(CompiledNib, CellsReadWhatTheirClassAndItsBasesHold) {
+  struct Case {
+    const char* cls;
+    bool button, field, image, segmented;
+  };
+  const Case cases[] = {{"NSButtonCell", true, false, false, false},      {"NSPopUpButtonCell", true, false, false, false},
+                        {"NSTextFieldCell", false, true, false, false},   {"NSSecureTextFieldCell", false, true, false, false},
+                        {"NSComboBoxCell", false, true, false, false},    {"NSSearchFieldCell", false, true, false, false},
+                        {"NSTokenFieldCell", false, true, false, false},  {"NSTableHeaderCell", false, true, false, false},
+                        {"NSImageCell", false, false, true, false},       {"NSSegmentedCell", false, false, false, true},
+                        {"NSSliderCell", false, false, false, false}};
+  KeyedArchiveWriter w;
+  std::vector<uint64_t> controls;
+  for (const Case& c : cases) {
+    const uint64_t cell = w.make(c.cls, {{"NSPlaceholderString", w.string("hint")}});
+    w.set(cell, "NSBezelStyle", plist_new_uint(2));
+    w.set(cell, "NSScale", plist_new_uint(2));
+    w.set(cell, "NSTrackingMode", plist_new_uint(1));
+    controls.push_back(w.make("NSControl", {{"NSFrameSize", w.string("{40, 20}")}, {"NSCell", cell}}));
+  }
+  NibReadResult r = readNibData(w.binary({w.make("NSView", {{"NSSubviews", w.array(controls)}})}));
+  ASSERT_TRUE(r) << r.error().reason;
+  const auto& subviews = topLevel<View>(r, 0)->subviews();
+  ASSERT_EQ(subviews.size(), std::size(cases));
+  for (std::size_t i = 0; i < std::size(cases); ++i) {
+    SCOPED_TRACE(cases[i].cls);
+    auto control = std::dynamic_pointer_cast<Control>(subviews[i]);
+    ASSERT_TRUE(control && control->cell());
+    Cell* cell = control->cell().get();
+    auto* button = dynamic_cast<ButtonCell*>(cell);
+    auto* field = dynamic_cast<TextFieldCell*>(cell);
+    auto* image = dynamic_cast<ImageCell*>(cell);
+    auto* segmented = dynamic_cast<SegmentedCell*>(cell);
+    ASSERT_EQ(button != nullptr, cases[i].button);
+    ASSERT_EQ(field != nullptr, cases[i].field);
+    ASSERT_EQ(image != nullptr, cases[i].image);
+    ASSERT_EQ(segmented != nullptr, cases[i].segmented);
+    if (button) EXPECT_EQ(button->bezelStyle(), String(u"regularSquare"));
+    if (field) EXPECT_EQ(field->placeholderString(), String(u"hint"));
+    if (image) EXPECT_EQ(image->imageScaling(), String(u"none"));
+    if (segmented) EXPECT_EQ(segmented->trackingMode(), String(u"selectAny"));
+  }
+}
+
 // Archives that cannot be an interface, each refused with one clear reason.
 TEST(CompiledNib, DamagedAndHostileArchivesAreRefused) {
   KeyedArchiveWriter w;
@@ -550,6 +597,17 @@ TEST(NIBArchiveForm, CountsOffsetsAndReferencesAreChecked) {
   EXPECT_FALSE(patched(38, 0xFFFFFF00)) << "values table offset past the end";
   NIBArchiveBuilder d;
   EXPECT_TRUE(refused(readNibData(d.finish({d.w.object("NSView", {NW::ref("NSSubviews", 5000)})})), "refers to object 5000"));
+  // Object data whose lists of objects and of their parents differ in length, either way.
+  for (const bool moreObjects : {true, false}) {
+    NIBArchiveBuilder m;
+    const std::vector<NW::Value> one{NW::ref("UINibEncoderEmptyKey", m.w.object("NSView", {}))};
+    std::vector<NW::Value> two = one;
+    two.push_back(NW::ref("UINibEncoderEmptyKey", m.owner));
+    const uint32_t k = m.w.object("NSArray", moreObjects ? two : one), p = m.w.object("NSArray", moreObjects ? one : two);
+    m.w.patch(m.root, 0, NW::ref("IB.objectdata", m.w.object("NSIBObjectData", {NW::ref("NSRoot", m.owner), NW::ref("NSObjectsKeys", k),
+                                                                                NW::ref("NSObjectsValues", p)})));
+    EXPECT_TRUE(refused(readNibData(m.w.bytes()), moreObjects ? "lists 2 objects but 1 parents" : "lists 1 objects but 2 parents"));
+  }
 }
 
 // --- bounds -------------------------------------------------------------------------------------------

@@ -76,6 +76,10 @@ class View : public InterfaceObject {
   // their attributes; the model does not solve them).
   const std::vector<std::shared_ptr<InterfaceObject>>& constraints() const { return constraints_; }
   void addConstraint(std::shared_ptr<InterfaceObject> constraint) { constraints_.push_back(std::move(constraint)); }
+  // Room for `count` more constraints or subviews, made at once by a reader that knows how many
+  // follow; what the view holds is unchanged.
+  void reserveConstraints(std::size_t count) { constraints_.reserve(constraints_.size() + count); }
+  void reserveSubviews(std::size_t count) { subviews_.reserve(subviews_.size() + count); }
 
   // Called when the view became (or stopped being, with nullptr) the content view of a window.
   void setContentViewOfWindow(Window* window) { window_ = window; }
