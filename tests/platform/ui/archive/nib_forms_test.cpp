@@ -425,10 +425,18 @@ TEST(CompiledNib, CellsReadWhatTheirClassAndItsBasesHold) {
     ASSERT_EQ(field != nullptr, cases[i].field);
     ASSERT_EQ(image != nullptr, cases[i].image);
     ASSERT_EQ(segmented != nullptr, cases[i].segmented);
-    if (button) EXPECT_EQ(button->bezelStyle(), String(u"regularSquare"));
-    if (field) EXPECT_EQ(field->placeholderString(), String(u"hint"));
-    if (image) EXPECT_EQ(image->imageScaling(), String(u"none"));
-    if (segmented) EXPECT_EQ(segmented->trackingMode(), String(u"selectAny"));
+    if (button) {
+      EXPECT_EQ(button->bezelStyle(), String(u"regularSquare"));
+    }
+    if (field) {
+      EXPECT_EQ(field->placeholderString(), String(u"hint"));
+    }
+    if (image) {
+      EXPECT_EQ(image->imageScaling(), String(u"none"));
+    }
+    if (segmented) {
+      EXPECT_EQ(segmented->trackingMode(), String(u"selectAny"));
+    }
   }
 }
 
