@@ -270,18 +270,21 @@ void decodeBase64Into(std::string_view text, std::string& into) {
   unsigned buffer = 0;
   int bits = 0;
   while (p < end) {
-    // Four characters in a row, on a byte boundary: the common case between line breaks.
-    if (bits == 0 && end - p >= 4) {
-      const int a = kValues[p[0]], b = kValues[p[1]], c = kValues[p[2]], d = kValues[p[3]];
-      if ((a | b | c | d) >= 0) {
+    // Four characters in a row, on a byte boundary: the common case between line breaks, taken in
+    // a loop of its own until a character that is not base64 (a line break, '=') or the end.
+    if (bits == 0) {
+      while (end - p >= 4) {
+        const int a = kValues[p[0]], b = kValues[p[1]], c = kValues[p[2]], d = kValues[p[3]];
+        if ((a | b | c | d) < 0) break;
         const unsigned v = static_cast<unsigned>(a) << 18 | static_cast<unsigned>(b) << 12 |
                            static_cast<unsigned>(c) << 6 | static_cast<unsigned>(d);
-        *o++ = static_cast<char>(v >> 16);
-        *o++ = static_cast<char>(v >> 8);
-        *o++ = static_cast<char>(v);
+        o[0] = static_cast<char>(v >> 16);
+        o[1] = static_cast<char>(v >> 8);
+        o[2] = static_cast<char>(v);
+        o += 3;
         p += 4;
-        continue;
       }
+      if (p == end) break;
     }
     const int v = kValues[*p++];
     if (v < 0) continue;
