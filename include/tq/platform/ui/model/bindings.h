@@ -12,6 +12,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -66,6 +67,10 @@ class BindingInfo : public Object {
   Dictionary options_ = Dictionary::empty();
   std::array<Value, 4> placeholders_;
   std::array<bool, 4> isDefault_{};
+  // Where Bindable::bind recorded this info: the bound object and the binding's place in its order.
+  friend class Bindable;
+  const class Bindable* boundBy_ = nullptr;
+  std::uint32_t order_ = 0;
 };
 
 // The object that serves one group of bindings of one bound object.
@@ -130,11 +135,17 @@ class Bindable {
  private:
   std::shared_ptr<BindingInfo> bind(const String& binding, const std::shared_ptr<Object>& observedObject,
                                     const String& keyPath, const Dictionary& options, Arena* arena);
+  // The binders, and how many bindings were made (each info knows its place in that order). Made at
+  // the first binding, in the arena given to it when there is one (then holding that arena).
   struct Storage {
     std::vector<std::shared_ptr<Binder>> binders;
-    std::vector<String> names;
+    std::uint32_t bindings = 0;
+    detail::ArenaState* arena = nullptr;
   };
-  std::unique_ptr<Storage> storage_;  // made at the first binding: most objects have none
+  struct DropStorage {
+    void operator()(Storage* storage) const noexcept;
+  };
+  std::unique_ptr<Storage, DropStorage> storage_;  // most objects have none
 };
 
 }  // namespace tq
