@@ -20,6 +20,14 @@ String placeholderOptionKey(BindingMarker marker) { return kPlaceholderKeys[stat
 BindingInfo::BindingInfo(String binding, std::weak_ptr<Object> observedObject, String keyPath)
     : binding_(std::move(binding)), observedObject_(std::move(observedObject)), keyPath_(std::move(keyPath)) {}
 
+const Dictionary& BindingInfo::options() const {
+  if (options_.isNil()) {
+    static const Dictionary none = Dictionary::empty();
+    return none;
+  }
+  return options_;
+}
+
 void BindingInfo::setPlaceholder(Value placeholder, BindingMarker marker, bool isDefault) {
   const int i = static_cast<int>(marker);
   placeholders_[i] = std::move(placeholder);

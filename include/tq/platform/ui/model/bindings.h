@@ -48,7 +48,7 @@ class BindingInfo : public Object {
 
   // The options other than the placeholders and the display pattern, as archived
   // ("NSValueTransformerName", "NSValidatesImmediately", ...). Never nil.
-  const Dictionary& options() const { return options_; }
+  const Dictionary& options() const;
   void setOptions(Dictionary options) { options_ = std::move(options); }
 
   // The placeholder for the marker (a string, a number, or any value); nil when none is set.
@@ -64,7 +64,7 @@ class BindingInfo : public Object {
   String binding_;
   std::weak_ptr<Object> observedObject_;
   String keyPath_;
-  Dictionary options_ = Dictionary::empty();
+  Dictionary options_;  // nil stands for the shared empty dictionary
   std::array<Value, 4> placeholders_;
   std::array<bool, 4> isDefault_{};
   // Where Bindable::bind recorded this info: the bound object and the binding's place in its order.
