@@ -126,9 +126,9 @@ class Bindable {
   // "NSDisplayPattern" becomes the binder's display pattern; the rest stays in options().
   std::shared_ptr<BindingInfo> bind(const String& binding, const std::shared_ptr<Object>& observedObject,
                                     const String& keyPath, const Dictionary& options);
-  // The same, with a new binder and the binding info made in `arena` instead of heap blocks of
-  // their own (a reader keeping an interface's objects in one arena): each holds the arena while it
-  // lives.
+  // The same, with a new binder and the binding info (and, at an object's first binding, its list of
+  // binders) made in `arena` instead of heap blocks of their own (a reader keeping an interface's
+  // objects in one arena): each holds the arena while it lives.
   std::shared_ptr<BindingInfo> bind(const String& binding, const std::shared_ptr<Object>& observedObject,
                                     const String& keyPath, const Dictionary& options, Arena& arena);
 
