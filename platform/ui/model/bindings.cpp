@@ -20,6 +20,14 @@ String placeholderOptionKey(BindingMarker marker) { return kPlaceholderKeys[stat
 BindingInfo::BindingInfo(String binding, std::weak_ptr<Object> observedObject, String keyPath)
     : binding_(std::move(binding)), observedObject_(std::move(observedObject)), keyPath_(std::move(keyPath)) {}
 
+const Dictionary& BindingInfo::options() const {
+  if (options_.isNil()) {
+    static const Dictionary none = Dictionary::empty();
+    return none;
+  }
+  return options_;
+}
+
 void BindingInfo::setPlaceholder(Value placeholder, BindingMarker marker, bool isDefault) {
   const int i = static_cast<int>(marker);
   placeholders_[i] = std::move(placeholder);
@@ -94,7 +102,38 @@ String binderClassNameIn(const String& binding, Arena& arena) {
   return String::fromUTF8(std::string_view(name, length), arena);
 }
 
+
+// The group a binding's numbered variants share, as a view of the binding's own text (see
+// bindingGroupName).
+std::u16string_view groupOf(std::u16string_view binding) {
+  std::size_t end = binding.size();
+  while (end > 0 && binding[end - 1] >= u'0' && binding[end - 1] <= u'9') --end;
+  return end == 0 ? binding : binding.substr(0, end);
+}
+
+// Placeholder keys (by marker) and the display pattern key, with their lengths known.
+constexpr std::u16string_view kPlaceholderViews[] = {u"NSMultipleValuesPlaceholder", u"NSNullPlaceholder",
+                                                     u"NSNoSelectionPlaceholder", u"NSNotApplicablePlaceholder"};
+constexpr std::u16string_view kDisplayPatternKey = u"NSDisplayPattern";
+
+// The marker whose placeholder the option key carries; -1 for any other key.
+int markerOfKey(std::u16string_view key) {
+  for (int m = 0; m < 4; ++m) {
+    if (key == kPlaceholderViews[m]) return m;
+  }
+  return -1;
+}
+
 }  // namespace
+
+void Bindable::DropStorage::operator()(Storage* storage) const noexcept {
+  if (detail::ArenaState* arena = storage->arena) {
+    storage->~Storage();
+    arena->release();
+  } else {
+    delete storage;
+  }
+}
 
 std::shared_ptr<Binder> Bindable::binderForBinding(const String& binding) const {
   if (!storage_ || binding.isNil()) return nullptr;
@@ -110,7 +149,15 @@ const std::vector<std::shared_ptr<Binder>>& Bindable::binders() const {
 }
 
 std::vector<String> Bindable::boundBindingNames() const {
-  return storage_ ? storage_->names : std::vector<String>();
+  if (!storage_) return {};
+  // Each info recorded here knows its place; infos a caller added to a binder by hand have none.
+  std::vector<String> names(storage_->bindings);
+  for (const auto& binder : storage_->binders) {
+    for (const auto& info : binder->bindingInfos()) {
+      if (info && info->boundBy_ == this && info->order_ < names.size()) names[info->order_] = info->binding();
+    }
+  }
+  return names;
 }
 
 std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::shared_ptr<Object>& observedObject,
@@ -125,48 +172,54 @@ std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::sh
 
 std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::shared_ptr<Object>& observedObject,
                                             const String& keyPath, const Dictionary& options, Arena* arena) {
-  if (!storage_) storage_ = std::make_unique<Storage>();
-  const String group = bindingGroupName(binding);
-  std::shared_ptr<Binder> binder;
+  if (!storage_) {
+    if (arena) {
+      // In the arena, holding it: this object may live elsewhere, and outlive every other hold.
+      detail::ArenaState* state = arena->state();
+      storage_.reset(new (state->allocate(sizeof(Storage), alignof(Storage))) Storage{{}, 0, state});
+      state->retain();
+    } else {
+      storage_.reset(new Storage);
+    }
+  }
+  const std::u16string_view group = groupOf(binding.view());
+  Binder* binder = nullptr;
   for (const auto& b : storage_->binders) {
-    if (!b->bindingInfos().empty() && bindingGroupName(b->bindingInfos().front()->binding()) == group) {
-      binder = b;
+    const auto& infos = b->bindingInfos();
+    if (!infos.empty() && groupOf(infos.front()->binding().view()) == group) {
+      binder = b.get();
       break;
     }
   }
   if (!binder) {
-    binder = arena ? arena->make<Binder>(binderClassNameIn(binding, *arena))
-                   : std::make_shared<Binder>(binderClassNameForBinding(binding));
-    storage_->binders.push_back(binder);
+    auto made = arena ? arena->make<Binder>(binderClassNameIn(binding, *arena))
+                      : std::make_shared<Binder>(binderClassNameForBinding(binding));
+    binder = made.get();
+    storage_->binders.push_back(std::move(made));
   }
   auto info = arena ? arena->make<BindingInfo>(binding, observedObject, keyPath)
                     : std::make_shared<BindingInfo>(binding, observedObject, keyPath);
+  info->boundBy_ = this;
+  info->order_ = storage_->bindings++;
   // Options with no placeholder and no display pattern are kept as given (the dictionary shares
   // its entries) instead of copied entry by entry into a new one.
   const auto special = [](const String& key) {
-    for (const char16_t* placeholderKey : kPlaceholderKeys) {
-      if (key.view() == placeholderKey) return true;
-    }
-    return key.view() == u"NSDisplayPattern";
+    const std::u16string_view k = key.view();
+    return markerOfKey(k) >= 0 || k == kDisplayPatternKey;
   };
   if (std::none_of(options.entries().begin(), options.entries().end(),
                    [&](const Dictionary::Entry& entry) { return special(entry.first); })) {
     info->setOptions(options);
     binder->addBindingInfo(info);
-    storage_->names.push_back(binding);
     return info;
   }
   std::vector<Dictionary::Entry> rest;
   for (const auto& [key, value] : options.entries()) {
-    bool placeholder = false;
-    for (int m = 0; m < 4; ++m) {
-      if (key.view() == kPlaceholderKeys[m]) {
-        info->setPlaceholder(value, static_cast<BindingMarker>(m), false);
-        placeholder = true;
-      }
+    if (const int m = markerOfKey(key.view()); m >= 0) {
+      info->setPlaceholder(value, static_cast<BindingMarker>(m), false);
+      continue;
     }
-    if (placeholder) continue;
-    if (key.view() == u"NSDisplayPattern") {
+    if (key.view() == kDisplayPatternKey) {
       binder->setDisplayPattern(value.stringValue());
       continue;
     }
@@ -174,7 +227,6 @@ std::shared_ptr<BindingInfo> Bindable::bind(const String& binding, const std::sh
   }
   info->setOptions(Dictionary(std::move(rest)));
   binder->addBindingInfo(info);
-  storage_->names.push_back(binding);
   return info;
 }
 

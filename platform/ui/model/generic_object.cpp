@@ -66,9 +66,14 @@ const Dictionary& GenericObject::attributes() const {
     std::lock_guard<std::mutex> hold(unpackLock());
     if (!unpacked_.load(std::memory_order_relaxed)) {
       attributes_ = unpack(archived_, archivedTyped_);
+      ownAttributes_ = true;
       dropArchived();
       unpacked_.store(true, std::memory_order_release);
     }
+  }
+  if (!ownAttributes_) {
+    static const Dictionary none = Dictionary::empty();
+    return none;
   }
   return attributes_;
 }
@@ -86,6 +91,7 @@ void GenericObject::dropArchived() const {
 void GenericObject::setAttributes(Dictionary attributes) {
   dropArchived();
   attributes_ = std::move(attributes);
+  ownAttributes_ = true;
   unpacked_.store(true, std::memory_order_release);
 }
 

@@ -40,14 +40,16 @@ class ArenaState {
  public:
   static ArenaState* create(std::size_t firstChunk);
 
-  void retain() noexcept {
+  // Inlined at every hold taken or dropped (each object and text made in an arena takes a few): a
+  // call, through the library's symbol table, would cost more than the count itself.
+  [[gnu::always_inline]] void retain() noexcept {
     if (singleThreaded()) {
       refs_.store(refs_.load(std::memory_order_relaxed) + 1, std::memory_order_relaxed);
     } else {
       refs_.fetch_add(1, std::memory_order_relaxed);
     }
   }
-  void release() noexcept {
+  [[gnu::always_inline]] void release() noexcept {
     // A count of one is the caller's own hold: nobody else can add to it.
     const std::size_t n = refs_.load(std::memory_order_acquire);
     if (n == 1) {

@@ -597,6 +597,11 @@ TEST(NibFormsCorpus, GenericObjectsKeepTheirElementsAttributes) {
 TEST(GenericObject, AttributesSetAfterTheFirstQuestionStillArrive) {
   GenericObject object;
   EXPECT_EQ(object.attributes().count(), 0u);
+  EXPECT_FALSE(object.attributes().isNil());
+  EXPECT_TRUE(object.attributes().isIdenticalTo(Dictionary::empty()));
+  GenericObject given;
+  given.setAttributes(Dictionary());
+  EXPECT_TRUE(given.attributes().isNil()) << "nil given is nil kept";
   static const char packed[] = "firstItem\0abc\0constant\08\0";
   object.setArchivedAttributes(std::string(packed, sizeof packed - 1));
   ASSERT_EQ(object.attributes().count(), 2u);

@@ -281,13 +281,20 @@ TEST(Bindings, BindersMadeInAnArenaHoldItWhileTheyLive) {
   auto field = std::make_shared<TextField>();
   const std::size_t before = arena.state()->holds();
   auto info = field->bind(u"value", nullptr, u"self.a", Dictionary::empty(), arena);
-  EXPECT_EQ(arena.state()->holds(), before + 3) << "the binder, its class name and the binding info";
+  EXPECT_EQ(arena.state()->holds(), before + 4) << "the object's binder list, the binder, its class name and the info";
   EXPECT_EQ(field->binderForBinding(u"value")->className(), String(u"NSValueBinder"));
   EXPECT_EQ(field->binderForBinding(u"value")->bindingInfos().front(), info);
   EXPECT_EQ(info->keyPath(), String(u"self.a"));
+  EXPECT_TRUE(info->options().isIdenticalTo(Dictionary::empty()));
+  info->setOptions(Dictionary());
+  EXPECT_FALSE(info->options().isNil()) << "options are never nil";
   // Options with nothing the binder takes for itself are kept as given, entries shared.
   const Dictionary options{{u"NSValueTransformerName", Value(String(u"NSNegateBoolean"))}};
   EXPECT_TRUE(field->bind(u"hidden", nullptr, u"self.b", options, arena)->options().isIdenticalTo(options));
+  // Names in binding order, not binder by binder; an info added to a binder by hand is no binding.
+  field->bind(u"value2", nullptr, u"self.c", Dictionary::empty(), arena);
+  field->binderForBinding(u"value")->addBindingInfo(std::make_shared<BindingInfo>(String(u"value3"), std::weak_ptr<Object>(), String(u"x")));
+  EXPECT_EQ(field->boundBindingNames(), (std::vector<String>{u"value", u"hidden", u"value2"}));
   info.reset();
   field.reset();
   EXPECT_EQ(arena.state()->holds(), before);

@@ -12,6 +12,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <memory>
 #include <vector>
 
@@ -47,7 +48,7 @@ class BindingInfo : public Object {
 
   // The options other than the placeholders and the display pattern, as archived
   // ("NSValueTransformerName", "NSValidatesImmediately", ...). Never nil.
-  const Dictionary& options() const { return options_; }
+  const Dictionary& options() const;
   void setOptions(Dictionary options) { options_ = std::move(options); }
 
   // The placeholder for the marker (a string, a number, or any value); nil when none is set.
@@ -63,9 +64,13 @@ class BindingInfo : public Object {
   String binding_;
   std::weak_ptr<Object> observedObject_;
   String keyPath_;
-  Dictionary options_ = Dictionary::empty();
+  Dictionary options_;  // nil stands for the shared empty dictionary
   std::array<Value, 4> placeholders_;
   std::array<bool, 4> isDefault_{};
+  // Where Bindable::bind recorded this info: the bound object and the binding's place in its order.
+  friend class Bindable;
+  const class Bindable* boundBy_ = nullptr;
+  std::uint32_t order_ = 0;
 };
 
 // The object that serves one group of bindings of one bound object.
@@ -121,20 +126,26 @@ class Bindable {
   // "NSDisplayPattern" becomes the binder's display pattern; the rest stays in options().
   std::shared_ptr<BindingInfo> bind(const String& binding, const std::shared_ptr<Object>& observedObject,
                                     const String& keyPath, const Dictionary& options);
-  // The same, with a new binder and the binding info made in `arena` instead of heap blocks of
-  // their own (a reader keeping an interface's objects in one arena): each holds the arena while it
-  // lives.
+  // The same, with a new binder and the binding info (and, at an object's first binding, its list of
+  // binders) made in `arena` instead of heap blocks of their own (a reader keeping an interface's
+  // objects in one arena): each holds the arena while it lives.
   std::shared_ptr<BindingInfo> bind(const String& binding, const std::shared_ptr<Object>& observedObject,
                                     const String& keyPath, const Dictionary& options, Arena& arena);
 
  private:
   std::shared_ptr<BindingInfo> bind(const String& binding, const std::shared_ptr<Object>& observedObject,
                                     const String& keyPath, const Dictionary& options, Arena* arena);
+  // The binders, and how many bindings were made (each info knows its place in that order). Made at
+  // the first binding, in the arena given to it when there is one (then holding that arena).
   struct Storage {
     std::vector<std::shared_ptr<Binder>> binders;
-    std::vector<String> names;
+    std::uint32_t bindings = 0;
+    detail::ArenaState* arena = nullptr;
   };
-  std::unique_ptr<Storage> storage_;  // made at the first binding: most objects have none
+  struct DropStorage {
+    void operator()(Storage* storage) const noexcept;
+  };
+  std::unique_ptr<Storage, DropStorage> storage_;  // most objects have none
 };
 
 }  // namespace tq

@@ -46,13 +46,16 @@ class GenericObject : public InterfaceObject, public NibConnectable {
   std::shared_ptr<Object> outlet(const String& property) const;
 
  private:
-  mutable Dictionary attributes_ = Dictionary::empty();
+  // Nil until attributes are set or unpacked (ownAttributes_): an object never given any answers
+  // the shared empty dictionary, with no count taken and dropped for it.
+  mutable Dictionary attributes_;
   mutable std::string packed_;
   // The packed attributes: in packed_, or in the arena held.
   mutable std::string_view archived_;
   mutable detail::ArenaState* archivedArena_ = nullptr;
   mutable bool archivedTyped_ = false;
   mutable std::atomic<bool> unpacked_{true};  // false while archived_ holds attributes not yet made
+  mutable bool ownAttributes_ = false;
   std::mutex& unpackLock() const;
   void dropArchived() const;
   std::vector<std::pair<String, std::weak_ptr<Object>>> outlets_;
