@@ -781,77 +781,53 @@ class [[gnu::visibility("hidden")]] KeyedNibDecoder {
     return view;
   }
 
-  // The model's view classes the reading of a view tells apart, as bits: a view made by this
-  // reader's own factories has them from its type; a view made by the host's registry (kAskKinds)
-  // is asked at run time.
-  static constexpr unsigned kPopUpButton = 1u << 0, kControl = 1u << 1, kBox = 1u << 2, kMatrix = 1u << 3,
-                            kTabView = 1u << 4, kTableView = 1u << 5, kScrollView = 1u << 6, kClipView = 1u << 7,
-                            kStackView = 1u << 8, kTextView = 1u << 9, kGridView = 1u << 10, kRuleEditor = 1u << 11,
-                            kProgressIndicator = 1u << 12;
+  // The model's classes the reading of a view or cell tells apart, as bits (a class's place in the
+  // list): an object made by this reader's own factories has them from its type; one made by the
+  // host's registry (kAskKinds) is asked at run time.
   static constexpr unsigned kAskKinds = ~0u;
-  template <class T>
-  static constexpr unsigned kindOf() {
-    if constexpr (std::is_same_v<T, PopUpButton>) return kPopUpButton;
-    if constexpr (std::is_same_v<T, Control>) return kControl;
-    if constexpr (std::is_same_v<T, Box>) return kBox;
-    if constexpr (std::is_same_v<T, Matrix>) return kMatrix;
-    if constexpr (std::is_same_v<T, TabView>) return kTabView;
-    if constexpr (std::is_same_v<T, TableView>) return kTableView;
-    if constexpr (std::is_same_v<T, ScrollView>) return kScrollView;
-    if constexpr (std::is_same_v<T, ClipView>) return kClipView;
-    if constexpr (std::is_same_v<T, StackView>) return kStackView;
-    if constexpr (std::is_same_v<T, TextView>) return kTextView;
-    if constexpr (std::is_same_v<T, GridView>) return kGridView;
-    if constexpr (std::is_same_v<T, RuleEditor>) return kRuleEditor;
-    if constexpr (std::is_same_v<T, ProgressIndicator>) return kProgressIndicator;
-    return 0;
-  }
+  template <class... Classes>
+  struct Kinds {
+    // The bit of T, which must be one of the list.
+    template <class T>
+    static constexpr unsigned of() {
+      unsigned bit = 1, found = 0;
+      ((found |= std::is_same_v<T, Classes> ? bit : 0u, bit <<= 1), ...);
+      return found;
+    }
+    // The bits of every listed class an object made as `Made` is.
+    template <class Made>
+    static constexpr unsigned madeAs() {
+      unsigned bit = 1, found = 0;
+      ((found |= std::is_base_of_v<Classes, Made> ? bit : 0u, bit <<= 1), ...);
+      return found;
+    }
+    // The object as T: from its kinds, or asked when they are not known.
+    template <class T, class Base, class Ask>
+    static T* as(Base& object, unsigned kinds, Ask ask) {
+      static_assert(of<T>() != 0);
+      if (kinds == kAskKinds) return ask(&object);
+      return (kinds & of<T>()) ? static_cast<T*>(&object) : nullptr;
+    }
+  };
+  using ViewKinds = Kinds<PopUpButton, Control, Box, Matrix, TabView, TableView, ScrollView, ClipView, StackView,
+                          TextView, GridView, RuleEditor, ProgressIndicator>;
+  using CellKinds =
+      Kinds<ImageCell, ButtonCell, PopUpButtonCell, TextFieldCell, SegmentedCell, ComboBoxCell, TokenFieldCell>;
   template <class Made>
   static constexpr unsigned viewKinds() {
-    return (std::is_base_of_v<PopUpButton, Made> ? kPopUpButton : 0u) | (std::is_base_of_v<Control, Made> ? kControl : 0u) |
-           (std::is_base_of_v<Box, Made> ? kBox : 0u) | (std::is_base_of_v<Matrix, Made> ? kMatrix : 0u) |
-           (std::is_base_of_v<TabView, Made> ? kTabView : 0u) | (std::is_base_of_v<TableView, Made> ? kTableView : 0u) |
-           (std::is_base_of_v<ScrollView, Made> ? kScrollView : 0u) | (std::is_base_of_v<ClipView, Made> ? kClipView : 0u) |
-           (std::is_base_of_v<StackView, Made> ? kStackView : 0u) | (std::is_base_of_v<TextView, Made> ? kTextView : 0u) |
-           (std::is_base_of_v<GridView, Made> ? kGridView : 0u) | (std::is_base_of_v<RuleEditor, Made> ? kRuleEditor : 0u) |
-           (std::is_base_of_v<ProgressIndicator, Made> ? kProgressIndicator : 0u);
-  }
-  template <class T>
-  T* viewAs(View& view, unsigned kinds) const {
-    static_assert(kindOf<T>() != 0);
-    if (kinds == kAskKinds) return as<T>(&view);
-    return (kinds & kindOf<T>()) ? static_cast<T*>(&view) : nullptr;
-  }
-
-  // The same for the model's cell classes the reading of a cell tells apart.
-  static constexpr unsigned kImageCell = 1u << 0, kButtonCell = 1u << 1, kPopUpButtonCell = 1u << 2,
-                            kTextFieldCell = 1u << 3, kSegmentedCell = 1u << 4, kComboBoxCell = 1u << 5,
-                            kTokenFieldCell = 1u << 6;
-  template <class T>
-  static constexpr unsigned cellKindOf() {
-    if constexpr (std::is_same_v<T, ImageCell>) return kImageCell;
-    if constexpr (std::is_same_v<T, ButtonCell>) return kButtonCell;
-    if constexpr (std::is_same_v<T, PopUpButtonCell>) return kPopUpButtonCell;
-    if constexpr (std::is_same_v<T, TextFieldCell>) return kTextFieldCell;
-    if constexpr (std::is_same_v<T, SegmentedCell>) return kSegmentedCell;
-    if constexpr (std::is_same_v<T, ComboBoxCell>) return kComboBoxCell;
-    if constexpr (std::is_same_v<T, TokenFieldCell>) return kTokenFieldCell;
-    return 0;
+    return ViewKinds::madeAs<Made>();
   }
   template <class Made>
   static constexpr unsigned cellKinds() {
-    return (std::is_base_of_v<ImageCell, Made> ? kImageCell : 0u) | (std::is_base_of_v<ButtonCell, Made> ? kButtonCell : 0u) |
-           (std::is_base_of_v<PopUpButtonCell, Made> ? kPopUpButtonCell : 0u) |
-           (std::is_base_of_v<TextFieldCell, Made> ? kTextFieldCell : 0u) |
-           (std::is_base_of_v<SegmentedCell, Made> ? kSegmentedCell : 0u) |
-           (std::is_base_of_v<ComboBoxCell, Made> ? kComboBoxCell : 0u) |
-           (std::is_base_of_v<TokenFieldCell, Made> ? kTokenFieldCell : 0u);
+    return CellKinds::madeAs<Made>();
+  }
+  template <class T>
+  T* viewAs(View& view, unsigned kinds) const {
+    return ViewKinds::as<T>(view, kinds, [this](View* v) { return as<T>(v); });
   }
   template <class T>
   T* cellAs(Cell& cell, unsigned kinds) const {
-    static_assert(cellKindOf<T>() != 0);
-    if (kinds == kAskKinds) return as<T>(&cell);
-    return (kinds & cellKindOf<T>()) ? static_cast<T*>(&cell) : nullptr;
+    return CellKinds::as<T>(cell, kinds, [this](Cell* c) { return as<T>(c); });
   }
 
   // Values of sliders, steppers, level indicators and date pickers.
