@@ -9,7 +9,6 @@
 
 #include <cmath>
 
-#include "keyed_archive.h"
 #include "remembered_casts.h"
 #include "support/test_paths.h"
 #include "tq/platform/base/exception.h"
@@ -609,23 +608,6 @@ TEST(NibReaderCorpus, StructureOfKnownFiles) {
   int notAvailable = 0;
   for (const auto& f : allIn<TextField>(activity)) notAvailable += f->placeholderString() == String(u"N/A");
   EXPECT_EQ(notAvailable, 12) << "every field keeps its own placeholder";
-}
-
-// Embedded images' base64 against the published vectors (RFC 4648, section 10), whole and with a
-// line break or a space at every position, as documents wrap long data.
-TEST(NibReaderTest, Base64MatchesPublishedVectors) {
-  const std::pair<std::string, std::string> vectors[] = {
-      {"", ""}, {"Zg==", "f"}, {"Zm8=", "fo"}, {"Zm9v", "foo"}, {"Zm9vYg==", "foob"}, {"Zm9vYmE=", "fooba"},
-      {"Zm9vYmFy", "foobar"}, {"Zm9vYmFyZm9vYmFyZm9vYmFy", "foobarfoobarfoobar"}};
-  for (const auto& [text, bytes] : vectors) {
-    EXPECT_EQ(archive::decodeBase64(text), bytes) << text;
-    for (std::size_t at = 0; at <= text.size(); ++at) {
-      for (const char* gap : {"\n", " ", "\n\n  "}) {
-        const std::string wrapped = text.substr(0, at) + gap + text.substr(at);
-        EXPECT_EQ(archive::decodeBase64(wrapped), bytes) << text << " broken at " << at;
-      }
-    }
-  }
 }
 
 }  // namespace
