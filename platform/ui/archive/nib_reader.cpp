@@ -1133,17 +1133,23 @@ class NibBuilder {
       // interface's arena.
       char* out = packing_.data();
       n.eachAttribute([&](const char* name, const char* value) {
-        const std::size_t nameLength = std::strlen(name) + 1, valueLength = std::strlen(value) + 1;
-        out = packing_.room(out, nameLength + valueLength);
-        std::memcpy(out, name, nameLength);
-        std::memcpy(out + nameLength, value, valueLength);
-        out += nameLength + valueLength;
+        out = pack(out, name, std::strlen(name), value, std::strlen(value));
       });
       g->setArchivedAttributes(std::string_view(packing_.data(), static_cast<std::size_t>(out - packing_.data())), arena_);
       return std::static_pointer_cast<InterfaceObject>(g);
     });
     remember(n, object);
     return object;
+  }
+
+  // Appends an attribute's name and value, each with its terminating zero, to the packing at `out`;
+  // gives where the packing now ends.
+  char* pack(char* out, const char* name, std::size_t nameLength, const char* value, std::size_t valueLength) {
+    out = packing_.room(out, nameLength + valueLength + 2);
+    std::memcpy(out, name, nameLength + 1);
+    out += nameLength + 1;
+    std::memcpy(out, value, valueLength + 1);
+    return out + valueLength + 1;
   }
 
   // A constraint with nothing inside (most of a document's objects): the generic object the
@@ -1167,11 +1173,7 @@ class NibBuilder {
       } else if (name[0] == 'c' && Name("customClass").equals(name)) {
         return nullptr;
       }
-      out = packing_.room(out, nameLength + valueLength + 2);
-      std::memcpy(out, name, nameLength + 1);
-      out += nameLength + 1;
-      std::memcpy(out, value, valueLength + 1);
-      out += valueLength + 1;
+      out = pack(out, name, nameLength, value, valueLength);
     }
     auto g = create<GenericObject>(constraint);
     g->setArchivedAttributes(std::string_view(packing_.data(), static_cast<std::size_t>(out - packing_.data())), arena_);
